@@ -1,0 +1,17 @@
+# One set of names for the two versions of Qt: KV_QT_CORE, KV_QT_SQL and KV_QT_TEST are the targets to link.
+set(KV_QT 5 CACHE STRING "Qt major version: 5 (desk) or 4 (panel, Qt 4.8)")
+set_property(CACHE KV_QT PROPERTY STRINGS 5 4)
+
+if(KV_QT EQUAL 5)
+  find_package(Qt5 5.11 REQUIRED COMPONENTS Core Sql Network SerialPort Test)
+  set(KV_QT_CORE Qt5::Core)
+  set(KV_QT_SQL Qt5::Sql)
+  set(KV_QT_TEST Qt5::Test)
+elseif(KV_QT EQUAL 4)
+  find_package(Qt4 4.8 REQUIRED QtCore QtSql QtTest)
+  set(KV_QT_CORE Qt4::QtCore)
+  set(KV_QT_SQL Qt4::QtSql)
+  set(KV_QT_TEST Qt4::QtTest)
+else()
+  message(FATAL_ERROR "KV_QT is ${KV_QT}; it must be 5 or 4")
+endif()

@@ -1,0 +1,472 @@
+#include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
+
+#include "drivers/abstract_device_interface.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_replies.h"
+#include "tools/drv_dev_setting.h"
+#include "tools/tools.h"
+
+#include <climits>
+
+namespace
+{
+
+const QString VERSION_STRING = QLatin1String("1.0.0");
+
+const int RESPONSE_BUFFER_SIZE = 1538;
+const int COMMAND_BUFFER_SIZE = 1553;
+const int CONTINUOUS_READ_BUFFER_SIZE = 20;
+
+// Far above what one reply can carry, and small enough for the panel's memory: a short reply to an
+// absurd request must not make the driver allocate what the request claims.
+const int MAX_DATA_LENGTH = 1024 * 1024;
+
+// Characters from one item of a reply to the next.
+const int BIT_STRIDE = 2;
+const int TIMER_COUNTER_STRIDE = 24;
+const Dec10Layout DEC10_VALUES = {0, 11};
+const Dec10Layout TIMER_COUNTER_FIRST = {2, TIMER_COUNTER_STRIDE};
+const Dec10Layout TIMER_COUNTER_SECOND = {13, TIMER_COUNTER_STRIDE};
+
+// The bit devices' numbers count channels of 16 bits; the format adds the channel's first bit.
+const struct {
+    const char *prefix;
+    const char *numberFormat;
+} DEVICE_TABLE[] = {
+    {"R", "%03u00.H"},  {"B", "%03X0.H"},  {"MR", "%03u00.H"}, {"LR", "%03u00.H"},
+    {"CR", "%02u00.H"}, {"VB", "%03X0.H"}, {"DM", "%05u.H"},   {"EM", "%05u.H"},
+    {"FM", "%05u.H"},   {"ZF", "%05u.H"},  {"W", "%04X.H"},    {"TM", "%03u.H"},
+    {"Z", "%02u.H"},    {"CM", "%04u.H"},  {"VM", "%05u.H"},
+};
+
+QRegExp pattern(const char *text, Qt::CaseSensitivity caseSensitivity = Qt::CaseSensitive)
+{
+    return QRegExp(QLatin1String(text), caseSensitivity, QRegExp::RegExp);
+}
+
+// An address as it appears in an error text: printable whatever it holds.
+QString quoted(const QByteArray &address)
+{
+    QString text;
+    for (int i = 0; i < address.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(address.at(i));
+        if (c >= 0x20 && c <= 0x7E)
+            text += QLatin1Char(address.at(i));
+        else
+            text += QString::fromLatin1("\\x%1").arg(c, 2, 16, QLatin1Char('0'));
+    }
+    return QLatin1Char('"') + text + QLatin1Char('"');
+}
+
+// The address that goes into a line: of PCTC (the preset of a CTC) the PLC knows only the CTC.
+QByteArray carriedAddress(const QByteArray &address)
+{
+    return KV_L20V_StartsWith(address, "PCTC") ? address.mid(1) : address;
+}
+
+} // namespace
+
+bool DriverKV_L20V_HostLink::ci_less::operator()(const QByteArray &a, const QByteArray &b) const
+{
+    return qstrnicmp(a.constData(), b.constData(), static_cast<uint>(qMax(a.size(), b.size()))) < 0;
+}
+
+DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
+    : m_hasError(false), m_debugMode(false), m_rspLen(0),
+      m_bitsRsp(pattern("[01](?: [01])*\\x0D\\x0A")),
+      m_dec10Rsp(pattern("\\d{10}(?: \\d{10})*\\x0D\\x0A")),
+      m_timerCounterRsp(
+          pattern("[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A")),
+      m_errorRsp(pattern("E\\d\\x0D\\x0A")),
+      m_hexWordsRsp(pattern("^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$", Qt::CaseInsensitive)),
+      m_rspBuf(RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(COMMAND_BUFFER_SIZE, '\0')
+{
+    for (const auto &row : DEVICE_TABLE)
+        m_map[row.prefix] = row.numberFormat;
+}
+
+int DriverKV_L20V_HostLink::totalSize()
+{
+    return 1024;
+}
+
+int DriverKV_L20V_HostLink::initialize(AbstractDeviceInterface *)
+{
+    return 1;
+}
+
+int DriverKV_L20V_HostLink::validation(const QString &)
+{
+    return 0;
+}
+
+QString DriverKV_L20V_HostLink::name()
+{
+    return QLatin1String("KEYENCE KV-L20V Host Link");
+}
+
+QString DriverKV_L20V_HostLink::vender()
+{
+    return QLatin1String("KEYENCE");
+}
+
+QString DriverKV_L20V_HostLink::getVersionNumber()
+{
+    return VERSION_STRING;
+}
+
+DeviceSetting *DriverKV_L20V_HostLink::getDefaultSerialDeviceSetting()
+{
+    return new DeviceSetting(RS232Device, QLatin1String("COM2"), 9600, 8, OneStopBitCode,
+                             EvenParityCode);
+}
+
+DriverSetting *DriverKV_L20V_HostLink::getDefaultDriverSetting()
+{
+    return new DriverSetting(500, 3, 0, 0);
+}
+
+QString DriverKV_L20V_HostLink::getStringBasedDefaultDriverSetting()
+{
+    return QLatin1String("RS232,9600,EVEN,8,1");
+}
+
+int DriverKV_L20V_HostLink::supportedCommunicationFlags()
+{
+    return 16 | RS232Device | 64;
+}
+
+void DriverKV_L20V_HostLink::setDebugMode(bool on)
+{
+    m_debugMode = on;
+}
+
+int DriverKV_L20V_HostLink::getBlockAccessSize()
+{
+    return 1024;
+}
+
+int DriverKV_L20V_HostLink::getBitBlockAccessSize()
+{
+    return 1024;
+}
+
+bool DriverKV_L20V_HostLink::hasError()
+{
+    return m_hasError;
+}
+
+QString DriverKV_L20V_HostLink::getLastError()
+{
+    return m_lastError;
+}
+
+QObject *DriverKV_L20V_HostLink::getThisObject()
+{
+    return this;
+}
+
+void DriverKV_L20V_HostLink::setCommError(const QString &text)
+{
+    m_hasError = true;
+    m_lastError = text;
+}
+
+void DriverKV_L20V_HostLink::clearError()
+{
+    m_hasError = false;
+}
+
+// Records a failure and gives the result of the step that failed.
+bool DriverKV_L20V_HostLink::failed(const QString &text)
+{
+    setCommError(text);
+    return false;
+}
+
+void DriverKV_L20V_HostLink::beginAttempt(AbstractDeviceInterface *device)
+{
+    const unsigned long delayMs = device->getDelay();
+    if (delayMs > 0)
+        ThreadSleep::msleep(delayMs);
+    clearError();
+}
+
+// Whether the attempt with this number (from 0) is to be followed by another one.
+bool DriverKV_L20V_HostLink::tryAgain(AbstractDeviceInterface *device, int attempt)
+{
+    return hasError() && attempt < device->getRetry();
+}
+
+QByteArray DriverKV_L20V_HostLink::read(AbstractDeviceInterface *device,
+                                        const CommunicatorCommand &command)
+{
+    QByteArray result;
+    int attempt = 0;
+    do {
+        beginAttempt(device);
+        switch (command.kind) {
+        case Byte:
+        case Word:
+        case DoubleWord:
+        case Block:
+            result = readBytes(device, command.address, command.byteLength());
+            break;
+        case Bit:
+        case BitBlock:
+            result = readBits(device, command);
+            break;
+        default:
+            return QByteArray();
+        }
+    } while (tryAgain(device, attempt++));
+    return result;
+}
+
+int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
+                                  const CommunicatorCommand &command, const QByteArray &data)
+{
+    int result = 1;
+    int attempt = 0;
+    do {
+        beginAttempt(device);
+        switch (command.kind) {
+        case Byte:
+        case Word:
+        case DoubleWord:
+        case Block:
+            result = writeBytes(device, command, data);
+            break;
+        case Bit:
+        case BitBlock:
+            result = writeBitKinds(device, command, data, result);
+            break;
+        default:
+            return 0;
+        }
+    } while (tryAgain(device, attempt++));
+    return result;
+}
+
+// Whether the data of a request has a length that the driver is ready to hold.
+bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
+{
+    if (bytes >= 0 && bytes <= MAX_DATA_LENGTH)
+        return true;
+    return failed(QString::fromLatin1("data length %1 is not in 0 to %2 bytes")
+                      .arg(bytes)
+                      .arg(MAX_DATA_LENGTH));
+}
+
+// An address that goes into a line as it stands must not bring a blank, a line end or anything else
+// that would make it more than one field.
+bool DriverKV_L20V_HostLink::checkCarriedAddress(const QByteArray &address)
+{
+    for (int i = 0; i < address.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(address.at(i));
+        if (c < 0x21 || c > 0x7E)
+            return failed(QString::fromLatin1("address %1 holds the byte 0x%2 at position %3")
+                              .arg(quoted(address))
+                              .arg(c, 2, 16, QLatin1Char('0'))
+                              .arg(i));
+    }
+    return !address.isEmpty() || failed(QLatin1String("address is empty"));
+}
+
+// Splits the address of a word device and finds its row in the device table.
+bool DriverKV_L20V_HostLink::parseWordAddress(const QByteArray &address, WordDevice &word)
+{
+    if (!KV_L20V_ParseAddress(address, word.prefix, word.number))
+        return failed(QString::fromLatin1("address %1 holds no device number").arg(quoted(address)));
+    const DeviceTable::const_iterator row = m_map.find(word.prefix);
+    if (row == m_map.end())
+        return failed(QString::fromLatin1("address %1 names no known device").arg(quoted(address)));
+    word.format = row->second;
+    return true;
+}
+
+QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
+                                             const QString &addressText, int byteLength)
+{
+    const QByteArray address = addressText.toLatin1();
+    if (!checkDataLength(byteLength))
+        return QByteArray();
+    if (KV_L20V_HexWordDataFormat(address))
+        return readHexWords(device, address, byteLength);
+    return readUInt32s(device, address, byteLength);
+}
+
+QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
+                                                const QByteArray &address, int byteLength)
+{
+    if (byteLength == 0)
+        return QByteArray();
+    const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
+    const int length = packReadHexWordsCmd(address, words);
+    const ReplyForm form = {ReplyForm::Pattern, &m_hexWordsRsp, "invalid response:"};
+    if (length == 0 || !exchange(device, &m_cmdBuf[0], length, form))
+        return QByteArray();
+    QByteArray data(static_cast<int>(2 * words), '\0');
+    hexWordsRspToByteArray(&m_rspBuf[0], rspTextLength(), data);
+    data.truncate(byteLength);
+    return data;
+}
+
+// The devices that are read in ten-digit numbers: values alone, or timer and counter items.
+QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
+                                               const QByteArray &address, int byteLength)
+{
+    const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
+    const bool valuesOnly = KV_L20V_Dec10DataFormat(address);
+    const bool preset = !valuesOnly && KV_L20V_StartsWith(address, "PCTC");
+    const ReplyForm form = {ReplyForm::Pattern, valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
+                            "invalid response"};
+    if (!continuousRead(device, carriedAddress(address), count, form))
+        return QByteArray();
+    const Dec10Layout &layout = valuesOnly ? DEC10_VALUES
+                                : preset   ? TIMER_COUNTER_SECOND
+                                           : TIMER_COUNTER_FIRST;
+    QByteArray data =
+        dec10RspToByteArray(&m_rspBuf[0], rspTextLength(), layout, static_cast<int>(count));
+    data.truncate(byteLength);
+    return data;
+}
+
+QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
+                                            const CommunicatorCommand &command)
+{
+    const QByteArray address = command.address.toLatin1();
+    const bool items = KV_L20V_TimerCounterBits(address);
+    const ReplyForm form = {ReplyForm::Pattern, items ? &m_timerCounterRsp : &m_bitsRsp,
+                            items ? "invalid response3" : "invalid response2"};
+    if (!checkDataLength(NumOfBitsToNumOfBytes(0, command.count)) ||
+        !continuousRead(device, address, command.count, form))
+        return QByteArray();
+    return digitsRspToBits(&m_rspBuf[0], rspTextLength(), items ? TIMER_COUNTER_STRIDE : BIT_STRIDE,
+                           static_cast<int>(command.count));
+}
+
+bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
+                                            const QByteArray &address, unsigned int count,
+                                            const ReplyForm &form)
+{
+    if (!checkCarriedAddress(address))
+        return false;
+    char line[CONTINUOUS_READ_BUFFER_SIZE];
+    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(
+        line, CONTINUOUS_READ_BUFFER_SIZE, address.constData(), count);
+    if (length == 0)
+        return failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
+                                          "%3 characters")
+                          .arg(count)
+                          .arg(quoted(address))
+                          .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
+    return exchange(device, line, length, form);
+}
+
+int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsigned int words)
+{
+    WordDevice word;
+    if (!parseWordAddress(address, word))
+        return 0;
+    return KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
+                                           word.prefix.constData(), word.number,
+                                           word.format.constData(), words);
+}
+
+int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address,
+                                                 const QByteArray &words)
+{
+    WordDevice word;
+    if (!parseWordAddress(address, word))
+        return 0;
+    const int length = KV_L20V_HostLinkPackWRSWordsCmd(
+        &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix.constData(), word.number,
+        word.format.constData(), reinterpret_cast<const unsigned char *>(words.constData()),
+        words.size() / 2);
+    return checkWriteLine(length, address, words.size()) ? length : 0;
+}
+
+// Records the refusal of a write line that did not fit.
+bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QByteArray &address, int dataBytes)
+{
+    if (length > 0)
+        return true;
+    return failed(QString::fromLatin1("write of %1 bytes to address %2 does not fit a line of %3 "
+                                      "characters")
+                      .arg(dataBytes)
+                      .arg(quoted(address))
+                      .arg(COMMAND_BUFFER_SIZE - 1));
+}
+
+int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
+                                       const CommunicatorCommand &command, const QByteArray &data)
+{
+    const QByteArray address = command.address.toLatin1();
+    if (KV_L20V_StartsWith(address, "CTC"))
+        return failed(QLatin1String("can't write word to ") + command.address);
+    if (!checkDataLength(data.size()))
+        return 0;
+    int length = 0;
+    if (KV_L20V_HexWordDataFormat(address)) {
+        length = packWriteHexWordsCmd(address, To16bitsData(data));
+    } else {
+        const QByteArray carried = carriedAddress(address);
+        if (!checkCarriedAddress(carried))
+            return 0;
+        length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
+            &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carried.constData(), To32bitsData(data));
+        checkWriteLine(length, address, data.size());
+    }
+    // A PLC that took the words may word its reply as it likes: only an error reply is a refusal.
+    const ReplyForm form = {ReplyForm::Anything, 0, ""};
+    return length > 0 && exchange(device, &m_cmdBuf[0], length, form);
+}
+
+// Relays take a run of bits in one line, every other device one exchange per bit.
+int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
+                                          const CommunicatorCommand &command,
+                                          const QByteArray &data, int resultOfNoBits)
+{
+    const QByteArray address = command.address.toLatin1();
+    if (KV_L20V_BitRunDevice(address))
+        return writeBits(device, address, data);
+    const QByteArray prefix = ExtractPrefixSymbol(address);
+    const int number = ExtractPLCDeviceAddress(address, 10);
+    if (data.size() > 1 && number > INT_MAX - (data.size() - 1))
+        return failed(QString::fromLatin1("%1 bits from address %2 on run beyond device number %3")
+                          .arg(data.size())
+                          .arg(quoted(address))
+                          .arg(INT_MAX));
+    int result = resultOfNoBits;
+    for (int i = 0; i < data.size(); ++i) {
+        result = writeBit(device, prefix, number + i, data.at(i) != 0);
+        if (!result)
+            break;
+    }
+    return result;
+}
+
+int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QByteArray &address,
+                                      const QByteArray &data)
+{
+    if (!checkCarriedAddress(address))
+        return 0;
+    const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
+                                                        address.constData(), data);
+    const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
+    return checkWriteLine(length, address, data.size()) &&
+           exchange(device, &m_cmdBuf[0], length, form);
+}
+
+int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByteArray &prefix,
+                                     int number, bool value)
+{
+    if (!KV_L20V_HasSetResetLine(prefix))
+        return failed(QString::fromLatin1("device %1 has no line that sets or resets a bit")
+                          .arg(quoted(prefix)));
+    const int length = KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix,
+                                                       number, value);
+    const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
+    return exchange(device, &m_cmdBuf[0], length, form);
+}

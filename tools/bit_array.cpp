@@ -1,0 +1,224 @@
+#include "tools/bit_array.h"
+
+#include "tools/byte_order.h"
+
+#include <limits>
+
+namespace
+{
+
+template <typename T>
+bool inside(unsigned short bit)
+{
+    return bit < std::numeric_limits<T>::digits;
+}
+
+template <typename T>
+T withBitSet(T value, unsigned short bit)
+{
+    return inside<T>(bit) ? static_cast<T>(value | (1u << bit)) : value;
+}
+
+template <typename T>
+T withBitCleared(T value, unsigned short bit)
+{
+    return inside<T>(bit) ? static_cast<T>(value & ~(1u << bit)) : value;
+}
+
+template <typename T>
+bool hasBit(T value, unsigned short bit)
+{
+    return inside<T>(bit) && ((value >> bit) & 1u) != 0;
+}
+
+unsigned int roundedUp(unsigned int n, unsigned int unit)
+{
+    return n / unit + (n % unit != 0 ? 1 : 0);
+}
+
+unsigned char *bytesOf(QByteArray &a)
+{
+    return reinterpret_cast<unsigned char *>(a.data());
+}
+
+const unsigned char *bytesOf(const QByteArray &a)
+{
+    return reinterpret_cast<const unsigned char *>(a.constData());
+}
+
+void extendTo(QByteArray &a, int size)
+{
+    if (a.size() < size)
+        a.append(QByteArray(size - a.size(), '\0'));
+}
+
+// n is 0 to 7; zeros enter at the top of the last byte.
+void shiftRightWithinBytes(unsigned char *bytes, int size, int n)
+{
+    if (n == 0)
+        return;
+    for (int j = 0; j < size; ++j) {
+        const unsigned int next = j + 1 < size ? bytes[j + 1] : 0u;
+        bytes[j] = static_cast<unsigned char>((bytes[j] >> n) | (next << (8 - n)));
+    }
+}
+
+} // namespace
+
+unsigned char setBit(unsigned char value, unsigned short bit)
+{
+    return withBitSet(value, bit);
+}
+
+unsigned char clearBit(unsigned char value, unsigned short bit)
+{
+    return withBitCleared(value, bit);
+}
+
+bool getBit(unsigned char value, unsigned short bit)
+{
+    return hasBit(value, bit);
+}
+
+unsigned short setBit(unsigned short value, unsigned short bit)
+{
+    return withBitSet(value, bit);
+}
+
+unsigned short clearBit(unsigned short value, unsigned short bit)
+{
+    return withBitCleared(value, bit);
+}
+
+bool getBit(unsigned short value, unsigned short bit)
+{
+    return hasBit(value, bit);
+}
+
+unsigned int setBit(unsigned int value, unsigned short bit)
+{
+    return withBitSet(value, bit);
+}
+
+unsigned int clearBit(unsigned int value, unsigned short bit)
+{
+    return withBitCleared(value, bit);
+}
+
+bool getBit(unsigned int value, unsigned short bit)
+{
+    return hasBit(value, bit);
+}
+
+bool getBit(const QByteArray &bits, int i)
+{
+    return getBit(bytesOf(bits), i);
+}
+
+bool getBit(const unsigned char *bits, int i)
+{
+    return ((bits[i / 8] >> (i % 8)) & 1) != 0;
+}
+
+void setBit(QByteArray &bits, int i, bool on)
+{
+    extendTo(bits, i / 8 + 1);
+    setBit(bytesOf(bits), i, on);
+}
+
+void setBit(unsigned char *bits, int i, bool on)
+{
+    const unsigned char mask = static_cast<unsigned char>(1u << (i % 8));
+    if (on)
+        bits[i / 8] = static_cast<unsigned char>(bits[i / 8] | mask);
+    else
+        bits[i / 8] = static_cast<unsigned char>(bits[i / 8] & ~mask);
+}
+
+void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count)
+{
+    if (count <= 0)
+        return;
+    const QByteArray source(src); // holds the bits when dst and src are one array
+    const int end = (dstStart + count - 1) / 8 + 1;
+    extendTo(dst, end);
+    const unsigned char *in = bytesOf(source);
+    unsigned char *out = bytesOf(dst) + dstStart / 8;
+    const int shift = dstStart % 8;
+    // Each source byte covers the upper bits of one target byte and the lower ones of the next.
+    for (; count > 0; count -= 8, ++in, ++out) {
+        const unsigned int used = count >= 8 ? 0xFFu : (1u << count) - 1;
+        const unsigned int mask = used << shift;
+        const unsigned int bits = (*in & used) << shift;
+        out[0] = static_cast<unsigned char>((out[0] & ~mask) | bits);
+        if (mask > 0xFF)
+            out[1] = static_cast<unsigned char>((out[1] & ~(mask >> 8)) | (bits >> 8));
+    }
+}
+
+QByteArray ExpandBitsToBytes(const QByteArray &bits, unsigned short start, int count)
+{
+    if (count <= 0)
+        return QByteArray();
+    QByteArray expanded(count, '\0');
+    char *out = expanded.data();
+    const unsigned char *in = bytesOf(bits);
+    for (int k = 0; k < count; ++k)
+        out[k] = getBit(in, start + k) ? 1 : 0;
+    return expanded;
+}
+
+void FitBitArray(QByteArray &bits, int n)
+{
+    const int size = n / 8 + (n % 8 != 0 ? 1 : 0);
+    extendTo(bits, size);
+    bits.resize(size);
+}
+
+void clearUnnecessaryBits(QByteArray &bits, int n)
+{
+    if (n % 8 == 0)
+        return;
+    unsigned char &last = bytesOf(bits)[n / 8];
+    last = static_cast<unsigned char>(last & ((1u << (n % 8)) - 1));
+}
+
+void RightShiftNBits(QByteArray &bits, int n)
+{
+    unsigned char *bytes = bytesOf(bits);
+    const int wholeBytes = n / 8;
+    const int remaining = bits.size() - wholeBytes;
+    if (wholeBytes > 0)
+        RotateArray<unsigned char>(bytes, wholeBytes, remaining);
+    shiftRightWithinBytes(bytes, remaining, n % 8);
+}
+
+unsigned int NumOfBitsToNumOfBytes(unsigned int a, unsigned int b)
+{
+    return roundedUp(a + b, 8);
+}
+
+unsigned int NumOfBitsToNumOfWords(unsigned int a, unsigned int b)
+{
+    return roundedUp(a + b, 16);
+}
+
+unsigned int NumOfBitsToNumOfDWords(unsigned int a, unsigned int b)
+{
+    return roundedUp(a + b, 32);
+}
+
+unsigned int NumOfBytesToNumOfWords(unsigned int n)
+{
+    return roundedUp(n, 2);
+}
+
+unsigned int NumOfBytesToNumOfDWords(unsigned int n)
+{
+    return roundedUp(n, 4);
+}
+
+unsigned int NumOfBytesToNumOfQuadWords(unsigned int n)
+{
+    return roundedUp(n, 8);
+}

@@ -1,0 +1,73 @@
+/// Bits of scalars, packed bit arrays, and conversions between counts of bits and larger units.
+///
+/// In a scalar bit n has the weight 2^n. In a bit array bit i lies in byte i / 8 with the weight
+/// 2^(i mod 8), so that the array reads as one little-endian number. Nothing here reports an error.
+#ifndef TOOLS_BIT_ARRAY_H
+#define TOOLS_BIT_ARRAY_H
+
+#include <QtCore/QByteArray>
+
+/// @name Scalars
+/// Set, clear or read one bit of @p value. A bit number at or above the width of the type changes
+/// nothing: `setBit` and `clearBit` give the value unchanged, `getBit` gives false.
+/// @{
+unsigned char setBit(unsigned char value, unsigned short bit);
+unsigned char clearBit(unsigned char value, unsigned short bit);
+bool getBit(unsigned char value, unsigned short bit);
+unsigned short setBit(unsigned short value, unsigned short bit);
+unsigned short clearBit(unsigned short value, unsigned short bit);
+bool getBit(unsigned short value, unsigned short bit);
+unsigned int setBit(unsigned int value, unsigned short bit);
+unsigned int clearBit(unsigned int value, unsigned short bit);
+bool getBit(unsigned int value, unsigned short bit);
+/// @}
+
+/// Bit @p i of the array. Requires: 0 <= @p i < 8 * size.
+bool getBit(const QByteArray &bits, int i);
+
+/// Bit @p i of the buffer. Requires: @p i >= 0 and the buffer holds that bit.
+bool getBit(const unsigned char *bits, int i);
+
+/// Makes bit @p i of the array 1 or 0 and leaves all others. A bit beyond the end extends the array
+/// with zero bytes up to that bit. Requires: @p i >= 0.
+void setBit(QByteArray &bits, int i, bool on);
+
+/// Makes bit @p i of the buffer 1 or 0 and leaves all others.
+/// Requires: @p i >= 0 and the buffer holds that bit.
+void setBit(unsigned char *bits, int i, bool on);
+
+/// Copies the first @p count bits of @p src to @p dst from bit @p dstStart on; a count of 0 or less
+/// does nothing. @p dst is extended with zero bytes where it is too short.
+/// Requires: @p dstStart >= 0 and @p count <= 8 * size of @p src.
+void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count);
+
+/// One byte (1 or 0) for each of the @p count bits from bit @p start on; empty for a count of 0 or
+/// less. Requires: the bits lie inside the array.
+QByteArray ExpandBitsToBytes(const QByteArray &bits, unsigned short start, int count);
+
+/// Resizes the array to hold exactly @p n bits: ceil(n / 8) bytes. Added bytes are zero.
+/// Requires: @p n >= 0.
+void FitBitArray(QByteArray &bits, int n);
+
+/// Clears the bits of byte @p n / 8 from bit @p n on; nothing when @p n is a multiple of 8.
+/// Requires: @p n >= 0 and the array holds byte @p n / 8.
+void clearUnnecessaryBits(QByteArray &bits, int n);
+
+/// Shifts the array toward bit 0 by @p n bits, in place. For @p n below 8 zeros enter at the top. For
+/// @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes afterwards.
+/// Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
+void RightShiftNBits(QByteArray &bits, int n);
+
+/// @name Size arithmetic
+/// A partial unit counts as a whole one. The bit forms take the offset at which a run starts in its
+/// first unit and the length of the run, in bits; their sum is taken modulo 2^32.
+/// @{
+unsigned int NumOfBitsToNumOfBytes(unsigned int a, unsigned int b);
+unsigned int NumOfBitsToNumOfWords(unsigned int a, unsigned int b);
+unsigned int NumOfBitsToNumOfDWords(unsigned int a, unsigned int b);
+unsigned int NumOfBytesToNumOfWords(unsigned int n);
+unsigned int NumOfBytesToNumOfDWords(unsigned int n);
+unsigned int NumOfBytesToNumOfQuadWords(unsigned int n);
+/// @}
+
+#endif

@@ -1,0 +1,215 @@
+#include "tools/data_pack.h"
+
+#include <climits>
+#include <cstddef>
+#include <cstring>
+
+namespace
+{
+
+struct Item
+{
+    char type;
+    bool counted;
+    size_t count; // 1 for a single item
+};
+
+// Takes the next item off the format. A count that is followed by the end of the format gives the
+// type NUL, which no table holds, and leaves the format at its end.
+Item takeItem(const char *&fmt)
+{
+    Item item = {'\0', false, 1};
+    if (*fmt >= '0' && *fmt <= '9') {
+        item.counted = true;
+        item.count = 0;
+        for (; *fmt >= '0' && *fmt <= '9'; ++fmt) {
+            item.count = item.count * 10 + static_cast<size_t>(*fmt - '0');
+            if (item.count > INT_MAX)
+                item.count = INT_MAX;
+        }
+    }
+    item.type = *fmt;
+    if (*fmt != '\0')
+        ++fmt;
+    return item;
+}
+
+bool isFiller(const Item &item)
+{
+    return item.type == 'x' || item.type == 'X';
+}
+
+// Width of one value in bytes; 0 for a character that is not an item.
+size_t valueWidth(char type)
+{
+    switch (type) {
+    case 'C':
+    case 'c':
+    case 'x':
+    case 'X':
+        return 1;
+    case 'S':
+    case 's':
+    case 'v':
+    case 'n':
+        return 2;
+    case 'I':
+    case 'i':
+    case 'L':
+    case 'l':
+    case 'V':
+    case 'N':
+        return 4;
+    default:
+        return 0;
+    }
+}
+
+bool countAllowed(const Item &item)
+{
+    if (isFiller(item))
+        return true;
+    return item.count > 0 && item.type != '\0' && std::strchr("CcvnVN", item.type) != 0;
+}
+
+bool isBigEndianType(char type)
+{
+    return type == 'n' || type == 'N';
+}
+
+void storeValue(unsigned char *dst, unsigned int value, size_t width, bool bigEndian)
+{
+    for (size_t i = 0; i < width; ++i)
+        dst[bigEndian ? width - 1 - i : i] = static_cast<unsigned char>((value >> (8 * i)) & 0xFF);
+}
+
+unsigned int loadValue(const unsigned char *src, size_t width, bool bigEndian)
+{
+    unsigned int value = 0;
+    for (size_t i = 0; i < width; ++i)
+        value |= static_cast<unsigned int>(src[bigEndian ? width - 1 - i : i]) << (8 * i);
+    return value;
+}
+
+// The k-th value of an array of `width`-byte integers in this machine's memory.
+unsigned int arrayValue(const void *values, size_t k, size_t width)
+{
+    switch (width) {
+    case 1:
+        return static_cast<const unsigned char *>(values)[k];
+    case 2:
+        return static_cast<const unsigned short *>(values)[k];
+    default:
+        return static_cast<const unsigned int *>(values)[k];
+    }
+}
+
+void setArrayValue(void *values, size_t k, size_t width, unsigned int value)
+{
+    switch (width) {
+    case 1:
+        static_cast<unsigned char *>(values)[k] = static_cast<unsigned char>(value);
+        break;
+    case 2:
+        static_cast<unsigned short *>(values)[k] = static_cast<unsigned short>(value);
+        break;
+    default:
+        static_cast<unsigned int *>(values)[k] = value;
+        break;
+    }
+}
+
+void packArray(unsigned char *dst, const void *values, const Item &item)
+{
+    const size_t width = valueWidth(item.type);
+    for (size_t k = 0; k < item.count; ++k, dst += width)
+        storeValue(dst, arrayValue(values, k, width), width, isBigEndianType(item.type));
+}
+
+} // namespace
+
+int VDataPack(unsigned char *dst, const char *fmt, va_list args)
+{
+    unsigned char *out = dst;
+    while (*fmt != '\0') {
+        const Item item = takeItem(fmt);
+        const size_t width = valueWidth(item.type);
+        if (item.counted && !countAllowed(item))
+            return -1;
+        if (width == 0)
+            return 0;
+        if (item.type == 'x')
+            std::memset(out, 0, item.count);
+        else if (item.type != 'X' && item.counted)
+            packArray(out, va_arg(args, const void *), item);
+        else if (item.type != 'X')
+            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width, isBigEndianType(item.type));
+        out += item.count * width;
+    }
+    return static_cast<int>(out - dst);
+}
+
+int DataPack(unsigned char *dst, const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    const int packed = VDataPack(dst, fmt, args);
+    va_end(args);
+    return packed;
+}
+
+QByteArray VByteArrayPack(const char *fmt, va_list args)
+{
+    QByteArray packed;
+    while (*fmt != '\0') {
+        const Item item = takeItem(fmt);
+        const size_t width = valueWidth(item.type);
+        if (width == 0 || (item.counted && (isFiller(item) || !countAllowed(item))))
+            return QByteArray();
+        const int start = packed.size();
+        packed.append(QByteArray(static_cast<int>(item.count * width), '\0'));
+        unsigned char *out = reinterpret_cast<unsigned char *>(packed.data()) + start;
+        if (item.counted)
+            packArray(out, va_arg(args, const void *), item);
+        else if (!isFiller(item))
+            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width, isBigEndianType(item.type));
+    }
+    return packed;
+}
+
+QByteArray ByteArrayPack(const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    const QByteArray packed = VByteArrayPack(fmt, args);
+    va_end(args);
+    return packed;
+}
+
+int VDataUnpack(const unsigned char *src, const char *fmt, va_list args)
+{
+    const unsigned char *in = src;
+    while (*fmt != '\0') {
+        const Item item = takeItem(fmt);
+        const size_t width = valueWidth(item.type);
+        if (width == 0 || (item.counted && !countAllowed(item)))
+            return -1;
+        if (isFiller(item)) {
+            in += item.count;
+            continue;
+        }
+        void *values = va_arg(args, void *);
+        for (size_t k = 0; k < item.count; ++k, in += width)
+            setArrayValue(values, k, width, loadValue(in, width, isBigEndianType(item.type)));
+    }
+    return static_cast<int>(in - src);
+}
+
+int DataUnpack(const unsigned char *src, const char *fmt, ...)
+{
+    va_list args;
+    va_start(args, fmt);
+    const int consumed = VDataUnpack(src, fmt, args);
+    va_end(args);
+    return consumed;
+}

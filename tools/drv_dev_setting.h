@@ -1,0 +1,102 @@
+/// The records by which the runtime and its drivers describe one communication link.
+#ifndef TOOLS_DRV_DEV_SETTING_H
+#define TOOLS_DRV_DEV_SETTING_H
+
+#include <QtCore/QList>
+#include <QtCore/QPair>
+#include <QtCore/QString>
+#include <QtCore/QtGlobal>
+
+/// Kinds of communication devices. They are distinct bits: a set of kinds is the bitwise OR of its
+/// members, and the runtime may use further ones.
+enum device_type : quint32 {
+    RS232Device = 32 ///< an RS-232 serial port
+};
+
+/// Codes of `DeviceSetting::stopbits` and `DeviceSetting::parity` that are known here.
+enum { OneStopBitCode = 0, EvenParityCode = 2 };
+
+/// How a driver paces its exchanges with the PLC.
+class DriverSetting
+{
+public:
+    /// @param timeout   time-out of one answer, applied by the runtime's channel, in milliseconds
+    /// @param retry     number of further attempts after a failed exchange
+    /// @param stationid PLC station number
+    /// @param delay     pause before each attempt, in milliseconds
+    DriverSetting(int timeout, int retry, int stationid, int delay);
+
+    /// The same record as the four-argument form; @p text and @p number are not kept.
+    DriverSetting(int timeout, int retry, int stationid, int delay, const QString &text,
+                  unsigned short number);
+
+    /// Keeps the four numbers, @p auxText and @p auxFlag; @p text and @p number are not kept.
+    DriverSetting(int timeout, int retry, int stationid, int delay, const QString &text,
+                  unsigned short number, const QString &auxText, bool auxFlag);
+
+    /// Takes everything but `auxFlag` from @p other.
+    void copy(const DriverSetting &other);
+
+    int timeout;
+    int retry;
+    int stationid;
+    int delay;
+    QString auxText; ///< a text of the runtime's; no driver reads it
+    bool auxFlag;    ///< a flag of the runtime's; no driver reads it
+};
+
+/// Which channel the runtime opens, and how: a serial port with its line parameters, or a list of
+/// Ethernet entries (address and port) of which one is current.
+class DeviceSetting
+{
+public:
+    /// @param type     kind of device
+    /// @param string   device name, such as COM2; a name that begins with ETHERNET is the Ethernet port
+    /// @param baudrate bits per second
+    /// @param databits data bits per character
+    /// @param stopbits stop-bit code (0: one stop bit)
+    /// @param parity   parity code (2: even)
+    DeviceSetting(device_type type, QString string, int baudrate, int databits, int stopbits,
+                  int parity);
+
+    /// The same, with the runtime's two further values.
+    DeviceSetting(device_type type, QString string, int baudrate, int databits, int stopbits,
+                  int parity, int auxValue, QString auxText);
+
+    /// Port number of entry @p index; -1 is the current entry. 0 when there is no such entry.
+    unsigned short port(int index) const;
+
+    /// Address text of entry @p index; -1 is the current entry. Empty when there is no such entry.
+    QString socketIP(int index) const;
+
+    /// Replaces the port of entry @p index (-1: the current one); nothing when there is no such entry.
+    void setPort(unsigned short port, int index);
+
+    /// Replaces the address of entry @p index (-1: the current one); nothing when there is no such
+    /// entry.
+    void setSocketIP(const QString &ip, int index);
+
+    /// Makes entry @p index the current one; ignored when there is no such entry.
+    void setCurrentIPIndex(int index);
+
+    /// Replaces the entries by pairs of an address text and a port text. A port text that is not a
+    /// decimal number in 0 to 65535 becomes port 0. The current index stays, even beyond the new list.
+    void setSocketData(const QList<QPair<QString, QString> > &data);
+
+    device_type type;
+    QString string;
+    int baudrate;
+    int databits;
+    int stopbits;
+    int parity;
+    int auxValue;       ///< a value of the runtime's; no driver reads it
+    QString auxText;    ///< a text of the runtime's; no driver reads it
+    int linkID;         ///< link id in the project database; -1 until it is known
+    int currentIPIndex; ///< index of the current entry; may lie beyond a list that was replaced
+    QList<QPair<QString, unsigned short> > socketData; ///< Ethernet entries: address and port
+
+private:
+    int entryIndex(int index) const;
+};
+
+#endif

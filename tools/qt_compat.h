@@ -1,0 +1,20 @@
+/// The differences between the panel's Qt 4.8 and the desk's Qt 5.15, in one place.
+#ifndef TOOLS_QT_COMPAT_H
+#define TOOLS_QT_COMPAT_H
+
+#include <QtCore/QThread>
+#include <QtCore/QtPlugin>
+
+// Qt 4 exports a plug-in by a macro in a source file instead.
+#ifndef Q_PLUGIN_METADATA
+#define Q_PLUGIN_METADATA(x)
+#endif
+
+/// Gives access to the thread's own sleep, which Qt 4.8 keeps protected.
+class ThreadSleep : public QThread
+{
+public:
+    using QThread::msleep;
+};
+
+#endif
