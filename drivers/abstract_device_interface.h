@@ -4,9 +4,9 @@
 
 class QVariant;
 
-/// A channel to a PLC (a serial port, a socket, ...), owned by the runtime and lent to the driver for
-/// one call. The transport contract is this short: bytes in, bytes out, and the pacing values of the
-/// link. A driver never waits by itself for input; waiting is the business of `read`.
+/// A channel to a PLC (a serial port, a socket, ...), owned by the runtime and lent to the driver
+/// for one call. The transport contract is this short: bytes in, bytes out, and the pacing values
+/// of the link. A driver never waits by itself for input; waiting is the business of `read`.
 class AbstractDeviceInterface
 {
 public:
@@ -21,8 +21,9 @@ public:
     /// @return how many bytes were taken, or less than 0 when the channel is broken
     virtual int write(const char *buffer, int length) = 0;
 
-    /// A command to the channel itself. Code 12 with the integer 0 throws away input that has not been
-    /// read yet; drivers issue it before they ask a question whose answer they are about to read.
+    /// A command to the channel itself. Code 12 with the integer 0 throws away input that has not
+    /// been read yet; drivers issue it before they ask a question whose answer they are about to
+    /// read.
     /// @return 1 when the channel knows the code, else 0
     virtual int control(int code, const QVariant &value) = 0;
 

@@ -17,23 +17,22 @@ enum CommandKind : quint32 {
     BitBlock = 6    ///< a run of bits
 };
 
-/// One read or write request as the runtime hands it to a driver. The driver borrows it for one call
-/// and never creates, copies or keeps one.
+/// One read or write request as the runtime hands it to a driver. The driver borrows it for one
+/// call and never creates, copies or keeps one.
 class CommunicatorCommand
 {
 public:
-    /// A request for @p count items of @p kind from @p address on.
-    /// @param kind    width of the items
-    /// @param count   number of items, in the unit that @p kind gives
-    /// @param address device address text: a device prefix and a number, such as DM100 or T12
-    CommunicatorCommand(CommandKind kind, quint32 count, const QString &address)
-        : m_runtimeValue(0), kind(kind), count(count), address(address)
-    {
-    }
+    /// A request for some items of one kind from an address on.
+    /// @param itemKind      width of the items
+    /// @param itemCount     number of items, in the unit that @p itemKind gives
+    /// @param deviceAddress a device prefix and a number, such as DM100 or T12
+    CommunicatorCommand(CommandKind itemKind, quint32 itemCount, const QString &deviceAddress)
+        : m_runtimeValue(0), kind(itemKind), count(itemCount), address(deviceAddress)
+    {}
 
     /// Number of data bytes that the request covers: `count` items of the width of `kind`, bits
-    /// packed eight to a byte; 0 for an unknown kind. Computed modulo 2^32 and returned as signed, so
-    /// an absurd count may give a negative number.
+    /// packed eight to a byte; 0 for an unknown kind. Computed modulo 2^32 and returned as signed,
+    /// so an absurd count may give a negative number.
     virtual int byteLength() const
     {
         quint32 bytes = 0;
@@ -62,7 +61,8 @@ public:
     virtual ~CommunicatorCommand() {}
 
 protected:
-    quint32 m_runtimeValue; ///< belongs to the runtime; holds its place in the record, no driver reads it
+    /// Belongs to the runtime and holds its place in the record; no driver reads it.
+    quint32 m_runtimeValue;
 
 public:
     CommandKind kind; ///< width of the items

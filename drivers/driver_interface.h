@@ -14,9 +14,9 @@ class AbstractDeviceInterface;
 class DeviceSetting;
 class DriverSetting;
 
-/// A PLC driver as the runtime sees it. The order of the operations is the order of their slots in the
-/// table of virtual operations: the runtime and the drivers are built apart from each other, so it
-/// never changes. One object serves one link and is called from one thread at a time.
+/// A PLC driver as the runtime sees it. The order of the operations is the order of their slots in
+/// the table of virtual operations: the runtime and the drivers are built apart from each other, so
+/// it never changes. One object serves one link and is called from one thread at a time.
 class DriverInterface
 {
 public:
@@ -26,8 +26,8 @@ public:
     virtual int totalSize() = 0;
 
     /// Performs one write request.
-    /// @param data for the bit kinds one byte per bit (non-zero means 1), else words and double words
-    ///             least significant byte first
+    /// @param data for the bit kinds one byte per bit (non-zero means 1), else words and double
+    ///             words least significant byte first
     /// @return 1 when the PLC took the data, else 0 (see `hasError` and `getLastError`)
     virtual int write(AbstractDeviceInterface *device, const CommunicatorCommand &command,
                       const QByteArray &data) = 0;

@@ -18,9 +18,9 @@
 ///   <<BYTES   a read that gives just these bytes
 ///   ~         a read that gives nothing
 ///
-/// {CR}, {LF} and {NUL} stand for these bytes. A read that asks for less than a step holds gets the rest
-/// with the next read. The first call that does not fit is kept in `fault`, and the channel is silent
-/// from then on.
+/// {CR}, {LF} and {NUL} stand for these bytes. A read that asks for less than a step holds gets the
+/// rest with the next read. The first call that does not fit is kept in `fault`, and the channel is
+/// silent from then on.
 class ScriptedChannel : public AbstractDeviceInterface
 {
 public:
@@ -94,7 +94,8 @@ private:
         m_lastWasSilence = false;
         if (!m_fault.isEmpty())
             return false;
-        const QByteArray step = m_next < m_steps.size() ? m_steps.at(m_next) : QByteArray("the end");
+        const QByteArray step =
+            m_next < m_steps.size() ? m_steps.at(m_next) : QByteArray("the end");
         ++m_next;
         m_lastWasSilence = kind == '<' && step == "~";
         if (m_lastWasSilence)

@@ -98,9 +98,9 @@ void TestDriverRead::givesTheReplysItems_data()
         {"most bits", Bit, 768, "R0", "!|>RDS R0 768|<" + repeated("1", 768), B("ff").repeated(96)},
     };
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i)
-        QTest::newRow(rows[i].name) << int(rows[i].kind) << rows[i].count
-                                    << QString(QLatin1String(rows[i].address)) << rows[i].middle
-                                    << rows[i].hex;
+        QTest::newRow(rows[i].name)
+            << int(rows[i].kind) << rows[i].count << QString(QLatin1String(rows[i].address))
+            << rows[i].middle << rows[i].hex;
 }
 
 void TestDriverRead::givesTheReplysItems()
@@ -160,13 +160,11 @@ void TestDriverRead::refusesReplies_data()
          "Response During an Error:E1\r\n"},
         {"close answered wrongly", Word, "DM1", "!|>RDS DM00001.H 1|<1234|!|>CQ|<CC 00",
          "invalid response"},
-        {"close cut", Word, "DM1", "!|>RDS DM00001.H 1|<1234|!|>CQ|<<CF{CR}|~",
-         "invalid response"},
+        {"close cut", Word, "DM1", "!|>RDS DM00001.H 1|<1234|!|>CQ|<<CF{CR}|~", "invalid response"},
     };
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i)
-        QTest::newRow(rows[i].name)
-            << int(rows[i].kind) << QString(QLatin1String(rows[i].address)) << rows[i].middle
-            << QString(QLatin1String(rows[i].error));
+        QTest::newRow(rows[i].name) << int(rows[i].kind) << QString(QLatin1String(rows[i].address))
+                                    << rows[i].middle << QString(QLatin1String(rows[i].error));
 }
 
 void TestDriverRead::refusesReplies()
@@ -243,7 +241,8 @@ void TestDriverRead::refusesRequestsBeforeSending()
     channel.station = station;
     channel.retry = 2;
     DriverKV_L20V_HostLink driver;
-    QVERIFY(driver.read(&channel, CommunicatorCommand(CommandKind(kind), count, address)).isEmpty());
+    QVERIFY(
+        driver.read(&channel, CommunicatorCommand(CommandKind(kind), count, address)).isEmpty());
     QCOMPARE(channel.fault(), QByteArray());
     QCOMPARE(driver.getLastError(), error);
     QCOMPARE(driver.hasError(), !error.isEmpty());

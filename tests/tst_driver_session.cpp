@@ -1,4 +1,5 @@
-// Opening, closing, attempts and the error state; the driver's description of itself; its addresses.
+// Opening, closing, attempts and the error state; the driver's description of itself; its
+// addresses.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
 #include "tests/scripted_channel.h"

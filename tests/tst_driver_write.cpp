@@ -52,7 +52,8 @@ void TestDriverWrite::sendsTheData_data()
          done("WRS W001F.H 2 CDEF 89AB")},
         {"a channel", Block, "MR5", "0180", done("WRS MR00500.H 1 8001")},
         {"no words", Word, "DM1", "", done("WRS DM00001.H 0")},
-        {"any reply is taken", Word, "DM1", "0000", OPEN + B(">WRS DM00001.H 1 0000|<what") + CLOSE},
+        {"any reply is taken", Word, "DM1", "0000",
+         OPEN + B(">WRS DM00001.H 1 0000|<what") + CLOSE},
         {"most words", Word, "DM1", B("0201").repeated(306),
          done("WRS DM00001.H 306" + B(" 0102").repeated(306))},
         {"values that fill the line", DoubleWord, "T1", B("01000000").repeated(140),
@@ -109,8 +110,7 @@ void TestDriverWrite::failsOnReplies_data()
         {"words, nothing", Word, "DM1", ">WRS DM00001.H 1 0001|~", "PLC no response"},
         {"words, error reply", Word, "DM1", ">WRS DM00001.H 1 0001|<E4|!|>CQ|<CF",
          "Response During an Error:E4\r\n"},
-        {"words, close fails", Word, "DM1", ">WRS DM00001.H 1 0001|<OK|!|>CQ|~",
-         "PLC no response"},
+        {"words, close fails", Word, "DM1", ">WRS DM00001.H 1 0001|<OK|!|>CQ|~", "PLC no response"},
         {"values, error reply", Word, "T1", ">WRS T1 1 0000000001|<E0|!|>CQ|<CF",
          "Response During an Error:E0\r\n"},
         {"bits, nothing", Bit, "R1", ">WRS R1 1 1|~", "PLC no response"},
@@ -123,9 +123,8 @@ void TestDriverWrite::failsOnReplies_data()
          "Response During an Error:E0\r\n"},
     };
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i)
-        QTest::newRow(rows[i].name)
-            << int(rows[i].kind) << QString(QLatin1String(rows[i].address)) << rows[i].middle
-            << QString(QLatin1String(rows[i].error));
+        QTest::newRow(rows[i].name) << int(rows[i].kind) << QString(QLatin1String(rows[i].address))
+                                    << rows[i].middle << QString(QLatin1String(rows[i].error));
 }
 
 void TestDriverWrite::failsOnReplies()

@@ -28,9 +28,8 @@ void TestPlugin::givesOneRootObject()
     QCOMPARE(driver->name(), QString::fromLatin1("KEYENCE KV-L20V Host Link"));
 
     typedef QObject *(*Instance)();
-    const Instance instance =
-        reinterpret_cast<Instance>(QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE),
-                                                     "qt_plugin_instance"));
+    const Instance instance = reinterpret_cast<Instance>(
+        QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_instance"));
     QVERIFY(instance);
     QVERIFY(instance() == root);
     QVERIFY(!root->parent());
@@ -42,8 +41,8 @@ void TestPlugin::givesOneRootObject()
 void TestPlugin::createsIndependentDrivers()
 {
     typedef DriverInterface *(*Create)();
-    const Create create = reinterpret_cast<Create>(
-        QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "CreateDriver"));
+    const Create create =
+        reinterpret_cast<Create>(QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "CreateDriver"));
     QVERIFY(create);
     QScopedPointer<DriverInterface> one(create());
     QScopedPointer<DriverInterface> two(create());
@@ -57,8 +56,8 @@ void TestPlugin::carriesThePanelsVerificationText()
 {
 #if QT_VERSION >= 0x050000
     typedef const char *(*Query)();
-    const Query query = reinterpret_cast<Query>(QLibrary::resolve(
-        QLatin1String(KV_PLUGIN_FILE), "qt_plugin_query_verification_data"));
+    const Query query = reinterpret_cast<Query>(
+        QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_query_verification_data"));
     QVERIFY(query);
     QCOMPARE(query(), "pattern=QT_PLUGIN_VERIFICATION_DATA\nversion=4.8.6\ndebug=false\n"
                       "buildkey=arm linux g++-4 no-pkg-config");

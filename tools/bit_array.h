@@ -37,7 +37,8 @@ void setBit(QByteArray &bits, int i, bool on);
 void setBit(unsigned char *bits, int i, bool on);
 
 /// Copies the first @p count bits of @p src to @p dst from bit @p dstStart on; a count of 0 or less
-/// does nothing. @p dst is extended with zero bytes where it is too short.
+/// does nothing. @p dst is extended with zero bytes where it is too short. When both are one array, the
+/// bits are those that it held before.
 /// Requires: @p dstStart >= 0 and @p count <= 8 * size of @p src.
 void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count);
 
@@ -53,7 +54,8 @@ void FitBitArray(QByteArray &bits, int n);
 /// Requires: @p n >= 0 and the array holds byte @p n / 8.
 void clearUnnecessaryBits(QByteArray &bits, int n);
 
-/// Shifts the array toward bit 0 by @p n bits, in place. For @p n below 8 zeros enter at the top. For
+/// Shifts the array toward bit 0 by @p n bits, in place. For @p n below 8 zeros enter at the top.
+/// For
 /// @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes afterwards.
 /// Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
 void RightShiftNBits(QByteArray &bits, int n);

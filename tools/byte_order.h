@@ -50,20 +50,23 @@ QByteArray toBigEndianUShortArray(const QByteArray &a);
 /// A copy of @p a, padded with zero bytes to whole 32-bit units, each with its bytes reversed.
 QByteArray toBigEndianULongArray(const QByteArray &a);
 
-/// @p a padded with zero bytes to a multiple of 2 bytes; @p a itself (shared) when it is one already.
+/// @p a padded with zero bytes to a multiple of 2 bytes; @p a itself (shared) when it is one
+/// already.
 QByteArray To16bitsData(const QByteArray &a);
 
-/// @p a padded with zero bytes to a multiple of 4 bytes; @p a itself (shared) when it is one already.
+/// @p a padded with zero bytes to a multiple of 4 bytes; @p a itself (shared) when it is one
+/// already.
 QByteArray To32bitsData(const QByteArray &a);
 
-/// @p a padded with zero bytes to a multiple of 8 bytes; @p a itself (shared) when it is one already.
+/// @p a padded with zero bytes to a multiple of 8 bytes; @p a itself (shared) when it is one
+/// already.
 QByteArray To64bitsData(const QByteArray &a);
 
 /// A new array with the bytes of @p a in reverse order.
 QByteArray reverseArray(const QByteArray &a);
 
-/// Rotates the @p k + @p m elements at @p a to the left by @p k, in place and without scratch space:
-/// afterwards they read a[k] .. a[k + m - 1], a[0] .. a[k - 1].
+/// Rotates the @p k + @p m elements at @p a to the left by @p k, in place and without scratch
+/// space: afterwards they read a[k] .. a[k + m - 1], a[0] .. a[k - 1].
 /// Requires: @p k >= 0, @p m >= 0 and @p k + @p m elements at @p a.
 template <typename T>
 void RotateArray(T *a, int k, int m)

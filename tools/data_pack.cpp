@@ -7,8 +7,7 @@
 namespace
 {
 
-struct Item
-{
+struct Item {
     char type;
     bool counted;
     size_t count; // 1 for a single item
@@ -143,7 +142,8 @@ int VDataPack(unsigned char *dst, const char *fmt, va_list args)
         else if (item.type != 'X' && item.counted)
             packArray(out, va_arg(args, const void *), item);
         else if (item.type != 'X')
-            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width, isBigEndianType(item.type));
+            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width,
+                       isBigEndianType(item.type));
         out += item.count * width;
     }
     return static_cast<int>(out - dst);
@@ -167,12 +167,15 @@ QByteArray VByteArrayPack(const char *fmt, va_list args)
         if (width == 0 || (item.counted && (isFiller(item) || !countAllowed(item))))
             return QByteArray();
         const int start = packed.size();
+        if (item.count > static_cast<size_t>(INT_MAX - start) / width)
+            return QByteArray();
         packed.append(QByteArray(static_cast<int>(item.count * width), '\0'));
         unsigned char *out = reinterpret_cast<unsigned char *>(packed.data()) + start;
         if (item.counted)
             packArray(out, va_arg(args, const void *), item);
         else if (!isFiller(item))
-            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width, isBigEndianType(item.type));
+            storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width,
+                       isBigEndianType(item.type));
     }
     return packed;
 }

@@ -15,10 +15,10 @@
 /// | x               | 1     |       | a zero byte / skips             | k zero bytes / skips k      |
 /// | X               | 1     |       | skips a byte / skips            | skips k bytes / skips k     |
 ///
-/// LE is least significant byte first, BE most significant first, on every machine. Every item but the
-/// fillers x and X takes one argument: a value, or a pointer for counted items and for unpacking.
-/// A count of 0 is an error except before x and X, where it does nothing. A count above 2147483647 is
-/// taken as 2147483647.
+/// LE is least significant byte first, BE most significant first, on every machine. Every item but
+/// the fillers x and X takes one argument: a value, or a pointer for counted items and for
+/// unpacking. A count of 0 is an error except before x and X, where it does nothing. A count above
+/// 2147483647 is taken as 2147483647.
 #ifndef TOOLS_DATA_PACK_H
 #define TOOLS_DATA_PACK_H
 
@@ -29,9 +29,9 @@
 /// @name Packing into a buffer
 /// Packs the arguments into @p dst. Bytes that X skips keep their former value.
 /// Requires: @p dst has room for the bytes that @p fmt describes.
-/// @return the number of bytes from @p dst to the end of the last item; 0 when a character is not an
-///         item; -1 when a count is 0 or stands before a type that takes none. Bytes that were packed
-///         before the fault stay in @p dst.
+/// @return the number of bytes from @p dst to the end of the last item; 0 when a character is not
+///         an item; -1 when a count is 0 or stands before a type that takes none. Bytes that were
+///         packed before the fault stay in @p dst.
 /// @{
 int VDataPack(unsigned char *dst, const char *fmt, va_list args);
 int DataPack(unsigned char *dst, const char *fmt, ...);
@@ -39,7 +39,8 @@ int DataPack(unsigned char *dst, const char *fmt, ...);
 
 /// @name Packing into a new array
 /// Packs the arguments into an array that grows item by item. A single X adds a zero byte.
-/// @return the array; empty on every fault. Counted x and X are faults here too.
+/// @return the array; empty on every fault. Counted x and X are faults here too, and so is an array
+///         beyond 2147483647 bytes.
 /// @{
 QByteArray VByteArrayPack(const char *fmt, va_list args);
 QByteArray ByteArrayPack(const char *fmt, ...);

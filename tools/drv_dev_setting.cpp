@@ -1,22 +1,84 @@
 #include "tools/drv_dev_setting.h"
 
-DriverSetting::DriverSetting(int timeout, int retry, int stationid, int delay)
-    : timeout(timeout), retry(retry), stationid(stationid), delay(delay), auxFlag(false)
+#include "tools/qt_compat.h"
+
+#include <QtCore/QDataStream>
+#include <QtCore/QDebug>
+#include <QtCore/QIODevice>
+#include <QtCore/QTextStream>
+
+namespace
 {
+
+// Items of a dump, each followed by one space; texts stand between quotes, unescaped.
+class DumpText
+{
+public:
+    DumpText() : m_stream(&m_text) {}
+
+    template <typename Number>
+    DumpText &number(const char *label, Number value)
+    {
+        m_stream << label << ' ' << value << ' ';
+        return *this;
+    }
+
+    DumpText &text(const char *label, const QString &value)
+    {
+        m_stream << label << " \"" << value << "\" ";
+        return *this;
+    }
+
+    // Qt would quote and escape a QString and drop a last space, version by version differently.
+    void print()
+    {
+        m_stream.flush();
+        qDebug().nospace() << debugCharacters(m_text).constData();
+    }
+
+private:
+    QString m_text;
+    QTextStream m_stream;
+};
+
+typedef QList<QPair<QString, quint16>> SocketData;
+
+// Read by hand: Qt 4.8 keeps what it read of a list from a short stream, Qt 5 forgets it.
+SocketData readSocketData(QDataStream &stream)
+{
+    quint32 count = 0;
+    stream >> count;
+    SocketData entries;
+    for (quint32 i = 0; i < count; ++i) {
+        QIODevice *device = stream.device();
+        const qint64 before = device ? device->pos() : 0;
+        QPair<QString, quint16> entry(QString(), 0);
+        stream >> entry.first >> entry.second;
+        entries.append(entry);
+        // A device that neither ends nor gives anything would never stop this.
+        const bool stuck = device && !device->isSequential() && device->pos() == before;
+        if (stream.atEnd() || stuck)
+            break;
+    }
+    return entries;
 }
 
-DriverSetting::DriverSetting(int timeout, int retry, int stationid, int delay, const QString &,
+} // namespace
+
+DriverSetting::DriverSetting(int timeoutMs, int retries, int station, int delayMs)
+    : timeout(timeoutMs), retry(retries), stationid(station), delay(delayMs), auxFlag(false)
+{}
+
+DriverSetting::DriverSetting(int timeoutMs, int retries, int station, int delayMs, const QString &,
                              unsigned short)
-    : timeout(timeout), retry(retry), stationid(stationid), delay(delay), auxFlag(false)
-{
-}
+    : timeout(timeoutMs), retry(retries), stationid(station), delay(delayMs), auxFlag(false)
+{}
 
-DriverSetting::DriverSetting(int timeout, int retry, int stationid, int delay, const QString &,
-                             unsigned short, const QString &auxText, bool auxFlag)
-    : timeout(timeout), retry(retry), stationid(stationid), delay(delay), auxText(auxText),
-      auxFlag(auxFlag)
-{
-}
+DriverSetting::DriverSetting(int timeoutMs, int retries, int station, int delayMs, const QString &,
+                             unsigned short, const QString &extraText, bool extraFlag)
+    : timeout(timeoutMs), retry(retries), stationid(station), delay(delayMs), auxText(extraText),
+      auxFlag(extraFlag)
+{}
 
 void DriverSetting::copy(const DriverSetting &other)
 {
@@ -27,19 +89,17 @@ void DriverSetting::copy(const DriverSetting &other)
     auxText = other.auxText;
 }
 
-DeviceSetting::DeviceSetting(device_type type, QString string, int baudrate, int databits,
-                             int stopbits, int parity)
-    : type(type), string(string), baudrate(baudrate), databits(databits), stopbits(stopbits),
-      parity(parity), auxValue(0), linkID(-1), currentIPIndex(0)
-{
-}
+DeviceSetting::DeviceSetting(device_type kind, QString name, int bitsPerSecond, int dataBits,
+                             int stopBitCode, int parityCode)
+    : type(kind), string(name), baudrate(bitsPerSecond), databits(dataBits), stopbits(stopBitCode),
+      parity(parityCode), auxValue(0), linkID(-1), currentIPIndex(0)
+{}
 
-DeviceSetting::DeviceSetting(device_type type, QString string, int baudrate, int databits,
-                             int stopbits, int parity, int auxValue, QString auxText)
-    : type(type), string(string), baudrate(baudrate), databits(databits), stopbits(stopbits),
-      parity(parity), auxValue(auxValue), auxText(auxText), linkID(-1), currentIPIndex(0)
-{
-}
+DeviceSetting::DeviceSetting(device_type kind, QString name, int bitsPerSecond, int dataBits,
+                             int stopBitCode, int parityCode, int extraValue, QString extraText)
+    : type(kind), string(name), baudrate(bitsPerSecond), databits(dataBits), stopbits(stopBitCode),
+      parity(parityCode), auxValue(extraValue), auxText(extraText), linkID(-1), currentIPIndex(0)
+{}
 
 // The entry that an index names, -1 when it names none.
 int DeviceSetting::entryIndex(int index) const
@@ -60,11 +120,11 @@ QString DeviceSetting::socketIP(int index) const
     return entry < 0 ? QString() : socketData.at(entry).first;
 }
 
-void DeviceSetting::setPort(unsigned short port, int index)
+void DeviceSetting::setPort(unsigned short number, int index)
 {
     const int entry = entryIndex(index);
     if (entry >= 0)
-        socketData[entry].second = port;
+        socketData[entry].second = number;
 }
 
 void DeviceSetting::setSocketIP(const QString &ip, int index)
@@ -80,10 +140,69 @@ void DeviceSetting::setCurrentIPIndex(int index)
         currentIPIndex = index;
 }
 
-void DeviceSetting::setSocketData(const QList<QPair<QString, QString> > &data)
+void DeviceSetting::setSocketData(const QList<QPair<QString, QString>> &data)
 {
-    QList<QPair<QString, unsigned short> > entries;
+    QList<QPair<QString, unsigned short>> entries;
     for (int i = 0; i < data.size(); ++i)
         entries.append(qMakePair(data.at(i).first, data.at(i).second.toUShort()));
     socketData = entries;
+}
+
+void DriverSetting::dump() const
+{
+    DumpText()
+        .number("timeout:", timeout)
+        .number("retry:", retry)
+        .number("stationid:", stationid)
+        .number("delay:", delay)
+        .print();
+}
+
+void DeviceSetting::dump() const
+{
+    DumpText()
+        .number("type:", static_cast<quint32>(type))
+        .text("string:", string)
+        .number("baudrate:", baudrate)
+        .number("databits:", databits)
+        .number("stopbits:", stopbits)
+        .number("parity:", parity)
+        .number("linkID:", linkID)
+        .text("current ip:", socketIP(-1))
+        .number("current port:", port(-1))
+        .print();
+}
+
+QDataStream &operator<<(QDataStream &stream, const DriverSetting &setting)
+{
+    return stream << qint32(setting.timeout) << qint32(setting.retry) << qint32(setting.stationid)
+                  << qint32(setting.delay);
+}
+
+QDataStream &operator>>(QDataStream &stream, DriverSetting &setting)
+{
+    return stream >> setting.timeout >> setting.retry >> setting.stationid >> setting.delay;
+}
+
+QDataStream &operator<<(QDataStream &stream, const DeviceSetting &setting)
+{
+    stream << static_cast<quint32>(setting.type) << setting.string << qint32(setting.baudrate)
+           << qint32(setting.databits) << qint32(setting.stopbits) << qint32(setting.parity)
+           << qint32(setting.auxValue) << qint32(setting.linkID) << qint32(setting.currentIPIndex)
+           << static_cast<quint32>(setting.socketData.size());
+    for (int i = 0; i < setting.socketData.size(); ++i)
+        stream << setting.socketData.at(i).first << setting.socketData.at(i).second;
+    return stream;
+}
+
+QDataStream &operator>>(QDataStream &stream, DeviceSetting &setting)
+{
+    quint32 type = 0;
+    qint32 currentIndex = 0;
+    stream >> type >> setting.string >> setting.baudrate >> setting.databits >> setting.stopbits >>
+        setting.parity >> setting.auxValue >> setting.linkID >> currentIndex;
+    setting.type = static_cast<device_type>(type);
+    setting.socketData = readSocketData(stream);
+    setting.setCurrentIPIndex(currentIndex);
+    return stream;
 }

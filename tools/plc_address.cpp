@@ -33,7 +33,8 @@ bool isDigitOfBase(char c, int base)
 bool isTrimmedAtEnd(QByteArray &text)
 {
     text.truncate(static_cast<int>(qstrnlen(text.constData(), static_cast<uint>(text.size()))));
-    return text.isEmpty() || std::isspace(static_cast<unsigned char>(text.at(text.size() - 1))) == 0;
+    return text.isEmpty() ||
+           std::isspace(static_cast<unsigned char>(text.at(text.size() - 1))) == 0;
 }
 
 } // namespace

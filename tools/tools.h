@@ -4,7 +4,11 @@
 
 #include "tools/bit_array.h"
 #include "tools/byte_order.h"
+#include "tools/checksum.h"
+#include "tools/command.h"
 #include "tools/data_pack.h"
+#include "tools/host_environment.h"
+#include "tools/link_database.h"
 #include "tools/plc_address.h"
 
 #endif

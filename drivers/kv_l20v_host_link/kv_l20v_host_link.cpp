@@ -33,10 +33,9 @@ const struct {
     const char *prefix;
     const char *numberFormat;
 } DEVICE_TABLE[] = {
-    {"R", "%03u00.H"},  {"B", "%03X0.H"},  {"MR", "%03u00.H"}, {"LR", "%03u00.H"},
-    {"CR", "%02u00.H"}, {"VB", "%03X0.H"}, {"DM", "%05u.H"},   {"EM", "%05u.H"},
-    {"FM", "%05u.H"},   {"ZF", "%05u.H"},  {"W", "%04X.H"},    {"TM", "%03u.H"},
-    {"Z", "%02u.H"},    {"CM", "%04u.H"},  {"VM", "%05u.H"},
+    {"R", "%03u00.H"}, {"B", "%03X0.H"}, {"MR", "%03u00.H"}, {"LR", "%03u00.H"}, {"CR", "%02u00.H"},
+    {"VB", "%03X0.H"}, {"DM", "%05u.H"}, {"EM", "%05u.H"},   {"FM", "%05u.H"},   {"ZF", "%05u.H"},
+    {"W", "%04X.H"},   {"TM", "%03u.H"}, {"Z", "%02u.H"},    {"CM", "%04u.H"},   {"VM", "%05u.H"},
 };
 
 QRegExp pattern(const char *text, Qt::CaseSensitivity caseSensitivity = Qt::CaseSensitive)
@@ -75,8 +74,7 @@ DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
     : m_hasError(false), m_debugMode(false), m_rspLen(0),
       m_bitsRsp(pattern("[01](?: [01])*\\x0D\\x0A")),
       m_dec10Rsp(pattern("\\d{10}(?: \\d{10})*\\x0D\\x0A")),
-      m_timerCounterRsp(
-          pattern("[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A")),
+      m_timerCounterRsp(pattern("[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A")),
       m_errorRsp(pattern("E\\d\\x0D\\x0A")),
       m_hexWordsRsp(pattern("^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$", Qt::CaseInsensitive)),
       m_rspBuf(RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(COMMAND_BUFFER_SIZE, '\0')
@@ -277,7 +275,8 @@ bool DriverKV_L20V_HostLink::checkCarriedAddress(const QByteArray &address)
 bool DriverKV_L20V_HostLink::parseWordAddress(const QByteArray &address, WordDevice &word)
 {
     if (!KV_L20V_ParseAddress(address, word.prefix, word.number))
-        return failed(QString::fromLatin1("address %1 holds no device number").arg(quoted(address)));
+        return failed(
+            QString::fromLatin1("address %1 holds no device number").arg(quoted(address)));
     const DeviceTable::const_iterator row = m_map.find(word.prefix);
     if (row == m_map.end())
         return failed(QString::fromLatin1("address %1 names no known device").arg(quoted(address)));
@@ -353,8 +352,8 @@ bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
     if (!checkCarriedAddress(address))
         return false;
     char line[CONTINUOUS_READ_BUFFER_SIZE];
-    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(
-        line, CONTINUOUS_READ_BUFFER_SIZE, address.constData(), count);
+    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(line, CONTINUOUS_READ_BUFFER_SIZE,
+                                                                 address.constData(), count);
     if (length == 0)
         return failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
                                           "%3 characters")
@@ -374,8 +373,7 @@ int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsig
                                            word.format.constData(), words);
 }
 
-int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address,
-                                                 const QByteArray &words)
+int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words)
 {
     WordDevice word;
     if (!parseWordAddress(address, word))
@@ -465,8 +463,8 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
     if (!KV_L20V_HasSetResetLine(prefix))
         return failed(QString::fromLatin1("device %1 has no line that sets or resets a bit")
                           .arg(quoted(prefix)));
-    const int length = KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix,
-                                                       number, value);
+    const int length =
+        KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix, number, value);
     const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
     return exchange(device, &m_cmdBuf[0], length, form);
 }

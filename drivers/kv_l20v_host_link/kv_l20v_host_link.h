@@ -14,8 +14,8 @@
 #include <vector>
 
 /// Every request is one bracketed exchange: the open line, one data line, the close line, each with
-/// its reply. Failures are reported by result and `hasError` / `getLastError`; nothing is logged and
-/// nothing is kept between calls but the error state.
+/// its reply. Failures are reported by result and `hasError` / `getLastError`; nothing is logged
+/// and nothing is kept between calls but the error state.
 class DriverKV_L20V_HostLink : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -23,7 +23,8 @@ class DriverKV_L20V_HostLink : public QObject, public DriverInterface
     Q_PLUGIN_METADATA(IID "com.quorvane.drivers.DriverInterface/1.1")
 
 public:
-    /// Order of device prefixes: letter case does not matter, a beginning comes before the longer text.
+    /// Order of device prefixes: letter case does not matter, a beginning comes before the longer
+    /// text.
     struct ci_less {
         bool operator()(const QByteArray &a, const QByteArray &b) const;
     };
@@ -117,7 +118,8 @@ private:
     int packReadHexWordsCmd(const QByteArray &address, unsigned int words);
     int packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words);
 
-    // What is refused before anything is sent. Each result is true, or false with the error recorded.
+    // What is refused before anything is sent. Each result is true, or false with the error
+    // recorded.
     bool parseWordAddress(const QByteArray &address, WordDevice &word);
     bool checkCarriedAddress(const QByteArray &address);
     bool checkDataLength(qint64 bytes);

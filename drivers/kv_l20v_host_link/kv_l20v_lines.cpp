@@ -47,9 +47,9 @@ public:
     void formatted(const char *format, unsigned int number)
     {
         const int room = m_room - m_length + 1;
-        const int written = m_fits ? std::snprintf(m_dst + m_length, static_cast<size_t>(room),
-                                                   format, number)
-                                   : -1;
+        const int written =
+            m_fits ? std::snprintf(m_dst + m_length, static_cast<size_t>(room), format, number)
+                   : -1;
         if (written < 0 || written >= room)
             m_fits = false;
         else
@@ -193,8 +193,7 @@ bool KV_L20V_Dec10DataFormat(const QByteArray &address)
 {
     const char first = upperAt(address, 0);
     const char second = upperAt(address, 1);
-    return first == 'A' ||
-           ((first == 'C' || first == 'T') && (second == 'C' || second == 'S'));
+    return first == 'A' || ((first == 'C' || first == 'T') && (second == 'C' || second == 'S'));
 }
 
 bool KV_L20V_TimerCounterBits(const QByteArray &address)
@@ -313,8 +312,8 @@ int KV_L20V_HostLinkPackWriteBitsCmd(char *dst, int size, const char *address,
 int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const QByteArray &prefix, int number,
                                     bool value)
 {
-    const bool ctc = upperAt(prefix, 0) == 'C' && upperAt(prefix, 1) == 'T' &&
-                     upperAt(prefix, 2) == 'C';
+    const bool ctc =
+        upperAt(prefix, 0) == 'C' && upperAt(prefix, 1) == 'T' && upperAt(prefix, 2) == 'C';
     const char letter[] = {upperAt(prefix, 0), '\0'};
     LineWriter line(dst, size);
     line.text(value ? "ST " : "RS ");

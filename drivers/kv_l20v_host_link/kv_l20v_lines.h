@@ -1,8 +1,9 @@
 /// Host Link command lines: address parsing, the choice of a device's form, and line builders.
 ///
 /// Everything here knows bytes only. Lines are ASCII, fields are separated by one blank, and a line
-/// ends in CR LF. Every builder writes into a buffer of a given size, never beyond it, ends the line
-/// with a terminating zero and returns its length without that zero, or 0 when it does not fit.
+/// ends in CR LF. Every builder writes into a buffer of a given size, never beyond it, ends the
+/// line with a terminating zero and returns its length without that zero, or 0 when it does not
+/// fit.
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_LINES_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_LINES_H
 
@@ -18,15 +19,15 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
 /// Whether an address names a device that is read and written in hexadecimal words.
 bool KV_L20V_HexWordDataFormat(const QByteArray &address);
 
-/// Whether a device outside the hexadecimal ones is read as single ten-digit values (TC, TS, CC, CS and
-/// everything that begins with A) rather than as timer and counter items.
+/// Whether a device outside the hexadecimal ones is read as single ten-digit values (TC, TS, CC, CS
+/// and everything that begins with A) rather than as timer and counter items.
 bool KV_L20V_Dec10DataFormat(const QByteArray &address);
 
 /// Whether a bit read of an address is answered with timer and counter items.
 bool KV_L20V_TimerCounterBits(const QByteArray &address);
 
-/// Whether the bits of a device are written as a run in one line, rather than one by one. Letter case
-/// counts.
+/// Whether the bits of a device are written as a run in one line, rather than one by one. Letter
+/// case counts.
 bool KV_L20V_BitRunDevice(const QByteArray &address);
 
 /// Whether an address begins with @p prefix, letter case ignored.

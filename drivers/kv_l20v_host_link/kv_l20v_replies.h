@@ -1,7 +1,7 @@
 /// Values out of Host Link replies. Everything here knows bytes only.
 ///
-/// Each function takes the text of a reply whose form has been checked, @p length bytes from @p rsp on.
-/// Items that the reply does not supply count as 0, items beyond those asked for are ignored.
+/// Each function takes the text of a reply whose form has been checked, @p length bytes from @p rsp
+/// on. Items that the reply does not supply count as 0, items beyond those asked for are ignored.
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REPLIES_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REPLIES_H
 
@@ -22,8 +22,8 @@ struct Dec10Layout {
 /// A number above 4294967295 counts as 4294967295.
 QByteArray dec10RspToByteArray(const char *rsp, int length, const Dec10Layout &layout, int count);
 
-/// Packs @p count digits, @p stride characters apart, eight to a byte from bit 0: any digit but "0" is
-/// a 1.
+/// Packs @p count digits, @p stride characters apart, eight to a byte from bit 0: any digit but "0"
+/// is a 1.
 QByteArray digitsRspToBits(const char *rsp, int length, int stride, int count);
 
 #endif

@@ -1,4 +1,5 @@
-// The session with the PLC: open and close lines, replies, and the exchange that brackets a data line.
+// The session with the PLC: open and close lines, replies, and the exchange that brackets a data
+// line.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 
 #include "drivers/abstract_device_interface.h"
@@ -109,8 +110,8 @@ QString DriverKV_L20V_HostLink::rspText() const
     return QString::fromLatin1(&m_rspBuf[0], rspTextLength());
 }
 
-// One bracketed exchange. A failure before or at the data line's reply sends nothing more, except that
-// an error reply shows a PLC that is still in step and gets the close line.
+// One bracketed exchange. A failure before or at the data line's reply sends nothing more, except
+// that an error reply shows a PLC that is still in step and gets the close line.
 bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, const char *line, int length,
                                       const ReplyForm &form)
 {

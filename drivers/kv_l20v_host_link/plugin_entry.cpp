@@ -1,5 +1,5 @@
-// The entry points by which a runtime finds the driver in the plug-in library. The one that gives the
-// plug-in's root object comes from Qt's own plug-in macro.
+// The entry points by which a runtime finds the driver in the plug-in library. The one that gives
+// the plug-in's root object comes from Qt's own plug-in macro.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 
 #include <QtCore/QtPlugin>
