@@ -1,0 +1,50 @@
+#include "apps/kvsim/device_link.h"
+
+#include <QtCore/QFile>
+
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+bool isSymbolicLink(const QByteArray &path)
+{
+    struct stat status;
+    return lstat(path.constData(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+// Empty when the path is no symbolic link.
+QByteArray targetOf(const QByteArray &path)
+{
+    char target[256];
+    const ssize_t length = readlink(path.constData(), target, sizeof target);
+    return length < 0 ? QByteArray() : QByteArray(target, static_cast<int>(length));
+}
+
+} // namespace
+
+DeviceLink::~DeviceLink()
+{
+    if (!m_path.isEmpty() && targetOf(m_path) == m_target)
+        unlink(m_path.constData());
+}
+
+bool DeviceLink::create(const QString &path, const QString &target, QString *error)
+{
+    const QByteArray encodedPath = QFile::encodeName(path);
+    const QByteArray encodedTarget = QFile::encodeName(target);
+    if (isSymbolicLink(encodedPath))
+        unlink(encodedPath.constData());
+    // Fails by itself where anything but a link is in the way.
+    if (symlink(encodedTarget.constData(), encodedPath.constData()) != 0) {
+        *error =
+            QString::fromLatin1("cannot make the link %1: %2").arg(path, qt_error_string(errno));
+        return false;
+    }
+    m_path = encodedPath;
+    m_target = encodedTarget;
+    return true;
+}

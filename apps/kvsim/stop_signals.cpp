@@ -1,0 +1,37 @@
+#include "apps/kvsim/stop_signals.h"
+
+#include <QtCore/QSocketNotifier>
+
+#include <cerrno>
+#include <csignal>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+StopSignals::StopSignals() : m_fd(-1) {}
+
+StopSignals::~StopSignals()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
+
+bool StopSignals::watch(QString *error)
+{
+    sigset_t stopSet;
+    sigemptyset(&stopSet);
+    sigaddset(&stopSet, SIGINT);
+    sigaddset(&stopSet, SIGTERM);
+    if (sigprocmask(SIG_BLOCK, &stopSet, nullptr) == 0)
+        m_fd = signalfd(-1, &stopSet, SFD_NONBLOCK | SFD_CLOEXEC);
+    if (m_fd < 0) {
+        *error = QString::fromLatin1("cannot watch for signals: %1").arg(qt_error_string(errno));
+        return false;
+    }
+    QSocketNotifier *notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this, notifier]() {
+        notifier->setEnabled(false);
+        emit stopped();
+    });
+    return true;
+}

@@ -1,0 +1,28 @@
+/// SIGINT and SIGTERM as an event.
+#ifndef APPS_KVSIM_STOP_SIGNALS_H
+#define APPS_KVSIM_STOP_SIGNALS_H
+
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+/// From a successful watch() on, the two signals no longer end the process but emit stopped() from
+/// the event loop.
+class StopSignals : public QObject
+{
+    Q_OBJECT
+public:
+    StopSignals();
+    ~StopSignals() override;
+
+    /// Requires: called once, before the process has a second thread.
+    /// @return whether the signals are watched; else @p error tells why not
+    bool watch(QString *error);
+
+signals:
+    void stopped();
+
+private:
+    int m_fd;
+};
+
+#endif

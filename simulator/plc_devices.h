@@ -1,0 +1,74 @@
+/// The devices of the simulated PLC: their names, how a line numbers them and how many there are.
+#ifndef SIMULATOR_PLC_DEVICES_H
+#define SIMULATOR_PLC_DEVICES_H
+
+#include "simulator/plc_faults.h"
+
+#include <QtCore/QByteArray>
+
+/// The separate pieces of PLC memory. Several device names may look into one of them.
+enum PlcArea {
+    PLC_AREA_R,
+    PLC_AREA_MR,
+    PLC_AREA_LR,
+    PLC_AREA_CR,
+    PLC_AREA_B,
+    PLC_AREA_VB,
+    PLC_AREA_DM,
+    PLC_AREA_EM,
+    PLC_AREA_FM,
+    PLC_AREA_ZF,
+    PLC_AREA_W,
+    PLC_AREA_TM,
+    PLC_AREA_Z,
+    PLC_AREA_CM,
+    PLC_AREA_VM,
+    PLC_AREA_T,
+    PLC_AREA_C,
+    PLC_AREA_CTC,
+    PLC_AREA_AT,
+    PLC_AREAS ///< how many there are
+};
+
+/// What one item of a line is.
+enum PlcItems {
+    PLC_BITS,     ///< "0" or "1"
+    PLC_WORDS,    ///< 4 hexadecimal digits
+    PLC_TIMERS,   ///< contact, current value and preset: "1,0000000100,0000000200"
+    PLC_CURRENTS, ///< the current value alone, 10 decimal digits
+    PLC_PRESETS   ///< the preset alone, 10 decimal digits
+};
+
+/// Bits in one channel of a bit device.
+const unsigned int PLC_CHANNEL_BITS = 16;
+
+/// One device name.
+struct PlcDevice {
+    const char *name;
+    PlcArea area;
+    PlcItems read;     ///< what a read gives
+    PlcItems written;  ///< what a write takes
+    unsigned int base; ///< of the number: 10 or 16
+    unsigned int size; ///< channels of a bit device, else items
+};
+
+/// Where a command begins in the memory, and what its items are.
+struct PlcPoint {
+    PlcArea area;
+    PlcItems read;
+    PlcItems written;
+    unsigned int index; ///< of the first item
+    unsigned int size;  ///< of the whole device, in items
+};
+
+/// The row of a device by its full name in upper case; null when there is none.
+const PlcDevice *findPlcDevice(const QByteArray &name);
+
+/// The row at position @p i of the table; null behind its end.
+const PlcDevice *plcDeviceAt(unsigned int i);
+
+/// Reads a device as a line names it, such as DM00100.H, R01215 or T12, into @p point.
+/// @return PLC_NO_FAULT, or what is wrong with the text; @p point is then undefined
+PlcFault parsePlcPoint(const char *text, int length, PlcPoint *point);
+
+#endif

@@ -1,0 +1,131 @@
+#include "simulator/pty_front.h"
+
+#include <QtCore/QSocketNotifier>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int READ_CHUNK = 4096;
+
+bool failed(const char *step, QString *error)
+{
+    *error =
+        QString::fromLatin1("cannot %1: %2").arg(QString::fromLatin1(step), qt_error_string(errno));
+    return false;
+}
+
+bool makeRaw(int fd)
+{
+    termios settings;
+    if (tcgetattr(fd, &settings) != 0)
+        return false;
+    cfmakeraw(&settings);
+    return tcsetattr(fd, TCSANOW, &settings) == 0;
+}
+
+void closeIfOpen(int fd)
+{
+    if (fd >= 0)
+        ::close(fd);
+}
+
+bool isTemporary(int error)
+{
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+} // namespace
+
+PtyFront::PtyFront(PlcMemory &memory, int station, QObject *parent)
+    : QObject(parent), m_plc(memory, station), m_master(-1), m_slave(-1), m_readable(nullptr),
+      m_writable(nullptr), m_dropped(0)
+{}
+
+PtyFront::~PtyFront()
+{
+    // The notifiers go before the descriptors that they watch.
+    delete m_readable;
+    delete m_writable;
+    closeIfOpen(m_slave);
+    closeIfOpen(m_master);
+}
+
+bool PtyFront::open(QString *error)
+{
+    if (!openTerminal(error))
+        return false;
+    m_readable = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
+    connect(m_readable, &QSocketNotifier::activated, this, [this]() { readRequests(); });
+    m_writable = new QSocketNotifier(m_master, QSocketNotifier::Write, this);
+    m_writable->setEnabled(false);
+    connect(m_writable, &QSocketNotifier::activated, this, [this]() { writePending(); });
+    return true;
+}
+
+bool PtyFront::openTerminal(QString *error)
+{
+    m_master = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_master < 0)
+        return failed("open a pseudo-terminal", error);
+    if (grantpt(m_master) != 0 || unlockpt(m_master) != 0)
+        return failed("unlock the pseudo-terminal", error);
+    char path[128];
+    const int result = ptsname_r(m_master, path, sizeof path);
+    if (result != 0) {
+        errno = result;
+        return failed("name the pseudo-terminal", error);
+    }
+    m_slave = ::open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_slave < 0)
+        return failed("open the pseudo-terminal's device", error);
+    if (!makeRaw(m_slave))
+        return failed("set up the pseudo-terminal", error);
+    m_path = QString::fromLocal8Bit(path);
+    return true;
+}
+
+void PtyFront::readRequests()
+{
+    char chunk[READ_CHUNK];
+    const ssize_t received = ::read(m_master, chunk, sizeof chunk);
+    if (received <= 0) {
+        // A line that is gone for good stays readable; without this the event loop would spin.
+        if (received == 0 || !isTemporary(errno))
+            m_readable->setEnabled(false);
+        return;
+    }
+    m_plc.append(QByteArray(chunk, static_cast<int>(received)));
+    QByteArray reply;
+    while (m_plc.takeReply(&reply))
+        send(reply);
+}
+
+void PtyFront::send(const QByteArray &reply)
+{
+    if (m_pending.size() + reply.size() > MAX_PENDING) {
+        ++m_dropped;
+        return;
+    }
+    m_pending += reply;
+    writePending();
+}
+
+void PtyFront::writePending()
+{
+    if (!m_pending.isEmpty()) {
+        const ssize_t written =
+            ::write(m_master, m_pending.constData(), static_cast<size_t>(m_pending.size()));
+        if (written > 0)
+            m_pending.remove(0, static_cast<int>(written));
+        else if (written < 0 && !isTemporary(errno))
+            m_pending.clear();
+    }
+    m_writable->setEnabled(!m_pending.isEmpty());
+}

@@ -1,0 +1,89 @@
+/// One Host Link session of the simulated PLC: bytes in, bytes out, without clock or port.
+#ifndef SIMULATOR_SIMULATED_PLC_H
+#define SIMULATOR_SIMULATED_PLC_H
+
+#include "simulator/line_splitter.h"
+#include "simulator/plc_memory.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QScopedPointer>
+
+#include <vector>
+
+class PlcFieldReader;
+
+/// What a PLC or a front has answered so far.
+struct PlcCounts {
+    PlcCounts() : requests(0), errors(0) {}
+
+    void add(const PlcCounts &other)
+    {
+        requests += other.requests;
+        errors += other.errors;
+    }
+
+    PlcCounts since(const PlcCounts &earlier) const
+    {
+        PlcCounts difference;
+        difference.requests = requests - earlier.requests;
+        difference.errors = errors - earlier.errors;
+        return difference;
+    }
+
+    quint64 requests; ///< complete lines received
+    quint64 errors;   ///< error replies among their answers
+};
+
+/// A PLC with one station number on one line. It holds the line's received bytes and whether
+/// communication is open; its devices are its own or shared with other sessions. Any bytes are safe
+/// to receive.
+class SimulatedPlc
+{
+public:
+    /// A PLC with a memory of its own. @param station 0 to 99
+    explicit SimulatedPlc(int station = 0);
+
+    /// A further session of a PLC. Requires: @p memory outlives it and is used by one thread at a
+    /// time.
+    SimulatedPlc(PlcMemory &memory, int station);
+
+    /// Receives bytes of the line. @return the replies to all lines that they complete, joined
+    QByteArray receive(const QByteArray &bytes);
+
+    /// The same by single lines: append, then take replies until there is none.
+    void append(const QByteArray &bytes);
+
+    /// Answers the next complete line. An open line of another station leaves @p reply empty.
+    /// @return whether there was a line
+    bool takeReply(QByteArray *reply);
+
+    /// The reply to one line, its CR LF included; empty for the open line of another station.
+    QByteArray answer(const QByteArray &line);
+
+    bool isOpen() const { return m_open; }
+    PlcCounts counts() const { return m_counts; }
+    PlcMemory &memory() { return m_memory; }
+
+private:
+    Q_DISABLE_COPY(SimulatedPlc)
+
+    QByteArray counted(PlcFault fault, const QByteArray &reply);
+    PlcFault obey(const char *text, int length, QByteArray *reply);
+    PlcFault openLine(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault closeLine(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault readItems(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault writeItems(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault setContact(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault resetContact(PlcFieldReader *fields, QByteArray *reply);
+    PlcFault storeContact(PlcFieldReader *fields, bool value, QByteArray *reply);
+
+    QScopedPointer<PlcMemory> m_ownMemory;
+    PlcMemory &m_memory;
+    const int m_station;
+    bool m_open;
+    LineSplitter m_lines;
+    PlcCounts m_counts;
+    std::vector<quint32> m_values; // of the write at hand, kept for its allocation
+};
+
+#endif

@@ -1,0 +1,52 @@
+/// The simulated PLC behind a TCP port.
+#ifndef SIMULATOR_TCP_FRONT_H
+#define SIMULATOR_TCP_FRONT_H
+
+#include "simulator/simulated_plc.h"
+
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtNetwork/QTcpServer>
+
+class QTcpSocket;
+
+/// Serves any number of clients from the event loop of its thread and never blocks. All of them see
+/// the same devices, but each has a session of its own.
+class TcpFront : public QObject
+{
+    Q_OBJECT
+public:
+    /// The bytes kept for a client that does not read; a reply beyond them is dropped as a whole.
+    enum { MAX_PENDING = 65536 };
+
+    /// Requires: @p memory outlives the front. @param station 0 to 99
+    TcpFront(PlcMemory &memory, int station, QObject *parent = nullptr);
+
+    /// Listens from then on. @param host an address as text, or localhost
+    /// @param port 0 takes any free port
+    /// @return whether it listens; else @p error tells why not
+    bool listen(const QString &host, quint16 port, QString *error);
+
+    /// The port in use; 0 before listen().
+    quint16 port() const { return m_server.serverPort(); }
+
+    /// Of all clients, those that have left included.
+    PlcCounts counts() const { return m_counts; }
+
+    /// How many replies have been dropped so far.
+    quint64 droppedReplies() const { return m_dropped; }
+
+private:
+    Q_DISABLE_COPY(TcpFront)
+
+    void acceptClients();
+    void serve(QTcpSocket *client, SimulatedPlc *plc);
+
+    PlcMemory &m_memory;
+    const int m_station;
+    PlcCounts m_counts;
+    quint64 m_dropped;
+    QTcpServer m_server;
+};
+
+#endif
