@@ -1,0 +1,59 @@
+/// The link that a kvlink request goes over.
+#ifndef APPS_KVLINK_LINK_H
+#define APPS_KVLINK_LINK_H
+
+#include <QtCore/QString>
+
+#include <memory>
+
+class AbstractDeviceInterface;
+class BackgroundSimulator;
+class DriverSetting;
+class QIODevice;
+class QTextStream;
+struct Options;
+
+/// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
+class Link
+{
+public:
+    Link();
+    ~Link();
+
+    /// Opens what the options name.
+    /// Requires: exactly one of the options port, tcp and simulated.
+    /// @param setting pacing of the link
+    /// @param trace   where each line is printed; null for no trace
+    /// @param warning where remarks about the port are printed
+    /// @param error   gets the reason of a failure
+    /// @return whether `channel` is ready
+    bool open(const Options &options, const DriverSetting &setting, QTextStream *trace,
+              QTextStream &warning, QString *error);
+
+    /// Whether the options name a port or an address in the right form.
+    /// @return true, or false with the reason in @p error
+    static bool check(const Options &options, QString *error);
+
+    /// The channel, null before a successful `open`.
+    AbstractDeviceInterface *channel() const { return m_channel.get(); }
+
+    /// The port's name, for people.
+    QString name() const { return m_name; }
+
+    /// Why the port is broken; empty when it works.
+    QString brokenText() const;
+
+private:
+    bool openSerial(const QString &text, QTextStream &warning, QString *error);
+    bool openSimulated(int station, QTextStream &warning, QString *error);
+    bool openSocket(const QString &text, int timeoutMs, QString *error);
+
+    QString m_name;
+    // In the order of their construction: each is used by the next one.
+    std::unique_ptr<BackgroundSimulator> m_simulator;
+    std::unique_ptr<QIODevice> m_port;
+    std::unique_ptr<AbstractDeviceInterface> m_portChannel;
+    std::unique_ptr<AbstractDeviceInterface> m_channel;
+};
+
+#endif

@@ -1,0 +1,79 @@
+#include "host/device_channel.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QIODevice>
+#include <QtCore/QVariant>
+
+namespace
+{
+
+const int CONTROL_DISCARD_INPUT = 12;
+
+// One round empties a port's buffers; a peer that sends without end gets no more rounds than these.
+const int MAX_DISCARD_ROUNDS = 16;
+
+} // namespace
+
+DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
+    : m_port(port), m_setting(setting), m_timeoutMs(qMax(0, setting.timeout))
+{}
+
+int DeviceChannel::read(char *buffer, int maxLength)
+{
+    if (!m_port->isOpen() || maxLength <= 0)
+        return 0;
+    if (m_port->bytesAvailable() <= 0 && !m_port->waitForReadyRead(m_timeoutMs))
+        return 0;
+    return static_cast<int>(qMax<qint64>(0, m_port->read(buffer, maxLength)));
+}
+
+int DeviceChannel::write(const char *buffer, int length)
+{
+    if (!m_port->isOpen() || m_port->write(buffer, length) < length)
+        return -1;
+    QElapsedTimer waiting;
+    waiting.start();
+    qint64 pending = m_port->bytesToWrite();
+    while (pending > 0) {
+        const qint64 leftMs = m_timeoutMs - waiting.elapsed();
+        if (leftMs < 0 || !m_port->waitForBytesWritten(static_cast<int>(leftMs)))
+            break;
+        pending = m_port->bytesToWrite();
+    }
+    return length - static_cast<int>(qMin<qint64>(pending, length));
+}
+
+int DeviceChannel::control(int code, const QVariant &)
+{
+    if (code != CONTROL_DISCARD_INPUT)
+        return 0;
+    if (m_port->isOpen())
+        discardInput();
+    return 1;
+}
+
+// What the port has buffered, and what still waits in the kernel.
+void DeviceChannel::discardInput()
+{
+    for (int round = 0; round < MAX_DISCARD_ROUNDS; ++round) {
+        m_port->skip(m_port->bytesAvailable());
+        if (!m_port->waitForReadyRead(0))
+            break;
+    }
+    m_port->skip(m_port->bytesAvailable());
+}
+
+int DeviceChannel::getRetry()
+{
+    return m_setting.retry;
+}
+
+int DeviceChannel::getStationId()
+{
+    return m_setting.stationid;
+}
+
+unsigned long DeviceChannel::getDelay()
+{
+    return static_cast<unsigned long>(qMax(0, m_setting.delay));
+}

@@ -1,0 +1,12 @@
+/// Bytes from a line as text that a terminal can show.
+#ifndef HOST_ESCAPED_TEXT_H
+#define HOST_ESCAPED_TEXT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+/// @return @p bytes with CR as \\r, LF as \\n and every other byte outside 0x20 to 0x7E as \\x and two
+///         lower-case hexadecimal digits; text that is escaped already stays as it is
+QString escapedText(const QByteArray &bytes);
+
+#endif

@@ -1,0 +1,127 @@
+#include "host/serial_port.h"
+
+#include "host/port_error.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QRegularExpression>
+
+#include <cerrno>
+#include <sys/file.h>
+
+namespace
+{
+
+const int MIN_BAUD_RATE = 50;
+const int MAX_BAUD_RATE = 4000000;
+
+const struct {
+    char letter;
+    QSerialPort::Parity parity;
+} PARITIES[] = {
+    {'n', QSerialPort::NoParity},   {'e', QSerialPort::EvenParity},  {'o', QSerialPort::OddParity},
+    {'m', QSerialPort::MarkParity}, {'s', QSerialPort::SpaceParity},
+};
+
+bool parseBaudRate(const QString &text, qint32 *baudRate)
+{
+    static const QRegularExpression digits(QLatin1String("\\A[0-9]{1,7}\\z"));
+    *baudRate = text.toInt();
+    return digits.match(text).hasMatch() && *baudRate >= MIN_BAUD_RATE &&
+           *baudRate <= MAX_BAUD_RATE;
+}
+
+bool parseFormat(const QString &text, SerialPortSetting *setting)
+{
+    static const QRegularExpression format(QLatin1String("\\A[5-8][neoms][12]\\z"),
+                                           QRegularExpression::CaseInsensitiveOption);
+    if (!format.match(text).hasMatch())
+        return false;
+    setting->dataBits = static_cast<QSerialPort::DataBits>(text.at(0).digitValue());
+    for (const auto &row : PARITIES) {
+        if (text.at(1).toLower() == QLatin1Char(row.letter))
+            setting->parity = row.parity;
+    }
+    setting->stopBits =
+        text.at(2) == QLatin1Char('2') ? QSerialPort::TwoStop : QSerialPort::OneStop;
+    return true;
+}
+
+bool isPseudoTerminal(const QString &device)
+{
+    return QFileInfo(device).canonicalFilePath().startsWith(QLatin1String("/dev/pts/"));
+}
+
+// The lock on the open file holds across all names of a device, and for root, whom the exclusive mode
+// of terminals does not stop.
+bool lockPort(const QSerialPort &port, QString *error)
+{
+    if (flock(port.handle(), LOCK_EX | LOCK_NB) == 0)
+        return true;
+    *error = errno == EWOULDBLOCK ? QString::fromLatin1("another process uses it")
+                                  : qt_error_string(errno);
+    return false;
+}
+
+// Parity and data bits of an open port.
+bool applyFormat(QSerialPort *port, const SerialPortSetting &setting)
+{
+    return port->setDataBits(setting.dataBits) && port->setParity(setting.parity);
+}
+
+} // namespace
+
+bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error)
+{
+    const QStringList parts = text.split(QLatin1Char(','));
+    SerialPortSetting parsed;
+    parsed.device = parts.at(0);
+    if (parsed.device.isEmpty())
+        *error = QString::fromLatin1("serial port \"%1\" names no device").arg(text);
+    else if (parts.size() > 3)
+        *error = QString::fromLatin1("serial port \"%1\" is not DEVICE,BAUD,FORMAT").arg(text);
+    else if (parts.size() > 1 && !parseBaudRate(parts.at(1), &parsed.baudRate))
+        *error = QString::fromLatin1("baud rate \"%1\" is not a number from %2 to %3")
+                     .arg(parts.at(1))
+                     .arg(MIN_BAUD_RATE)
+                     .arg(MAX_BAUD_RATE);
+    else if (parts.size() > 2 && !parseFormat(parts.at(2), &parsed))
+        *error =
+            QString::fromLatin1("format \"%1\" is not data bits 5-8, parity n/e/o/m/s and stop "
+                                "bits 1/2, such as 8e1")
+                .arg(parts.at(2));
+    else {
+        *setting = parsed;
+        return true;
+    }
+    return false;
+}
+
+std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
+                                            QStringList *warnings)
+{
+    const QString path = QFileInfo(setting.device).canonicalFilePath();
+    std::unique_ptr<QSerialPort> port(new QSerialPort(path.isEmpty() ? setting.device : path));
+    port->setBaudRate(setting.baudRate);
+    port->setStopBits(setting.stopBits);
+    // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them fails
+    // as a whole, so they come second.
+    port->setDataBits(QSerialPort::Data8);
+    port->setParity(QSerialPort::NoParity);
+    if (!port->open(QIODevice::ReadWrite)) {
+        *error = portErrorText(*port);
+        return nullptr;
+    }
+    if (!lockPort(*port, error))
+        return nullptr;
+    if (applyFormat(port.get(), setting))
+        return port;
+    if (!isPseudoTerminal(setting.device)) {
+        *error = portErrorText(*port);
+        return nullptr;
+    }
+    port->clearError();
+    warnings->append(QString::fromLatin1("pseudo-terminal %1 takes no parity or data bits; it is "
+                                         "used without them")
+                         .arg(setting.device));
+    return port;
+}
