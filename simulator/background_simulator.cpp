@@ -36,7 +36,10 @@ protected:
             return;
         }
         // From inside the loop: quit() has no effect on a loop that has not begun.
-        QTimer::singleShot(0, &front, [this]() { m_ready.set_value(); });
+        QTimer running;
+        running.setSingleShot(true);
+        QObject::connect(&running, &QTimer::timeout, [this]() { m_ready.set_value(); });
+        running.start(0);
         exec();
     }
 

@@ -139,7 +139,8 @@ void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count)
 {
     if (count <= 0)
         return;
-    const QByteArray source(src); // holds the bits when dst and src are one array
+    // Holds the bits when dst and src are one array.
+    const QByteArray source(src); // NOLINT(performance-unnecessary-copy-initialization)
     const int end = (dstStart + count - 1) / 8 + 1;
     extendTo(dst, end);
     const unsigned char *in = bytesOf(source);

@@ -184,7 +184,7 @@ QByteArray ByteArrayPack(const char *fmt, ...)
 {
     va_list args;
     va_start(args, fmt);
-    const QByteArray packed = VByteArrayPack(fmt, args);
+    QByteArray packed = VByteArrayPack(fmt, args);
     va_end(args);
     return packed;
 }

@@ -6,7 +6,6 @@
 
 #include <QtCore/QVariant>
 
-#include <cstdio>
 #include <cstring>
 
 namespace
@@ -34,6 +33,13 @@ void discardInput(AbstractDeviceInterface *device)
     device->control(CONTROL_DISCARD_INPUT, QVariant(0));
 }
 
+// Puts a station number of 0 to 99 in the place of an open line's two digits.
+void setStation(char *line, int station)
+{
+    line[3] = static_cast<char>('0' + station / 10);
+    line[4] = static_cast<char>('0' + station % 10);
+}
+
 // Receives until a chunk ends in LF, the buffer is full or nothing more comes. Waiting is the
 // channel's business.
 int KV_L20V_ReadUntilLF(AbstractDeviceInterface *device, char *buffer, int size)
@@ -58,10 +64,10 @@ int DriverKV_L20V_HostLink::startComm(AbstractDeviceInterface *device)
         return failed(QString::fromLatin1("station number %1 is not in 0 to %2")
                           .arg(station)
                           .arg(MAX_STATION));
-    char line[SESSION_BUFFER_SIZE];
-    char expected[SESSION_BUFFER_SIZE];
-    std::snprintf(line, sizeof line, "CR %02u\r\n", static_cast<unsigned int>(station) & 0xFF);
-    std::snprintf(expected, sizeof expected, "CC %02u\r\n", static_cast<unsigned int>(station));
+    char line[SESSION_BUFFER_SIZE] = "CR 00\r\n";
+    char expected[SESSION_BUFFER_SIZE] = "CC 00\r\n";
+    setStation(line, station);
+    setStation(expected, station);
     return sessionStep(device, line, expected);
 }
 
