@@ -1,6 +1,6 @@
 // The programs as a user runs them: kvlink against kvsim, over a pseudo-terminal and over TCP.
 #include <QtCore/QProcess>
-#include <QtCore/QScopedPointer>
+#include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
@@ -49,6 +49,7 @@ private slots:
     void tellsWhatWentWrong();
     void tracesEveryLine();
     void waitsForASilentPeerAndNoLonger();
+    void takesTheStationOfTheProject();
 
 private:
     void startSimulator(QProcess *simulator, const QStringList &arguments, QString *place);
@@ -222,6 +223,35 @@ void TestKvlink::waitsForASilentPeerAndNoLonger()
                words(qPrintable(QString::fromLatin1("127.0.0.1:%1").arg(silent.serverPort()))));
     QCOMPARE(outcome.status, 4);
     QVERIFY2(timer.elapsed() >= 300, qPrintable(QString::number(timer.elapsed())));
+}
+
+void TestKvlink::takesTheStationOfTheProject()
+{
+    QTemporaryDir folder;
+    const QString file = folder.filePath(QLatin1String("project"));
+    const QStringList of = words("--project") << file;
+    QCOMPARE(kvlink(words("project init") << file).status, 0);
+    const Outcome again = kvlink(words("project init") << file);
+    QCOMPARE(again.status, 3);
+    QVERIFY2(again.err.contains(QLatin1String("exists already")), qPrintable(again.err));
+
+    const struct {
+        const char *arguments;
+        int status;
+        const char *message;
+    } rows[] = {
+        {"--project-port COM2 --sim --trace", 0, "> CR 01"},
+        {"--project-port ethernet --sim --trace", 0, "> CR 00"},
+        {"--project-port COM3 --sim", 3, "no default station at COM3 (HMI port 1004)"},
+        {"--project-port COM --sim", 3, "no port of a panel"},
+        {"--project-port ETHERNET --tcp 127.0.0.1:8503", 3, "no default station at ETHERNET"},
+        {"--project-port COM2 --station 1 --sim", 2, "--station"},
+    };
+    for (const auto &row : rows) {
+        const Outcome outcome = kvlink(words("read DM1") + words(row.arguments) + of);
+        QVERIFY2(outcome.err.contains(QLatin1String(row.message)), qPrintable(outcome.err));
+        QCOMPARE(outcome.status, row.status);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestKvlink)

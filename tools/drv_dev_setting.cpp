@@ -1,7 +1,5 @@
 #include "tools/drv_dev_setting.h"
 
-#include "tools/qt_compat.h"
-
 #include <QtCore/QDataStream>
 #include <QtCore/QDebug>
 #include <QtCore/QIODevice>
@@ -29,11 +27,11 @@ public:
         return *this;
     }
 
-    // Qt would quote and escape a QString and drop a last space, version by version differently.
+    // Through a format: a QDebug would quote and escape a QString, and drop a last space in Qt 5.
     void print()
     {
         m_stream.flush();
-        qDebug().nospace() << debugCharacters(m_text).constData();
+        qDebug("%s", m_text.toUtf8().constData());
     }
 
 private:

@@ -89,7 +89,7 @@ bool GetLinkIdAndDefaultStationId(const QString &connectionName, int hmiPort, co
                                     "AND NODE.IP = ? AND NODE.PORT = %2 AND NODE.ISDEFAULT = 1;")
                     .arg(hmiPort)
                     .arg(port),
-                ip);
+                ip.isNull() ? QString::fromLatin1("") : ip); // a null text would be bound as NULL
     while (rows.next()) {
         const LinkIdStationId entry = {rows.number(0), rows.station(1)};
         result.append(entry);

@@ -2,8 +2,6 @@
 #ifndef TOOLS_QT_COMPAT_H
 #define TOOLS_QT_COMPAT_H
 
-#include <QtCore/QByteArray>
-#include <QtCore/QString>
 #include <QtCore/QThread>
 #include <QtCore/QtPlugin>
 
@@ -18,15 +16,5 @@ class ThreadSleep : public QThread
 public:
     using QThread::msleep;
 };
-
-/// A text as the bytes that QDebug prints as they are: Qt 5 takes them for UTF-8, Qt 4 for Latin-1.
-inline QByteArray debugCharacters(const QString &text)
-{
-#if QT_VERSION >= 0x050000
-    return text.toUtf8();
-#else
-    return text.toLatin1();
-#endif
-}
 
 #endif

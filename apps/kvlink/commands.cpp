@@ -4,6 +4,8 @@
 #include "host/driver_outcome.h"
 #include "host/driver_plugin.h"
 #include "host/escaped_text.h"
+#include "host/project_database.h"
+#include "host/tcp_port.h"
 #include "item_values.h"
 #include "link.h"
 #include "options.h"
@@ -34,16 +36,23 @@ int complain(QTextStream &err, const QString &text, ExitStatus status)
     return status;
 }
 
-QString addressText(const Options &options)
+// The station that the project database names, into the options.
+bool takeProjectStation(Options *options, ProjectLink *link, QString *error)
 {
-    return QString::fromLocal8Bit(options.address.data(), static_cast<int>(options.address.size()));
+    TcpAddress tcp;
+    if (!options->tcp.empty() && !parseTcpAddress(argumentText(options->tcp), &tcp, error))
+        return false;
+    if (!registerProjectDatabase(argumentText(options->projectFile), error) ||
+        !findProjectLink(argumentText(options->projectPort), tcp.host, tcp.port, link, error))
+        return false;
+    options->station = link->station;
+    return true;
 }
 
 bool loadDriver(const Options &options, DriverPlugin *plugin, QString *error)
 {
-    const QString path = options.driverPath.empty()
-                             ? DriverPlugin::defaultPath()
-                             : QString::fromLocal8Bit(options.driverPath.c_str());
+    const QString path =
+        options.driverPath.empty() ? DriverPlugin::defaultPath() : argumentText(options.driverPath);
     return plugin->load(path, error);
 }
 
@@ -68,8 +77,8 @@ int reportFailure(const Options &options, DriverInterface *driver, const Link &l
         QString message = QLatin1String(failure.fault);
         if (!text.isEmpty())
             message += QLatin1String(": ") + text;
-        message +=
-            QString::fromLatin1(" (address %1, port %2").arg(addressText(options), link.name());
+        message += QString::fromLatin1(" (address %1, port %2")
+                       .arg(argumentText(options.address), link.name());
         const QString broken = link.brokenText();
         if (!broken.isEmpty())
             message += QLatin1String(": ") + broken;
@@ -78,7 +87,18 @@ int reportFailure(const Options &options, DriverInterface *driver, const Link &l
     return StatusUnusable;
 }
 
-int runInfo(const DriverPlugin &plugin, QTextStream &out)
+int runProjectInit(const Options &options, QTextStream &err)
+{
+    QString error;
+    const QString file = argumentText(options.projectFile);
+    if (!writeExampleProject(file, &error))
+        return complain(err, error, StatusOpen);
+    err << "kvlink: wrote " << escapedText(file.toUtf8())
+        << ": COM2 leads to station 1, ETHERNET to 127.0.0.1:8501\n";
+    return StatusGood;
+}
+
+int runInfo(const DriverPlugin &plugin, const ProjectLink *project, QTextStream &out)
 {
     DriverInterface *driver = plugin.driver();
     const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
@@ -97,6 +117,9 @@ int runInfo(const DriverPlugin &plugin, QTextStream &out)
         << "block size: " << driver->getBlockAccessSize() << '\n'
         << "bit block size: " << driver->getBitBlockAccessSize() << '\n'
         << "plug-in: " << plugin.path() << '\n';
+    if (project)
+        out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
+            << ", station " << project->station << '\n';
     return StatusGood;
 }
 
@@ -105,7 +128,7 @@ int runRead(const Options &options, DriverInterface *driver, const Link &link, Q
 {
     const ItemKind &kind = itemKind(options.kind);
     const CommunicatorCommand command(kind.kind, static_cast<quint32>(options.count),
-                                      addressText(options));
+                                      argumentText(options.address));
     const QByteArray data = driver->read(link.channel(), command);
     if (data.isEmpty() || data.size() < command.byteLength())
         return reportFailure(options, driver, link, err);
@@ -118,7 +141,7 @@ int runWrite(const Options &options, DriverInterface *driver, const Link &link,
 {
     const CommunicatorCommand command(itemKind(options.kind).kind,
                                       static_cast<quint32>(options.values.size()),
-                                      addressText(options));
+                                      argumentText(options.address));
     if (driver->write(link.channel(), command, data) != 1)
         return reportFailure(options, driver, link, err);
     return StatusGood;
@@ -126,20 +149,26 @@ int runWrite(const Options &options, DriverInterface *driver, const Link &link,
 
 } // namespace
 
-int runCommand(const Options &options, QTextStream &out, QTextStream &err)
+int runCommand(const Options &given, QTextStream &out, QTextStream &err)
 {
     // Everything that the command line alone can get wrong comes before anything is opened.
+    Options options(given);
     QString error;
     QByteArray data;
     if (!Link::check(options, &error) ||
         !packValues(itemKind(options.kind), options.values, &data, &error))
         return complain(err, error, StatusUsage);
+    if (options.command == Options::ProjectInit)
+        return runProjectInit(options, err);
 
+    ProjectLink project = {0, 0, 0};
+    const bool ofProject = !options.projectPort.empty();
     DriverPlugin plugin;
-    if (!loadDriver(options, &plugin, &error))
+    if ((ofProject && !takeProjectStation(&options, &project, &error)) ||
+        !loadDriver(options, &plugin, &error))
         return complain(err, error, StatusOpen);
     if (options.command == Options::Info)
-        return runInfo(plugin, out);
+        return runInfo(plugin, ofProject ? &project : nullptr, out);
 
     Link link;
     if (!link.open(options, pacing(options, plugin.driver()), options.trace ? &err : nullptr, err,

@@ -12,16 +12,6 @@
 
 #include <QtCore/QTextStream>
 
-namespace
-{
-
-QString argument(const std::string &text)
-{
-    return QString::fromLocal8Bit(text.data(), static_cast<int>(text.size()));
-}
-
-} // namespace
-
 Link::Link() {}
 
 Link::~Link() {}
@@ -30,8 +20,8 @@ bool Link::check(const Options &options, QString *error)
 {
     SerialPortSetting serial;
     TcpAddress tcp;
-    return (options.port.empty() || parseSerialPort(argument(options.port), &serial, error)) &&
-           (options.tcp.empty() || parseTcpAddress(argument(options.tcp), &tcp, error));
+    return (options.port.empty() || parseSerialPort(argumentText(options.port), &serial, error)) &&
+           (options.tcp.empty() || parseTcpAddress(argumentText(options.tcp), &tcp, error));
 }
 
 bool Link::open(const Options &options, const DriverSetting &setting, QTextStream *trace,
@@ -39,8 +29,8 @@ bool Link::open(const Options &options, const DriverSetting &setting, QTextStrea
 {
     const bool opened = options.simulated ? openSimulated(setting.stationid, warning, error)
                         : options.tcp.empty()
-                            ? openSerial(argument(options.port), warning, error)
-                            : openSocket(argument(options.tcp), setting.timeout, error);
+                            ? openSerial(argumentText(options.port), warning, error)
+                            : openSocket(argumentText(options.tcp), setting.timeout, error);
     if (!opened)
         return false;
     m_channel.reset(new DeviceChannel(m_port.get(), setting));

@@ -46,7 +46,16 @@ void addLinkOptions(CLI::App &app, Options *options)
     CLI::Option *sim = app.add_flag("--sim", options->simulated, "Own simulated PLC");
     port->excludes(tcp)->excludes(sim);
     tcp->excludes(sim);
-    app.add_option("--station", options->station, "Station number")->transform(decimal(0, 99));
+    CLI::Option *station =
+        app.add_option("--station", options->station, "Station number")->transform(decimal(0, 99));
+    CLI::Option *projectPort =
+        app.add_option("--project-port", options->projectPort,
+                       "Take the station that the project has for this port of the panel")
+            ->type_name("COM2|ETHERNET")
+            ->excludes(station);
+    app.add_option("--project", options->projectFile, "Project database to look in")
+        ->type_name("FILE")
+        ->needs(projectPort);
     app.add_option("--retry", options->retry, "Further attempts after a failed one")
         ->transform(decimal(0, 1000));
     app.add_option("--delay", options->delayMs, "Pause before every attempt, in ms")
@@ -92,6 +101,22 @@ void addCommands(CLI::App &app, Options *options)
     addKindOption(write, options);
 }
 
+void addProjectCommand(CLI::App &app, Options *options)
+{
+    CLI::App *project = app.add_subcommand("project", "Project databases");
+    project->require_subcommand(1);
+    CLI::App *init = project->add_subcommand("init", "Write an example project database");
+    init->callback([options] { options->command = Options::ProjectInit; });
+    init->add_option("file", options->projectFile, "File that does not exist yet")
+        ->required()
+        ->type_name("FILE");
+}
+
+bool needsLink(const Options &options)
+{
+    return options.command == Options::Read || options.command == Options::Write;
+}
+
 } // namespace
 
 bool parseOptions(int argc, char **argv, Options *options, int *status)
@@ -107,9 +132,10 @@ bool parseOptions(int argc, char **argv, Options *options, int *status)
     });
     addLinkOptions(app, options);
     addCommands(app, options);
+    addProjectCommand(app, options);
     try {
         app.parse(argc, argv);
-        if (options->command != Options::Info && options->port.empty() && options->tcp.empty() &&
+        if (needsLink(*options) && options->port.empty() && options->tcp.empty() &&
             !options->simulated)
             throw CLI::RequiredError("One of --port, --tcp and --sim");
     } catch (const CLI::ParseError &error) {
