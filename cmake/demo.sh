@@ -5,9 +5,11 @@ set -euo pipefail
 bin=$1
 work=$(mktemp -d)
 sim=
-# Ends the simulator, by its own process id.
+# Ends the simulator, by its own process id; a demo that failed shows what the simulator had to say.
 finish() {
+    local status=$?
     [ -n "$sim" ] && kill "$sim" 2>/dev/null && wait "$sim"
+    [ "$status" -eq 0 ] || cat "$work/kvsim.log" >&2
     rm -rf "$work"
 }
 trap finish EXIT
@@ -15,7 +17,7 @@ trap finish EXIT
 mkfifo "$work/ready"
 "$bin/kvsim" --pty --station 1 --set DM100=4660 --set R1215=1 >"$work/ready" 2>"$work/kvsim.log" &
 sim=$!
-read -r kind port <"$work/ready"
+read -r kind port <"$work/ready" || { echo "demo: kvsim did not start" >&2; exit 1; }
 echo "simulated PLC, station 1, on a $kind: $port"
 
 # shown WHAT EXPECTED ARGUMENTS...: runs kvlink with the trace on and compares what it prints.

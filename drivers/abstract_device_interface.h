@@ -1,3 +1,4 @@
+/// @file
 /// The byte-stream channel between a driver and its PLC.
 #ifndef DRIVERS_ABSTRACT_DEVICE_INTERFACE_H
 #define DRIVERS_ABSTRACT_DEVICE_INTERFACE_H

@@ -1,3 +1,4 @@
+/// @file
 /// The runtime's request record: which device, what kind of items and how many of them.
 #ifndef DRIVERS_COMMUNICATOR_COMMAND_H
 #define DRIVERS_COMMUNICATOR_COMMAND_H

@@ -1,3 +1,4 @@
+/// @file
 /// The contract that every driver plug-in implements and that the runtime calls.
 #ifndef DRIVERS_DRIVER_INTERFACE_H
 #define DRIVERS_DRIVER_INTERFACE_H
@@ -26,7 +27,9 @@ public:
     virtual int totalSize() = 0;
 
     /// Performs one write request.
-    /// @param data for the bit kinds one byte per bit (non-zero means 1), else words and double
+    /// @param device  the link's channel, borrowed for this call
+    /// @param command what to write, and where to
+    /// @param data    for the bit kinds one byte per bit (non-zero means 1), else words and double
     ///             words least significant byte first
     /// @return 1 when the PLC took the data, else 0 (see `hasError` and `getLastError`)
     virtual int write(AbstractDeviceInterface *device, const CommunicatorCommand &command,

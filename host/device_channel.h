@@ -12,21 +12,23 @@ class QIODevice;
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
-    /// @param port    an open port that outlives the channel and is used by the channel's thread alone
-    /// @param setting pacing of the link: time-out and delay in milliseconds, retries, station number;
-    ///                negative times count as 0
+    /// @param port    an open port that outlives the channel and is used by the channel's thread
+    /// alone
+    /// @param setting pacing of the link: time-out and delay in milliseconds, retries, station
+    ///                number; negative times count as 0
     DeviceChannel(QIODevice *port, const DriverSetting &setting);
 
     /// Waits at most the time-out for the first bytes and stores what is there.
-    /// @return the number of bytes, at most @p maxLength; 0 on time-out, or when the port is closed or
-    ///         its peer is gone
+    /// @return the number of bytes, at most @p maxLength; 0 on time-out, or when the port is closed
+    ///         or its peer is gone
     int read(char *buffer, int maxLength) override;
 
     /// Hands @p length bytes to the operating system, for which it waits at most the time-out.
     /// @return the number of bytes handed over; -1 when the port is closed or its peer is gone
     int write(const char *buffer, int length) override;
 
-    /// Code 12 throws away the input that has arrived and was not read. @return 1; 0 for other codes
+    /// Code 12 throws away the input that has arrived and was not read. @return 1; 0 for other
+    /// codes
     int control(int code, const QVariant &value) override;
 
     int getRetry() override;

@@ -13,7 +13,8 @@ enum class DriverOutcome {
 };
 
 /// @param text the driver's latest error text
-/// @return the kind of failure; `Refused` for every text that does not tell of a reply or its absence
+/// @return the kind of failure; `Refused` for every text that does not tell of a reply or its
+/// absence
 DriverOutcome driverOutcome(const QString &text);
 
 #endif

@@ -39,12 +39,15 @@ bool DriverPlugin::load(const QString &path, QString *error)
 {
     const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
     m_driver = nullptr;
-    if (!QFileInfo(path).isFile()) {
-        *error = QString::fromLatin1("driver plug-in %1: no such file").arg(path);
+    const QFileInfo file(path);
+    if (!file.isFile()) {
+        *error = QString::fromLatin1(file.exists() ? "driver plug-in %1: not a file"
+                                                   : "driver plug-in %1: no such file")
+                     .arg(path);
         return false;
     }
     // The meta-data is read from the file: a library of another kind is never executed.
-    m_loader.setFileName(QFileInfo(path).absoluteFilePath());
+    m_loader.setFileName(file.absoluteFilePath());
     const QString found = m_loader.metaData().value(QLatin1String("IID")).toString();
     if (found.isEmpty()) {
         *error = QString::fromLatin1("driver plug-in %1: not a plug-in (%2)")

@@ -13,16 +13,16 @@ class DriverPlugin
 public:
     DriverPlugin();
 
-    /// Where the driver is expected: the environment variable KV_HOSTLINK_DRIVER, else the first file
-    /// that exists below the directory above the program's own: in lib/kv-hostlink/drivers, then in the
-    /// installation's library directory. The first of them when there is none.
+    /// Where the driver is expected: the environment variable KV_HOSTLINK_DRIVER, else the first
+    /// file that exists below the directory above the program's own: in lib/kv-hostlink/drivers,
+    /// then in the installation's library directory. The first of them when there is none.
     /// Requires: a QCoreApplication.
     static QString defaultPath();
 
     /// Loads a plug-in and finds its driver.
     /// @param path  the library's file
-    /// @param error gets the reason of a failure: no such file, not a plug-in, a plug-in of another kind
-    ///              (with both interface identifiers), or what the system's loader says
+    /// @param error gets the reason of a failure: no such file, not a plug-in, a plug-in of another
+    ///              kind (with both interface identifiers), or what the system's loader says
     /// @return whether `driver` is ready
     bool load(const QString &path, QString *error);
 

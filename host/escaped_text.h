@@ -5,8 +5,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-/// @return @p bytes with CR as \\r, LF as \\n and every other byte outside 0x20 to 0x7E as \\x and two
-///         lower-case hexadecimal digits; text that is escaped already stays as it is
+/// @return @p bytes with CR as \\r, LF as \\n and every other byte outside 0x20 to 0x7E as \\x and
+///         two lower-case hexadecimal digits; text that is escaped already stays as it is
 QString escapedText(const QByteArray &bytes);
 
 #endif

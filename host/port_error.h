@@ -10,8 +10,8 @@ class QIODevice;
 ///         serial port that is locked or taken
 QString portErrorText(const QIODevice &port);
 
-/// @return the same text when the port itself is broken (unplugged, closed by its peer), empty when it
-///         works and at most nothing arrived in time
+/// @return the same text when the port itself is broken (unplugged, closed by its peer), empty when
+///         it works and at most nothing arrived in time
 QString brokenPortText(const QIODevice &port);
 
 #endif

@@ -23,14 +23,17 @@ bool registerProjectDatabase(const QString &file, QString *error);
 
 /// Looks up the link of a panel port, such as COM2 or ETHERNET, and its default station.
 /// Requires: a registered project database.
-/// @param ip    IP address text of the PLC where it has one; empty to take the link's first default node
+/// @param ip    IP address text of the PLC where it has one; empty to take the link's first default
+/// node
 /// @param port  port number that goes with @p ip
-/// @param error gets the reason of a failure: no port name, or a port that the project does not have
+/// @param error gets the reason of a failure: no port name, or a port that the project does not
+/// have
 /// @return whether @p link was filled
 bool findProjectLink(const QString &portName, const QString &ip, unsigned short port,
                      ProjectLink *link, QString *error);
 
-/// Writes an example project database: COM2 leads to station 1, ETHERNET to a node at 127.0.0.1:8501.
+/// Writes an example project database: COM2 leads to station 1, ETHERNET to a node at
+/// 127.0.0.1:8501.
 /// @param file  path of a file that does not exist yet
 /// @param error gets the reason of a failure
 /// @return whether the file was written; nothing is left behind otherwise

@@ -2,11 +2,14 @@
 
 #include "host/port_error.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QRegularExpression>
 
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 namespace
 {
@@ -46,21 +49,54 @@ bool parseFormat(const QString &text, SerialPortSetting *setting)
     return true;
 }
 
-bool isPseudoTerminal(const QString &device)
+// The file behind a port's name: a bare name such as ttyS0 or pts/0 lies in /dev.
+QString devicePath(const QString &device)
 {
-    return QFileInfo(device).canonicalFilePath().startsWith(QLatin1String("/dev/pts/"));
+    const bool isPath = device.startsWith(QLatin1Char('/')) ||
+                        device.startsWith(QLatin1String("./")) ||
+                        device.startsWith(QLatin1String("../"));
+    const QString path = isPath ? device : QLatin1String("/dev/") + device;
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? path : canonical;
 }
 
-// The lock on the open file holds across all names of a device, and for root, whom the exclusive mode
-// of terminals does not stop.
-bool lockPort(const QSerialPort &port, QString *error)
+bool isPseudoTerminal(const QString &path)
 {
-    if (flock(port.handle(), LOCK_EX | LOCK_NB) == 0)
-        return true;
-    *error = errno == EWOULDBLOCK ? QString::fromLatin1("another process uses it")
-                                  : qt_error_string(errno);
-    return false;
+    return path.startsWith(QLatin1String("/dev/pts/"));
 }
+
+// A port with a lock that is taken before the port is opened, since opening alone sets the line's
+// parameters, also those of a port that another process is using. The lock holds across all names
+// of a device, and for root, whom the exclusive mode of terminals does not stop.
+class LockedSerialPort : public QSerialPort
+{
+public:
+    explicit LockedSerialPort(const QString &path) : QSerialPort(path), m_lock(-1) {}
+
+    ~LockedSerialPort() override
+    {
+        close();
+        if (m_lock >= 0)
+            ::close(m_lock);
+    }
+
+    bool lock(const QString &path, QString *error)
+    {
+        m_lock =
+            ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        if (m_lock >= 0 && flock(m_lock, LOCK_EX | LOCK_NB) == 0)
+            return true;
+        *error = errno == EWOULDBLOCK || errno == EBUSY
+                     ? QString::fromLatin1("another process uses it")
+                     : qt_error_string(errno);
+        return false;
+    }
+
+private:
+    Q_DISABLE_COPY(LockedSerialPort)
+
+    int m_lock;
+};
 
 // Parity and data bits of an open port.
 bool applyFormat(QSerialPort *port, const SerialPortSetting &setting)
@@ -99,23 +135,23 @@ bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *e
 std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
                                             QStringList *warnings)
 {
-    const QString path = QFileInfo(setting.device).canonicalFilePath();
-    std::unique_ptr<QSerialPort> port(new QSerialPort(path.isEmpty() ? setting.device : path));
+    const QString path = devicePath(setting.device);
+    std::unique_ptr<LockedSerialPort> port(new LockedSerialPort(path));
+    if (!port->lock(path, error))
+        return nullptr;
     port->setBaudRate(setting.baudRate);
     port->setStopBits(setting.stopBits);
-    // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them fails
-    // as a whole, so they come second.
+    // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them
+    // fails as a whole, so they come second.
     port->setDataBits(QSerialPort::Data8);
     port->setParity(QSerialPort::NoParity);
     if (!port->open(QIODevice::ReadWrite)) {
         *error = portErrorText(*port);
         return nullptr;
     }
-    if (!lockPort(*port, error))
-        return nullptr;
     if (applyFormat(port.get(), setting))
         return port;
-    if (!isPseudoTerminal(setting.device)) {
+    if (!isPseudoTerminal(path)) {
         *error = portErrorText(*port);
         return nullptr;
     }

@@ -18,8 +18,8 @@ struct SerialPortSetting {
 };
 
 /// Reads the text "DEVICE[,BAUD[,FORMAT]]". BAUD is a decimal number of bits per second from 50 to
-/// 4000000. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark, space)
-/// and the stop bits 1 or 2, such as 8e1. What is left out is 9600 and 8e1.
+/// 4000000. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark,
+/// space) and the stop bits 1 or 2, such as 8e1. What is left out is 9600 and 8e1.
 /// @return true, or false with the reason in @p error; @p setting is changed only on success
 bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error);
 
@@ -27,8 +27,8 @@ bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *e
 /// before it is closed.
 /// @param error    gets the reason of a failure: no such device, no permission, in use by another
 ///                 process, or line parameters that the port refuses
-/// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all the
-///                 same, as they have no meaning there
+/// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all
+///                 the same, as they have no meaning there
 /// @return the open port; null on failure
 std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
                                             QStringList *warnings);

@@ -13,8 +13,8 @@ struct TcpAddress {
     quint16 port = 0;
 };
 
-/// Reads the text "HOST:PORT", or "[HOST]:PORT" for an IPv6 address. PORT is a decimal number from 1 to
-/// 65535.
+/// Reads the text "HOST:PORT", or "[HOST]:PORT" for an IPv6 address. PORT is a decimal number from
+/// 1 to 65535.
 /// @return true, or false with the reason in @p error; @p address is changed only on success
 bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error);
 

@@ -11,8 +11,8 @@ class QTextStream;
 
 /// Prints each line that goes out (>) or comes in (<) through another channel, such as
 /// `0.001250 +0.000310 > CR 00\r\n`: seconds since the trace began, seconds since the line before,
-/// direction, text with escapes. Chunks are gathered into lines; a line without its end is printed when
-/// the direction changes, nothing more arrives or the trace ends.
+/// direction, text with escapes. Chunks are gathered into lines; a line without its end is printed
+/// when the direction changes, nothing more arrives or the trace ends.
 class TracedChannel : public AbstractDeviceInterface
 {
 public:

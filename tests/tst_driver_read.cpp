@@ -209,9 +209,11 @@ void TestDriverRead::refusesRequestsBeforeSending_data()
         {"line too long by one", DoubleWord, 10, "TC123456789", 0,
          "read of 10 items from address \"TC123456789\" does not fit a line of 19 characters"},
         {"second line in the address", Bit, 1, "R1 1\r\nWRS R1 1 1\r\n", 0,
-         "address \"R1 1\\x0d\\x0aWRS R1 1 1\\x0d\\x0a\" holds the byte 0x20 at position 2"},
+         "address \"R1 1\\x0d\\x0aWRS R1 1 1\\x0d\\x0a\" holds the character 0x20 at position 2"},
         {"8-bit character", DoubleWord, 1, "T\xe9", 0,
-         "address \"T\\xe9\" holds the byte 0xe9 at position 1"},
+         "address \"T\\xe9\" holds the character 0xe9 at position 1"},
+        {"character beyond 8 bits", Bit, 1, "T{65E5}", 0,
+         "address \"T\\x65e5\" holds the character 0x65e5 at position 1"},
         {"empty address", Bit, 1, "", 0, "address is empty"},
         {"more bytes than an int", Byte, 0xFFFFFFFFu, "DM1", 0,
          "data length -1 is not in 0 to 1048576 bytes"},
@@ -225,9 +227,10 @@ void TestDriverRead::refusesRequestsBeforeSending_data()
         {"no words", Word, 0, "DM1", 0, ""},
     };
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i)
-        QTest::newRow(rows[i].name)
-            << rows[i].kind << rows[i].count << QString(QLatin1String(rows[i].address))
-            << rows[i].station << QString(QLatin1String(rows[i].error));
+        QTest::newRow(rows[i].name) << rows[i].kind << rows[i].count
+                                    << QString(QLatin1String(rows[i].address))
+                                           .replace(QLatin1String("{65E5}"), QChar(0x65E5))
+                                    << rows[i].station << QString(QLatin1String(rows[i].error));
 }
 
 void TestDriverRead::refusesRequestsBeforeSending()

@@ -186,6 +186,8 @@ void clearUnnecessaryBits(QByteArray &bits, int n)
 
 void RightShiftNBits(QByteArray &bits, int n)
 {
+    if (bits.isEmpty())
+        return;
     unsigned char *bytes = bytesOf(bits);
     const int wholeBytes = n / 8;
     const int remaining = bits.size() - wholeBytes;

@@ -1,3 +1,4 @@
+/// @file
 /// Bits of scalars, packed bit arrays, and conversions between counts of bits and larger units.
 ///
 /// In a scalar bit n has the weight 2^n. In a bit array bit i lies in byte i / 8 with the weight
@@ -11,15 +12,19 @@
 /// Set, clear or read one bit of @p value. A bit number at or above the width of the type changes
 /// nothing: `setBit` and `clearBit` give the value unchanged, `getBit` gives false.
 /// @{
-unsigned char setBit(unsigned char value, unsigned short bit);
-unsigned char clearBit(unsigned char value, unsigned short bit);
-bool getBit(unsigned char value, unsigned short bit);
-unsigned short setBit(unsigned short value, unsigned short bit);
-unsigned short clearBit(unsigned short value, unsigned short bit);
-bool getBit(unsigned short value, unsigned short bit);
-unsigned int setBit(unsigned int value, unsigned short bit);
-unsigned int clearBit(unsigned int value, unsigned short bit);
-bool getBit(unsigned int value, unsigned short bit);
+unsigned char setBit(unsigned char value, unsigned short bit); ///< an 8-bit value with the bit set
+unsigned char clearBit(unsigned char value,
+                       unsigned short bit);           ///< an 8-bit value with the bit cleared
+bool getBit(unsigned char value, unsigned short bit); ///< a bit of an 8-bit value
+unsigned short setBit(unsigned short value,
+                      unsigned short bit); ///< a 16-bit value with the bit set
+unsigned short clearBit(unsigned short value,
+                        unsigned short bit);           ///< a 16-bit value with the bit cleared
+bool getBit(unsigned short value, unsigned short bit); ///< a bit of a 16-bit value
+unsigned int setBit(unsigned int value, unsigned short bit); ///< a 32-bit value with the bit set
+unsigned int clearBit(unsigned int value,
+                      unsigned short bit);           ///< a 32-bit value with the bit cleared
+bool getBit(unsigned int value, unsigned short bit); ///< a bit of a 32-bit value
 /// @}
 
 /// Bit @p i of the array. Requires: 0 <= @p i < 8 * size.
@@ -37,8 +42,8 @@ void setBit(QByteArray &bits, int i, bool on);
 void setBit(unsigned char *bits, int i, bool on);
 
 /// Copies the first @p count bits of @p src to @p dst from bit @p dstStart on; a count of 0 or less
-/// does nothing. @p dst is extended with zero bytes where it is too short. When both are one array, the
-/// bits are those that it held before.
+/// does nothing. @p dst is extended with zero bytes where it is too short. When both are one array,
+/// the bits are those that it held before.
 /// Requires: @p dstStart >= 0 and @p count <= 8 * size of @p src.
 void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count);
 
@@ -56,20 +61,20 @@ void clearUnnecessaryBits(QByteArray &bits, int n);
 
 /// Shifts the array toward bit 0 by @p n bits, in place. For @p n below 8 zeros enter at the top.
 /// For
-/// @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes afterwards.
-/// Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
+/// @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes afterwards. An
+/// empty array stays empty. Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
 void RightShiftNBits(QByteArray &bits, int n);
 
 /// @name Size arithmetic
 /// A partial unit counts as a whole one. The bit forms take the offset at which a run starts in its
 /// first unit and the length of the run, in bits; their sum is taken modulo 2^32.
 /// @{
-unsigned int NumOfBitsToNumOfBytes(unsigned int a, unsigned int b);
-unsigned int NumOfBitsToNumOfWords(unsigned int a, unsigned int b);
-unsigned int NumOfBitsToNumOfDWords(unsigned int a, unsigned int b);
-unsigned int NumOfBytesToNumOfWords(unsigned int n);
-unsigned int NumOfBytesToNumOfDWords(unsigned int n);
-unsigned int NumOfBytesToNumOfQuadWords(unsigned int n);
+unsigned int NumOfBitsToNumOfBytes(unsigned int a, unsigned int b);  ///< units of 8 bits
+unsigned int NumOfBitsToNumOfWords(unsigned int a, unsigned int b);  ///< units of 16 bits
+unsigned int NumOfBitsToNumOfDWords(unsigned int a, unsigned int b); ///< units of 32 bits
+unsigned int NumOfBytesToNumOfWords(unsigned int n);                 ///< units of 2 bytes
+unsigned int NumOfBytesToNumOfDWords(unsigned int n);                ///< units of 4 bytes
+unsigned int NumOfBytesToNumOfQuadWords(unsigned int n);             ///< units of 8 bytes
 /// @}
 
 #endif

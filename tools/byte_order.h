@@ -1,3 +1,4 @@
+/// @file
 /// Integers to and from byte arrays, byte swapping of unit arrays and padding to whole units.
 ///
 /// Nothing here depends on the byte order of the machine: every operation states its own. A unit is

@@ -1,3 +1,4 @@
+/// @file
 /// Check values over a whole buffer. A length below 1 gives 0.
 #ifndef TOOLS_CHECKSUM_H
 #define TOOLS_CHECKSUM_H

@@ -1,3 +1,4 @@
+/// @file
 /// A small format language that describes the layout of a binary frame, one character per item.
 ///
 /// A format is a row of items without separators. An item is a type character, or a decimal count
@@ -33,8 +34,8 @@
 ///         an item; -1 when a count is 0 or stands before a type that takes none. Bytes that were
 ///         packed before the fault stay in @p dst.
 /// @{
-int VDataPack(unsigned char *dst, const char *fmt, va_list args);
-int DataPack(unsigned char *dst, const char *fmt, ...);
+int VDataPack(unsigned char *dst, const char *fmt, va_list args); ///< arguments as a list
+int DataPack(unsigned char *dst, const char *fmt, ...);           ///< arguments one by one
 /// @}
 
 /// @name Packing into a new array
@@ -42,8 +43,8 @@ int DataPack(unsigned char *dst, const char *fmt, ...);
 /// @return the array; empty on every fault. Counted x and X are faults here too, and so is an array
 ///         beyond 2147483647 bytes.
 /// @{
-QByteArray VByteArrayPack(const char *fmt, va_list args);
-QByteArray ByteArrayPack(const char *fmt, ...);
+QByteArray VByteArrayPack(const char *fmt, va_list args); ///< arguments as a list
+QByteArray ByteArrayPack(const char *fmt, ...);           ///< arguments one by one
 /// @}
 
 /// @name Unpacking
@@ -51,8 +52,8 @@ QByteArray ByteArrayPack(const char *fmt, ...);
 /// Requires: @p src holds the bytes that @p fmt describes.
 /// @return the number of bytes consumed, or -1 on every fault; what was stored before it stays.
 /// @{
-int VDataUnpack(const unsigned char *src, const char *fmt, va_list args);
-int DataUnpack(const unsigned char *src, const char *fmt, ...);
+int VDataUnpack(const unsigned char *src, const char *fmt, va_list args); ///< as a list
+int DataUnpack(const unsigned char *src, const char *fmt, ...);           ///< one by one
 /// @}
 
 #endif

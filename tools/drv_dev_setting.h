@@ -1,3 +1,4 @@
+/// @file
 /// The records by which the runtime and its drivers describe one communication link.
 #ifndef TOOLS_DRV_DEV_SETTING_H
 #define TOOLS_DRV_DEV_SETTING_H
@@ -43,10 +44,10 @@ public:
     /// Prints the four numbers as one debug message.
     void dump() const;
 
-    int timeout;
-    int retry;
-    int stationid;
-    int delay;
+    int timeout;     ///< milliseconds
+    int retry;       ///< further attempts
+    int stationid;   ///< PLC station number
+    int delay;       ///< milliseconds
     QString auxText; ///< a text of the runtime's; no driver reads it
     bool auxFlag;    ///< a flag of the runtime's; no driver reads it
 };
@@ -94,12 +95,12 @@ public:
     /// Prints the record, of its entries the current one, as one debug message.
     void dump() const;
 
-    device_type type;
-    QString string;
-    int baudrate;
-    int databits;
-    int stopbits;
-    int parity;
+    device_type type;   ///< kind of device
+    QString string;     ///< device name, such as COM2
+    int baudrate;       ///< bits per second
+    int databits;       ///< data bits per character
+    int stopbits;       ///< stop-bit code (0: one stop bit)
+    int parity;         ///< parity code (2: even)
     int auxValue;       ///< a value of the runtime's; no driver reads it
     QString auxText;    ///< a text of the runtime's; no driver reads it
     int linkID;         ///< link id in the project database; -1 until it is known
@@ -111,16 +112,20 @@ private:
 };
 
 /// @name Streams
-/// The format that the runtime and its drivers share: every integer as 32 bits (a port as 16), every text
-/// in Qt's encoding, in the byte order that the stream is set to. The auxiliary texts and flags are not
-/// in it. A stream that ends early gives zeros and empty texts and its status tells; a list of entries
-/// ends with the entry at whose reading the stream ended, whatever its count claims. The stored current
-/// index counts only when it names an entry.
+/// The format that the runtime and its drivers share: every integer as 32 bits (a port as 16),
+/// every text in Qt's encoding, in the byte order that the stream is set to. The auxiliary texts
+/// and flags are not in it. A stream that ends early gives zeros and empty texts and its status
+/// tells; a list of entries ends with the entry at whose reading the stream ended, whatever its
+/// count claims. The stored current index counts only when it names an entry.
 /// @return the stream
 /// @{
+/// Writes the four numbers.
 QDataStream &operator<<(QDataStream &stream, const DriverSetting &setting);
+/// Reads the four numbers and leaves the rest.
 QDataStream &operator>>(QDataStream &stream, DriverSetting &setting);
+/// Writes everything but `auxText`.
 QDataStream &operator<<(QDataStream &stream, const DeviceSetting &setting);
+/// Reads everything but `auxText`, which stays.
 QDataStream &operator>>(QDataStream &stream, DeviceSetting &setting);
 /// @}
 

@@ -1,8 +1,9 @@
+/// @file
 /// Byte-at-a-time CRC steps, with C linkage.
 ///
-/// Each step takes the CRC register and a message byte and gives the next register; none of them applies
-/// a starting value or a final XOR. The lookup tables are built at the first step that needs them, once,
-/// also when first steps of several threads race.
+/// Each step takes the CRC register and a message byte and gives the next register; none of them
+/// applies a starting value or a final XOR. The lookup tables are built at the first step that
+/// needs them, once, also when first steps of several threads race.
 ///
 /// | from     | step              | gives                                       |
 /// |----------|-------------------|---------------------------------------------|
@@ -27,7 +28,8 @@ unsigned short update_crc_ccitt(unsigned short crc, unsigned char byte);
 /// Polynomial 0x8005, least significant bit first.
 unsigned short update_crc_16(unsigned short crc, unsigned char byte);
 
-/// `update_crc_16` over @p length bytes from @p data on; the register unchanged for a length below 1.
+/// `update_crc_16` over @p length bytes from @p data on; the register unchanged for a length below
+/// 1.
 unsigned short update_crc_16_bytes(unsigned short crc, const unsigned char *data, int length);
 
 /// Polynomial 0x1021, least significant bit first, as in the Kermit protocol.
@@ -40,6 +42,8 @@ unsigned short update_crc_dnp(unsigned short crc, unsigned char byte);
 unsigned int update_crc_32(unsigned int crc, unsigned char byte);
 
 /// The CRC of SICK sensors, constant 0x8005, without a table.
+/// @param crc      the register
+/// @param byte     the message byte
 /// @param previous the message byte before this one, 0 for the first
 unsigned short update_crc_sick(unsigned short crc, unsigned char byte, unsigned char previous);
 

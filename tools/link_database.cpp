@@ -7,8 +7,8 @@
 namespace
 {
 
-// An executed statement, or none where the connection or the statement fails. Texts are bound, so that
-// whatever an address holds stays a value.
+// An executed statement, or none where the connection or the statement fails. Texts are bound, so
+// that whatever an address holds stays a value.
 class Lookup
 {
 public:

@@ -1,3 +1,4 @@
+/// @file
 /// The differences between the panel's Qt 4.8 and the desk's Qt 5.15, in one place.
 #ifndef TOOLS_QT_COMPAT_H
 #define TOOLS_QT_COMPAT_H

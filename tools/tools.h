@@ -1,3 +1,4 @@
+/// @file
 /// The tools library for drivers: one include for all of its free functions.
 #ifndef TOOLS_TOOLS_H
 #define TOOLS_TOOLS_H

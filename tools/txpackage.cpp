@@ -141,7 +141,8 @@ bool TxPackage::validSectionNumber(int i) const
     return i >= 0 && i < numberOfSections();
 }
 
-// The number in the four bytes from a position on; 0 where they are not all there or it is negative.
+// The number in the four bytes from a position on; 0 where they are not all there or it is
+// negative.
 int TxPackage::lengthField(int position) const
 {
     if (position > buffer.size() - LENGTH_FIELD_SIZE)
@@ -149,8 +150,8 @@ int TxPackage::lengthField(int position) const
     return qMax(0, QByteArrayToInt(buffer.mid(position, LENGTH_FIELD_SIZE)));
 }
 
-// The sections from the first to the given one. One pass suffices, since a size reference counts only
-// where it points back.
+// The sections from the first to the given one. One pass suffices, since a size reference counts
+// only where it points back.
 QList<TxPackage::Extent> TxPackage::extentsUpTo(int last) const
 {
     QList<Extent> extents;

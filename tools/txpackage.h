@@ -1,3 +1,4 @@
+/// @file
 /// Builder and reader of protocol frames that are made of sections.
 #ifndef TOOLS_TXPACKAGE_H
 #define TOOLS_TXPACKAGE_H
@@ -9,19 +10,21 @@
 
 /// A byte buffer and the sizes of the sections that make it up, end to end from byte 0.
 ///
-/// To build a frame, append its fields one by one and close it with a check value: the LRC is the 8-bit
-/// sum of all bytes so far, the FCS their XOR. To take a received frame apart, set the section sizes and
-/// the bytes. A size of -k (k >= 1) is a size reference: the section is as long as the number at the
-/// start of section k says, 4 bytes, least significant first. That length field must come before the
-/// section it sizes and have a plain size of at least 4 bytes, all of them in the buffer; otherwise, and
-/// when the number is negative, the section's size is 0. No operation reads outside the buffer.
+/// To build a frame, append its fields one by one and close it with a check value: the LRC is the
+/// 8-bit sum of all bytes so far, the FCS their XOR. To take a received frame apart, set the
+/// section sizes and the bytes. A size of -k (k >= 1) is a size reference: the section is as long
+/// as the number at the start of section k says, 4 bytes, least significant first. That length
+/// field must come before the section it sizes and have a plain size of at least 4 bytes, all of
+/// them in the buffer; otherwise, and when the number is negative, the section's size is 0. No
+/// operation reads outside the buffer.
 class TxPackage
 {
 public:
     TxPackage();
 
     /// @name Content
-    /// All of these give true. Replacing the bytes leaves the sections and `appendedCount` as they are.
+    /// All of these give true. Replacing the bytes leaves the sections and `appendedCount` as they
+    /// are.
     /// @{
     bool setData(const QByteArray &bytes);
     bool setData(char *bytes, int length); ///< a length below 1 empties the buffer
@@ -36,17 +39,19 @@ public:
     /// The buffer's length in bytes, whatever the sections say.
     int totalSize() const;
 
-    /// Replaces the section sizes and resizes the buffer to their sum, in which a size reference counts
-    /// as its negative number. Added bytes are zero. A sum below 0, or beyond an int, empties the buffer.
+    /// Replaces the section sizes and resizes the buffer to their sum, in which a size reference
+    /// counts as its negative number. Added bytes are zero. A sum below 0, or beyond an int,
+    /// empties the buffer.
     void setSectionSize(const QList<int> &sizes);
 
     /// Forgets bytes, sections and `appendedCount`.
     void clearAll();
 
     /// @name Appending
-    /// Each adds its bytes at the end as one section and gives true. Words and double words are stored
-    /// least significant byte first; "ASCII" is two upper-case hexadecimal digits. A character without a
-    /// one-byte form becomes a question mark. Check values cover the whole buffer before them.
+    /// Each adds its bytes at the end as one section and gives true. Words and double words are
+    /// stored least significant byte first; "ASCII" is two upper-case hexadecimal digits. A
+    /// character without a one-byte form becomes a question mark. Check values cover the whole
+    /// buffer before them.
     /// @{
     bool appendDWord(unsigned int value);
     bool appendWord(unsigned short value);
@@ -59,8 +64,8 @@ public:
     bool appendFCSAscii(int unused); ///< @p unused does not enter the computation
     /// @}
 
-    /// XOR of the package's bytes without the last @p excluded ones, 0 to 255; 0 when none are left.
-    /// Requires: @p package is not null.
+    /// XOR of the package's bytes without the last @p excluded ones, 0 to 255; 0 when none are
+    /// left. Requires: @p package is not null.
     static int calculateFCS(TxPackage *package, int excluded);
 
     /// @name Sections
@@ -73,8 +78,8 @@ public:
     /// resolved. -1 for a number that is not valid.
     int sectionStartIndex(int i) const;
 
-    /// The section's size in bytes, size references resolved; it may say more than the buffer holds.
-    /// 0 for a number that is not valid.
+    /// The section's size in bytes, size references resolved; it may say more than the buffer
+    /// holds. 0 for a number that is not valid.
     int sectionSize(int i) const;
 
     /// The section's bytes, cut at the end of the buffer. Empty for a number that is not valid.
@@ -107,8 +112,8 @@ private:
 /// An empty list of section sizes.
 QList<int> EmptyPackageSizeList();
 
-/// Bytes for a debug log: each in hexadecimal between brackets, then as text up to the first zero byte.
-/// The bytes 02 41 0D give "(0X2 0X41 0Xd ) : " and the three characters.
+/// Bytes for a debug log: each in hexadecimal between brackets, then as text up to the first zero
+/// byte. The bytes 02 41 0D give "(0X2 0X41 0Xd ) : " and the three characters.
 QString dumpByteArray(const QByteArray &bytes);
 
 #endif

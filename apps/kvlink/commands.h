@@ -10,7 +10,7 @@ enum ExitStatus {
     StatusGood = 0,
     StatusPlcError = 1, ///< the PLC answered with an error
     StatusUsage = 2,    ///< the command line is wrong
-    StatusOpen = 3,     ///< a port, a connection, the plug-in or a project cannot be opened
+    StatusOpen = 3,     ///< a port, the plug-in, a project or the output cannot be used
     StatusNoReply = 4,  ///< the PLC did not answer
     StatusUnusable = 5  ///< the reply was unusable, or the request was refused
 };

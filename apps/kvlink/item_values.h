@@ -28,9 +28,9 @@ std::vector<std::string> itemKindNames();
 /// The kind with @p name. Requires: one of `itemKindNames`.
 const ItemKind &itemKind(const std::string &name);
 
-/// Turns values into the data of a write request: one byte per bit, else each value least significant
-/// byte first. A value is decimal, or hexadecimal with 0x, with an optional minus sign, from
-/// -2^(bits-1) to 2^bits - 1; a bit is 0 or 1.
+/// Turns values into the data of a write request: one byte per bit, else each value least
+/// significant byte first. A value is decimal, or hexadecimal with 0x, with an optional minus sign,
+/// from -2^(bits-1) to 2^bits - 1; a bit is 0 or 1.
 /// @param error gets the reason when a value is not a number or out of range
 /// @return whether @p data was filled
 bool packValues(const ItemKind &kind, const std::vector<std::string> &texts, QByteArray *data,

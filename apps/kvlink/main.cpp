@@ -16,5 +16,10 @@ int main(int argc, char **argv)
         return status;
     QTextStream out(stdout);
     QTextStream err(stderr);
-    return runCommand(options, out, err);
+    status = runCommand(options, out, err);
+    out.flush();
+    if (out.status() == QTextStream::Ok)
+        return status;
+    err << "kvlink: cannot write to the standard output\n";
+    return StatusOpen;
 }

@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "apps/decimal_range.h"
 #include "commands.h"
 #include "item_values.h"
 
@@ -19,23 +20,6 @@ const char EXAMPLES[] =
     "Exit status: 0 success, 1 the PLC answered with an error, 2 usage, 3 cannot open the port,\n"
     "the connection or the plug-in, 4 no reply, 5 unusable reply or refused request.";
 
-// A decimal number from min to max; leading zeros do not make it octal.
-CLI::Validator decimal(int min, int max)
-{
-    const std::string range = std::to_string(min) + " to " + std::to_string(max);
-    return CLI::Validator(
-        [min, max, range](std::string &text) {
-            const bool digits = !text.empty() && text.size() <= 9 &&
-                                text.find_first_not_of("0123456789") == std::string::npos;
-            const int value = digits ? std::stoi(text) : -1;
-            if (value < min || value > max)
-                return text + " is not a number from " + range;
-            text = std::to_string(value);
-            return std::string();
-        },
-        range);
-}
-
 void addLinkOptions(CLI::App &app, Options *options)
 {
     CLI::Option *port =
@@ -46,8 +30,8 @@ void addLinkOptions(CLI::App &app, Options *options)
     CLI::Option *sim = app.add_flag("--sim", options->simulated, "Own simulated PLC");
     port->excludes(tcp)->excludes(sim);
     tcp->excludes(sim);
-    CLI::Option *station =
-        app.add_option("--station", options->station, "Station number")->transform(decimal(0, 99));
+    CLI::Option *station = app.add_option("--station", options->station, "Station number")
+                               ->transform(decimalRange(0, 99));
     CLI::Option *projectPort =
         app.add_option("--project-port", options->projectPort,
                        "Take the station that the project has for this port of the panel")
@@ -57,11 +41,11 @@ void addLinkOptions(CLI::App &app, Options *options)
         ->type_name("FILE")
         ->needs(projectPort);
     app.add_option("--retry", options->retry, "Further attempts after a failed one")
-        ->transform(decimal(0, 1000));
+        ->transform(decimalRange(0, 1000));
     app.add_option("--delay", options->delayMs, "Pause before every attempt, in ms")
-        ->transform(decimal(0, 600000));
+        ->transform(decimalRange(0, 600000));
     app.add_option("--timeout", options->timeoutMs, "Wait for a reply, in ms")
-        ->transform(decimal(1, 600000));
+        ->transform(decimalRange(1, 600000));
     app.add_flag("--trace", options->trace, "Print each line sent and received");
     app.add_option("--driver", options->driverPath, "Driver plug-in to load")->type_name("FILE");
 }
@@ -76,7 +60,7 @@ void addKindOption(CLI::App *command, Options *options)
 
 void addCommands(CLI::App &app, Options *options)
 {
-    CLI::App *info = app.add_subcommand("info", "Describe the driver");
+    CLI::App *info = app.add_subcommand("info", "Describe the driver; opens no port");
     info->callback([options] { options->command = Options::Info; });
 
     CLI::App *read = app.add_subcommand("read", "Read items from the PLC");
@@ -85,7 +69,7 @@ void addCommands(CLI::App &app, Options *options)
         ->required()
         ->type_name("ADDRESS");
     read->add_option("-n,--count", options->count, "Number of items")
-        ->transform(decimal(1, MAX_ITEM_COUNT))
+        ->transform(decimalRange(1, MAX_ITEM_COUNT))
         ->capture_default_str();
     addKindOption(read, options);
 

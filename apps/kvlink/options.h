@@ -38,8 +38,8 @@ inline QString argumentText(const std::string &argument)
 }
 
 /// Reads the command line. Help, the version and usage errors are printed here.
-/// @return true when @p options are to be carried out; else false, with the program's exit status in
-///         @p status
+/// @return true when @p options are to be carried out; else false, with the program's exit status
+///        in  @p status
 bool parseOptions(int argc, char **argv, Options *options, int *status);
 
 #endif

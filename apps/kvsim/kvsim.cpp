@@ -6,6 +6,7 @@
 #include "simulator/tcp_front.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
 namespace
@@ -32,14 +33,20 @@ bool presetAll(const QStringList &presets, PlcMemory *memory, QString *error)
     return true;
 }
 
+// [HOST:]PORT, with an IPv6 address in brackets.
 bool parseHostAndPort(const QString &text, QString *host, quint16 *port, QString *error)
 {
-    const int colon = text.lastIndexOf(QLatin1Char(':'));
-    *host = colon < 0 ? QString::fromLatin1(DEFAULT_HOST) : text.left(colon);
+    static const QRegularExpression form(
+        QLatin1String("\\A(?:(?:\\[([^\\]]+)\\]|([^:]+)):)?([0-9]{1,5})\\z"));
+    const QRegularExpressionMatch match = form.match(text);
     bool isPort = false;
-    *port = text.mid(colon + 1).toUShort(&isPort);
+    *port = match.captured(3).toUShort(&isPort);
     if (!isPort)
-        *error = QString::fromLatin1("no port from 0 to 65535 in \"%1\"").arg(text);
+        *error =
+            QString::fromLatin1("\"%1\" is not [HOST:]PORT with a port from 0 to 65535").arg(text);
+    *host = match.captured(1) + match.captured(2);
+    if (host->isEmpty())
+        *host = QLatin1String(DEFAULT_HOST);
     return isPort;
 }
 
@@ -49,6 +56,8 @@ int serve(const Front &front, const QString &readyLine, QTextStream &out, QTextS
 {
     out << readyLine << '\n';
     out.flush();
+    if (out.status() != QTextStream::Ok)
+        return refuse(KVSIM_CANNOT_OPEN, QLatin1String("cannot write the ready line"), err);
     QCoreApplication::exec();
     const PlcCounts counts = front.counts();
     err << "kvsim: " << counts.requests << " requests, " << counts.errors << " error replies, "
@@ -78,7 +87,9 @@ int serveTcp(const KvsimOptions &options, PlcMemory &memory, QTextStream &out, Q
     TcpFront front(memory, options.station);
     if (!front.listen(host, port, &error))
         return refuse(KVSIM_CANNOT_OPEN, error, err);
-    return serve(front, QString::fromLatin1("tcp %1:%2").arg(host).arg(front.port()), out, err);
+    const bool inBrackets = host.contains(QLatin1Char(':'));
+    const QString place = inBrackets ? QLatin1Char('[') + host + QLatin1Char(']') : host;
+    return serve(front, QString::fromLatin1("tcp %1:%2").arg(place).arg(front.port()), out, err);
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
 
 #include <CLI/CLI.hpp>
@@ -11,6 +12,10 @@
 
 namespace
 {
+
+const char NOTES[] =
+    "When ready it prints one line: \"pty DEVICE\" or \"tcp HOST:PORT\". SIGINT and SIGTERM end it.\n"
+    "Exit status: 0 ended by a signal, 2 usage, 3 cannot open the port or the link.";
 
 // An empty value, as an unset variable of a script leaves it, must not count as an option not
 // given.
@@ -26,7 +31,11 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
+    parser.footer(NOTES);
     parser.set_version_flag("--version", "kvsim " KV_VERSION);
+    parser.failure_message([](const CLI::App *, const CLI::Error &error) {
+        return "kvsim: " + std::string(error.what()) + "\nRun kvsim --help for its usage.\n";
+    });
     KvsimOptions options;
     std::string tcp;
     std::string link;
@@ -37,9 +46,8 @@ int main(int argc, char **argv)
             ->type_name("[HOST:]PORT")
             ->check(refuseEmpty)
             ->excludes(ptyFlag);
-    parser.add_option("--station", options.station, "Station number, 0 to 99")
-        ->type_name("N")
-        ->check(CLI::Range(0, 99));
+    parser.add_option("--station", options.station, "Station number")
+        ->transform(decimalRange(0, 99));
     parser.add_option("--link", link, "Symbolic link to the pseudo-terminal, removed at the end")
         ->type_name("PATH")
         ->check(refuseEmpty)

@@ -43,24 +43,34 @@ QRegExp pattern(const char *text, Qt::CaseSensitivity caseSensitivity = Qt::Case
     return QRegExp(QLatin1String(text), caseSensitivity, QRegExp::RegExp);
 }
 
+bool isCtcPreset(const QString &address)
+{
+    return address.startsWith(QLatin1String("PCTC"), Qt::CaseInsensitive);
+}
+
+bool isPrintable(QChar c)
+{
+    return c.unicode() >= 0x21 && c.unicode() <= 0x7E;
+}
+
 // An address as it appears in an error text: printable whatever it holds.
-QString quoted(const QByteArray &address)
+QString quoted(const QString &address)
 {
     QString text;
     for (int i = 0; i < address.size(); ++i) {
-        const unsigned char c = static_cast<unsigned char>(address.at(i));
-        if (c >= 0x20 && c <= 0x7E)
-            text += QLatin1Char(address.at(i));
+        const QChar c = address.at(i);
+        if (isPrintable(c) || c == QLatin1Char(' '))
+            text += c;
         else
-            text += QString::fromLatin1("\\x%1").arg(c, 2, 16, QLatin1Char('0'));
+            text += QString::fromLatin1("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
     }
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
 // The address that goes into a line: of PCTC (the preset of a CTC) the PLC knows only the CTC.
-QByteArray carriedAddress(const QByteArray &address)
+QString carriedAddress(const QString &address)
 {
-    return KV_L20V_StartsWith(address, "PCTC") ? address.mid(1) : address;
+    return isCtcPreset(address) ? address.mid(1) : address;
 }
 
 } // namespace
@@ -224,7 +234,7 @@ QByteArray DriverKV_L20V_HostLink::read(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
                                   const CommunicatorCommand &command, const QByteArray &data)
 {
-    int result = 1;
+    int result = 0;
     int attempt = 0;
     do {
         beginAttempt(device);
@@ -237,7 +247,7 @@ int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
             break;
         case Bit:
         case BitBlock:
-            result = writeBitKinds(device, command, data, result);
+            result = writeBitKinds(device, command, data);
             break;
         default:
             return 0;
@@ -257,15 +267,14 @@ bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
 }
 
 // An address that goes into a line as it stands must not bring a blank, a line end or anything else
-// that would make it more than one field.
-bool DriverKV_L20V_HostLink::checkCarriedAddress(const QByteArray &address)
+// that would make it more than one field, nor a character that has no place in ASCII.
+bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
 {
     for (int i = 0; i < address.size(); ++i) {
-        const unsigned char c = static_cast<unsigned char>(address.at(i));
-        if (c < 0x21 || c > 0x7E)
-            return failed(QString::fromLatin1("address %1 holds the byte 0x%2 at position %3")
+        if (!isPrintable(address.at(i)))
+            return failed(QString::fromLatin1("address %1 holds the character 0x%2 at position %3")
                               .arg(quoted(address))
-                              .arg(c, 2, 16, QLatin1Char('0'))
+                              .arg(address.at(i).unicode(), 2, 16, QLatin1Char('0'))
                               .arg(i));
     }
     return !address.isEmpty() || failed(QLatin1String("address is empty"));
@@ -292,7 +301,7 @@ QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
         return QByteArray();
     if (KV_L20V_HexWordDataFormat(address))
         return readHexWords(device, address, byteLength);
-    return readUInt32s(device, address, byteLength);
+    return readUInt32s(device, addressText, byteLength);
 }
 
 QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
@@ -303,7 +312,7 @@ QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
     const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
     const int length = packReadHexWordsCmd(address, words);
     const ReplyForm form = {ReplyForm::Pattern, &m_hexWordsRsp, "invalid response:"};
-    if (length == 0 || !exchange(device, &m_cmdBuf[0], length, form))
+    if (length == 0 || !exchange(device, ReadLine, &m_cmdBuf[0], length, form))
         return QByteArray();
     QByteArray data(static_cast<int>(2 * words), '\0');
     hexWordsRspToByteArray(&m_rspBuf[0], rspTextLength(), data);
@@ -313,18 +322,17 @@ QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
 
 // The devices that are read in ten-digit numbers: values alone, or timer and counter items.
 QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
-                                               const QByteArray &address, int byteLength)
+                                               const QString &address, int byteLength)
 {
     const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
-    const bool valuesOnly = KV_L20V_Dec10DataFormat(address);
-    const bool preset = !valuesOnly && KV_L20V_StartsWith(address, "PCTC");
+    const bool valuesOnly = KV_L20V_Dec10DataFormat(address.toLatin1());
     const ReplyForm form = {ReplyForm::Pattern, valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
                             "invalid response"};
     if (!continuousRead(device, carriedAddress(address), count, form))
         return QByteArray();
-    const Dec10Layout &layout = valuesOnly ? DEC10_VALUES
-                                : preset   ? TIMER_COUNTER_SECOND
-                                           : TIMER_COUNTER_FIRST;
+    const Dec10Layout &layout = valuesOnly             ? DEC10_VALUES
+                                : isCtcPreset(address) ? TIMER_COUNTER_SECOND
+                                                       : TIMER_COUNTER_FIRST;
     QByteArray data =
         dec10RspToByteArray(&m_rspBuf[0], rspTextLength(), layout, static_cast<int>(count));
     data.truncate(byteLength);
@@ -334,33 +342,31 @@ QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
                                             const CommunicatorCommand &command)
 {
-    const QByteArray address = command.address.toLatin1();
-    const bool items = KV_L20V_TimerCounterBits(address);
+    const bool items = KV_L20V_TimerCounterBits(command.address.toLatin1());
     const ReplyForm form = {ReplyForm::Pattern, items ? &m_timerCounterRsp : &m_bitsRsp,
                             items ? "invalid response3" : "invalid response2"};
     if (!checkDataLength(NumOfBitsToNumOfBytes(0, command.count)) ||
-        !continuousRead(device, address, command.count, form))
+        !continuousRead(device, command.address, command.count, form))
         return QByteArray();
     return digitsRspToBits(&m_rspBuf[0], rspTextLength(), items ? TIMER_COUNTER_STRIDE : BIT_STRIDE,
                            static_cast<int>(command.count));
 }
 
-bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
-                                            const QByteArray &address, unsigned int count,
-                                            const ReplyForm &form)
+bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device, const QString &address,
+                                            unsigned int count, const ReplyForm &form)
 {
     if (!checkCarriedAddress(address))
         return false;
     char line[CONTINUOUS_READ_BUFFER_SIZE];
-    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(line, CONTINUOUS_READ_BUFFER_SIZE,
-                                                                 address.constData(), count);
+    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(
+        line, CONTINUOUS_READ_BUFFER_SIZE, address.toLatin1().constData(), count);
     if (length == 0)
         return failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
                                           "%3 characters")
                           .arg(count)
                           .arg(quoted(address))
                           .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
-    return exchange(device, line, length, form);
+    return exchange(device, ReadLine, line, length, form);
 }
 
 int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsigned int words)
@@ -382,11 +388,11 @@ int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, cons
         &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix.constData(), word.number,
         word.format.constData(), reinterpret_cast<const unsigned char *>(words.constData()),
         words.size() / 2);
-    return checkWriteLine(length, address, words.size()) ? length : 0;
+    return checkWriteLine(length, QString::fromLatin1(address), words.size()) ? length : 0;
 }
 
 // Records the refusal of a write line that did not fit.
-bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QByteArray &address, int dataBytes)
+bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QString &address, int dataBytes)
 {
     if (length > 0)
         return true;
@@ -401,7 +407,7 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
                                        const CommunicatorCommand &command, const QByteArray &data)
 {
     const QByteArray address = command.address.toLatin1();
-    if (KV_L20V_StartsWith(address, "CTC"))
+    if (command.address.startsWith(QLatin1String("CTC"), Qt::CaseInsensitive))
         return failed(QLatin1String("can't write word to ") + command.address);
     if (!checkDataLength(data.size()))
         return 0;
@@ -409,34 +415,34 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
     if (KV_L20V_HexWordDataFormat(address)) {
         length = packWriteHexWordsCmd(address, To16bitsData(data));
     } else {
-        const QByteArray carried = carriedAddress(address);
+        const QString carried = carriedAddress(command.address);
         if (!checkCarriedAddress(carried))
             return 0;
         length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
-            &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carried.constData(), To32bitsData(data));
-        checkWriteLine(length, address, data.size());
+            &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carried.toLatin1().constData(), To32bitsData(data));
+        checkWriteLine(length, command.address, data.size());
     }
     // A PLC that took the words may word its reply as it likes: only an error reply is a refusal.
     const ReplyForm form = {ReplyForm::Anything, 0, ""};
-    return length > 0 && exchange(device, &m_cmdBuf[0], length, form);
+    return length > 0 && exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }
 
 // Relays take a run of bits in one line, every other device one exchange per bit.
 int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
                                           const CommunicatorCommand &command,
-                                          const QByteArray &data, int resultOfNoBits)
+                                          const QByteArray &data)
 {
     const QByteArray address = command.address.toLatin1();
     if (KV_L20V_BitRunDevice(address))
-        return writeBits(device, address, data);
+        return checkCarriedAddress(command.address) && writeBits(device, address, data);
     const QByteArray prefix = ExtractPrefixSymbol(address);
     const int number = ExtractPLCDeviceAddress(address, 10);
     if (data.size() > 1 && number > INT_MAX - (data.size() - 1))
         return failed(QString::fromLatin1("%1 bits from address %2 on run beyond device number %3")
                           .arg(data.size())
-                          .arg(quoted(address))
+                          .arg(quoted(command.address))
                           .arg(INT_MAX));
-    int result = resultOfNoBits;
+    int result = 1;
     for (int i = 0; i < data.size(); ++i) {
         result = writeBit(device, prefix, number + i, data.at(i) != 0);
         if (!result)
@@ -448,13 +454,11 @@ int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QByteArray &address,
                                       const QByteArray &data)
 {
-    if (!checkCarriedAddress(address))
-        return 0;
     const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
                                                         address.constData(), data);
     const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
-    return checkWriteLine(length, address, data.size()) &&
-           exchange(device, &m_cmdBuf[0], length, form);
+    return checkWriteLine(length, QString::fromLatin1(address), data.size()) &&
+           exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }
 
 int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByteArray &prefix,
@@ -462,9 +466,9 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
 {
     if (!KV_L20V_HasSetResetLine(prefix))
         return failed(QString::fromLatin1("device %1 has no line that sets or resets a bit")
-                          .arg(quoted(prefix)));
+                          .arg(quoted(QString::fromLatin1(prefix))));
     const int length =
         KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix, number, value);
     const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
-    return exchange(device, &m_cmdBuf[0], length, form);
+    return exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }

@@ -1,3 +1,4 @@
+/// @file
 /// The driver for a KEYENCE KV series PLC behind a KV-L20V serial unit's ASCII Host Link.
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_HOST_LINK_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_HOST_LINK_H
@@ -60,6 +61,8 @@ public:
 private:
     typedef std::map<QByteArray, QByteArray, ci_less> DeviceTable;
 
+    enum LineKind { ReadLine, WriteLine };
+
     // What the reply to a data line must look like, and the error text for one that does not.
     struct ReplyForm {
         enum Check { Pattern, OkLine, Anything };
@@ -83,7 +86,7 @@ private:
     int startComm(AbstractDeviceInterface *device);
     int endComm(AbstractDeviceInterface *device);
     int sessionStep(AbstractDeviceInterface *device, const char *line, const char *expected);
-    bool exchange(AbstractDeviceInterface *device, const char *line, int length,
+    bool exchange(AbstractDeviceInterface *device, LineKind kind, const char *line, int length,
                   const ReplyForm &form);
     bool failed(const QString &text);
 
@@ -99,17 +102,16 @@ private:
                          int byteLength);
     QByteArray readHexWords(AbstractDeviceInterface *device, const QByteArray &address,
                             int byteLength);
-    QByteArray readUInt32s(AbstractDeviceInterface *device, const QByteArray &address,
-                           int byteLength);
+    QByteArray readUInt32s(AbstractDeviceInterface *device, const QString &address, int byteLength);
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
-    bool continuousRead(AbstractDeviceInterface *device, const QByteArray &address,
-                        unsigned int count, const ReplyForm &form);
+    bool continuousRead(AbstractDeviceInterface *device, const QString &address, unsigned int count,
+                        const ReplyForm &form);
 
     // Writes. Each result is 1, or 0 with the error recorded.
     int writeBytes(AbstractDeviceInterface *device, const CommunicatorCommand &command,
                    const QByteArray &data);
     int writeBitKinds(AbstractDeviceInterface *device, const CommunicatorCommand &command,
-                      const QByteArray &data, int resultOfNoBits);
+                      const QByteArray &data);
     int writeBits(AbstractDeviceInterface *device, const QByteArray &address,
                   const QByteArray &data);
     int writeBit(AbstractDeviceInterface *device, const QByteArray &prefix, int number, bool value);
@@ -121,9 +123,9 @@ private:
     // What is refused before anything is sent. Each result is true, or false with the error
     // recorded.
     bool parseWordAddress(const QByteArray &address, WordDevice &word);
-    bool checkCarriedAddress(const QByteArray &address);
+    bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
-    bool checkWriteLine(int length, const QByteArray &address, int dataBytes);
+    bool checkWriteLine(int length, const QString &address, int dataBytes);
 
     bool m_hasError;
     bool m_debugMode;

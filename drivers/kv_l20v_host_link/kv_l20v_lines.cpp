@@ -3,7 +3,6 @@
 #include "tools/tools.h"
 
 #include <cstdio>
-#include <cstring>
 
 namespace
 {
@@ -223,11 +222,6 @@ bool KV_L20V_BitRunDevice(const QByteArray &address)
     default:
         return false;
     }
-}
-
-bool KV_L20V_StartsWith(const QByteArray &address, const char *prefix)
-{
-    return qstrnicmp(address.constData(), prefix, static_cast<uint>(std::strlen(prefix))) == 0;
 }
 
 bool KV_L20V_HasSetResetLine(const QByteArray &prefix)

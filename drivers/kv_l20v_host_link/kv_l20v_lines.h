@@ -30,9 +30,6 @@ bool KV_L20V_TimerCounterBits(const QByteArray &address);
 /// case counts.
 bool KV_L20V_BitRunDevice(const QByteArray &address);
 
-/// Whether an address begins with @p prefix, letter case ignored.
-bool KV_L20V_StartsWith(const QByteArray &address, const char *prefix);
-
 /// Whether the set and reset lines exist for a device prefix.
 bool KV_L20V_HasSetResetLine(const QByteArray &prefix);
 

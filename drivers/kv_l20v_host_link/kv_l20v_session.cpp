@@ -118,12 +118,12 @@ QString DriverKV_L20V_HostLink::rspText() const
 
 // One bracketed exchange. A failure before or at the data line's reply sends nothing more, except
 // that an error reply shows a PLC that is still in step and gets the close line.
-bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, const char *line, int length,
-                                      const ReplyForm &form)
+bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, LineKind kind,
+                                      const char *line, int length, const ReplyForm &form)
 {
     if (!startComm(device))
         return false;
-    if (form.check == ReplyForm::Pattern)
+    if (kind == ReadLine)
         discardInput(device);
     device->write(line, length);
     resetRsp();

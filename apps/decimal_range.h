@@ -1,0 +1,27 @@
+/// A range check that the programs' options share.
+#ifndef APPS_DECIMAL_RANGE_H
+#define APPS_DECIMAL_RANGE_H
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+/// Accepts a decimal number from @p min to @p max, both from 0 to 999999999. Leading zeros do not
+/// make it octal.
+inline CLI::Validator decimalRange(int min, int max)
+{
+    const std::string range = std::to_string(min) + " to " + std::to_string(max);
+    return CLI::Validator(
+        [min, max, range](std::string &text) {
+            const bool digits = !text.empty() && text.size() <= 9 &&
+                                text.find_first_not_of("0123456789") == std::string::npos;
+            const int value = digits ? std::stoi(text) : -1;
+            if (value < min || value > max)
+                return text + " is not a number from " + range;
+            text = std::to_string(value);
+            return std::string();
+        },
+        range);
+}
+
+#endif
