@@ -1,25 +1,18 @@
-/// What kvlink does once its command line is read.
+/// kvlink's commands. Each function adds one to the parser: its name, its options, and what it does
+/// when it is the one that was named.
 #ifndef APPS_KVLINK_COMMANDS_H
 #define APPS_KVLINK_COMMANDS_H
 
-class QTextStream;
-struct Options;
+namespace CLI
+{
+class App;
+}
 
-/// kvlink's exit statuses.
-enum ExitStatus {
-    StatusGood = 0,
-    StatusPlcError = 1, ///< the PLC answered with an error
-    StatusUsage = 2,    ///< the command line is wrong
-    StatusOpen = 3,     ///< a port, the plug-in, a project or the output cannot be used
-    StatusNoReply = 4,  ///< the PLC did not answer
-    StatusUnusable = 5  ///< the reply was unusable, or the request was refused
-};
+struct CommandLine;
 
-/// Carries out a command line.
-/// Requires: a QCoreApplication.
-/// @param out gets the values, or the lines of `info`
-/// @param err gets warnings, the trace and a failure's message
-/// @return an ExitStatus
-int runCommand(const Options &options, QTextStream &out, QTextStream &err);
+void addInfoCommand(CLI::App &app, CommandLine *line);
+void addReadCommand(CLI::App &app, CommandLine *line);
+void addWriteCommand(CLI::App &app, CommandLine *line);
+void addProjectCommand(CLI::App &app, CommandLine *line);
 
 #endif

@@ -6,7 +6,7 @@
 #include "host/serial_port.h"
 #include "host/tcp_port.h"
 #include "host/traced_channel.h"
-#include "options.h"
+#include "command_line.h"
 #include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
 
@@ -16,7 +16,7 @@ Link::Link() {}
 
 Link::~Link() {}
 
-bool Link::check(const Options &options, QString *error)
+bool Link::check(const LinkOptions &options, QString *error)
 {
     SerialPortSetting serial;
     TcpAddress tcp;
@@ -24,7 +24,7 @@ bool Link::check(const Options &options, QString *error)
            (options.tcp.empty() || parseTcpAddress(argumentText(options.tcp), &tcp, error));
 }
 
-bool Link::open(const Options &options, const DriverSetting &setting, QTextStream *trace,
+bool Link::open(const LinkOptions &options, const DriverSetting &setting, QTextStream *trace,
                 QTextStream &warning, QString *error)
 {
     const bool opened = options.simulated ? openSimulated(setting.stationid, warning, error)

@@ -11,7 +11,7 @@ class BackgroundSimulator;
 class DriverSetting;
 class QIODevice;
 class QTextStream;
-struct Options;
+struct LinkOptions;
 
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
 class Link
@@ -27,12 +27,12 @@ public:
     /// @param warning where remarks about the port are printed
     /// @param error   gets the reason of a failure
     /// @return whether `channel` is ready
-    bool open(const Options &options, const DriverSetting &setting, QTextStream *trace,
+    bool open(const LinkOptions &options, const DriverSetting &setting, QTextStream *trace,
               QTextStream &warning, QString *error);
 
     /// Whether the options name a port or an address in the right form.
     /// @return true, or false with the reason in @p error
-    static bool check(const Options &options, QString *error);
+    static bool check(const LinkOptions &options, QString *error);
 
     /// The channel, null before a successful `open`.
     AbstractDeviceInterface *channel() const { return m_channel.get(); }

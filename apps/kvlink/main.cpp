@@ -1,6 +1,8 @@
 // kvlink: reads and writes the devices of a PLC through the driver plug-in.
-#include "commands.h"
-#include "options.h"
+#include "command_line.h"
+#include "exit_status.h"
+#include "link.h"
+#include "session.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextStream>
@@ -10,16 +12,18 @@
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    Options options;
+    CommandLine line;
     int status = StatusGood;
-    if (!parseOptions(argc, argv, &options, &status))
+    if (!parseCommandLine(argc, argv, &line, &status))
         return status;
     QTextStream out(stdout);
     QTextStream err(stderr);
-    status = runCommand(options, out, err);
+    QString error;
+    if (!Link::check(line.link, &error))
+        return complain(err, error, StatusUsage);
+    status = line.run(line.link, out, err);
     out.flush();
     if (out.status() == QTextStream::Ok)
         return status;
-    err << "kvlink: cannot write to the standard output\n";
-    return StatusOpen;
+    return complain(err, QLatin1String("cannot write to the standard output"), StatusOpen);
 }

@@ -1,0 +1,52 @@
+#include "command_line.h"
+#include "commands.h"
+#include "drivers/driver_interface.h"
+#include "session.h"
+#include "tools/drv_dev_setting.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+
+namespace
+{
+
+int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
+{
+    Session session(options, err);
+    Failure failure;
+    if (!session.loadDriver(&failure))
+        return complain(err, failure.text, failure.status);
+    DriverInterface *driver = session.driver();
+    const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
+    const std::unique_ptr<DriverSetting> link(driver->getDefaultDriverSetting());
+    out << "name: " << driver->name() << '\n'
+        << "vendor: " << driver->vender() << '\n'
+        << "version: " << driver->getVersionNumber() << '\n'
+        << "supported flags: " << driver->supportedCommunicationFlags() << '\n'
+        << "default serial setting: " << driver->getStringBasedDefaultDriverSetting() << '\n'
+        << "default serial device: " << device->string << ", " << device->baudrate << " baud, "
+        << device->databits << " data bits, stop-bit code " << device->stopbits << ", parity code "
+        << device->parity << '\n'
+        << "default driver setting: timeout " << link->timeout << " ms, retry " << link->retry
+        << ", station " << link->stationid << ", delay " << link->delay << " ms\n"
+        << "total size: " << driver->totalSize() << '\n'
+        << "block size: " << driver->getBlockAccessSize() << '\n'
+        << "bit block size: " << driver->getBitBlockAccessSize() << '\n'
+        << "plug-in: " << session.plugin().path() << '\n';
+    if (const ProjectLink *project = session.project())
+        out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
+            << ", station " << project->station << '\n';
+    return StatusGood;
+}
+
+} // namespace
+
+void addInfoCommand(CLI::App &app, CommandLine *line)
+{
+    CLI::App *info = app.add_subcommand("info", "Describe the driver; opens no port");
+    info->callback([line] {
+        line->needsLink = false;
+        line->run = runInfo;
+    });
+}

@@ -1,0 +1,40 @@
+#include "command_line.h"
+#include "commands.h"
+#include "exit_status.h"
+#include "host/escaped_text.h"
+#include "host/project_database.h"
+#include "session.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+
+namespace
+{
+
+int runProjectInit(const LinkOptions &options, QTextStream &, QTextStream &err)
+{
+    QString error;
+    const QString file = argumentText(options.projectFile);
+    if (!writeExampleProject(file, &error))
+        return complain(err, error, StatusOpen);
+    err << "kvlink: wrote " << escapedText(file.toUtf8())
+        << ": COM2 leads to station 1, ETHERNET to 127.0.0.1:8501\n";
+    return StatusGood;
+}
+
+} // namespace
+
+void addProjectCommand(CLI::App &app, CommandLine *line)
+{
+    CLI::App *project = app.add_subcommand("project", "Project databases");
+    project->require_subcommand(1);
+    CLI::App *init = project->add_subcommand("init", "Write an example project database");
+    init->callback([line] {
+        line->needsLink = false;
+        line->run = runProjectInit;
+    });
+    init->add_option("file", line->link.projectFile, "File that does not exist yet")
+        ->required()
+        ->type_name("FILE");
+}

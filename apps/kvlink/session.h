@@ -1,0 +1,70 @@
+/// A driver and the link it works on, for the length of one command.
+#ifndef APPS_KVLINK_SESSION_H
+#define APPS_KVLINK_SESSION_H
+
+#include "exit_status.h"
+#include "host/driver_plugin.h"
+#include "host/project_database.h"
+#include "link.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+class CommunicatorCommand;
+class QTextStream;
+struct LinkOptions;
+
+/// Prints a message on one line, however unprintable its parts are. @return @p status
+int complain(QTextStream &err, const QString &text, ExitStatus status);
+
+/// Why something did not succeed.
+struct Failure {
+    ExitStatus status = StatusGood;
+    QString text;
+};
+
+/// Loads the driver, looks the station up in the project where that is asked for, opens the link, and
+/// makes requests.
+class Session
+{
+public:
+    /// @param options what to load and open; outlives the session
+    /// @param err     gets warnings and the trace; outlives the session
+    Session(const LinkOptions &options, QTextStream &err);
+    ~Session();
+
+    /// Loads the driver and looks the station up; opens no port.
+    bool loadDriver(Failure *failure);
+
+    /// Opens the link, or opens it anew. Requires: `loadDriver` succeeded.
+    bool openLink(Failure *failure);
+
+    /// Makes one read request. @return the data; empty with the reason in @p failure
+    QByteArray read(const CommunicatorCommand &command, Failure *failure);
+
+    /// Makes one write request. @return whether the PLC took the data; else @p failure has the reason
+    bool write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure);
+
+    const DriverPlugin &plugin() const { return m_plugin; }
+    DriverInterface *driver() const { return m_plugin.driver(); }
+
+    /// The open link's channel. Requires: `openLink` succeeded.
+    AbstractDeviceInterface *channel() const { return m_link->channel(); }
+
+    /// What the project says of the link; null when none was asked for.
+    const ProjectLink *project() const { return m_hasProject ? &m_project : nullptr; }
+
+private:
+    bool findProject(Failure *failure);
+    DriverSetting pacing() const;
+    Failure requestFailure(const CommunicatorCommand &command) const;
+
+    const LinkOptions &m_options;
+    QTextStream &m_err;
+    DriverPlugin m_plugin;
+    std::unique_ptr<Link> m_link;
+    bool m_hasProject;
+    ProjectLink m_project;
+};
+
+#endif
