@@ -1,6 +1,7 @@
 #include "tools/plc_address.h"
 
 #include <cctype>
+#include <climits>
 
 namespace
 {
@@ -28,13 +29,9 @@ bool isDigitOfBase(char c, int base)
     return value >= 0 && value < base;
 }
 
-// Qt 4.8 refuses white space behind a number, Qt 5 accepts it; refused here. The text is cut at its
-// first NUL, where Qt's conversions end as well.
-bool isTrimmedAtEnd(QByteArray &text)
+bool isBlank(char c)
 {
-    text.truncate(static_cast<int>(qstrnlen(text.constData(), static_cast<uint>(text.size()))));
-    return text.isEmpty() ||
-           std::isspace(static_cast<unsigned char>(text.at(text.size() - 1))) == 0;
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
 } // namespace
@@ -59,8 +56,9 @@ int ExtractPLCDeviceAddress(const QByteArray &address, int base)
     int start = 0;
     while (start < address.size() && !isDigitOfBase(address.at(start), base))
         ++start;
-    QByteArray number = address.mid(start);
-    return isTrimmedAtEnd(number) ? number.toInt(0, base) : 0;
+    const unsigned int number =
+        NumberTextToUInt(address.constData() + start, address.size() - start, base);
+    return number <= INT_MAX ? static_cast<int>(number) : 0;
 }
 
 int ExtractPLCDeviceAddress(const QString &address, int base)
@@ -89,10 +87,26 @@ unsigned int HexToUInt(const char *text, int length)
 
 unsigned int NumberTextToUInt(const QByteArray &text, int base, bool *ok)
 {
-    QByteArray number(text);
-    bool converted = false;
-    const unsigned int value = isTrimmedAtEnd(number) ? number.toUInt(&converted, base) : 0;
+    return NumberTextToUInt(text.constData(), text.size(), base, ok);
+}
+
+unsigned int NumberTextToUInt(const char *text, int length, int base, bool *ok)
+{
+    const char *const end = text + qstrnlen(text, static_cast<uint>(length));
+    while (text < end && isBlank(*text))
+        ++text;
+    if (text < end && *text == '+')
+        ++text;
+    if (base == 16 && end - text > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
+        text += 2;
+    bool good = text < end;
+    quint64 value = 0;
+    for (; good && text < end; ++text) {
+        const int digit = hexDigitValue(*text);
+        value = value * static_cast<unsigned int>(base) + static_cast<unsigned int>(digit);
+        good = digit >= 0 && digit < base && value <= UINT_MAX;
+    }
     if (ok)
-        *ok = converted;
-    return value;
+        *ok = good;
+    return good ? static_cast<unsigned int>(value) : 0;
 }

@@ -34,5 +34,7 @@ unsigned int HexToUInt(const char *text, int length);
 /// @param ok set to whether the text is such a number and fits 32 bits; may be null
 /// @return the number; 0 when it is none
 unsigned int NumberTextToUInt(const QByteArray &text, int base, bool *ok = 0);
+/// The same of @p length bytes from @p text on. Requires: @p length >= 0.
+unsigned int NumberTextToUInt(const char *text, int length, int base, bool *ok = 0);
 
 #endif

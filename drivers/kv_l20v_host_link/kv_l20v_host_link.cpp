@@ -16,6 +16,7 @@ const QString VERSION_STRING = QLatin1String("1.0.0");
 const int RESPONSE_BUFFER_SIZE = 1538;
 const int COMMAND_BUFFER_SIZE = 1553;
 const int CONTINUOUS_READ_BUFFER_SIZE = 20;
+const int USUAL_ADDRESS_LENGTH = 16;
 
 // Far above what one reply can carry, and small enough for the panel's memory: a short reply to an
 // absurd request must not make the driver allocate what the request claims.
@@ -43,9 +44,15 @@ QRegExp pattern(const char *text, Qt::CaseSensitivity caseSensitivity = Qt::Case
     return QRegExp(QLatin1String(text), caseSensitivity, QRegExp::RegExp);
 }
 
-bool isCtcPreset(const QString &address)
+// Of PCTC, the preset of a CTC, the PLC knows only the CTC.
+bool isCtcPreset(const QByteArray &address)
 {
-    return address.startsWith(QLatin1String("PCTC"), Qt::CaseInsensitive);
+    return qstrnicmp(address.constData(), "PCTC", 4) == 0;
+}
+
+const char *carriedAddress(const QByteArray &address)
+{
+    return address.constData() + (isCtcPreset(address) ? 1 : 0);
 }
 
 bool isPrintable(QChar c)
@@ -67,12 +74,6 @@ QString quoted(const QString &address)
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
-// The address that goes into a line: of PCTC (the preset of a CTC) the PLC knows only the CTC.
-QString carriedAddress(const QString &address)
-{
-    return isCtcPreset(address) ? address.mid(1) : address;
-}
-
 } // namespace
 
 bool DriverKV_L20V_HostLink::ci_less::operator()(const QByteArray &a, const QByteArray &b) const
@@ -89,6 +90,8 @@ DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
       m_hexWordsRsp(pattern("^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$", Qt::CaseInsensitive)),
       m_rspBuf(RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(COMMAND_BUFFER_SIZE, '\0')
 {
+    m_address.reserve(USUAL_ADDRESS_LENGTH);
+    m_prefix.reserve(USUAL_ADDRESS_LENGTH);
     for (const auto &row : DEVICE_TABLE)
         m_map[row.prefix] = row.numberFormat;
 }
@@ -280,28 +283,44 @@ bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
     return !address.isEmpty() || failed(QLatin1String("address is empty"));
 }
 
+// The bytes of the request's address; a character that has none becomes a question mark.
+const QByteArray &DriverKV_L20V_HostLink::takeAddress(const QString &address)
+{
+    m_address.resize(address.size());
+    char *bytes = m_address.data();
+    for (int i = 0; i < address.size(); ++i) {
+        const ushort c = address.at(i).unicode();
+        bytes[i] = c < 0x100 ? static_cast<char>(c) : '?';
+    }
+    return m_address;
+}
+
 // Splits the address of a word device and finds its row in the device table.
 bool DriverKV_L20V_HostLink::parseWordAddress(const QByteArray &address, WordDevice &word)
 {
-    if (!KV_L20V_ParseAddress(address, word.prefix, word.number))
+    m_prefix.resize(0);
+    if (!KV_L20V_ParseAddress(address, m_prefix, word.number))
         return failed(
             QString::fromLatin1("address %1 holds no device number").arg(quoted(address)));
-    const DeviceTable::const_iterator row = m_map.find(word.prefix);
+    const DeviceTable::const_iterator row = m_map.find(m_prefix);
     if (row == m_map.end())
         return failed(QString::fromLatin1("address %1 names no known device").arg(quoted(address)));
-    word.format = row->second;
+    word.prefix = m_prefix.constData();
+    word.format = row->second.constData();
     return true;
 }
 
 QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
                                              const QString &addressText, int byteLength)
 {
-    const QByteArray address = addressText.toLatin1();
+    const QByteArray &address = takeAddress(addressText);
     if (!checkDataLength(byteLength))
         return QByteArray();
     if (KV_L20V_HexWordDataFormat(address))
         return readHexWords(device, address, byteLength);
-    return readUInt32s(device, addressText, byteLength);
+    if (!checkCarriedAddress(addressText))
+        return QByteArray();
+    return readUInt32s(device, address, byteLength);
 }
 
 QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
@@ -311,7 +330,8 @@ QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
         return QByteArray();
     const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
     const int length = packReadHexWordsCmd(address, words);
-    const ReplyForm form = {ReplyForm::Pattern, &m_hexWordsRsp, "invalid response:"};
+    const ReplyForm form = {ReplyForm::Pattern, &m_hexWordsRsp, isCertainlyHexWords,
+                            "invalid response:"};
     if (length == 0 || !exchange(device, ReadLine, &m_cmdBuf[0], length, form))
         return QByteArray();
     QByteArray data(static_cast<int>(2 * words), '\0');
@@ -322,11 +342,12 @@ QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
 
 // The devices that are read in ten-digit numbers: values alone, or timer and counter items.
 QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
-                                               const QString &address, int byteLength)
+                                               const QByteArray &address, int byteLength)
 {
     const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
-    const bool valuesOnly = KV_L20V_Dec10DataFormat(address.toLatin1());
+    const bool valuesOnly = KV_L20V_Dec10DataFormat(address);
     const ReplyForm form = {ReplyForm::Pattern, valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
+                            valuesOnly ? isCertainlyDec10 : isCertainlyTimerCounter,
                             "invalid response"};
     if (!continuousRead(device, carriedAddress(address), count, form))
         return QByteArray();
@@ -342,29 +363,30 @@ QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
                                             const CommunicatorCommand &command)
 {
-    const bool items = KV_L20V_TimerCounterBits(command.address.toLatin1());
+    const QByteArray &address = takeAddress(command.address);
+    const bool items = KV_L20V_TimerCounterBits(address);
     const ReplyForm form = {ReplyForm::Pattern, items ? &m_timerCounterRsp : &m_bitsRsp,
+                            items ? isCertainlyTimerCounter : isCertainlyBits,
                             items ? "invalid response3" : "invalid response2"};
     if (!checkDataLength(NumOfBitsToNumOfBytes(0, command.count)) ||
-        !continuousRead(device, command.address, command.count, form))
+        !checkCarriedAddress(command.address) ||
+        !continuousRead(device, address.constData(), command.count, form))
         return QByteArray();
     return digitsRspToBits(&m_rspBuf[0], rspTextLength(), items ? TIMER_COUNTER_STRIDE : BIT_STRIDE,
                            static_cast<int>(command.count));
 }
 
-bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device, const QString &address,
+bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device, const char *address,
                                             unsigned int count, const ReplyForm &form)
 {
-    if (!checkCarriedAddress(address))
-        return false;
     char line[CONTINUOUS_READ_BUFFER_SIZE];
-    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(
-        line, CONTINUOUS_READ_BUFFER_SIZE, address.toLatin1().constData(), count);
+    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(line, CONTINUOUS_READ_BUFFER_SIZE,
+                                                                 address, count);
     if (length == 0)
         return failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
                                           "%3 characters")
                           .arg(count)
-                          .arg(quoted(address))
+                          .arg(quoted(QString::fromLatin1(address)))
                           .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
     return exchange(device, ReadLine, line, length, form);
 }
@@ -374,9 +396,8 @@ int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsig
     WordDevice word;
     if (!parseWordAddress(address, word))
         return 0;
-    return KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
-                                           word.prefix.constData(), word.number,
-                                           word.format.constData(), words);
+    return KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix,
+                                           word.number, word.format, words);
 }
 
 int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words)
@@ -385,9 +406,8 @@ int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, cons
     if (!parseWordAddress(address, word))
         return 0;
     const int length = KV_L20V_HostLinkPackWRSWordsCmd(
-        &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix.constData(), word.number,
-        word.format.constData(), reinterpret_cast<const unsigned char *>(words.constData()),
-        words.size() / 2);
+        &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix, word.number, word.format,
+        reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
     return checkWriteLine(length, QString::fromLatin1(address), words.size()) ? length : 0;
 }
 
@@ -406,7 +426,7 @@ bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QString &address, 
 int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
                                        const CommunicatorCommand &command, const QByteArray &data)
 {
-    const QByteArray address = command.address.toLatin1();
+    const QByteArray &address = takeAddress(command.address);
     if (command.address.startsWith(QLatin1String("CTC"), Qt::CaseInsensitive))
         return failed(QLatin1String("can't write word to ") + command.address);
     if (!checkDataLength(data.size()))
@@ -415,15 +435,14 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
     if (KV_L20V_HexWordDataFormat(address)) {
         length = packWriteHexWordsCmd(address, To16bitsData(data));
     } else {
-        const QString carried = carriedAddress(command.address);
-        if (!checkCarriedAddress(carried))
+        if (!checkCarriedAddress(command.address))
             return 0;
         length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
-            &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carried.toLatin1().constData(), To32bitsData(data));
+            &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carriedAddress(address), To32bitsData(data));
         checkWriteLine(length, command.address, data.size());
     }
     // A PLC that took the words may word its reply as it likes: only an error reply is a refusal.
-    const ReplyForm form = {ReplyForm::Anything, 0, ""};
+    const ReplyForm form = {ReplyForm::Anything, 0, 0, ""};
     return length > 0 && exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }
 
@@ -432,7 +451,7 @@ int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
                                           const CommunicatorCommand &command,
                                           const QByteArray &data)
 {
-    const QByteArray address = command.address.toLatin1();
+    const QByteArray &address = takeAddress(command.address);
     if (KV_L20V_BitRunDevice(address))
         return checkCarriedAddress(command.address) && writeBits(device, address, data);
     const QByteArray prefix = ExtractPrefixSymbol(address);
@@ -456,7 +475,7 @@ int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QBy
 {
     const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
                                                         address.constData(), data);
-    const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
+    const ReplyForm form = {ReplyForm::OkLine, 0, 0, "invalid response"};
     return checkWriteLine(length, QString::fromLatin1(address), data.size()) &&
            exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }
@@ -469,6 +488,6 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
                           .arg(quoted(QString::fromLatin1(prefix))));
     const int length =
         KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix, number, value);
-    const ReplyForm form = {ReplyForm::OkLine, 0, "invalid response"};
+    const ReplyForm form = {ReplyForm::OkLine, 0, 0, "invalid response"};
     return exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }

@@ -69,14 +69,15 @@ private:
 
         Check check;
         const QRegExp *pattern;
+        bool (*isCertain)(const char *rsp, int length); // a quick look before the pattern
         const char *wrongForm;
     };
 
     // A word device's address, taken apart for a line.
     struct WordDevice {
-        QByteArray prefix;
+        const char *prefix;
         unsigned int number;
-        QByteArray format;
+        const char *format;
     };
 
     void beginAttempt(AbstractDeviceInterface *device);
@@ -96,15 +97,18 @@ private:
     int rspLen() const { return m_rspLen; }
     int rspTextLength() const;
     QString rspText() const;
+    bool isErrorReply(const char *line, int length, QString *text) const;
+    bool hasForm(const ReplyForm &form) const;
 
     // Reads. Each result is the data, or empty with the error recorded.
     QByteArray readBytes(AbstractDeviceInterface *device, const QString &addressText,
                          int byteLength);
     QByteArray readHexWords(AbstractDeviceInterface *device, const QByteArray &address,
                             int byteLength);
-    QByteArray readUInt32s(AbstractDeviceInterface *device, const QString &address, int byteLength);
+    QByteArray readUInt32s(AbstractDeviceInterface *device, const QByteArray &address,
+                           int byteLength);
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
-    bool continuousRead(AbstractDeviceInterface *device, const QString &address, unsigned int count,
+    bool continuousRead(AbstractDeviceInterface *device, const char *address, unsigned int count,
                         const ReplyForm &form);
 
     // Writes. Each result is 1, or 0 with the error recorded.
@@ -119,6 +123,8 @@ private:
     // Lines into the command buffer. Each result is the length, or 0 with the error recorded.
     int packReadHexWordsCmd(const QByteArray &address, unsigned int words);
     int packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words);
+
+    const QByteArray &takeAddress(const QString &address);
 
     // What is refused before anything is sent. Each result is true, or false with the error
     // recorded.
@@ -139,6 +145,8 @@ private:
     std::vector<char> m_rspBuf;
     std::vector<char> m_cmdBuf;
     DeviceTable m_map;
+    QByteArray m_address; // of the request at hand, in bytes; kept for its allocation
+    QByteArray m_prefix;  // likewise
 };
 
 #endif

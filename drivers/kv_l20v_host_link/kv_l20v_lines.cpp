@@ -43,8 +43,18 @@ public:
             character(*s);
     }
 
+    // A printf format with one conversion "%0<width>u" or "%0<width>X"; a format of another shape
+    // goes the slow way.
     void formatted(const char *format, unsigned int number)
     {
+        const bool known = format[0] == '%' && format[1] == '0' && isDigit(format[2]) &&
+                           (format[3] == 'u' || format[3] == 'X');
+        if (known) {
+            const int width = format[2] - '0';
+            digits(number, format[3] == 'u' ? 10 : 16, width);
+            text(format + 4);
+            return;
+        }
         const int room = m_room - m_length + 1;
         const int written =
             m_fits ? std::snprintf(m_dst + m_length, static_cast<size_t>(room), format, number)
@@ -55,19 +65,7 @@ public:
             m_length += written;
     }
 
-    void decimal(unsigned int number, int minDigits = 1)
-    {
-        char digits[10];
-        int n = 0;
-        do {
-            digits[n++] = static_cast<char>('0' + number % 10);
-            number /= 10;
-        } while (number != 0);
-        for (int zeros = n; zeros < minDigits; ++zeros)
-            character('0');
-        while (n > 0)
-            character(digits[--n]);
-    }
+    void decimal(unsigned int number, int minDigits = 1) { digits(number, 10, minDigits); }
 
     void hexByte(unsigned char byte)
     {
@@ -84,6 +82,20 @@ public:
     }
 
 private:
+    void digits(unsigned int number, unsigned int base, int minDigits)
+    {
+        char reversed[10];
+        int n = 0;
+        do {
+            reversed[n++] = HEX_DIGITS[number % base];
+            number /= base;
+        } while (number != 0);
+        for (int zeros = n; zeros < minDigits; ++zeros)
+            character('0');
+        while (n > 0)
+            character(reversed[--n]);
+    }
+
     char *m_dst;
     int m_room; // without the terminating zero
     int m_length;
@@ -141,6 +153,7 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
     const char c1 = upperAt(address, 1);
     const PrefixForm form = prefixForm(c0, c1);
     int length = 1;
+    const int before = prefix.size();
     prefix.append(c0);
     if (form == UnknownPrefix)
         return 0;
@@ -148,17 +161,17 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
         prefix.append(c1);
         length = 2;
     }
-    if (form == ThreeLetters) {
-        prefix.append(address.mid(2, 1));
+    if (form == ThreeLetters)
         length = 3;
-    }
-    if (form == FourLetters) {
-        prefix.append(address.mid(1, 3));
+    if (form == FourLetters)
         length = 4;
-    }
+    length = qMin(length, address.size());
+    for (int i = prefix.size() - before; i < length; ++i)
+        prefix.append(address.at(i));
     const bool hexadecimal = form == OneLetterHex || form == TwoLettersHex;
     bool converted = false;
-    number = NumberTextToUInt(address.mid(length), hexadecimal ? 16 : 10, &converted);
+    number = NumberTextToUInt(address.constData() + length, address.size() - length,
+                              hexadecimal ? 16 : 10, &converted);
     return converted || !hexadecimal ? 1 : 0;
 }
 
@@ -201,7 +214,7 @@ bool KV_L20V_TimerCounterBits(const QByteArray &address)
     if (first != 'C' && first != 'T')
         return false;
     const bool numbered = address.size() > 1 && isDigit(address.at(1));
-    return numbered || (first == 'C' && address.mid(1, 2) == "TC");
+    return numbered || (first == 'C' && qstrncmp(address.constData() + 1, "TC", 2) == 0);
 }
 
 bool KV_L20V_BitRunDevice(const QByteArray &address)

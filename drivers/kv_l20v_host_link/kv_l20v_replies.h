@@ -7,6 +7,16 @@
 
 #include <QtCore/QByteArray>
 
+/// @name Good replies at a glance
+/// Whether a reply is certainly of a form: its items, single blanks between them, CR LF at the end.
+/// A false says nothing: the reply pattern, which defines the form, has the last word.
+/// @{
+bool isCertainlyHexWords(const char *rsp, int length);
+bool isCertainlyDec10(const char *rsp, int length);
+bool isCertainlyTimerCounter(const char *rsp, int length);
+bool isCertainlyBits(const char *rsp, int length);
+/// @}
+
 /// Stores hexadecimal words in @p target, least significant byte first.
 /// Requires: the size of @p target is even, its bytes are 0.
 /// @return the number of words stored

@@ -25,7 +25,8 @@ const char INVALID_RESPONSE[] = "invalid response";
 // The text of a received line ends at its first zero byte.
 int textLength(const char *line, int length)
 {
-    return static_cast<int>(qstrnlen(line, static_cast<uint>(length)));
+    const void *end = std::memchr(line, '\0', static_cast<size_t>(length));
+    return end ? static_cast<int>(static_cast<const char *>(end) - line) : length;
 }
 
 void discardInput(AbstractDeviceInterface *device)
@@ -85,9 +86,9 @@ int DriverKV_L20V_HostLink::sessionStep(AbstractDeviceInterface *device, const c
     const int received = KV_L20V_ReadUntilLF(device, reply, SESSION_BUFFER_SIZE);
     if (received < 1)
         return failed(QLatin1String(NO_RESPONSE));
-    const QString text = QString::fromLatin1(reply, textLength(reply, received));
-    if (m_errorRsp.exactMatch(text))
-        return failed(QLatin1String(ERROR_RESPONSE) + text);
+    QString errorReply;
+    if (isErrorReply(reply, textLength(reply, received), &errorReply))
+        return failed(QLatin1String(ERROR_RESPONSE) + errorReply);
     if (std::memcmp(reply, expected, std::strlen(expected)) != 0)
         return failed(QLatin1String(INVALID_RESPONSE));
     return 1;
@@ -116,6 +117,29 @@ QString DriverKV_L20V_HostLink::rspText() const
     return QString::fromLatin1(&m_rspBuf[0], rspTextLength());
 }
 
+// The pattern defines an error reply; no text that begins with another letter can match it.
+bool DriverKV_L20V_HostLink::isErrorReply(const char *line, int length, QString *text) const
+{
+    if (length == 0 || line[0] != 'E')
+        return false;
+    *text = QString::fromLatin1(line, length);
+    return m_errorRsp.exactMatch(*text);
+}
+
+// The patterns define a good reply, but cost far more than everything else: a plain look accepts
+// what is certainly good, and leaves every other reply to them.
+bool DriverKV_L20V_HostLink::hasForm(const ReplyForm &form) const
+{
+    switch (form.check) {
+    case ReplyForm::Pattern:
+        return form.isCertain(&m_rspBuf[0], rspTextLength()) || form.pattern->exactMatch(rspText());
+    case ReplyForm::OkLine:
+        return std::memcmp(&m_rspBuf[0], "OK\r\n", 4) == 0;
+    default:
+        return true;
+    }
+}
+
 // One bracketed exchange. A failure before or at the data line's reply sends nothing more, except
 // that an error reply shows a PLC that is still in step and gets the close line.
 bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, LineKind kind,
@@ -129,17 +153,13 @@ bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, LineKind 
     resetRsp();
     if (readRspUntilLF(device) < 1)
         return failed(QLatin1String(NO_RESPONSE));
-    const QString reply = rspText();
-    if (m_errorRsp.exactMatch(reply)) {
-        setCommError(QLatin1String(ERROR_RESPONSE) + reply);
+    QString errorReply;
+    if (isErrorReply(&m_rspBuf[0], rspTextLength(), &errorReply)) {
+        setCommError(QLatin1String(ERROR_RESPONSE) + errorReply);
         endComm(device);
         return false;
     }
-    const bool accepted =
-        form.check == ReplyForm::Anything ||
-        (form.check == ReplyForm::Pattern && form.pattern->exactMatch(reply)) ||
-        (form.check == ReplyForm::OkLine && std::memcmp(&m_rspBuf[0], "OK\r\n", 4) == 0);
-    if (!accepted)
+    if (!hasForm(form))
         return failed(QLatin1String(form.wrongForm));
     return endComm(device) == 1;
 }
