@@ -112,6 +112,15 @@ PlcFault placePoint(const PlcDevice &device, unsigned int number, bool asWords, 
 
 } // namespace
 
+PlcFault parsePlcItemName(const QByteArray &name, PlcPoint *point)
+{
+    const PlcFault fault = parsePlcPoint(name.constData(), name.size(), point);
+    if (fault != PLC_WRONG_FORMAT)
+        return fault;
+    const QByteArray asWord = name + WORD_SUFFIX;
+    return parsePlcPoint(asWord.constData(), asWord.size(), point);
+}
+
 const PlcDevice *findPlcDevice(const QByteArray &name)
 {
     int nameLength = 0;

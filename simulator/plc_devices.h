@@ -71,4 +71,7 @@ const PlcDevice *plcDeviceAt(unsigned int i);
 /// @return PLC_NO_FAULT, or what is wrong with the text; @p point is then undefined
 PlcFault parsePlcPoint(const char *text, int length, PlcPoint *point);
 
+/// The same for a device as a user names it: a word device may lack its .H, such as DM100.
+PlcFault parsePlcItemName(const QByteArray &name, PlcPoint *point);
+
 #endif

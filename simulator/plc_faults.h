@@ -12,10 +12,11 @@ enum PlcFault {
     PLC_MALFORMED_VALUE, ///< a value to write is not in its device's form
     PLC_UNKNOWN_DEVICE,  ///< the device name is none of the PLC's, or has no such command
     PLC_MALFORMED_NUMBER, ///< the device number is no number, or names a bit above 15
-    PLC_WRONG_FORMAT,  ///< the suffix .H is missing, not allowed here, or not at a channel's bit 0
-    PLC_OUT_OF_RANGE,  ///< the run of items leaves the device
-    PLC_WRONG_COUNT,   ///< the count is no number, 0 or above the limit
-    PLC_COUNT_MISMATCH ///< the count is not the number of values that follow
+    PLC_WRONG_FORMAT,   ///< the suffix .H is missing, not allowed here, or not at a channel's bit 0
+    PLC_OUT_OF_RANGE,   ///< the run of items leaves the device
+    PLC_WRONG_COUNT,    ///< the count is no number, 0 or above the limit
+    PLC_COUNT_MISMATCH, ///< the count is not the number of values that follow
+    PLC_READ_ONLY       ///< a write would change an item that only the PLC itself may change
 };
 
 /// The digit 0 to 9 of the error reply to @p fault.

@@ -23,19 +23,15 @@ Item found(const Item *item, bool *ok)
     return item ? *item : Item();
 }
 
-quint32 largestValue(PlcItems items)
+// Items of words are counted in bits, so that words and their bits can be compared.
+quint64 firstUnit(PlcItems items, unsigned int index)
 {
-    switch (items) {
-    case PLC_BITS:
-    case PLC_TIMERS:
-        return 1;
-    case PLC_WORDS:
-        return 0xFFFF;
-    case PLC_CURRENTS:
-    case PLC_PRESETS:
-        break;
-    }
-    return 0xFFFFFFFFu;
+    return items == PLC_WORDS ? quint64(index) * PLC_CHANNEL_BITS : index;
+}
+
+quint64 lastUnit(PlcItems items, unsigned int index)
+{
+    return firstUnit(items, index) + (items == PLC_WORDS ? PLC_CHANNEL_BITS - 1 : 0);
 }
 
 } // namespace
@@ -111,19 +107,13 @@ bool PlcMemory::preset(const QByteArray &assignment, QByteArray *error)
     const int equals = assignment.indexOf('=');
     const QByteArray device = assignment.left(equals);
     PlcPoint point;
-    PlcFault fault =
-        equals < 0 ? PLC_UNKNOWN_DEVICE : parsePlcPoint(device.constData(), device.size(), &point);
-    if (fault == PLC_WRONG_FORMAT) {
-        const QByteArray asWord = device + ".H";
-        fault = parsePlcPoint(asWord.constData(), asWord.size(), &point);
-    }
-    if (fault != PLC_NO_FAULT) {
+    if (equals < 0 || parsePlcItemName(device, &point) != PLC_NO_FAULT) {
         *error = "no such device in \"" + assignment + "\", expected for example DM100=4660";
         return false;
     }
     const PlcField text = {assignment.constData() + equals + 1, assignment.size() - equals - 1};
     quint32 value = 0;
-    if (!parsePlcDecimal(text, &value) || value > largestValue(point.written)) {
+    if (!parsePlcDecimal(text, &value) || value > largestPlcValue(point.written)) {
         *error = "no value of the device's range in \"" + assignment + '"';
         return false;
     }
@@ -131,32 +121,75 @@ bool PlcMemory::preset(const QByteArray &assignment, QByteArray *error)
     return true;
 }
 
+bool PlcMemory::protect(const QByteArray &range, QByteArray *error)
+{
+    const int dash = range.indexOf('-');
+    PlcPoint first;
+    PlcPoint last;
+    if (parsePlcItemName(dash < 0 ? range : range.left(dash), &first) != PLC_NO_FAULT ||
+        parsePlcItemName(range.mid(dash + 1), &last) != PLC_NO_FAULT) {
+        *error = "no such devices: \"" + range + "\", expected for example DM100 or DM100-DM199";
+        return false;
+    }
+    const Protected area = {first.area, firstUnit(first.read, first.index),
+                            lastUnit(last.read, last.index)};
+    if (first.area != last.area || area.first > area.last) {
+        *error = '"' + range + "\" does not go from a device to a later one of its kind";
+        return false;
+    }
+    m_protected.push_back(area);
+    return true;
+}
+
+bool PlcMemory::isReadOnly(PlcArea area, PlcItems items, unsigned int index,
+                           unsigned int count) const
+{
+    const quint64 first = firstUnit(items, index);
+    const quint64 last = lastUnit(items, index + count - 1);
+    for (const Protected &range : m_protected) {
+        if (range.area == area && range.first <= last && first <= range.last)
+            return true;
+    }
+    return false;
+}
+
 void PlcMemory::appendItem(PlcArea area, PlcItems items, unsigned int index, QByteArray *text) const
 {
     switch (items) {
-    case PLC_BITS: {
-        const quint16 channel = m_words[area][index / PLC_CHANNEL_BITS];
-        text->append((channel & bitMask(index % PLC_CHANNEL_BITS)) != 0 ? '1' : '0');
+    case PLC_BITS:
+        text->append(value(area, items, index) != 0 ? '1' : '0');
         break;
-    }
     case PLC_WORDS:
         appendPlcWord(m_words[area][index], text);
         break;
-    case PLC_TIMERS: {
-        const PlcTimer &timer = m_timers[area][index];
-        text->append(timer.contact ? "1," : "0,");
-        appendPlcDecimal(timer.current, text);
-        text->append(',');
-        appendPlcDecimal(timer.preset, text);
-        break;
-    }
-    case PLC_CURRENTS:
+    case PLC_TIMERS:
+        text->append(value(area, items, index) != 0 ? "1," : "0,");
         appendPlcDecimal(m_timers[area][index].current, text);
-        break;
-    case PLC_PRESETS:
+        text->append(',');
         appendPlcDecimal(m_timers[area][index].preset, text);
         break;
+    case PLC_CURRENTS:
+    case PLC_PRESETS:
+        appendPlcDecimal(value(area, items, index), text);
+        break;
     }
+}
+
+quint32 PlcMemory::value(PlcArea area, PlcItems items, unsigned int index) const
+{
+    switch (items) {
+    case PLC_BITS:
+        return (m_words[area][index / PLC_CHANNEL_BITS] & bitMask(index % PLC_CHANNEL_BITS)) != 0;
+    case PLC_WORDS:
+        return m_words[area][index];
+    case PLC_TIMERS:
+        return m_timers[area][index].contact;
+    case PLC_CURRENTS:
+        return m_timers[area][index].current;
+    case PLC_PRESETS:
+        break;
+    }
+    return m_timers[area][index].preset;
 }
 
 void PlcMemory::store(PlcArea area, PlcItems items, unsigned int index, quint32 value)

@@ -47,21 +47,40 @@ public:
     /// @return whether it was set; else @p error tells in English why not
     bool preset(const QByteArray &assignment, QByteArray *error);
 
+    /// Lets no line change the devices of @p range, such as DM100, DM100-DM199 or T0-T9; presets and
+    /// store() still do. Both ends are named as for preset() and belong to one device.
+    /// @return whether the range was taken; else @p error tells in English why not
+    bool protect(const QByteArray &range, QByteArray *error);
+
+    /// Whether a range of protect() holds any of @p count items from @p index on. Requires: count is 1
+    /// or more.
+    bool isReadOnly(PlcArea area, PlcItems items, unsigned int index, unsigned int count) const;
+
     /// Appends the text of the item @p index of an area, as a reply carries it.
     /// Requires: the index lies within the area and the area has such items.
     void appendItem(PlcArea area, PlcItems items, unsigned int index, QByteArray *text) const;
+
+    /// The number of the same item; for PLC_TIMERS it is the contact. Requires: as above.
+    quint32 value(PlcArea area, PlcItems items, unsigned int index) const;
 
     /// Stores a value that has its item's range; for PLC_TIMERS it is the contact. Requires: as
     /// above.
     void store(PlcArea area, PlcItems items, unsigned int index, quint32 value);
 
 private:
+    struct Protected {
+        PlcArea area;
+        quint64 first; // bits of an area of words, else items
+        quint64 last;
+    };
+
     quint16 *findWord(const QByteArray &device, unsigned int number);
     PlcTimer *findTimer(const QByteArray &device, unsigned int number);
 
     // By area; an area has either words or timers.
     std::vector<quint16> m_words[PLC_AREAS];
     std::vector<PlcTimer> m_timers[PLC_AREAS];
+    std::vector<Protected> m_protected;
 };
 
 #endif

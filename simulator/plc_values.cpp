@@ -70,6 +70,21 @@ bool parsePlcItem(const PlcField &field, PlcItems items, quint32 *value)
     return field.length == DECIMAL_DIGITS && parsePlcDecimal(field, value);
 }
 
+quint32 largestPlcValue(PlcItems items)
+{
+    switch (items) {
+    case PLC_BITS:
+    case PLC_TIMERS:
+        return 1;
+    case PLC_WORDS:
+        return 0xFFFF;
+    case PLC_CURRENTS:
+    case PLC_PRESETS:
+        break;
+    }
+    return 0xFFFFFFFFu;
+}
+
 void appendPlcWord(quint16 value, QByteArray *text)
 {
     static const char DIGITS[] = "0123456789ABCDEF";

@@ -45,6 +45,9 @@ bool parsePlcDecimal(const PlcField &field, quint32 *value);
 /// hexadecimal digits, or 10 decimal digits up to 4294967295. @return whether @p field is that
 bool parsePlcItem(const PlcField &field, PlcItems items, quint32 *value);
 
+/// The largest value that one item holds; for PLC_TIMERS that of the contact.
+quint32 largestPlcValue(PlcItems items);
+
 /// Appends 4 upper-case hexadecimal digits.
 void appendPlcWord(quint16 value, QByteArray *text);
 

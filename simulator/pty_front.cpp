@@ -44,8 +44,14 @@ bool isTemporary(int error)
 } // namespace
 
 PtyFront::PtyFront(PlcMemory &memory, int station, QObject *parent)
-    : QObject(parent), m_plc(memory, station), m_master(-1), m_slave(-1), m_readable(nullptr),
-      m_writable(nullptr), m_dropped(0)
+    : QObject(parent), m_ownService(new PlcService(memory, station)), m_service(*m_ownService),
+      m_scheduler(m_service, *this), m_master(-1), m_slave(-1), m_readable(nullptr),
+      m_writable(nullptr)
+{}
+
+PtyFront::PtyFront(PlcService &service, QObject *parent)
+    : QObject(parent), m_service(service), m_scheduler(m_service, *this), m_master(-1), m_slave(-1),
+      m_readable(nullptr), m_writable(nullptr)
 {}
 
 PtyFront::~PtyFront()
@@ -59,6 +65,8 @@ PtyFront::~PtyFront()
 
 bool PtyFront::open(QString *error)
 {
+    if (!m_scheduler.isValid())
+        return failed("make a timer", error);
     if (!openTerminal(error))
         return false;
     m_readable = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
@@ -101,20 +109,23 @@ void PtyFront::readRequests()
             m_readable->setEnabled(false);
         return;
     }
-    m_plc.append(QByteArray(chunk, static_cast<int>(received)));
-    QByteArray reply;
-    while (m_plc.takeReply(&reply))
-        send(reply);
+    m_scheduler.receive(QByteArray(chunk, static_cast<int>(received)));
 }
 
-void PtyFront::send(const QByteArray &reply)
+void PtyFront::send(const QByteArray &bytes)
 {
-    if (m_pending.size() + reply.size() > MAX_PENDING) {
-        ++m_dropped;
-        return;
-    }
-    m_pending += reply;
+    m_pending += bytes;
     writePending();
+}
+
+int PtyFront::pendingBytes() const
+{
+    return m_pending.size();
+}
+
+bool PtyFront::closeConnection()
+{
+    return false;
 }
 
 void PtyFront::writePending()

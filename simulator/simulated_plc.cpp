@@ -172,6 +172,8 @@ PlcFault SimulatedPlc::writeItems(PlcFieldReader *fields, QByteArray *reply)
     }
     if (m_values.size() < count || !fields->atEnd())
         return PLC_COUNT_MISMATCH;
+    if (m_memory.isReadOnly(point.area, point.written, point.index, count))
+        return PLC_READ_ONLY;
     for (quint32 i = 0; i < count; ++i)
         m_memory.store(point.area, point.written, point.index + i, m_values[i]);
     *reply = "OK\r\n";
@@ -199,6 +201,8 @@ PlcFault SimulatedPlc::storeContact(PlcFieldReader *fields, bool value, QByteArr
         return fault;
     if (point.read != PLC_BITS && point.read != PLC_TIMERS)
         return PLC_UNKNOWN_DEVICE;
+    if (m_memory.isReadOnly(point.area, point.read, point.index, 1))
+        return PLC_READ_ONLY;
     m_memory.store(point.area, point.read, point.index, value ? 1 : 0);
     *reply = "OK\r\n";
     return PLC_NO_FAULT;

@@ -1,19 +1,62 @@
 #include "simulator/tcp_front.h"
 
+#include "simulator/reply_scheduler.h"
+
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QTcpSocket>
-
-#include <memory>
 
 namespace
 {
 
 const qint64 READ_CHUNK = 4096;
 
+// One client and the session that lives as long as its connection.
+class TcpLine : public QObject, private ReplySink
+{
+public:
+    TcpLine(QTcpSocket *client, PlcService &service)
+        : QObject(client), m_client(*client), m_scheduler(service, *this)
+    {
+        connect(client, &QTcpSocket::readyRead, this, [this]() { serve(); });
+    }
+
+    bool isValid() const { return m_scheduler.isValid(); }
+
+private:
+    void serve()
+    {
+        while (m_client.bytesAvailable() > 0)
+            m_scheduler.receive(m_client.read(READ_CHUNK));
+    }
+
+    void send(const QByteArray &bytes) override
+    {
+        m_client.write(bytes);
+        // Not left to the event loop: a paced character is to leave now.
+        m_client.flush();
+    }
+
+    int pendingBytes() const override { return static_cast<int>(m_client.bytesToWrite()); }
+
+    bool closeConnection() override
+    {
+        m_client.disconnectFromHost();
+        return true;
+    }
+
+    QTcpSocket &m_client;
+    ReplyScheduler m_scheduler;
+};
+
 } // namespace
 
 TcpFront::TcpFront(PlcMemory &memory, int station, QObject *parent)
-    : QObject(parent), m_memory(memory), m_station(station), m_dropped(0)
+    : QObject(parent), m_ownService(new PlcService(memory, station)), m_service(*m_ownService)
+{
+    connect(&m_server, &QTcpServer::newConnection, this, &TcpFront::acceptClients);
+}
+
+TcpFront::TcpFront(PlcService &service, QObject *parent) : QObject(parent), m_service(service)
 {
     connect(&m_server, &QTcpServer::newConnection, this, &TcpFront::acceptClients);
 }
@@ -38,27 +81,9 @@ void TcpFront::acceptClients()
 {
     while (QTcpSocket *client = m_server.nextPendingConnection()) {
         client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        // The session lives as long as the connection that holds it.
-        const std::shared_ptr<SimulatedPlc> plc =
-            std::make_shared<SimulatedPlc>(m_memory, m_station);
-        connect(client, &QTcpSocket::readyRead, this,
-                [this, client, plc]() { serve(client, plc.get()); });
         connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
-    }
-}
-
-void TcpFront::serve(QTcpSocket *client, SimulatedPlc *plc)
-{
-    while (client->bytesAvailable() > 0) {
-        plc->append(client->read(READ_CHUNK));
-        const PlcCounts before = plc->counts();
-        QByteArray reply;
-        while (plc->takeReply(&reply)) {
-            if (client->bytesToWrite() + reply.size() > MAX_PENDING)
-                ++m_dropped;
-            else
-                client->write(reply);
-        }
-        m_counts.add(plc->counts().since(before));
+        const TcpLine *line = new TcpLine(client, m_service);
+        if (!line->isValid())
+            client->disconnectFromHost();
     }
 }

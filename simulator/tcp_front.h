@@ -2,13 +2,13 @@
 #ifndef SIMULATOR_TCP_FRONT_H
 #define SIMULATOR_TCP_FRONT_H
 
-#include "simulator/simulated_plc.h"
+#include "simulator/plc_service.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtNetwork/QTcpServer>
 
-class QTcpSocket;
+#include <memory>
 
 /// Serves any number of clients from the event loop of its thread and never blocks. All of them see
 /// the same devices, but each has a session of its own.
@@ -16,11 +16,12 @@ class TcpFront : public QObject
 {
     Q_OBJECT
 public:
-    /// The bytes kept for a client that does not read; a reply beyond them is dropped as a whole.
-    enum { MAX_PENDING = 65536 };
-
-    /// Requires: @p memory outlives the front. @param station 0 to 99
+    /// A front to a faultless PLC on lines that take no time. Requires: @p memory outlives the
+    /// front. @param station 0 to 99
     TcpFront(PlcMemory &memory, int station, QObject *parent = nullptr);
+
+    /// Requires: @p service outlives the front.
+    explicit TcpFront(PlcService &service, QObject *parent = nullptr);
 
     /// Listens from then on. @param host an address as text, or localhost
     /// @param port 0 takes any free port
@@ -31,21 +32,18 @@ public:
     quint16 port() const { return m_server.serverPort(); }
 
     /// Of all clients, those that have left included.
-    PlcCounts counts() const { return m_counts; }
+    PlcCounts counts() const { return m_service.counts; }
 
     /// How many replies have been dropped so far.
-    quint64 droppedReplies() const { return m_dropped; }
+    quint64 droppedReplies() const { return m_service.droppedReplies; }
 
 private:
     Q_DISABLE_COPY(TcpFront)
 
     void acceptClients();
-    void serve(QTcpSocket *client, SimulatedPlc *plc);
 
-    PlcMemory &m_memory;
-    const int m_station;
-    PlcCounts m_counts;
-    quint64 m_dropped;
+    const std::unique_ptr<PlcService> m_ownService; // null for a service of the caller
+    PlcService &m_service;
     QTcpServer m_server;
 };
 

@@ -1,6 +1,8 @@
 #include "apps/kvsim/kvsim.h"
 
 #include "apps/kvsim/device_link.h"
+#include "apps/kvsim/line_trace.h"
+#include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
@@ -21,18 +23,6 @@ int refuse(KvsimExit exitStatus, const QString &error, QTextStream &err)
     return exitStatus;
 }
 
-bool presetAll(const QStringList &presets, PlcMemory *memory, QString *error)
-{
-    for (const QString &text : presets) {
-        QByteArray reason;
-        if (!memory->preset(text.toLatin1(), &reason)) {
-            *error = QString::fromLatin1(reason);
-            return false;
-        }
-    }
-    return true;
-}
-
 // [HOST:]PORT, with an IPv6 address in brackets.
 bool parseHostAndPort(const QString &text, QString *host, quint16 *port, QString *error)
 {
@@ -50,61 +40,82 @@ bool parseHostAndPort(const QString &text, QString *host, quint16 *port, QString
     return isPort;
 }
 
+void report(const PlcService &service, QTextStream &err)
+{
+    err << "kvsim: " << service.counts.requests << " requests, " << service.counts.errors
+        << " error replies, " << service.droppedReplies << " replies dropped\n";
+    bool planned[FAULT_KINDS] = {};
+    for (const FaultRule &rule : service.faults.plan().rules())
+        planned[rule.kind] = true;
+    for (int i = 0; i < FAULT_KINDS; ++i) {
+        const FaultKind kind = static_cast<FaultKind>(i);
+        if (planned[kind])
+            err << "kvsim: fault " << faultName(kind) << ": " << service.faults.count(kind) << '\n';
+    }
+    err.flush();
+}
+
 // Serves until the program is asked to stop; the line tells the waiting script that it may begin.
-template <typename Front>
-int serve(const Front &front, const QString &readyLine, QTextStream &out, QTextStream &err)
+int serve(const QString &readyLine, QTextStream &out, QTextStream &err)
 {
     out << readyLine << '\n';
     out.flush();
     if (out.status() != QTextStream::Ok)
         return refuse(KVSIM_CANNOT_OPEN, QLatin1String("cannot write the ready line"), err);
-    QCoreApplication::exec();
-    const PlcCounts counts = front.counts();
-    err << "kvsim: " << counts.requests << " requests, " << counts.errors << " error replies, "
-        << front.droppedReplies() << " replies dropped\n";
-    err.flush();
-    return KVSIM_OK;
+    return QCoreApplication::exec();
 }
 
-int servePty(const KvsimOptions &options, PlcMemory &memory, QTextStream &out, QTextStream &err)
+int servePty(const KvsimOptions &options, PlcService &service, QTextStream &out, QTextStream &err)
 {
-    PtyFront front(memory, options.station);
+    PtyFront front(service);
     DeviceLink link;
     QString error;
     if (!front.open(&error) ||
         (!options.link.isEmpty() && !link.create(options.link, front.path(), &error)))
         return refuse(KVSIM_CANNOT_OPEN, error, err);
-    return serve(front, QString::fromLatin1("pty %1").arg(front.path()), out, err);
+    return serve(QString::fromLatin1("pty %1").arg(front.path()), out, err);
 }
 
-int serveTcp(const KvsimOptions &options, PlcMemory &memory, QTextStream &out, QTextStream &err)
+int serveTcp(const KvsimOptions &options, PlcService &service, QTextStream &out, QTextStream &err)
 {
     QString host;
     quint16 port = 0;
     QString error;
     if (!parseHostAndPort(options.tcp, &host, &port, &error))
         return refuse(KVSIM_USAGE, error, err);
-    TcpFront front(memory, options.station);
+    TcpFront front(service);
     if (!front.listen(host, port, &error))
         return refuse(KVSIM_CANNOT_OPEN, error, err);
     const bool inBrackets = host.contains(QLatin1Char(':'));
     const QString place = inBrackets ? QLatin1Char('[') + host + QLatin1Char(']') : host;
-    return serve(front, QString::fromLatin1("tcp %1:%2").arg(place).arg(front.port()), out, err);
+    return serve(QString::fromLatin1("tcp %1:%2").arg(place).arg(front.port()), out, err);
 }
 
 } // namespace
 
 int runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
 {
-    PlcMemory memory;
+    Simulation simulation(options);
+    PlcService &service = simulation.service();
+    LineTrace trace;
     QString error;
-    if (!presetAll(options.presets, &memory, &error))
-        return refuse(KVSIM_USAGE, error, err);
+    const KvsimExit prepared = simulation.prepare(&error);
+    if (prepared != KVSIM_OK)
+        return refuse(prepared, error, err);
+    if (!options.trace.isEmpty()) {
+        if (!trace.open(options.trace, err, &error))
+            return refuse(KVSIM_CANNOT_OPEN, error, err);
+        service.observer = &trace;
+    }
     StopSignals stopSignals;
     if (!stopSignals.watch(&error))
         return refuse(KVSIM_CANNOT_OPEN, error, err);
     QObject::connect(&stopSignals, &StopSignals::stopped, QCoreApplication::instance(),
                      &QCoreApplication::quit);
-    return options.tcp.isEmpty() ? servePty(options, memory, out, err)
-                                 : serveTcp(options, memory, out, err);
+    const int status = options.tcp.isEmpty() ? servePty(options, service, out, err)
+                                             : serveTcp(options, service, out, err);
+    if (status != KVSIM_OK)
+        return status;
+    report(service, err);
+    return simulation.save(&error) ? KVSIM_OK : refuse(KVSIM_CANNOT_OPEN, error, err);
 }

@@ -1,5 +1,6 @@
 #include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
+#include "apps/trace_target.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,15 +14,149 @@
 namespace
 {
 
+const char EXAMPLES[] =
+    "Examples:\n"
+    "  kvsim --link /tmp/plc --set DM100=4660 --set R1215=1\n"
+    "  kvsim --tcp 8501 --station 7 --load plc.csv --save plc.csv --trace\n"
+    "  kvsim --baud 9600 --reply-delay 5 --jitter 3\n"
+    "  kvsim --live DM0=counter:1,1000 --live DM1=sine:0,4000,60000 --read-only DM0\n"
+    "  kvsim --tcp 0 --fault late:0.01,800 --fault \"cut:every 20,3\" --seed 42\n"
+    "\n";
+
 const char NOTES[] =
-    "When ready it prints one line: \"pty DEVICE\" or \"tcp HOST:PORT\". SIGINT and SIGTERM end it.\n"
-    "Exit status: 0 ended by a signal, 2 usage, 3 cannot open the port or the link.";
+    "When ready it prints one line: \"pty DEVICE\" or \"tcp HOST:PORT\". SIGINT and\n"
+    "SIGTERM end it. Exit status: 0 ended by a signal, 2 usage, 3 a port, a link or a\n"
+    "file cannot be opened or written.";
+
+const std::string::size_type HELP_WIDTH = 80;
+
+// Wide enough for the longest option, so that each takes one line.
+const int HELP_COLUMN = 34;
 
 // An empty value, as an unset variable of a script leaves it, must not count as an option not
 // given.
 std::string refuseEmpty(const std::string &value)
 {
     return value.empty() ? "the value is empty" : std::string();
+}
+
+std::string faultNames()
+{
+    std::string text = "KIND is";
+    std::string::size_type lineStart = 0;
+    foreach (const QByteArray &name, knownFaults().split(' ')) {
+        const bool fits =
+            text.size() - lineStart + 1 + std::string::size_type(name.size()) <= HELP_WIDTH;
+        text += fits ? ' ' : '\n';
+        if (!fits)
+            lineStart = text.size();
+        text += name.toStdString();
+    }
+    return text + ".\n";
+}
+
+// The texts of options, as the parser wants them.
+struct Texts {
+    std::string tcp;
+    std::string link;
+    std::string load;
+    std::string save;
+    std::string faultFile;
+    std::string trace;
+    std::vector<std::string> presets;
+    std::vector<std::string> live;
+    std::vector<std::string> readOnly;
+    std::vector<std::string> faults;
+};
+
+QStringList textList(const std::vector<std::string> &texts)
+{
+    QStringList list;
+    for (const std::string &text : texts)
+        list << QString::fromStdString(text);
+    return list;
+}
+
+CLI::Option *addText(CLI::App &parser, const char *name, std::string *text, const char *type,
+                     const char *help)
+{
+    return parser.add_option(name, *text, help)->option_text(type)->check(refuseEmpty);
+}
+
+void addList(CLI::App &parser, const char *name, std::vector<std::string> *texts, const char *type,
+             const char *help)
+{
+    parser.add_option(name, *texts, help)->option_text(type)->allow_extra_args(false);
+}
+
+void addPlaceOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
+{
+    CLI::Option *pty =
+        parser.add_flag("--pty", "Serve a pseudo-terminal (the default)")->option_text(" ");
+    CLI::Option *tcp = addText(parser, "--tcp", &texts->tcp, "[HOST:]PORT",
+                               "Serve a TCP port instead; 0: any free one");
+    tcp->excludes(pty);
+    addText(parser, "--link", &texts->link, "PATH", "Symbolic link to the pseudo-terminal")
+        ->excludes(tcp);
+    parser.add_option("--station", options->station, "Station number")
+        ->option_text("N")
+        ->transform(decimalRange(0, 99));
+}
+
+void addMemoryOptions(CLI::App &parser, Texts *texts)
+{
+    addList(parser, "--set", &texts->presets, "DEVICE=VALUE", "Preset a device");
+    addText(parser, "--load", &texts->load, "FILE", "Begin with the memory image (CSV)");
+    addText(parser, "--save", &texts->save, "FILE", "Save the memory image at the end");
+    addList(parser, "--live", &texts->live, "DEVICE=SHAPE",
+            "counter:STEP,MS or ramp|sine:MIN,MAX,MS");
+    addList(parser, "--read-only", &texts->readOnly, "DEVICE[-DEVICE]", "Refuse writes there");
+}
+
+void addLineOptions(CLI::App &parser, KvsimOptions *options)
+{
+    LineTiming *timing = &options->timing;
+    CLI::Option *baud =
+        parser.add_option("--baud", timing->baud, "Pace the line at N bits a second")
+            ->option_text("N")
+            ->transform(decimalRange(50, 4000000));
+    parser.add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 is 8E1")
+        ->option_text("N")
+        ->transform(decimalRange(7, 13))
+        ->needs(baud);
+    parser.add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply")
+        ->option_text("MS")
+        ->transform(decimalRange(0, 600000));
+    parser.add_option("--jitter", timing->jitterMs, "Wait up to so much more, by chance")
+        ->option_text("MS")
+        ->transform(decimalRange(0, 600000));
+}
+
+void addFaultOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
+{
+    addList(parser, "--fault", &texts->faults, "KIND[:RATE[,PARAM]]",
+            "Damage replies; RATE: 0 to 1, every N, once N");
+    addText(parser, "--faults", &texts->faultFile, "FILE", "Faults from a file");
+    parser.add_option("--seed", options->seed, "Of faults and jitter; 1 unless given")
+        ->option_text("N")
+        ->transform(decimalRange(0, 999999999));
+    parser.add_flag("--trace", texts->trace, "Log each line that passes, to stderr or FILE")
+        ->option_text("[=FILE]")
+        ->transform(traceTarget());
+}
+
+void takeTexts(const Texts &texts, KvsimOptions *options)
+{
+    options->tcp = QString::fromStdString(texts.tcp);
+    options->link = QString::fromStdString(texts.link);
+    options->loadFile = QString::fromStdString(texts.load);
+    options->saveFile = QString::fromStdString(texts.save);
+    options->faultFile = QString::fromStdString(texts.faultFile);
+    options->trace = QString::fromStdString(texts.trace);
+    options->presets = textList(texts.presets);
+    options->live = textList(texts.live);
+    options->readOnly = textList(texts.readOnly);
+    options->faults = textList(texts.faults);
 }
 
 } // namespace
@@ -31,39 +166,25 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
-    parser.footer(NOTES);
-    parser.set_version_flag("--version", "kvsim " KV_VERSION);
+    parser.footer(EXAMPLES + faultNames() + NOTES);
+    parser.set_version_flag("--version", "kvsim " KV_VERSION, "Print the version and exit");
+    parser.set_help_flag("-h,--help", "Print this help and exit");
+    parser.get_formatter()->column_width(HELP_COLUMN);
     parser.failure_message([](const CLI::App *, const CLI::Error &error) {
         return "kvsim: " + std::string(error.what()) + "\nRun kvsim --help for its usage.\n";
     });
     KvsimOptions options;
-    std::string tcp;
-    std::string link;
-    std::vector<std::string> presets;
-    CLI::Option *ptyFlag = parser.add_flag("--pty", "Serve a pseudo-terminal (the default)");
-    CLI::Option *tcpOption =
-        parser.add_option("--tcp", tcp, "Serve a TCP port instead; port 0 takes any free one")
-            ->type_name("[HOST:]PORT")
-            ->check(refuseEmpty)
-            ->excludes(ptyFlag);
-    parser.add_option("--station", options.station, "Station number")
-        ->transform(decimalRange(0, 99));
-    parser.add_option("--link", link, "Symbolic link to the pseudo-terminal, removed at the end")
-        ->type_name("PATH")
-        ->check(refuseEmpty)
-        ->excludes(tcpOption);
-    parser.add_option("--set", presets, "Preset a device, such as DM100=4660; may be repeated")
-        ->type_name("DEVICE=VALUE")
-        ->allow_extra_args(false);
+    Texts texts;
+    addPlaceOptions(parser, &options, &texts);
+    addMemoryOptions(parser, &texts);
+    addLineOptions(parser, &options);
+    addFaultOptions(parser, &options, &texts);
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError &result) {
         return parser.exit(result) == 0 ? KVSIM_OK : KVSIM_USAGE;
     }
-    options.tcp = QString::fromStdString(tcp);
-    options.link = QString::fromStdString(link);
-    for (const std::string &preset : presets)
-        options.presets << QString::fromStdString(preset);
+    takeTexts(texts, &options);
     QTextStream out(stdout);
     QTextStream err(stderr);
     return runKvsim(options, out, err);

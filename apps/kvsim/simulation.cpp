@@ -1,0 +1,133 @@
+#include "apps/kvsim/simulation.h"
+
+#include "simulator/memory_image.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QSaveFile>
+
+namespace
+{
+
+// Far above every image and plan, far below what would fill the machine.
+const qint64 MAX_FILE_SIZE = 64 << 20;
+
+bool readFile(const QString &path, QByteArray *content, QString *error)
+{
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly))
+        *content = file.read(MAX_FILE_SIZE);
+    if (file.error() == QFileDevice::NoError)
+        return true;
+    *error = QString::fromLatin1("cannot read %1: %2").arg(path, file.errorString());
+    return false;
+}
+
+KvsimExit refuse(const QByteArray &reason, QString *error)
+{
+    *error = QString::fromUtf8(reason);
+    return KVSIM_USAGE;
+}
+
+KvsimExit refuseLine(const QString &path, const QByteArray &reason, QString *error)
+{
+    *error = QString::fromLatin1("%1: %2").arg(path, QString::fromUtf8(reason));
+    return KVSIM_USAGE;
+}
+
+QString cannotSave(const QSaveFile &file)
+{
+    return QString::fromLatin1("cannot write %1: %2").arg(file.fileName(), file.errorString());
+}
+
+} // namespace
+
+Simulation::Simulation(const KvsimOptions &options)
+    : m_options(options), m_service(m_memory, options.station)
+{
+    m_service.timing = options.timing;
+    m_service.jitter.seed(static_cast<quint32>(options.seed));
+}
+
+KvsimExit Simulation::prepare(QString *error)
+{
+    KvsimExit result = loadMemory(error);
+    if (result == KVSIM_OK)
+        result = planFaults(error);
+    QByteArray reason;
+    for (const QString &text : m_options.live) {
+        if (result == KVSIM_OK && !m_service.liveValues.add(text.toUtf8(), &reason))
+            result = refuse(reason, error);
+    }
+    for (const QString &text : m_options.readOnly) {
+        if (result == KVSIM_OK && !m_memory.protect(text.toUtf8(), &reason))
+            result = refuse(reason, error);
+    }
+    // Better known now than after a day's work.
+    if (result == KVSIM_OK && !canSave(error))
+        result = KVSIM_CANNOT_OPEN;
+    return result;
+}
+
+// The presets come on top of the file.
+KvsimExit Simulation::loadMemory(QString *error)
+{
+    QByteArray image;
+    QByteArray reason;
+    if (!m_options.loadFile.isEmpty()) {
+        if (!readFile(m_options.loadFile, &image, error))
+            return KVSIM_CANNOT_OPEN;
+        if (!loadPlcMemoryImage(image, &m_memory, &reason))
+            return refuseLine(m_options.loadFile, reason, error);
+    }
+    for (const QString &text : m_options.presets) {
+        if (!m_memory.preset(text.toUtf8(), &reason))
+            return refuse(reason, error);
+    }
+    return KVSIM_OK;
+}
+
+KvsimExit Simulation::planFaults(QString *error)
+{
+    FaultPlan plan(static_cast<quint32>(m_options.seed));
+    QByteArray reason;
+    if (!m_options.faultFile.isEmpty()) {
+        QByteArray text;
+        if (!readFile(m_options.faultFile, &text, error))
+            return KVSIM_CANNOT_OPEN;
+        if (!plan.addFile(text, &reason))
+            return refuseLine(m_options.faultFile, reason, error);
+    }
+    for (const QString &text : m_options.faults) {
+        if (!plan.addOption(text.toUtf8(), &reason))
+            return refuse(reason, error);
+    }
+    m_service.faults = FaultEngine(plan);
+    return KVSIM_OK;
+}
+
+bool Simulation::canSave(QString *error) const
+{
+    if (m_options.saveFile.isEmpty())
+        return true;
+    QSaveFile file(m_options.saveFile);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.cancelWriting();
+        return true;
+    }
+    *error = cannotSave(file);
+    return false;
+}
+
+bool Simulation::save(QString *error)
+{
+    if (m_options.saveFile.isEmpty())
+        return true;
+    QSaveFile file(m_options.saveFile);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(plcMemoryImage(m_memory));
+        if (file.commit())
+            return true;
+    }
+    *error = cannotSave(file);
+    return false;
+}

@@ -1,0 +1,86 @@
+/// Which faults the simulated PLC's replies get, and when.
+#ifndef SIMULATOR_FAULT_PLAN_H
+#define SIMULATOR_FAULT_PLAN_H
+
+#include <QtCore/QByteArray>
+
+#include <random>
+#include <vector>
+
+/// The faults, in the order in which several of them are applied to one reply.
+enum FaultKind {
+    FAULT_NO_REPLY,
+    FAULT_CLOSE_CONNECTION,
+    FAULT_SILENCE,
+    FAULT_ERROR_REPLY,
+    FAULT_WRONG_STATION,
+    FAULT_WRONG_CLOSE,
+    FAULT_NOISE_BEFORE,
+    FAULT_NOISE_INSIDE,
+    FAULT_NOISE_AFTER,
+    FAULT_CUT,
+    FAULT_DOUBLED,
+    FAULT_SPLIT,
+    FAULT_LATE,
+    FAULT_KINDS ///< how many there are
+};
+
+/// The name of a fault as options and files have it, such as no-reply.
+const char *faultName(FaultKind kind);
+
+/// The names of all faults, separated by a comma and a blank.
+QByteArray knownFaults();
+
+/// One fault and how often it happens to the replies that it fits.
+struct FaultRule {
+    enum { ANYWHERE = -1 };
+
+    enum Rate {
+        WITH_PROBABILITY, ///< to each with `probability`
+        EVERY,            ///< to each one whose number, counted from 1, is a multiple of `number`
+        ONCE              ///< to the one with that number
+    };
+
+    FaultKind kind;
+    Rate rate;
+    double probability; ///< 0 to 1
+    quint32 number;     ///< 1 or more
+    int parameter; ///< milliseconds, seconds, bytes or a digit; ANYWHERE for a cut at a random byte
+};
+
+/// An ordered list of rules with the chance that decides between them. The same rules, seed and
+/// replies give the same faults.
+class FaultPlan
+{
+public:
+    explicit FaultPlan(quint32 seed = 1);
+
+    /// Adds a rule of the form KIND[:RATE[,PARAMETER]], where RATE is a probability such as 0.01,
+    /// "every N" or "once N". Without a rate it happens to each reply.
+    /// @return whether it was added; else @p error tells in English why not
+    bool addOption(const QByteArray &text, QByteArray *error);
+
+    /// Adds the rules of a file: on each line KIND [RATE [PARAMETER]], separated by blanks or tabs;
+    /// an empty line, and one that begins with #, says nothing.
+    /// @return whether they were added; else none was, and @p error tells line and reason
+    bool addFile(const QByteArray &text, QByteArray *error);
+
+    /// In the order of their kinds, rules of one kind as they were added.
+    const std::vector<FaultRule> &rules() const { return m_rules; }
+
+    /// Counts one more reply that the rule at position @p rule fits. @return whether it gets the
+    /// fault
+    bool strikes(size_t rule);
+
+    /// A number from 0 to @p below - 1. Requires: @p below is 1 or more.
+    quint32 random(quint32 below);
+
+private:
+    void add(const FaultRule &rule);
+
+    std::vector<FaultRule> m_rules;
+    std::vector<quint32> m_chances; // of each rule: the replies counted so far
+    std::mt19937 m_random;
+};
+
+#endif

@@ -1,0 +1,197 @@
+#include "simulator/reply_scheduler.h"
+
+namespace
+{
+
+const int US_PER_MS = 1000;
+const qint64 NS_PER_MS = 1000000;
+const qint64 NS_PER_US = 1000;
+const qint64 NS_PER_S = 1000000000;
+
+// Characters of a fast line leave in batches, as from a serial port's buffer.
+const qint64 BATCH_NS = NS_PER_MS;
+
+// As long as a line may grow before an observer sees it in parts.
+const int MAX_OBSERVED = 4096;
+
+// Rounded up: no line is faster than it says.
+qint64 characterTime(const LineTiming &timing)
+{
+    return timing.baud == 0 ? 0
+                            : (timing.bitsPerCharacter * NS_PER_S + timing.baud - 1) / timing.baud;
+}
+
+} // namespace
+
+ReplyScheduler::ReplyScheduler(PlcService &service, ReplySink &sink)
+    : m_service(service), m_sink(sink), m_plc(service.memory, service.station),
+      m_characterNs(characterTime(service.timing)), m_arriving(0), m_departing(0), m_inFreeNs(0),
+      m_outFreeNs(0)
+{
+    QObject::connect(&m_timer, &DeadlineTimer::due, &m_timer, [this]() { work(); });
+}
+
+void ReplyScheduler::receive(const QByteArray &bytes)
+{
+    enqueue(bytes, DeadlineTimer::nowNs());
+    work();
+}
+
+// Cut at line ends, since each request's reply counts from its own.
+void ReplyScheduler::enqueue(const QByteArray &bytes, qint64 nowNs)
+{
+    m_inFreeNs = qMax(m_inFreeNs, nowNs);
+    for (int start = 0; start < bytes.size();) {
+        const int lf = bytes.indexOf('\n', start);
+        const int end = lf < 0 ? bytes.size() : lf + 1;
+        if (m_arriving + end - start > MAX_PENDING)
+            return;
+        const Arrival arrival = {bytes.mid(start, end - start),
+                                 m_inFreeNs + (end - start) * m_characterNs};
+        m_arriving += arrival.bytes.size();
+        m_arrivals.push_back(arrival);
+        m_inFreeNs = arrival.dueNs;
+        start = end;
+    }
+}
+
+void ReplyScheduler::work()
+{
+    const qint64 now = DeadlineTimer::nowNs();
+    sendDue(now);
+    while (!m_arrivals.empty() && m_arrivals.front().dueNs <= now) {
+        const Arrival arrival = m_arrivals.front();
+        m_arrivals.pop_front();
+        m_arriving -= arrival.bytes.size();
+        obey(arrival);
+        sendDue(now);
+    }
+    rest(now);
+}
+
+void ReplyScheduler::sendDue(qint64 nowNs)
+{
+    while (!m_departures.empty() && advance(&m_departures.front(), nowNs)) {
+        const Departure departure = m_departures.front();
+        m_departures.pop_front();
+        finish(departure);
+    }
+}
+
+void ReplyScheduler::obey(const Arrival &arrival)
+{
+    observe('>', arrival.bytes, false, &m_observedIn);
+    if (arrival.dueNs < m_service.silentUntilNs)
+        return;
+    m_service.liveValues.refresh((arrival.dueNs - m_service.startNs) / NS_PER_MS,
+                                 &m_service.memory);
+    m_plc.append(arrival.bytes);
+    const PlcCounts before = m_plc.counts();
+    QByteArray reply;
+    while (m_plc.takeReply(&reply))
+        schedule(reply, arrival.dueNs);
+    m_service.counts.add(m_plc.counts().since(before));
+}
+
+void ReplyScheduler::schedule(const QByteArray &reply, qint64 requestEndNs)
+{
+    if (reply.isEmpty())
+        return;
+    if (m_sink.pendingBytes() + m_departing + reply.size() > MAX_PENDING) {
+        ++m_service.droppedReplies;
+        return;
+    }
+    const LineTiming &timing = m_service.timing;
+    qint64 delayNs = timing.replyDelayMs * NS_PER_MS;
+    if (timing.jitterMs > 0)
+        delayNs +=
+            m_service.jitter() % static_cast<quint32>(timing.jitterMs * US_PER_MS) * NS_PER_US;
+    m_outFreeNs = qMax(m_outFreeNs, requestEndNs + delayNs);
+    const FaultedReply faulted = m_service.faults.apply(reply);
+    for (int i = 0; i < faulted.chunks.size(); ++i) {
+        const ReplyChunk &chunk = faulted.chunks.at(i);
+        depart(chunk.bytes, m_outFreeNs + chunk.delayUs * NS_PER_US,
+               i == faulted.chunks.size() - 1 ? REPLY_ENDS : NOTHING, 0);
+    }
+    if (faulted.closesConnection)
+        depart(QByteArray(), m_outFreeNs, CONNECTION_ENDS, faulted.silenceMs);
+    else if (faulted.silenceMs > 0)
+        depart(QByteArray(), m_outFreeNs, SILENCE_BEGINS, faulted.silenceMs);
+}
+
+void ReplyScheduler::depart(const QByteArray &bytes, qint64 startNs, Ending ending, int silenceMs)
+{
+    const Departure departure = {bytes, startNs, 0, ending, silenceMs};
+    m_departing += bytes.size();
+    m_outFreeNs = endNs(departure);
+    m_departures.push_back(departure);
+}
+
+qint64 ReplyScheduler::endNs(const Departure &departure) const
+{
+    return departure.startNs + departure.bytes.size() * m_characterNs;
+}
+
+// Sends the characters that are due. @return whether these were the last ones
+bool ReplyScheduler::advance(Departure *departure, qint64 nowNs)
+{
+    const int size = departure->bytes.size();
+    int due = 0;
+    if (nowNs >= endNs(*departure))
+        due = size;
+    else if (nowNs > departure->startNs)
+        due = static_cast<int>((nowNs - departure->startNs) / m_characterNs);
+    if (due > departure->sent) {
+        const QByteArray bytes = departure->bytes.mid(departure->sent, due - departure->sent);
+        m_departing -= bytes.size();
+        departure->sent = due;
+        m_sink.send(bytes);
+        observe('<', bytes, due == size && departure->ending == REPLY_ENDS, &m_observedOut);
+    }
+    return nowNs >= endNs(*departure);
+}
+
+void ReplyScheduler::finish(const Departure &departure)
+{
+    if (departure.ending != SILENCE_BEGINS && departure.ending != CONNECTION_ENDS)
+        return;
+    m_arrivals.clear();
+    m_departures.clear();
+    m_arriving = m_departing = 0;
+    if (departure.ending == SILENCE_BEGINS || !m_sink.closeConnection())
+        m_service.silentUntilNs = endNs(departure) + departure.silenceMs * NS_PER_MS;
+}
+
+// Sets the timer for what comes next.
+void ReplyScheduler::rest(qint64 nowNs)
+{
+    if (m_arrivals.empty() && m_departures.empty()) {
+        m_timer.stop();
+        return;
+    }
+    qint64 wakeNs = m_arrivals.empty() ? 0 : m_arrivals.front().dueNs;
+    if (!m_departures.empty()) {
+        const Departure &next = m_departures.front();
+        const qint64 characterNs = next.startNs + (next.sent + 1) * m_characterNs;
+        const qint64 departureNs = qMin(endNs(next), qMax(characterNs, nowNs + BATCH_NS));
+        wakeNs = m_arrivals.empty() ? departureNs : qMin(wakeNs, departureNs);
+    }
+    m_timer.startAt(wakeNs);
+}
+
+void ReplyScheduler::observe(char direction, const QByteArray &bytes, bool ends, QByteArray *line)
+{
+    if (!m_service.observer)
+        return;
+    for (const char c : bytes) {
+        *line += c;
+        if (c == '\n' || line->size() == MAX_OBSERVED) {
+            m_service.observer->linePassed(direction, *line);
+            line->clear();
+        }
+    }
+    if (ends && !line->isEmpty()) {
+        m_service.observer->linePassed(direction, *line);
+        line->clear();
+    }
+}
