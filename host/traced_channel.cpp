@@ -1,8 +1,6 @@
 #include "host/traced_channel.h"
 
-#include "host/escaped_text.h"
-
-#include <QtCore/QTextStream>
+#include "host/trace_log.h"
 
 namespace
 {
@@ -13,37 +11,46 @@ const char IN = '<';
 // Longer than any line of the protocol: a peer that never ends its line must not fill the memory.
 const int MAX_LINE_LENGTH = 4096;
 
-QString seconds(qint64 ns)
+bool isErrorReply(const QByteArray &line)
 {
-    return QString::number(static_cast<double>(ns) / 1e9, 'f', 6);
+    return line.size() == 4 && line.at(0) == 'E' && line.endsWith("\r\n");
 }
 
 } // namespace
 
-TracedChannel::TracedChannel(AbstractDeviceInterface &channel, QTextStream &out)
-    : m_channel(channel), m_out(out), m_previousNs(0), m_direction(OUT), m_requests(0), m_replies(0)
-{
-    m_clock.start();
-}
+TracedChannel::TracedChannel(AbstractDeviceInterface &channel, TraceLog *log)
+    : m_channel(channel), m_log(log), m_direction(OUT), m_bytes(0), m_inRequest(false),
+      m_exchangeDone(false), m_exchangeRefused(false)
+{}
 
 TracedChannel::~TracedChannel()
 {
-    printLine();
+    endLine();
+}
+
+void TracedChannel::beginRequest()
+{
+    endLine();
+    m_record = RequestRecord();
+    m_inRequest = true;
+    m_exchangeDone = false; // the first open line begins an attempt
 }
 
 int TracedChannel::read(char *buffer, int maxLength)
 {
     const int received = m_channel.read(buffer, maxLength);
-    if (received > 0)
+    if (received > 0) {
         gather(IN, buffer, qMin(received, maxLength));
-    else
-        printLine();
+    } else {
+        ++m_record.timeOuts;
+        endLine();
+    }
     return received;
 }
 
 int TracedChannel::write(const char *buffer, int length)
 {
-    // The line is printed before it leaves: a time after the wait for the port would be too late.
+    // The line is logged before it leaves: a time after the wait for the port would be too late.
     gather(OUT, buffer, length);
     return m_channel.write(buffer, length);
 }
@@ -71,25 +78,47 @@ unsigned long TracedChannel::getDelay()
 void TracedChannel::gather(char direction, const char *bytes, int length)
 {
     if (direction != m_direction)
-        printLine();
+        endLine();
     m_direction = direction;
+    m_bytes += length;
+    if (direction == IN)
+        m_record.received += length;
     for (int i = 0; i < length; ++i) {
         m_line += bytes[i];
-        if (bytes[i] == '\n')
-            ++(direction == OUT ? m_requests : m_replies);
         if (bytes[i] == '\n' || m_line.size() == MAX_LINE_LENGTH)
-            printLine();
+            endLine();
     }
 }
 
-void TracedChannel::printLine()
+void TracedChannel::note(char direction)
+{
+    if (direction == IN) {
+        if (m_record.reply.size() < MAX_LINE_LENGTH)
+            m_record.reply += m_line;
+        if (isErrorReply(m_line)) {
+            m_record.refused = m_record.sent;
+            m_record.errorReply = m_line;
+            m_exchangeRefused = true;
+        }
+        m_exchangeDone = m_line == "CF\r\n" && !m_exchangeRefused;
+        return;
+    }
+    if (m_line.startsWith("CR ")) {
+        if (!m_exchangeDone)
+            ++m_record.attempts;
+        m_exchangeRefused = false;
+    }
+    m_exchangeDone = false;
+    m_record.sent = m_line;
+    m_record.reply.clear();
+}
+
+void TracedChannel::endLine()
 {
     if (m_line.isEmpty())
         return;
-    const qint64 now = m_clock.nsecsElapsed();
-    m_out << seconds(now) << " +" << seconds(now - m_previousNs) << ' ' << m_direction << ' '
-          << escapedText(m_line) << '\n';
-    m_out.flush();
-    m_previousNs = now;
+    note(m_direction);
+    if (m_log)
+        m_log->line(m_direction, m_line, m_inRequest ? m_record.attempts : 0);
     m_line.clear();
 }

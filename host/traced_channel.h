@@ -1,52 +1,68 @@
-/// A channel that shows what passes through it.
+/// A channel that remembers, counts and on demand shows what passes through it.
 #ifndef HOST_TRACED_CHANNEL_H
 #define HOST_TRACED_CHANNEL_H
 
 #include "drivers/abstract_device_interface.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QElapsedTimer>
 
-class QTextStream;
+class TraceLog;
 
-/// Prints each line that goes out (>) or comes in (<) through another channel, such as
-/// `0.001250 +0.000310 > CR 00\r\n`: seconds since the trace began, seconds since the line before,
-/// direction, text with escapes. Chunks are gathered into lines; a line without its end is printed
-/// when the direction changes, nothing more arrives or the trace ends.
+/// What went over the line for one request of a driver, all of its attempts together.
+struct RequestRecord {
+    int attempts = 0;      ///< attempts begun, each with an open line of its own
+    int timeOuts = 0;      ///< times that nothing more arrived
+    int received = 0;      ///< bytes
+    QByteArray sent;       ///< the latest line towards the PLC
+    QByteArray reply;      ///< what came in answer to it
+    QByteArray refused;    ///< the latest line that got an error reply
+    QByteArray errorReply; ///< that reply
+};
+
+/// Passes everything on to another channel. Chunks are gathered into lines for the log; a line
+/// without its end is logged when the direction changes, nothing more arrives or the channel ends.
 class TracedChannel : public AbstractDeviceInterface
 {
 public:
-    /// @param channel the channel that does the work
-    /// @param out     where to print; both outlive the trace
-    TracedChannel(AbstractDeviceInterface &channel, QTextStream &out);
+    /// @param channel the channel that does the work; outlives this one
+    /// @param log     gets each line and outlives this channel; null for none
+    TracedChannel(AbstractDeviceInterface &channel, TraceLog *log);
     ~TracedChannel() override;
+
+    /// Begins a record. From here on an open line counts as a new attempt when it is the first one
+    /// or the exchange before it has failed.
+    void beginRequest();
+
+    /// The record of the latest request.
+    const RequestRecord &record() const { return m_record; }
 
     int read(char *buffer, int maxLength) override;
     int write(const char *buffer, int length) override;
 
-    /// Passed on; not printed, as nothing goes over the line.
+    /// Passed on; not logged, as nothing goes over the line.
     int control(int code, const QVariant &value) override;
 
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;
 
-    /// Number of lines sent and received so far, unfinished ones not counted.
-    int requests() const { return m_requests; }
-    int replies() const { return m_replies; }
+    /// Bytes that have passed in both directions so far.
+    qint64 bytes() const { return m_bytes; }
 
 private:
     void gather(char direction, const char *bytes, int length);
-    void printLine();
+    void note(char direction);
+    void endLine();
 
     AbstractDeviceInterface &m_channel;
-    QTextStream &m_out;
-    QElapsedTimer m_clock;
-    qint64 m_previousNs;
+    TraceLog *m_log;
     char m_direction;
     QByteArray m_line;
-    int m_requests;
-    int m_replies;
+    qint64 m_bytes;
+    RequestRecord m_record;
+    bool m_inRequest;
+    bool m_exchangeDone; // closed, and no error reply in it
+    bool m_exchangeRefused;
 };
 
 #endif

@@ -4,5 +4,4 @@ if(KV_QT EQUAL 5)
     KV_PLUGIN_FILE="$<TARGET_FILE:kv_l20v_host_link>"
   )
   add_dependencies(tst_host kv_l20v_host_link)
-  kv_test(kvlink_values LIBRARIES kvlink_commands)
 endif()

@@ -157,7 +157,7 @@ void TestKvlink::tellsWhatWentWrong_data()
         const char *message;
     } rows[] = {
         {"PLC refuses", "tcp", "--station 7 --retry 0 read DM70000", 1,
-         "Response During an Error:E0"},
+         "error reply \"E0\" to \"RDS DM70000.H 1\" on "},
         {"no command", "tcp", "", 2, ""},
         {"no address", "tcp", "read", 2, ""},
         {"unknown option", "tcp", "read DM1 --fast", 2, "--fast"},
@@ -169,8 +169,9 @@ void TestKvlink::tellsWhatWentWrong_data()
         {"bad port setting", "", "--port /dev/null,9600,9e1 read DM1", 2, "9e1"},
         {"no such plug-in", "tcp", "--driver no-such-driver.so read DM1", 3, "no-such-driver.so"},
         {"another station", "tcp", "--station 8 --retry 1 --timeout 50 read DM1", 4,
-         "PLC no response"},
-        {"unusable reply", "tcp", "--station 7 --retry 0 read CC0 -k bit", 5, "invalid response2"},
+         "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number"},
+        {"unusable reply", "tcp", "--station 7 --retry 0 read CC0 -k bit", 5,
+         "expected bits, 0 or 1, received \"0000000000\\r\\n\" (invalid response2, 1 attempt)"},
         {"refused request", "tcp", "--station 7 write CTC1 5", 5, "can't write word to CTC1"},
         {"refused address", "tcp", "--station 7 read ZA1", 5, "names no known device"},
         {"no road", "", "read DM1", 2, "--port"},
@@ -205,11 +206,12 @@ void TestKvlink::tracesEveryLine()
         if (direction > 0)
             lines += line.mid(direction);
     }
-    QCOMPARE(lines, QStringList() << QLatin1String("> CR 42\\r\\n")
-                                  << QLatin1String("< CC 42\\r\\n")
-                                  << QLatin1String("> RDS DM00001.H 1\\r\\n")
-                                  << QLatin1String("< 0000\\r\\n") << QLatin1String("> CQ\\r\\n")
-                                  << QLatin1String("< CF\\r\\n"));
+    QCOMPARE(lines, QStringList() << QLatin1String("> CR 42\\r\\n ; open station 42")
+                                  << QLatin1String("< CC 42\\r\\n ; opened")
+                                  << QLatin1String("> RDS DM00001.H 1\\r\\n ; read 1 word from DM1")
+                                  << QLatin1String("< 0000\\r\\n ; 1 word")
+                                  << QLatin1String("> CQ\\r\\n ; close")
+                                  << QLatin1String("< CF\\r\\n ; closed"));
 }
 
 void TestKvlink::waitsForASilentPeerAndNoLonger()

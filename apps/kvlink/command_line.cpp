@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "apps/decimal_range.h"
+#include "apps/trace_target.h"
 #include "commands.h"
 #include "exit_status.h"
 
@@ -11,41 +12,52 @@ namespace
 
 const char EXAMPLES[] =
     "Examples:\n"
-    "  kvlink info\n"
-    "  kvlink --sim read DM100 -n 4\n"
-    "  kvlink --port /dev/ttyUSB0,9600,8e1 write DM100 1234 -5 0xFFFF\n"
-    "  kvlink --tcp plc.local:8501 --timeout 1000 --trace read R01215 -n 8 -k bit\n"
+    "  kvlink --port /dev/ttyUSB0,9600,8e1 read DM100 DM102:f32 DM200[8] R1215:bit T3\n"
+    "  kvlink --port /dev/ttyUSB0 write DM100=4660 DM102:f32=1.5 --verify\n"
+    "  kvlink --tcp plc.local:8501 monitor DM0[8] --interval 200 --changes-only\n"
+    "  kvlink --sim --trace read DM100 --format json\n"
+    "  kvlink --port /dev/ttyUSB0 ping --count 10\n"
     "\n"
-    "Values go to stdout, one per line; everything else goes to stderr.\n"
-    "Exit status: 0 success, 1 the PLC answered with an error, 2 usage, 3 cannot open the port,\n"
-    "the connection or the plug-in, 4 no reply, 5 unusable reply or refused request.";
+    "kvlink COMMAND --help tells a command's options. Values go to stdout, everything\n"
+    "else to stderr. Exit status: 0 good, 1 the PLC answered with an error, 2 usage,\n"
+    "3 a port, the plug-in or a file cannot be used, 4 no reply, 5 unusable reply or\n"
+    "refused request, 6 some items failed, 7 other values came back than expected.";
+
+const int HELP_COLUMN = 34;
 
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
     CLI::Option *port = app.add_option("--port", link->port, "Serial port; 9600,8e1 unless given")
-                            ->type_name("DEV[,BAUD[,FORMAT]]");
-    CLI::Option *tcp = app.add_option("--tcp", link->tcp, "TCP connection")->type_name("HOST:PORT");
-    CLI::Option *sim = app.add_flag("--sim", link->simulated, "Own simulated PLC");
+                            ->option_text("DEV[,BAUD[,FORMAT]]");
+    CLI::Option *tcp =
+        app.add_option("--tcp", link->tcp, "TCP connection")->option_text("HOST:PORT");
+    CLI::Option *sim =
+        app.add_flag("--sim", link->simulated, "Own simulated PLC")->option_text(" ");
     port->excludes(tcp)->excludes(sim);
     tcp->excludes(sim);
     CLI::Option *station = app.add_option("--station", link->station, "Station number")
+                               ->option_text("N")
                                ->transform(decimalRange(0, 99));
-    CLI::Option *projectPort =
-        app.add_option("--project-port", link->projectPort,
-                       "Take the station that the project has for this port of the panel")
-            ->type_name("COM2|ETHERNET")
-            ->excludes(station);
+    CLI::Option *projectPort = app.add_option("--project-port", link->projectPort,
+                                              "Station of this panel port, such as COM2")
+                                   ->option_text("NAME")
+                                   ->excludes(station);
     app.add_option("--project", link->projectFile, "Project database to look in")
-        ->type_name("FILE")
+        ->option_text("FILE")
         ->needs(projectPort);
     app.add_option("--retry", link->retry, "Further attempts after a failed one")
+        ->option_text("N")
         ->transform(decimalRange(0, 1000));
-    app.add_option("--delay", link->delayMs, "Pause before every attempt, in ms")
+    app.add_option("--delay", link->delayMs, "Pause before every attempt")
+        ->option_text("MS")
         ->transform(decimalRange(0, 600000));
-    app.add_option("--timeout", link->timeoutMs, "Wait for a reply, in ms")
+    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
+        ->option_text("MS")
         ->transform(decimalRange(1, 600000));
-    app.add_flag("--trace", link->trace, "Print each line sent and received");
-    app.add_option("--driver", link->driverPath, "Driver plug-in to load")->type_name("FILE");
+    app.add_flag("--trace", link->trace, "Log each line, to stderr or FILE")
+        ->option_text("[=FILE]")
+        ->transform(traceTarget());
+    app.add_option("--driver", link->driverPath, "Driver plug-in to load")->option_text("FILE");
 }
 
 bool namesLink(const LinkOptions &link)
@@ -60,7 +72,9 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     CLI::App app("Reads and writes the devices of a KEYENCE KV series PLC over Host Link.",
                  "kvlink");
     app.footer(EXAMPLES);
-    app.set_version_flag("--version", "kvlink " KV_VERSION);
+    app.set_version_flag("--version", "kvlink " KV_VERSION, "Print the version and exit");
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);
     app.fallthrough();
     app.failure_message([](const CLI::App *, const CLI::Error &error) {
@@ -71,6 +85,11 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     addReadCommand(app, line);
     addWriteCommand(app, line);
     addProjectCommand(app, line);
+    addMonitorCommand(app, line);
+    addPingCommand(app, line);
+    addBenchCommand(app, line);
+    addReplayCommand(app, line);
+    addListPortsCommand(app, line);
     try {
         app.parse(argc, argv);
         if (line->needsLink && !namesLink(line->link))

@@ -18,7 +18,7 @@ struct LinkOptions {
     int retry = -1;          ///< further attempts
     int delayMs = -1;        ///< pause before an attempt, in milliseconds
     int timeoutMs = -1;      ///< wait for a reply, in milliseconds
-    bool trace = false;      ///< print each line that is sent or received
+    std::string trace;       ///< file for each line that passes, "-" for stderr, empty for none
     std::string projectPort; ///< panel port whose station the project database names, or empty
     std::string projectFile; ///< project database, empty for the one beside the program
     std::string driverPath;  ///< plug-in file, empty for the usual one

@@ -14,5 +14,10 @@ void addInfoCommand(CLI::App &app, CommandLine *line);
 void addReadCommand(CLI::App &app, CommandLine *line);
 void addWriteCommand(CLI::App &app, CommandLine *line);
 void addProjectCommand(CLI::App &app, CommandLine *line);
+void addMonitorCommand(CLI::App &app, CommandLine *line);
+void addPingCommand(CLI::App &app, CommandLine *line);
+void addBenchCommand(CLI::App &app, CommandLine *line);
+void addReplayCommand(CLI::App &app, CommandLine *line);
+void addListPortsCommand(CLI::App &app, CommandLine *line);
 
 #endif

@@ -9,7 +9,9 @@ enum ExitStatus {
     StatusUsage = 2,    ///< the command line is wrong
     StatusOpen = 3,     ///< a port, the plug-in, a project or the output cannot be used
     StatusNoReply = 4,  ///< the PLC did not answer
-    StatusUnusable = 5  ///< the reply was unusable, or the request was refused
+    StatusUnusable = 5, ///< the reply was unusable, or the request was refused
+    StatusSome = 6,     ///< some items failed, others succeeded
+    StatusDiffers = 7   ///< what was read back or replayed is not what was expected
 };
 
 #endif

@@ -1,9 +1,13 @@
-// read and write: items of one device, one request a command.
-#include "apps/decimal_range.h"
+// read and write: items of the PLC's devices.
 #include "command_line.h"
 #include "commands.h"
-#include "item_values.h"
+#include "drivers/driver_interface.h"
+#include "host/escaped_text.h"
+#include "item_options.h"
+#include "item_reader.h"
+#include "item_writer.h"
 #include "session.h"
+#include "tools/drv_dev_setting.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,87 +18,136 @@
 namespace
 {
 
-struct ItemOptions {
-    std::string address;
-    std::string kind = "word"; ///< name of an item kind
-    int count = 1;
-    std::vector<std::string> values;
+struct WriteOptions {
+    ItemOptions items;
+    bool dryRun = false;
+    bool verify = false;
 };
 
-int runRead(const ItemOptions &items, const LinkOptions &options, QTextStream &out,
-            QTextStream &err)
+int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
+                 OutputFormat format, QTextStream &out, QTextStream &err)
 {
-    Session session(options, err);
-    Failure failure;
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
-        return complain(err, failure.text, failure.status);
-    const ItemKind &kind = itemKind(items.kind);
-    const CommunicatorCommand command(kind.kind, static_cast<quint32>(items.count),
-                                      argumentText(items.address));
-    const QByteArray data = session.read(command, &failure);
-    if (data.isEmpty())
-        return complain(err, failure.text, failure.status);
-    printValues(kind, data, items.count, out);
-    return StatusGood;
+    ItemPrinter printer(out, format, items);
+    printer.print(results);
+    printer.finish();
+    return reportFailures(err, items, results);
 }
 
-int runWrite(const ItemOptions &items, const LinkOptions &options, QTextStream &err)
+int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
+{
+    Failure failure;
+    QVector<Item> items;
+    if (!parseItems(options, &items, &failure.text))
+        return complain(err, failure.text, StatusUsage);
+    for (const Item &item : items) {
+        if (!item.values.isEmpty())
+            return complain(err, item.text + QLatin1String(" has values: write takes them"),
+                            StatusUsage);
+    }
+    Session session(link, err);
+    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    ItemReader reader(session, items, options.merge, options.order);
+    return printResults(items, reader.read(), options.format, out, err);
+}
+
+// Either expressions, or an address and its values.
+bool parseArguments(const ItemOptions &options, QVector<Item> *items, QString *error)
+{
+    QStringList values;
+    for (const std::string &argument : options.expressions) {
+        values += argumentText(argument);
+        if (values.last().contains(QLatin1Char('=')))
+            return parseItems(options, items, error);
+    }
+    const QString address = values.takeFirst();
+    ItemDefaults defaults = options.defaults;
+    defaults.eitherSign = true;
+    Item item;
+    if (values.isEmpty())
+        *error = QString::fromLatin1("no value to write to %1: give EXPRESSION=VALUE, or ADDRESS "
+                                     "VALUE")
+                     .arg(address);
+    else if (parseItem(address, values, defaults, &item, error))
+        items->append(item);
+    return !items->isEmpty();
+}
+
+int stationOf(const LinkOptions &link, const Session &session)
+{
+    const std::unique_ptr<DriverSetting> defaults(session.driver()->getDefaultDriverSetting());
+    if (session.project())
+        return session.project()->station;
+    return link.station < 0 ? defaults->stationid : link.station;
+}
+
+int rehearse(const WriteOptions &options, const QVector<Item> &items, const LinkOptions &link,
+             const Session &session, QTextStream &out, QTextStream &err)
+{
+    QByteArray sent;
+    const QVector<ItemResult> results =
+        rehearseItems(session.driver(), stationOf(link, session), items, options.items.order,
+                      options.verify, &sent);
+    for (const QByteArray &line : sent.replace("\r\n", "\n").split('\n')) {
+        if (!line.isEmpty())
+            out << escapedText(line) << '\n';
+    }
+    return reportFailures(err, items, results);
+}
+
+int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &out,
+             QTextStream &err)
 {
     // Values that do not fit are found before anything is opened.
     Failure failure;
-    QByteArray data;
-    const ItemKind &kind = itemKind(items.kind);
-    if (!packValues(kind, items.values, &data, &failure.text))
+    QVector<Item> items;
+    if (!parseArguments(options.items, &items, &failure.text))
         return complain(err, failure.text, StatusUsage);
-    Session session(options, err);
-    const CommunicatorCommand command(kind.kind, static_cast<quint32>(items.values.size()),
-                                      argumentText(items.address));
-    if (!session.loadDriver(&failure) || !session.openLink(&failure) ||
-        !session.write(command, data, &failure))
+    Session session(link, err);
+    if (!session.loadDriver(&failure))
         return complain(err, failure.text, failure.status);
-    return StatusGood;
-}
-
-void addItemOptions(CLI::App *command, ItemOptions *items)
-{
-    command->add_option("address", items->address, "First device, such as DM100")
-        ->required()
-        ->type_name("ADDRESS");
-    command->add_option("-k,--kind", items->kind, "Kind of the items")
-        ->check(CLI::IsMember(itemKindNames()))
-        ->capture_default_str()
-        ->type_name("KIND");
+    if (options.dryRun)
+        return rehearse(options, items, link, session, out, err);
+    if (!session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    return printResults(items, writeItems(session, items, options.items.order, options.verify),
+                        options.items.format, out, err);
 }
 
 } // namespace
 
 void addReadCommand(CLI::App &app, CommandLine *line)
 {
-    const auto items = std::make_shared<ItemOptions>();
+    const auto options = std::make_shared<ItemOptions>();
     CLI::App *read = app.add_subcommand("read", "Read items from the PLC");
-    addItemOptions(read, items.get());
-    read->add_option("-n,--count", items->count, "Number of items")
-        ->transform(decimalRange(1, MAX_ITEM_COUNT))
-        ->capture_default_str();
-    read->callback([line, items] {
-        line->run = [items](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runRead(*items, options, out, err);
+    addReadOptions(read, options.get());
+    read->callback([line, options] {
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runRead(*options, link, out, err);
         };
     });
 }
 
 void addWriteCommand(CLI::App &app, CommandLine *line)
 {
-    const auto items = std::make_shared<ItemOptions>();
+    const auto options = std::make_shared<WriteOptions>();
     CLI::App *write = app.add_subcommand("write", "Write items to the PLC");
-    addItemOptions(write, items.get());
-    write->add_option("value", items->values, "Values: decimal, or hexadecimal with 0x")
+    write
+        ->add_option("expression", options->items.expressions,
+                     "Items with values, such as DM100:f32=1.5 or DM200=1,2,3; or one address and "
+                     "its values")
         ->required()
-        ->expected(1, MAX_ITEM_COUNT)
-        ->type_name("VALUE...");
-    write->callback([line, items] {
-        line->run = [items](const LinkOptions &options, QTextStream &, QTextStream &err) {
-            return runWrite(*items, options, err);
+        ->expected(1, 1 + MAX_ITEM_COUNT)
+        ->type_name("ADDRESS[:TYPE][[COUNT]]=VALUE,...");
+    addTypeOptions(write, &options->items);
+    CLI::Option *dryRun = write->add_flag("--dry-run", options->dryRun,
+                                          "Print the lines that would be sent; opens no port");
+    write->add_flag("--verify", options->verify, "Read back and compare");
+    addFormatOption(write, &options->items.format)->excludes(dryRun);
+    write->callback([line, options] {
+        line->needsLink = !options->dryRun;
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runWrite(*options, link, out, err);
         };
     });
 }

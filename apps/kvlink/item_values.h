@@ -1,43 +1,40 @@
-/// Items of a request as kvlink's user writes and reads them.
+/// The values of an item as a user writes and reads them, and as data of a request.
 #ifndef APPS_KVLINK_ITEM_VALUES_H
 #define APPS_KVLINK_ITEM_VALUES_H
 
-#include "drivers/communicator_command.h"
+#include "expression.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QString>
 
-#include <string>
-#include <vector>
-
-class QTextStream;
-
-/// Most items in one request.
-enum { MAX_ITEM_COUNT = 1024 };
-
-/// A kind of items that kvlink knows by name.
-struct ItemKind {
-    const char *name;
-    CommandKind kind;
-    int bits; ///< width of an item: 1, 8, 16 or 32
+/// Order of the two words of a 32-bit value on a device of words.
+enum class WordOrder {
+    LowFirst, ///< the low word has the lower address
+    HighFirst
 };
 
-/// The names: bit, byte, word, dword, block, bitblock.
-std::vector<std::string> itemKindNames();
+/// Bits of one value: 1, 8, 16 or 32; 8 for a character.
+int itemBits(const Item &item);
 
-/// The kind with @p name. Requires: one of `itemKindNames`.
-const ItemKind &itemKind(const std::string &name);
+/// Bytes that a read of an item gives: bits packed eight to a byte, else values side by side.
+int itemBytes(const Item &item);
 
-/// Turns values into the data of a write request: one byte per bit, else each value least
-/// significant byte first. A value is decimal, or hexadecimal with 0x, with an optional minus sign,
-/// from -2^(bits-1) to 2^bits - 1; a bit is 0 or 1.
-/// @param error gets the reason when a value is not a number or out of range
-/// @return whether @p data was filled
-bool packValues(const ItemKind &kind, const std::vector<std::string> &texts, QByteArray *data,
-                QString *error);
+/// The address of an item's value. @param index 0 to count - 1; 0 for a string
+QString valueAddress(const Item &item, int index);
 
-/// Prints the data of a read request, one unsigned decimal value per line.
-/// Requires: @p data holds @p count items.
-void printValues(const ItemKind &kind, const QByteArray &data, int count, QTextStream &out);
+/// Turns an item's values into the data of a write request: one byte per bit, else each value least
+/// significant byte first, 32-bit values on words in the given order. A string is filled up with zeros.
+/// @return whether @p data was filled; else @p error names a value that does not fit
+bool packValues(const Item &item, WordOrder order, QByteArray *data, QString *error);
+
+/// Turns the data of a read request into values: decimal numbers, 0x and hexadecimal digits, binary
+/// digits, or the characters up to the first zero.
+/// Requires: @p data holds `itemBytes`.
+/// @return whether @p values was filled; else @p error names what is no number of the type
+bool unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values,
+                  QString *error);
+
+/// An item's values as `unpackValues` gives them.
+/// Requires: the values were checked, as `parseItem` does.
+QStringList plainValues(const Item &item);
 
 #endif

@@ -8,9 +8,50 @@
 #include "host/traced_channel.h"
 #include "command_line.h"
 #include "simulator/background_simulator.h"
+#include "stop_request.h"
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QTextStream>
+
+#include <cstring>
+
+namespace
+{
+
+// Lets a driver end in step with the PLC when the program is asked to stop: a running exchange goes
+// on to its close line, and nothing new is begun.
+class StoppableChannel : public TracedChannel
+{
+public:
+    StoppableChannel(AbstractDeviceInterface &channel, TraceLog *trace)
+        : TracedChannel(channel, trace), m_closed(false)
+    {}
+
+    int read(char *buffer, int maxLength) override
+    {
+        return m_closed ? 0 : TracedChannel::read(buffer, maxLength);
+    }
+
+    int write(const char *buffer, int length) override
+    {
+        m_closed = stopRequested() && length >= 2 && std::memcmp(buffer, "CR", 2) == 0;
+        return m_closed ? -1 : TracedChannel::write(buffer, length);
+    }
+
+    int getRetry() override { return stopRequested() ? 0 : TracedChannel::getRetry(); }
+
+    // The delay is waited for here: the driver's own sleep cannot be ended.
+    unsigned long getDelay() override
+    {
+        waitForStop(static_cast<qint64>(TracedChannel::getDelay()));
+        return 0;
+    }
+
+private:
+    bool m_closed;
+};
+
+} // namespace
 
 Link::Link() {}
 
@@ -24,7 +65,7 @@ bool Link::check(const LinkOptions &options, QString *error)
            (options.tcp.empty() || parseTcpAddress(argumentText(options.tcp), &tcp, error));
 }
 
-bool Link::open(const LinkOptions &options, const DriverSetting &setting, QTextStream *trace,
+bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
                 QTextStream &warning, QString *error)
 {
     const bool opened = options.simulated ? openSimulated(setting.stationid, warning, error)
@@ -33,11 +74,8 @@ bool Link::open(const LinkOptions &options, const DriverSetting &setting, QTextS
                             : openSocket(argumentText(options.tcp), setting.timeout, error);
     if (!opened)
         return false;
-    m_channel.reset(new DeviceChannel(m_port.get(), setting));
-    if (trace) {
-        m_portChannel.swap(m_channel);
-        m_channel.reset(new TracedChannel(*m_portChannel, *trace));
-    }
+    m_portChannel.reset(new DeviceChannel(m_port.get(), setting));
+    m_channel.reset(new StoppableChannel(*m_portChannel, trace));
     return true;
 }
 

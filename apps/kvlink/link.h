@@ -11,6 +11,8 @@ class BackgroundSimulator;
 class DriverSetting;
 class QIODevice;
 class QTextStream;
+class TraceLog;
+class TracedChannel;
 struct LinkOptions;
 
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
@@ -23,19 +25,20 @@ public:
     /// Opens what the options name.
     /// Requires: exactly one of the options port, tcp and simulated.
     /// @param setting pacing of the link
-    /// @param trace   where each line is printed; null for no trace
+    /// @param trace   gets each line and outlives the link; null for none
     /// @param warning where remarks about the port are printed
     /// @param error   gets the reason of a failure
     /// @return whether `channel` is ready
-    bool open(const LinkOptions &options, const DriverSetting &setting, QTextStream *trace,
+    bool open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
               QTextStream &warning, QString *error);
 
     /// Whether the options name a port or an address in the right form.
     /// @return true, or false with the reason in @p error
     static bool check(const LinkOptions &options, QString *error);
 
-    /// The channel, null before a successful `open`.
-    AbstractDeviceInterface *channel() const { return m_channel.get(); }
+    /// The channel, null before a successful `open`. Once the program is asked to stop it begins no
+    /// further exchange, grants no retry and waits for no delay.
+    TracedChannel *channel() const { return m_channel.get(); }
 
     /// The port's name, for people.
     QString name() const { return m_name; }
@@ -53,7 +56,7 @@ private:
     std::unique_ptr<BackgroundSimulator> m_simulator;
     std::unique_ptr<QIODevice> m_port;
     std::unique_ptr<AbstractDeviceInterface> m_portChannel;
-    std::unique_ptr<AbstractDeviceInterface> m_channel;
+    std::unique_ptr<TracedChannel> m_channel;
 };
 
 #endif

@@ -5,33 +5,28 @@
 #include "host/driver_outcome.h"
 #include "host/escaped_text.h"
 #include "host/tcp_port.h"
+#include "stop_request.h"
 #include "tools/drv_dev_setting.h"
 
-#include <QtCore/QTextStream>
+#include <QtCore/QElapsedTimer>
 
 namespace
 {
 
-struct OutcomeRow {
-    DriverOutcome outcome;
-    ExitStatus status;
-    const char *fault;
-};
+const char TRACE_TO_STDERR[] = "-";
 
-const OutcomeRow OUTCOMES[] = {
-    {DriverOutcome::PlcError, StatusPlcError, "the PLC answered with an error"},
-    {DriverOutcome::NoReply, StatusNoReply, "no reply"},
-    {DriverOutcome::UnusableReply, StatusUnusable, "unusable reply"},
-    {DriverOutcome::Refused, StatusUnusable, "request refused"},
-};
-
-const OutcomeRow &outcomeRow(DriverOutcome outcome)
+ExitStatus outcomeStatus(DriverOutcome outcome)
 {
-    for (const OutcomeRow &row : OUTCOMES) {
-        if (row.outcome == outcome)
-            return row;
+    switch (outcome) {
+    case DriverOutcome::PlcError:
+        return StatusPlcError;
+    case DriverOutcome::NoReply:
+        return StatusNoReply;
+    case DriverOutcome::UnusableReply:
+    case DriverOutcome::Refused:
+        break;
     }
-    return OUTCOMES[3];
+    return StatusUnusable;
 }
 
 } // namespace
@@ -80,49 +75,86 @@ DriverSetting Session::pacing() const
                          m_options.delayMs < 0 ? defaults->delay : m_options.delayMs);
 }
 
+bool Session::openTrace(Failure *failure)
+{
+    if (m_options.trace.empty() || m_trace)
+        return true;
+    if (m_options.trace != TRACE_TO_STDERR) {
+        m_traceFile.setFileName(argumentText(m_options.trace));
+        if (!m_traceFile.open(QIODevice::WriteOnly)) {
+            failure->text = QString::fromLatin1("cannot write the trace %1: %2")
+                                .arg(m_traceFile.fileName(), m_traceFile.errorString());
+            return false;
+        }
+        m_traceText.setDevice(&m_traceFile);
+    }
+    m_trace.reset(new TraceLog(m_traceFile.isOpen() ? m_traceText : m_err));
+    return true;
+}
+
 bool Session::openLink(Failure *failure)
 {
     m_link.reset(); // a port is locked: it cannot be opened anew before it is closed
     m_link.reset(new Link);
     failure->status = StatusOpen;
-    if (!m_link->open(m_options, pacing(), m_options.trace ? &m_err : nullptr, m_err,
-                      &failure->text))
+    if (!openTrace(failure) ||
+        !m_link->open(m_options, pacing(), m_trace.get(), m_err, &failure->text))
         return false;
     driver()->initialize(channel());
     return true;
 }
 
+bool Session::doubtsLink() const
+{
+    return !channel() || !m_options.tcp.empty() || !m_link->brokenText().isEmpty();
+}
+
 QByteArray Session::read(const CommunicatorCommand &command, Failure *failure)
 {
-    const QByteArray data = driver()->read(channel(), command);
-    if (!data.isEmpty() && data.size() >= command.byteLength())
-        return data;
-    *failure = requestFailure(command);
-    return QByteArray();
+    QByteArray data;
+    const auto work = [&](QString *text) {
+        data = driver()->read(channel(), command);
+        *text = driver()->hasError() ? driver()->getLastError() : QString();
+        return !data.isEmpty() && data.size() >= command.byteLength();
+    };
+    return request(work, command.address, failure) ? data : QByteArray();
 }
 
 bool Session::write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure)
 {
-    if (driver()->write(channel(), command, data) == 1)
-        return true;
-    *failure = requestFailure(command);
-    return false;
+    const auto work = [&](QString *text) {
+        const bool written = driver()->write(channel(), command, data) == 1;
+        *text = driver()->hasError() ? driver()->getLastError() : QString();
+        return written;
+    };
+    return request(work, command.address, failure);
 }
 
-Failure Session::requestFailure(const CommunicatorCommand &command) const
+bool Session::request(const std::function<bool(QString *)> &work, const QString &address,
+                      Failure *failure)
 {
-    const QString text = driver()->hasError() ? driver()->getLastError() : QString();
-    const OutcomeRow &row = outcomeRow(driverOutcome(text));
+    QElapsedTimer time;
+    time.start();
+    channel()->beginRequest();
+    QString driverText;
+    const bool succeeded = work(&driverText);
+    if (!succeeded)
+        *failure = requestFailure(driverText, address);
+    const RequestRecord &record = channel()->record();
+    const bool replied = succeeded || failure->status == StatusPlcError || !record.reply.isEmpty();
+    m_statistics.add({replied, !succeeded, record.attempts, record.timeOuts, time.nsecsElapsed()});
+    return succeeded;
+}
+
+Failure Session::requestFailure(const QString &driverText, const QString &address) const
+{
+    const RequestRecord &record = channel()->record();
+    const RequestPlace place = {address, m_link->name(), m_link->brokenText(), pacing().timeout};
+    const DriverOutcome outcome = driverOutcome(driverText);
     Failure failure;
-    failure.status = row.status;
-    failure.text = QLatin1String(row.fault);
-    if (!text.isEmpty())
-        failure.text += QLatin1String(": ") + text;
-    failure.text +=
-        QString::fromLatin1(" (address %1, port %2").arg(command.address, m_link->name());
-    const QString broken = m_link->brokenText();
-    if (!broken.isEmpty())
-        failure.text += QLatin1String(": ") + broken;
-    failure.text += QLatin1Char(')');
+    failure.status = outcomeStatus(outcome);
+    failure.text = outcome == DriverOutcome::NoReply && stopRequested()
+                       ? interruptedText(record, place)
+                       : requestFailureText(outcome, driverText, record, place);
     return failure;
 }

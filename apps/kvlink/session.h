@@ -3,15 +3,23 @@
 #define APPS_KVLINK_SESSION_H
 
 #include "exit_status.h"
+#include "failure_text.h"
 #include "host/driver_plugin.h"
 #include "host/project_database.h"
+#include "host/trace_log.h"
 #include "link.h"
+#include "statistics.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QFile>
 #include <QtCore/QString>
+#include <QtCore/QTextStream>
+
+#include <functional>
 
 class CommunicatorCommand;
-class QTextStream;
+class DriverInterface;
+class DriverSetting;
 struct LinkOptions;
 
 /// Prints a message on one line, however unprintable its parts are. @return @p status
@@ -36,7 +44,8 @@ public:
     /// Loads the driver and looks the station up; opens no port.
     bool loadDriver(Failure *failure);
 
-    /// Opens the link, or opens it anew. Requires: `loadDriver` succeeded.
+    /// Opens the link, or opens it anew, and the trace where one is asked for.
+    /// Requires: `loadDriver` succeeded.
     bool openLink(Failure *failure);
 
     /// Makes one read request. @return the data; empty with the reason in @p failure
@@ -49,7 +58,21 @@ public:
     DriverInterface *driver() const { return m_plugin.driver(); }
 
     /// The open link's channel. Requires: `openLink` succeeded.
-    AbstractDeviceInterface *channel() const { return m_link->channel(); }
+    TracedChannel *channel() const { return m_link->channel(); }
+
+    /// Whether the link is worth opening anew after a request without a reply: the port is broken,
+    /// or is a connection, whose other end may be gone unnoticed. Requires: `openLink` was called.
+    bool doubtsLink() const;
+
+    /// Makes and counts a request in any way. Requires: `openLink` succeeded.
+    /// @param work    uses the channel; gives whether it succeeded, else the text in a driver's words
+    /// @param address what the request is about, for the failure's text
+    /// @return whether the work succeeded; else @p failure has the reason
+    bool request(const std::function<bool(QString *)> &work, const QString &address,
+                 Failure *failure);
+
+    /// What the requests so far came to.
+    const Statistics &statistics() const { return m_statistics; }
 
     /// What the project says of the link; null when none was asked for.
     const ProjectLink *project() const { return m_hasProject ? &m_project : nullptr; }
@@ -57,14 +80,19 @@ public:
 private:
     bool findProject(Failure *failure);
     DriverSetting pacing() const;
-    Failure requestFailure(const CommunicatorCommand &command) const;
+    bool openTrace(Failure *failure);
+    Failure requestFailure(const QString &driverText, const QString &address) const;
 
     const LinkOptions &m_options;
     QTextStream &m_err;
     DriverPlugin m_plugin;
+    QFile m_traceFile;
+    QTextStream m_traceText;
+    std::unique_ptr<TraceLog> m_trace;
     std::unique_ptr<Link> m_link;
     bool m_hasProject;
     ProjectLink m_project;
+    Statistics m_statistics;
 };
 
 #endif

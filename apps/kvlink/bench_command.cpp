@@ -1,0 +1,115 @@
+// bench: how fast the PLC answers reads, and how busy that keeps the line.
+#include "apps/decimal_range.h"
+#include "command_line.h"
+#include "commands.h"
+#include "drivers/communicator_command.h"
+#include "host/serial_port.h"
+#include "session.h"
+#include "stop_request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTextStream>
+
+#include <memory>
+
+namespace
+{
+
+// Start bit, 8 data bits, parity bit and stop bit.
+const int BITS_OF_8E1 = 11;
+
+// What one read reply can hold.
+const int MAX_WORDS = 307;
+
+struct BenchOptions {
+    std::string address = "DM0";
+    int words = 1;
+    int requests = 100;
+    int baudRate = 0; ///< 0: that of the port, if it has one
+};
+
+struct LineSpeed {
+    int baudRate;
+    int bitsPerCharacter;
+};
+
+// A baud rate of 0 where the line has none.
+LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
+{
+    SerialPortSetting setting;
+    QString error;
+    if (options.port.empty() || !parseSerialPort(argumentText(options.port), &setting, &error))
+        return {bench.baudRate, BITS_OF_8E1};
+    const int bits = 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
+                     (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
+    return {bench.baudRate > 0 ? bench.baudRate : setting.baudRate, bits};
+}
+
+void printResult(const Session &session, const LineSpeed &speed, double seconds, QTextStream &out)
+{
+    const Statistics &statistics = session.statistics();
+    const int good = statistics.requests() - statistics.errors();
+    out << "requests per second: " << QString::number(good / seconds, 'f', 1) << '\n'
+        << "p50: " << QString::number(statistics.timeMs(50), 'f', 3) << " ms\n"
+        << "p99: " << QString::number(statistics.timeMs(99), 'f', 3) << " ms\n";
+    if (speed.baudRate == 0)
+        return;
+    const double lineSeconds =
+        static_cast<double>(session.channel()->bytes()) * speed.bitsPerCharacter / speed.baudRate;
+    out << "share of the line's time: " << QString::number(100 * lineSeconds / seconds, 'f', 1)
+        << " % at " << speed.baudRate << " baud\n";
+}
+
+int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
+             QTextStream &err)
+{
+    Session session(options, err);
+    Failure failure;
+    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
+                                      argumentText(bench.address));
+    QElapsedTimer time;
+    time.start();
+    for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
+        if (!session.read(command, &failure).isEmpty() || stopRequested())
+            continue;
+        if (session.statistics().errors() == 1)
+            complain(err, failure.text, failure.status);
+    }
+    const Statistics &statistics = session.statistics();
+    const bool someSucceeded = statistics.requests() > statistics.errors();
+    if (someSucceeded)
+        printResult(session, lineSpeed(bench, options),
+                    static_cast<double>(time.nsecsElapsed()) / 1e9, out);
+    const ExitStatus status = !someSucceeded            ? failure.status
+                              : statistics.errors() > 0 ? StatusSome
+                                                        : StatusGood;
+    return complain(err, statistics.text(), status);
+}
+
+} // namespace
+
+void addBenchCommand(CLI::App &app, CommandLine *line)
+{
+    const auto bench = std::make_shared<BenchOptions>();
+    CLI::App *command = app.add_subcommand("bench", "Read again and again, and measure");
+    command->add_option("address", bench->address, "First word")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    command->add_option("-n", bench->words, "Words in a request")
+        ->transform(decimalRange(1, MAX_WORDS))
+        ->capture_default_str();
+    command->add_option("--requests", bench->requests, "Number of requests")
+        ->transform(decimalRange(1, 999999999))
+        ->capture_default_str();
+    command->add_option("--baud", bench->baudRate, "Speed of the line behind a connection")
+        ->transform(decimalRange(50, 4000000));
+    command->callback([line, bench] {
+        line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {
+            return runBench(*bench, options, out, err);
+        };
+    });
+}

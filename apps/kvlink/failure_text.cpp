@@ -1,0 +1,116 @@
+#include "failure_text.h"
+
+#include "host/escaped_text.h"
+#include "statistics.h"
+
+namespace
+{
+
+const int SHOWN_BYTES = 60;
+
+// A line in quotes, without its end: every line that we send has it.
+QString quotedLine(const QByteArray &line)
+{
+    return QLatin1Char('"') + escapedText(line.trimmed()) + QLatin1Char('"');
+}
+
+// Received bytes in quotes, as they are: a missing line end matters.
+QString quotedReply(const QByteArray &reply)
+{
+    return QLatin1Char('"') + escapedText(reply.left(SHOWN_BYTES)) +
+           QLatin1String(reply.size() > SHOWN_BYTES ? "...\"" : "\"");
+}
+
+QString attempts(const RequestRecord &record)
+{
+    return countText(record.attempts, "attempt", "attempts");
+}
+
+bool isSessionLine(const QByteArray &line)
+{
+    return line.startsWith("CR") || line.startsWith("CQ");
+}
+
+QString expectedReply(const QByteArray &line, const QString &driverText)
+{
+    if (line.startsWith("CR "))
+        return QLatin1String("\"CC ") + escapedText(line.mid(3).trimmed()) + QLatin1Char('"');
+    if (line.startsWith("CQ"))
+        return QLatin1String("\"CF\"");
+    if (!line.startsWith("RDS"))
+        return QLatin1String("\"OK\"");
+    if (driverText == QLatin1String("invalid response:"))
+        return QLatin1String("words of 4 hexadecimal digits");
+    if (driverText == QLatin1String("invalid response2"))
+        return QLatin1String("bits, 0 or 1");
+    if (driverText == QLatin1String("invalid response3"))
+        return QLatin1String("timer or counter items");
+    return QLatin1String("numbers of 10 digits");
+}
+
+QString noReplyText(const RequestRecord &record, const RequestPlace &place)
+{
+    const QString text = QString::fromLatin1("no reply to %1 on %2 within %3 ms (%4, %5): ")
+                             .arg(quotedLine(record.sent), place.port)
+                             .arg(place.timeoutMs)
+                             .arg(attempts(record), countText(record.received, "byte", "bytes"));
+    if (!place.broken.isEmpty())
+        return text + place.broken +
+               QLatin1String("; check that the port or the peer is still there");
+    return text + QLatin1String(record.sent.startsWith("CR ")
+                                    ? "check cable, baud rate, parity, station number"
+                                    : "the PLC had answered before; check cable, noise, --timeout");
+}
+
+QString plcErrorText(const QString &driverText, const RequestRecord &record,
+                     const RequestPlace &place)
+{
+    const char *hint = "check that device and number exist, and the PLC's mode";
+    if (isSessionLine(record.refused))
+        hint = "check the station number and the PLC's mode";
+    else if (!record.refused.startsWith("RDS"))
+        hint = "check that device and number exist, the PLC's mode (RUN or PROGRAM), and write "
+               "protection";
+    return QString::fromLatin1("error reply %1 to %2 on %3 (%4, %5): %6")
+        .arg(quotedLine(record.errorReply), quotedLine(record.refused), place.port,
+             driverText.trimmed(), attempts(record), QLatin1String(hint));
+}
+
+QString unusableText(const QString &driverText, const RequestRecord &record,
+                     const RequestPlace &place)
+{
+    return QString::fromLatin1(
+               "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): "
+               "check noise, baud rate, parity, and whether another station answers")
+        .arg(quotedLine(record.sent), place.port, expectedReply(record.sent, driverText),
+             quotedReply(record.reply), driverText, attempts(record));
+}
+
+} // namespace
+
+QString requestFailureText(DriverOutcome outcome, const QString &driverText,
+                           const RequestRecord &record, const RequestPlace &place)
+{
+    switch (outcome) {
+    case DriverOutcome::NoReply:
+        return noReplyText(record, place);
+    case DriverOutcome::PlcError:
+        return plcErrorText(driverText, record, place);
+    case DriverOutcome::UnusableReply:
+        return unusableText(driverText, record, place);
+    case DriverOutcome::Refused:
+        break;
+    }
+    return QString::fromLatin1("request refused%1 (address %2, port %3)")
+        .arg(driverText.isEmpty() ? QString() : QLatin1String(": ") + driverText, place.address,
+             place.port);
+}
+
+QString interruptedText(const RequestRecord &record, const RequestPlace &place)
+{
+    if (record.sent.isEmpty())
+        return QString::fromLatin1("interrupted before anything was sent on %1").arg(place.port);
+    return QString::fromLatin1("interrupted without a reply to %1 on %2 (%3, %4)")
+        .arg(quotedLine(record.sent), place.port, attempts(record),
+             countText(record.received, "byte", "bytes"));
+}

@@ -1,0 +1,26 @@
+/// What went wrong with a request, for people.
+#ifndef APPS_KVLINK_FAILURE_TEXT_H
+#define APPS_KVLINK_FAILURE_TEXT_H
+
+#include "host/driver_outcome.h"
+#include "host/traced_channel.h"
+
+#include <QtCore/QString>
+
+/// Where a request went.
+struct RequestPlace {
+    QString address; ///< of the first item
+    QString port;
+    QString broken; ///< why the port is broken; empty when it works
+    int timeoutMs;
+};
+
+/// Says what failed, where, what was sent and received, and what to check next.
+/// @param driverText the driver's error text, empty when it gave none
+QString requestFailureText(DriverOutcome outcome, const QString &driverText,
+                           const RequestRecord &record, const RequestPlace &place);
+
+/// The text of a request that a signal has ended.
+QString interruptedText(const RequestRecord &record, const RequestPlace &place);
+
+#endif

@@ -1,0 +1,89 @@
+#include "item_options.h"
+
+#include "apps/decimal_range.h"
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+
+namespace
+{
+
+// The names that -k takes beside those of the types.
+const std::map<std::string, ItemType> &kinds()
+{
+    static const std::map<std::string, ItemType> names = {
+        {"byte", ItemType::U8},   {"block", ItemType::U8},     {"word", ItemType::U16},
+        {"dword", ItemType::U32}, {"bitblock", ItemType::Bit},
+    };
+    return names;
+}
+
+bool kindByName(const std::string &name, ItemType *type)
+{
+    const auto kind = kinds().find(name);
+    if (kind == kinds().end())
+        return itemTypeByName(argumentText(name), type);
+    *type = kind->second;
+    return true;
+}
+
+} // namespace
+
+void addTypeOptions(CLI::App *command, ItemOptions *options)
+{
+    command
+        ->add_option_function<std::string>(
+            "-k,--kind",
+            [options](const std::string &name) {
+                options->defaults.hasType = true;
+                if (!kindByName(name, &options->defaults.type))
+                    throw CLI::ValidationError("--kind", name + " is no type of an item");
+            },
+            "Type where an expression names none")
+        ->type_name("TYPE");
+    command
+        ->add_option_function<std::string>(
+            "--word-order",
+            [options](const std::string &name) {
+                options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
+            },
+            "Order of the words of 32-bit values")
+        ->check(CLI::IsMember({"low-first", "high-first"}).description(""))
+        ->type_name("low-first|high-first");
+}
+
+void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames)
+{
+    command
+        ->add_option("expression", options->expressions,
+                     "Items, such as DM100, DM102:f32, DM200[8], R1215:bit or T3")
+        ->required()
+        ->expected(1, MAX_ITEM_COUNT)
+        ->type_name("ADDRESS[:TYPE][[COUNT]]...");
+    command
+        ->add_option(countNames, options->defaults.count,
+                     "Number of values where an expression names none")
+        ->transform(decimalRange(1, MAX_ITEM_COUNT));
+    addTypeOptions(command, options);
+    command
+        ->add_option("--max-gap", options->merge.maxGap,
+                     "Most unwanted words that one request may read between two items")
+        ->transform(decimalRange(0, MAX_ITEM_COUNT))
+        ->capture_default_str();
+    command->add_flag_callback(
+        "--no-merge", [options] { options->merge.merge = false; }, "One request for each item");
+    addFormatOption(command, &options->format);
+}
+
+bool parseItems(const ItemOptions &options, QVector<Item> *items, QString *error)
+{
+    QVector<Item> parsed;
+    for (const std::string &expression : options.expressions) {
+        Item item;
+        if (!parseItem(argumentText(expression), options.defaults, &item, error))
+            return false;
+        parsed += item;
+    }
+    *items = parsed;
+    return true;
+}

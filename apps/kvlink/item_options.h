@@ -1,0 +1,37 @@
+/// The options of all commands that read items.
+#ifndef APPS_KVLINK_ITEM_OPTIONS_H
+#define APPS_KVLINK_ITEM_OPTIONS_H
+
+#include "expression.h"
+#include "item_output.h"
+#include "item_plan.h"
+#include "item_values.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI
+{
+class App;
+}
+
+struct ItemOptions {
+    std::vector<std::string> expressions;
+    ItemDefaults defaults;
+    MergeOptions merge;
+    WordOrder order = WordOrder::LowFirst;
+    OutputFormat format = OutputFormat::Text;
+};
+
+/// Adds -k and --word-order to a command.
+void addTypeOptions(CLI::App *command, ItemOptions *options);
+
+/// Adds the expressions, the number of values, -k, --word-order, --max-gap, --no-merge and --format
+/// to a command that reads items. @param countNames the names of the option for the number of values
+void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");
+
+/// Reads the expressions.
+/// @return whether @p items was filled; else @p error tells what is wrong with one of them
+bool parseItems(const ItemOptions &options, QVector<Item> *items, QString *error);
+
+#endif

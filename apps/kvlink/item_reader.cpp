@@ -1,0 +1,45 @@
+#include "item_reader.h"
+
+ItemReader::ItemReader(Session &session, const QVector<Item> &items, const MergeOptions &options,
+                       WordOrder order)
+    : m_session(session), m_items(items), m_order(order), m_requests(planRequests(items, options))
+{}
+
+QVector<ItemResult> ItemReader::read()
+{
+    m_results = QVector<ItemResult>(m_items.size());
+    m_data.clear();
+    for (const Item &item : m_items)
+        m_data += QByteArray(itemBytes(item), '\0');
+    const QVector<ItemRequest> planned = m_requests;
+    m_requests.clear();
+    for (const ItemRequest &request : planned)
+        readOrSplit(request);
+    for (int i = 0; i < m_items.size(); ++i) {
+        ItemResult &result = m_results[i];
+        if (result.failure.status == StatusGood &&
+            !unpackValues(m_items.at(i), m_order, m_data.at(i), &result.values,
+                          &result.failure.text))
+            result.failure.status = StatusUnusable;
+    }
+    return m_results;
+}
+
+void ItemReader::readOrSplit(const ItemRequest &request)
+{
+    Failure failure;
+    const QByteArray data = m_session.read(request.command, &failure);
+    if (data.isEmpty() && failure.status == StatusPlcError && request.parts.size() > 1) {
+        for (const ItemRequest &part : splitRequest(m_items, request))
+            readOrSplit(part);
+        return;
+    }
+    m_requests += request;
+    for (const ItemPart &part : request.parts) {
+        Failure &kept = m_results[part.item].failure;
+        if (!data.isEmpty())
+            m_data[part.item].replace(part.to, part.length, data.mid(part.from, part.length));
+        else if (kept.status == StatusGood)
+            kept = failure;
+    }
+}

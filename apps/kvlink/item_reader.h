@@ -1,0 +1,42 @@
+/// Reads a list of items, any number of times.
+#ifndef APPS_KVLINK_ITEM_READER_H
+#define APPS_KVLINK_ITEM_READER_H
+
+#include "item_plan.h"
+#include "item_values.h"
+#include "session.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+/// What became of an item.
+struct ItemResult {
+    Failure failure; ///< StatusGood when the item was read or written
+    QStringList values;
+};
+
+/// Reads items in as few requests as allowed. A block for several items that the PLC refuses with its
+/// error reply is given up: its items are read one by one, then and from then on.
+class ItemReader
+{
+public:
+    /// Requires: @p session outlives the reader; its link is open whenever `read` is called.
+    ItemReader(Session &session, const QVector<Item> &items, const MergeOptions &options,
+               WordOrder order);
+
+    /// Reads all items. @return one result for each item
+    QVector<ItemResult> read();
+
+private:
+    void readOrSplit(const ItemRequest &request);
+
+    Session &m_session;
+    const QVector<Item> m_items;
+    const WordOrder m_order;
+    QVector<ItemRequest> m_requests; // without the blocks that were refused
+    QVector<QByteArray> m_data;
+    QVector<ItemResult> m_results;
+};
+
+#endif

@@ -1,0 +1,254 @@
+// monitor: reads items again and again on a steady schedule, also through an outage.
+#include "apps/decimal_range.h"
+#include "command_line.h"
+#include "commands.h"
+#include "item_options.h"
+#include "item_reader.h"
+#include "live_table.h"
+#include "schedule.h"
+#include "session.h"
+#include "stop_request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTextStream>
+
+#include <memory>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int FIRST_BACK_OFF_MS = 100;
+const int LAST_BACK_OFF_MS = 5000;
+
+struct MonitorOptions {
+    ItemOptions items;
+    int intervalMs = 1000;
+    int count = 0;     ///< samples, 0 for no end
+    int durationS = 0; ///< 0 for no end
+    bool changesOnly = false;
+};
+
+bool isOutage(const Failure &failure)
+{
+    return failure.status == StatusNoReply || failure.status == StatusOpen;
+}
+
+// The first item that got no reply; null when there is none.
+const Failure *outageIn(const QVector<ItemResult> &results)
+{
+    for (const ItemResult &result : results) {
+        if (isOutage(result.failure))
+            return &result.failure;
+    }
+    return nullptr;
+}
+
+class Monitor
+{
+public:
+    /// @param live whether to redraw a table rather than to print rows
+    Monitor(const MonitorOptions &options, bool live, Session &session, const QVector<Item> &items,
+            QTextStream &out, QTextStream &err);
+
+    /// @return the exit status that the last sample calls for
+    ExitStatus run();
+
+    /// Ticks that were left out, as the sample before took too long.
+    qint64 missed() const { return m_missed; }
+
+private:
+    QVector<ItemResult> sample();
+    void noteOutage(const Failure &failure);
+    void report(const QVector<ItemResult> &results);
+    void tell(const QString &text);
+    void show(const QVector<ItemResult> &results);
+
+    const MonitorOptions &m_options;
+    Session &m_session;
+    const QVector<Item> m_items;
+    QTextStream &m_out;
+    QTextStream &m_err;
+    ItemReader m_reader;
+    ItemPrinter m_printer;
+    LiveTable m_table;
+    const bool m_isLive;
+    QElapsedTimer m_clock;
+    QVector<ItemResult> m_shown;
+    QString m_reported;  // failures, as far as they are no outage
+    ExitStatus m_status; // of the last sample
+    Failure m_down;      // why the link is not open; good while it is
+    qint64 m_reopenAtMs; // not before
+    int m_backOffMs;
+    qint64 m_outageSinceMs; // -1 without an outage
+    qint64 m_missed;
+};
+
+Monitor::Monitor(const MonitorOptions &options, bool live, Session &session,
+                 const QVector<Item> &items, QTextStream &out, QTextStream &err)
+    : m_options(options), m_session(session), m_items(items), m_out(out), m_err(err),
+      m_reader(session, items, options.items.merge, options.items.order),
+      m_printer(out, options.items.format, items), m_table(out, items), m_isLive(live),
+      m_status(StatusGood), m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS), m_outageSinceMs(-1),
+      m_missed(0)
+{
+    m_clock.start();
+}
+
+ExitStatus Monitor::run()
+{
+    const qint64 endMs = qint64(m_options.durationS) * 1000;
+    qint64 tick = 0;
+    for (int taken = 0; m_options.count == 0 || taken < m_options.count; ++taken) {
+        const qint64 dueMs = tick * m_options.intervalMs;
+        if ((endMs > 0 && dueMs >= endMs) || waitForStop(dueMs - m_clock.elapsed()))
+            break;
+        const QVector<ItemResult> results = sample();
+        // A request that the signal has cut short says nothing about the PLC.
+        if (stopRequested() && outageIn(results))
+            break;
+        report(results);
+        show(results);
+        if (m_out.status() != QTextStream::Ok)
+            break;
+        tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
+    }
+    m_printer.finish();
+    return m_status;
+}
+
+QVector<ItemResult> Monitor::sample()
+{
+    if (m_down.status != StatusGood && m_clock.elapsed() >= m_reopenAtMs) {
+        Failure failure;
+        if (m_session.openLink(&failure))
+            m_down = Failure();
+        else
+            noteOutage(failure);
+    }
+    if (m_down.status != StatusGood) {
+        ItemResult failed;
+        failed.failure = m_down;
+        return QVector<ItemResult>(m_items.size(), failed);
+    }
+    const QVector<ItemResult> results = m_reader.read();
+    const Failure *outage = outageIn(results);
+    if (!outage)
+        m_backOffMs = FIRST_BACK_OFF_MS;
+    else if (m_session.doubtsLink())
+        noteOutage(*outage);
+    return results;
+}
+
+void Monitor::noteOutage(const Failure &failure)
+{
+    m_down = failure;
+    m_reopenAtMs = m_clock.elapsed() + m_backOffMs;
+    m_backOffMs = qMin(2 * m_backOffMs, +LAST_BACK_OFF_MS);
+}
+
+void Monitor::tell(const QString &text)
+{
+    m_out.flush();
+    m_table.leave();
+    complain(m_err, text, m_status);
+    m_err.flush();
+}
+
+// Failures are told when they begin or change, not with every sample.
+void Monitor::report(const QVector<ItemResult> &results)
+{
+    QString text;
+    QTextStream reasons(&text);
+    m_status = reportFailures(reasons, m_items, results);
+    const Failure *outage = outageIn(results);
+    if (outage && m_outageSinceMs < 0) {
+        m_outageSinceMs = m_clock.elapsed();
+        tell(QLatin1String("outage: ") + outage->text);
+    } else if (!outage && m_outageSinceMs >= 0) {
+        tell(QString::fromLatin1("the PLC answers again after %1 s")
+                 .arg(static_cast<double>(m_clock.elapsed() - m_outageSinceMs) / 1000, 0, 'f', 1));
+        m_outageSinceMs = -1;
+    }
+    if (!outage && text != m_reported) {
+        m_table.leave();
+        m_out.flush();
+        m_err << text;
+        m_err.flush();
+        m_reported = text;
+    }
+}
+
+void Monitor::show(const QVector<ItemResult> &results)
+{
+    const QString time =
+        QDateTime::currentDateTime().toString(QLatin1String("yyyy-MM-ddTHH:mm:ss.zzz"));
+    if (m_isLive) {
+        winsize size = {};
+        const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+        m_table.draw(results, time, known ? size.ws_col : 80, known ? size.ws_row : 24);
+    }
+    for (int i = 0; !m_isLive && i < m_items.size(); ++i) {
+        const bool same = !m_shown.isEmpty() && m_shown.at(i).values == results.at(i).values &&
+                          m_shown.at(i).failure.status == results.at(i).failure.status;
+        if (!m_options.changesOnly || !same)
+            m_printer.printItem(i, results.at(i), time);
+    }
+    m_shown = results;
+    m_out.flush();
+}
+
+int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStream &out,
+               QTextStream &err)
+{
+    Failure failure;
+    QVector<Item> items;
+    if (!parseItems(options.items, &items, &failure.text))
+        return complain(err, failure.text, StatusUsage);
+    for (const Item &item : items) {
+        if (!item.values.isEmpty())
+            return complain(err, item.text + QLatin1String(" has a value to write"), StatusUsage);
+    }
+    Session session(link, err);
+    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    // A trace on the same terminal would run through the table.
+    const bool live = isatty(STDOUT_FILENO) && options.items.format == OutputFormat::Text &&
+                      !options.changesOnly && link.trace != "-";
+    Monitor monitor(options, live, session, items, out, err);
+    const ExitStatus status = monitor.run();
+    out.flush();
+    QString summary = session.statistics().text();
+    if (monitor.missed() > 0)
+        summary += QLatin1String("; ") + countText(monitor.missed(), "sample", "samples") +
+                   QLatin1String(" left out");
+    return complain(err, summary, status);
+}
+
+} // namespace
+
+void addMonitorCommand(CLI::App &app, CommandLine *line)
+{
+    const auto options = std::make_shared<MonitorOptions>();
+    CLI::App *monitor = app.add_subcommand("monitor", "Read items again and again");
+    addReadOptions(monitor, &options->items, "-n");
+    monitor
+        ->add_option("--interval", options->intervalMs, "Time from one sample to the next, in ms")
+        ->transform(decimalRange(1, 86400000))
+        ->capture_default_str();
+    monitor->add_option("--count", options->count, "Number of samples; no end unless given")
+        ->transform(decimalRange(1, 999999999));
+    monitor->add_option("--duration", options->durationS, "Time to go on, in seconds")
+        ->transform(decimalRange(1, 999999999));
+    monitor->add_flag("--changes-only", options->changesOnly, "Print an item when it has changed");
+    monitor->callback([line, options] {
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runMonitor(*options, link, out, err);
+        };
+    });
+}

@@ -1,0 +1,131 @@
+// ping: opens and closes the communication, and nothing else.
+#include "apps/decimal_range.h"
+#include "command_line.h"
+#include "commands.h"
+#include "session.h"
+#include "stop_request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTextStream>
+#include <QtCore/QVariant>
+
+#include <memory>
+
+namespace
+{
+
+const int CONTROL_DISCARD_INPUT = 12;
+const int MAX_REPLY_LENGTH = 256;
+
+struct PingOptions {
+    int count = 4; ///< 0 for no end
+    int intervalMs = 1000;
+};
+
+QByteArray receiveLine(AbstractDeviceInterface *channel)
+{
+    QByteArray reply;
+    char buffer[MAX_REPLY_LENGTH];
+    while (!reply.endsWith('\n') && reply.size() < MAX_REPLY_LENGTH) {
+        const int count = channel->read(buffer, MAX_REPLY_LENGTH - reply.size());
+        if (count <= 0)
+            break;
+        reply.append(buffer, count);
+    }
+    return reply;
+}
+
+// One line and its reply. @return the time between them in ms; -1 with the reason in a driver's
+// words
+double roundTrip(AbstractDeviceInterface *channel, const QByteArray &line,
+                 const QByteArray &expected, QString *driverText)
+{
+    channel->control(CONTROL_DISCARD_INPUT, QVariant(0));
+    QElapsedTimer time;
+    time.start();
+    channel->write(line.constData(), line.size());
+    const QByteArray reply = receiveLine(channel);
+    const double ms = static_cast<double>(time.nsecsElapsed()) / 1e6;
+    if (reply == expected)
+        return ms;
+    if (reply.isEmpty())
+        *driverText = QLatin1String("PLC no response");
+    else if (reply.size() == 4 && reply.startsWith('E') && reply.endsWith("\r\n"))
+        *driverText = QLatin1String("Response During an Error:") + QString::fromLatin1(reply);
+    else
+        *driverText = QLatin1String("invalid response");
+    return -1;
+}
+
+bool pingOnce(AbstractDeviceInterface *channel, double *openMs, double *closeMs,
+              QString *driverText)
+{
+    channel->getDelay(); // the channel waits for it itself
+    const QByteArray station = QByteArray::number(channel->getStationId()).rightJustified(2, '0');
+    *openMs = roundTrip(channel, "CR " + station + "\r\n", "CC " + station + "\r\n", driverText);
+    *closeMs = *openMs < 0 ? -1 : roundTrip(channel, "CQ\r\n", "CF\r\n", driverText);
+    return *closeMs >= 0;
+}
+
+// @return the first good status, else the last failure's
+int pingAll(const PingOptions &ping, Session &session, QTextStream &out, QTextStream &err)
+{
+    int status = -1;
+    QElapsedTimer clock;
+    clock.start();
+    for (qint64 n = 1; (ping.count == 0 || n <= ping.count) && !stopRequested(); ++n) {
+        double openMs = 0;
+        double closeMs = 0;
+        Failure failure;
+        const auto work = [&](QString *text) {
+            return pingOnce(session.channel(), &openMs, &closeMs, text);
+        };
+        if (session.request(work, QString(), &failure)) {
+            out << n << ": open " << QString::number(openMs, 'f', 3) << " ms, close "
+                << QString::number(closeMs, 'f', 3) << " ms\n";
+            out.flush();
+            status = StatusGood;
+        } else if (!stopRequested()) {
+            complain(err, QString::fromLatin1("%1: %2").arg(n).arg(failure.text), failure.status);
+            err.flush();
+            if (status != StatusGood)
+                status = failure.status;
+        }
+        if (ping.count == 0 || n < ping.count)
+            waitForStop(n * ping.intervalMs - clock.elapsed());
+        if (out.status() != QTextStream::Ok)
+            break;
+    }
+    return status < 0 ? StatusNoReply : status;
+}
+
+int runPing(const PingOptions &ping, const LinkOptions &options, QTextStream &out, QTextStream &err)
+{
+    Session session(options, err);
+    Failure failure;
+    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    const int status = pingAll(ping, session, out, err);
+    return complain(err, session.statistics().text(), static_cast<ExitStatus>(status));
+}
+
+} // namespace
+
+void addPingCommand(CLI::App &app, CommandLine *line)
+{
+    const auto ping = std::make_shared<PingOptions>();
+    CLI::App *command = app.add_subcommand("ping", "Open and close only; prints round-trip times");
+    command->add_option("--count", ping->count, "Number of pings, 0 for no end")
+        ->transform(decimalRange(0, 999999999))
+        ->capture_default_str();
+    command->add_option("--interval", ping->intervalMs, "Time from one to the next, in ms")
+        ->transform(decimalRange(0, 3600000))
+        ->capture_default_str();
+    command->callback([line, ping] {
+        line->run = [ping](const LinkOptions &options, QTextStream &out, QTextStream &err) {
+            return runPing(*ping, options, out, err);
+        };
+    });
+}

@@ -1,0 +1,138 @@
+// replay: sends the requests of a trace again and compares the replies.
+#include "command_line.h"
+#include "commands.h"
+#include "host/escaped_text.h"
+#include "host/trace_log.h"
+#include "session.h"
+#include "stop_request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+#include <QtCore/QVariant>
+#include <QtCore/QVector>
+
+#include <memory>
+
+namespace
+{
+
+const int CONTROL_DISCARD_INPUT = 12;
+const int MAX_REPLY_LENGTH = 65536;
+
+struct Recorded {
+    int lineNumber; ///< in the trace
+    QByteArray request;
+    QByteArray reply; ///< all that came before the next request
+};
+
+// What the programs print on stderr beside a trace.
+bool isRemark(const QString &text)
+{
+    return text.isEmpty() || text.startsWith(QLatin1String("kvlink: ")) ||
+           text.startsWith(QLatin1String("kvsim: "));
+}
+
+bool readTrace(const QString &name, QVector<Recorded> *recording, QString *error)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = QString::fromLatin1("cannot read the trace %1: %2").arg(name, file.errorString());
+        return false;
+    }
+    for (int number = 1; !file.atEnd(); ++number) {
+        const QString text = QString::fromLatin1(file.readLine()).trimmed();
+        TracedLine line;
+        if (isRemark(text))
+            continue;
+        if (!parseTracedLine(text, &line)) {
+            *error = QString::fromLatin1("%1:%2: not a line of a trace").arg(name).arg(number);
+            return false;
+        }
+        if (line.direction == '>')
+            recording->append({number, line.bytes, QByteArray()});
+        else if (!recording->isEmpty())
+            recording->last().reply += line.bytes;
+    }
+    if (recording->isEmpty())
+        *error = QString::fromLatin1("the trace %1 holds no request").arg(name);
+    return !recording->isEmpty();
+}
+
+// Receives as many lines as were recorded, or what comes before a time-out.
+QByteArray receive(AbstractDeviceInterface *channel, const QByteArray &recorded)
+{
+    const int lines = qMax(1, recorded.count('\n'));
+    QByteArray reply;
+    char buffer[512];
+    while (reply.size() < MAX_REPLY_LENGTH &&
+           !(reply.endsWith('\n') && reply.count('\n') >= lines)) {
+        const int count = channel->read(buffer, sizeof buffer);
+        if (count <= 0)
+            break;
+        reply.append(buffer, count);
+    }
+    return reply;
+}
+
+QString replyText(const QByteArray &reply)
+{
+    return reply.isEmpty() ? QString::fromLatin1("nothing")
+                           : QLatin1Char('"') + escapedText(reply) + QLatin1Char('"');
+}
+
+int replay(const QVector<Recorded> &recording, Session &session, QTextStream &out, QTextStream &err)
+{
+    int sent = 0;
+    int different = 0;
+    AbstractDeviceInterface *channel = session.channel();
+    for (const Recorded &exchange : recording) {
+        channel->control(CONTROL_DISCARD_INPUT, QVariant(0));
+        if (stopRequested())
+            break;
+        ++sent;
+        channel->write(exchange.request.constData(), exchange.request.size());
+        const QByteArray reply = receive(channel, exchange.reply);
+        if (reply == exchange.reply)
+            continue;
+        ++different;
+        out << "line " << exchange.lineNumber << ": \"" << escapedText(exchange.request)
+            << "\": recorded " << replyText(exchange.reply) << ", received " << replyText(reply)
+            << '\n';
+        out.flush();
+    }
+    const QString summary =
+        QString::fromLatin1("%1 of %2 sent, %3")
+            .arg(sent)
+            .arg(countText(recording.size(), "recorded request", "recorded requests"),
+                 countText(different, "different reply", "different replies"));
+    return complain(err, summary, different > 0 ? StatusDiffers : StatusGood);
+}
+
+int runReplay(const std::string &file, const LinkOptions &options, QTextStream &out,
+              QTextStream &err)
+{
+    Session session(options, err);
+    QVector<Recorded> recording;
+    Failure failure;
+    if (!readTrace(argumentText(file), &recording, &failure.text))
+        return complain(err, failure.text, StatusUsage);
+    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+        return complain(err, failure.text, failure.status);
+    return replay(recording, session, out, err);
+}
+
+} // namespace
+
+void addReplayCommand(CLI::App &app, CommandLine *line)
+{
+    const auto file = std::make_shared<std::string>();
+    CLI::App *command =
+        app.add_subcommand("replay", "Send a trace's requests again and compare the replies");
+    command->add_option("file", *file, "Trace of kvlink or kvsim")->required()->type_name("TRACE");
+    command->callback([line, file] {
+        line->run = [file](const LinkOptions &options, QTextStream &out, QTextStream &err) {
+            return runReplay(*file, options, out, err);
+        };
+    });
+}

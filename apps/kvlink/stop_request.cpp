@@ -1,0 +1,61 @@
+#include "stop_request.h"
+
+#include <QtCore/QElapsedTimer>
+
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace
+{
+
+volatile std::sig_atomic_t requested = 0;
+
+// Written by the handler and never read, so that every later wait ends at once, too.
+int wakeUp[2] = {-1, -1};
+
+extern "C" void noteStop(int)
+{
+    const int error = errno;
+    requested = 1;
+    const ssize_t written = write(wakeUp[1], "s", 1);
+    static_cast<void>(written);
+    errno = error;
+}
+
+bool watchSignal(int number)
+{
+    struct sigaction action;
+    sigemptyset(&action.sa_mask);
+    action.sa_handler = noteStop;
+    // The second signal finds the default, the end of the process.
+    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    return sigaction(number, &action, nullptr) == 0;
+}
+
+} // namespace
+
+bool watchStopSignals()
+{
+    return pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 && watchSignal(SIGINT) &&
+           watchSignal(SIGTERM);
+}
+
+bool stopRequested()
+{
+    return requested != 0;
+}
+
+bool waitForStop(qint64 ms)
+{
+    QElapsedTimer waiting;
+    waiting.start();
+    for (qint64 left = ms; left > 0 && !stopRequested(); left = ms - waiting.elapsed()) {
+        pollfd end = {wakeUp[0], POLLIN, 0};
+        poll(&end, 1, static_cast<int>(qMin<qint64>(left, 60000)));
+    }
+    return stopRequested();
+}

@@ -1,0 +1,19 @@
+/// SIGINT and SIGTERM as a request to end a running command in an orderly way.
+#ifndef APPS_KVLINK_STOP_REQUEST_H
+#define APPS_KVLINK_STOP_REQUEST_H
+
+#include <QtCore/QtGlobal>
+
+/// From here on the first signal of each kind only notes the request; a second one ends the process
+/// at once. @return false when the system refuses; the signals then end the process as ever
+bool watchStopSignals();
+
+/// Whether a signal has come since `watchStopSignals`.
+bool stopRequested();
+
+/// Waits for a signal.
+/// @param ms at most so long, in milliseconds; 0 or less does not wait
+/// @return `stopRequested`
+bool waitForStop(qint64 ms);
+
+#endif
