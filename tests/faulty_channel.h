@@ -1,0 +1,146 @@
+/// A PLC whose replies arrive damaged, late or in pieces, and the channel to it.
+#ifndef TESTS_FAULTY_CHANNEL_H
+#define TESTS_FAULTY_CHANNEL_H
+
+#include "drivers/abstract_device_interface.h"
+#include "drivers/communicator_command.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QVariant>
+
+#include <cstring>
+
+typedef QByteArray B;
+typedef QList<QByteArray> Chunks;
+
+/// What stands between "|".
+inline Chunks split(const char *text)
+{
+    return B(text).split('|');
+}
+
+/// A call of the driver, and what a sound PLC makes of it.
+struct Request {
+    const char *name;
+    CommandKind kind;
+    uint count;
+    const char *address;
+    const char *data;  // what to write, in hex; empty for a read
+    const char *lines; // the data lines, separated by "|"
+    const char *reply; // the PLC's answer to each of them
+    const char *form;  // an item of a read's reply; h, d, b: hexadecimal, decimal, binary digit
+    const char *good;
+    const char *wrongForm;
+};
+
+/// A PLC and the way back from it. Replies stay in order. Between their chunks stand marks: "~" is
+/// a read that gives nothing, "!" keeps back what follows until the next discard, and "*" and a
+/// character is a noise of that character without end.
+class Peer
+{
+public:
+    Peer(const Request &request, bool refuses) : m_heard(0) { serve(request, refuses); }
+
+    // Without an effect on replies that are under way.
+    void serve(const Request &request, bool refuses)
+    {
+        m_reply = refuses ? "E1\r\n" : request.reply;
+    }
+
+    void discard()
+    {
+        while (!m_input.isEmpty() && !m_input.first().startsWith('*')) {
+            if (m_input.takeFirst() == "!")
+                break;
+        }
+    }
+
+    B ordinary(const B &line) const
+    {
+        return line.startsWith("CR") ? "CC 07\r\n" : line.startsWith("CQ") ? "CF\r\n" : m_reply;
+    }
+
+    void hear(const B &line) { m_input += hits.value(m_heard++, Chunks() << ordinary(line)); }
+    int heard() const { return m_heard; }
+
+    B give(int room)
+    {
+        if (m_input.isEmpty() || m_input.first() == "!")
+            return B();
+        const B chunk = m_input.takeFirst();
+        if (chunk == "~")
+            return B();
+        if (chunk.startsWith('*'))
+            m_input.prepend(chunk);
+        else if (chunk.size() > room)
+            m_input.prepend(chunk.mid(room));
+        return chunk.startsWith('*') ? B(room, chunk.at(1)) : chunk.left(room);
+    }
+
+    QMap<int, Chunks> hits; // other replies than the ordinary ones, by the number of the line
+
+private:
+    B m_reply;
+    int m_heard;
+    Chunks m_input;
+};
+
+/// "!" for a discard, ">" and the line for a write.
+class CallLog
+{
+public:
+    void discard() { m_text += "!|"; }
+    void line(const B &bytes)
+    {
+        m_text +=
+            ">" + (bytes.endsWith("\r\n") ? bytes.left(bytes.size() - 2) : bytes + "??") + "|";
+    }
+    B end(const B &result, bool failed, B error)
+    {
+        error.replace("\r", "{CR}").replace("\n", "{LF}");
+        return m_text + (failed ? "failed:" : "ok:") + result + ":" + error;
+    }
+
+private:
+    B m_text;
+};
+
+/// Reads and writes the bytes of a peer, station 7, and keeps a log of the calls.
+class FaultyChannel : public AbstractDeviceInterface
+{
+public:
+    FaultyChannel(const Peer &other, int retries) : peer(other), m_retries(retries) {}
+
+    int read(char *buffer, int maxLength)
+    {
+        const B chunk = peer.give(maxLength);
+        std::memcpy(buffer, chunk.constData(), static_cast<size_t>(chunk.size()));
+        return chunk.size();
+    }
+    int write(const char *buffer, int length)
+    {
+        log.line(B(buffer, length));
+        peer.hear(B(buffer, length));
+        return length;
+    }
+    int control(int code, const QVariant &value)
+    {
+        if (code == 12 && value.type() == QVariant::Int && value.toInt() == 0)
+            log.discard();
+        peer.discard();
+        return 1;
+    }
+    int getRetry() { return m_retries; }
+    int getStationId() { return 7; }
+    unsigned long getDelay() { return 0; }
+
+    Peer peer;
+    CallLog log;
+
+private:
+    int m_retries;
+};
+
+#endif

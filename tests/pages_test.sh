@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Compares what the programs' help, the man pages and the completion know of options, and the pages' syntax.
+# Arguments: the folder with the programs, the source folder.
+set -euo pipefail
+bin=$1
+source=$2
+failed=0
+
+fail() {
+    echo "$*"
+    failed=1
+}
+
+options() { grep -oE -- '--[a-z][a-z-]+' | sort -u; }
+
+help_options() {
+    local program=$1 command
+    shift
+    { "$bin/$program" --help; for command in "$@"; do "$bin/$program" $command --help; done; } | options
+}
+
+man_options() { sed 's/\\-/-/g' "$source/man/$1.1" | options; }
+
+completion_options() { sed -n "$1,$2p" "$source/completion/kvlink.bash" | options; }
+
+compare() {
+    local difference
+    difference=$(diff <(echo "$2") <(echo "$3")) || fail "$1:" "$difference"
+}
+
+commands=(info read write monitor ping bench replay list-ports 'project init')
+kvlink=$(help_options kvlink "${commands[@]}")
+kvsim=$(help_options kvsim)
+compare "kvlink's help and man page" "$kvlink" "$(man_options kvlink)"
+compare "kvsim's help and man page" "$kvsim" "$(man_options kvsim)"
+compare "kvlink's help and completion" "$kvlink" "$(completion_options 1 '/^_kvsim()/')"
+compare "kvsim's help and completion" "$kvsim" "$(completion_options '/^_kvsim()/' '$')"
+
+for command in "${commands[@]}"; do
+    "$bin/kvlink" --help | grep -qE "^  ${command%% *} " || fail "kvlink --help does not list $command"
+    grep -qF -- "${command//-/\\-}" "$source/man/kvlink.1" || fail "kvlink(1) does not describe $command"
+done
+for program in kvlink kvsim; do
+    lines=$("$bin/$program" --help | wc -l)
+    examples=$("$bin/$program" --help | grep -c "^  $program .*")
+    [ "$lines" -le 48 ] || fail "$program --help has $lines lines"
+    [ "$examples" -ge 5 ] || fail "$program --help has $examples examples"
+done
+
+for page in "$source"/man/*; do
+    warnings=$(MANWIDTH=80 man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>&1 >/dev/null)
+    [ -z "$warnings" ] || fail "$page: $warnings"
+done
+
+completed=$(bash -c 'source "$1"; COMP_WORDS=(kvlink monitor --cha); COMP_CWORD=2; _kvlink; echo "${COMPREPLY[*]}"' \
+    - "$source/completion/kvlink.bash")
+[ "$completed" = --changes-only ] || fail "completion of --cha gives \"$completed\""
+exit $failed

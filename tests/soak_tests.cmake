@@ -1,0 +1,7 @@
+if(KV_QT EQUAL 5)
+  add_executable(soak soak/soak.cpp)
+  target_link_libraries(soak PRIVATE kv_l20v_host_link_objects host simulator)
+  add_dependencies(soak kvsim)
+  add_test(NAME soak COMMAND soak 50000 1000 1 $<TARGET_FILE:kvsim>)
+  set_tests_properties(soak PROPERTIES TIMEOUT 120)
+endif()
