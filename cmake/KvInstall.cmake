@@ -10,6 +10,13 @@ set(KV_INSTALL_INCLUDE ${CMAKE_INSTALL_INCLUDEDIR}/kv-hostlink)
 install(TARGETS kv_l20v_host_link LIBRARY DESTINATION ${KV_INSTALL_DRIVERS} COMPONENT programs)
 if(KV_QT EQUAL 5)
   install(TARGETS kvlink kvsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
+  install(FILES man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
+  install(FILES man/kvsim-faults.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT programs)
+  foreach(program kvlink kvsim)
+    install(FILES completion/kvlink.bash RENAME ${program} COMPONENT programs
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+    )
+  endforeach()
 endif()
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
