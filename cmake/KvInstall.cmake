@@ -38,6 +38,10 @@ configure_package_config_file(cmake/KvHostLinkConfig.cmake.in
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KvHostLinkConfigVersion.cmake
   COMPATIBILITY SameMajorVersion
 )
+# From the pkg-config file itself, so that an installation can be moved.
+file(RELATIVE_PATH KV_PC_TO_INCLUDE
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR}
+)
 configure_file(cmake/kv-hostlink.pc.in ${PROJECT_BINARY_DIR}/kv-hostlink.pc @ONLY)
 install(FILES
   ${PROJECT_BINARY_DIR}/KvHostLinkConfig.cmake

@@ -22,11 +22,15 @@ _kvlink() {
         mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_ports)" -- "$current")
         return
         ;;
-    --project | --driver | replay)
+    --project | --driver | init)
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
     --format)
+        if [ "$command" = list-ports ]; then
+            mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$current")
+            return
+        fi
         mapfile -t COMPREPLY < <(compgen -W 'text json jsonl csv value' -- "$current")
         return
         ;;
@@ -38,9 +42,12 @@ _kvlink() {
         mapfile -t COMPREPLY < <(compgen -W 'COM1 COM2 COM3 ETHERNET' -- "$current")
         return
         ;;
+    --tcp | --station | --retry | --delay | --timeout | --count | --interval | --duration | --max-gap | --requests | --baud | -n)
+        return
+        ;;
     -k | --kind)
         mapfile -t COMPREPLY < <(compgen -W \
-            'bit u8 u16 s16 u32 s32 f32 hex bin bcd byte word dword block bitblock' -- "$current")
+            'bit u8 u16 s16 u32 s32 f32 hex bin bcd string byte word dword block bitblock' -- "$current")
         return
         ;;
     esac
@@ -60,6 +67,7 @@ _kvlink() {
     case $command in
     '') mapfile -t COMPREPLY < <(compgen -W \
         'info read write monitor ping bench replay list-ports project' -- "$current") ;;
+    replay) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     project) mapfile -t COMPREPLY < <(compgen -W 'init' -- "$current") ;;
     read | write | monitor | bench)
         mapfile -t COMPREPLY < <(compgen -W "$_kvlink_devices" -- "${current^^}")

@@ -31,6 +31,9 @@ QString brokenPortText(const QIODevice &port)
     if (serial &&
         (serial->error() == QSerialPort::NoError || serial->error() == QSerialPort::TimeoutError))
         return QString();
+    // Whatever Qt says then comes from an error number that may be an old one.
+    if (serial)
+        return QLatin1String("the port is gone or broken");
     const QAbstractSocket *socket = qobject_cast<const QAbstractSocket *>(&port);
     if (socket && socket->state() == QAbstractSocket::ConnectedState)
         return QString();

@@ -14,6 +14,8 @@ const char PROJECT_CONNECTION[] = "project";
 namespace
 {
 
+const int ETHERNET_HMI_PORT = 2000;
+
 const char EXAMPLE_CONNECTION[] = "example-project";
 
 const char *const EXAMPLE_STATEMENTS[] = {
@@ -92,7 +94,7 @@ bool findProjectLink(const QString &portName, const QString &ip, unsigned short 
     unsigned char station = 0;
     QList<LinkIdStationId> nodes;
     bool found = false;
-    if (ip.isEmpty()) {
+    if (ip.isEmpty() || hmiPort != ETHERNET_HMI_PORT) {
         found = GetLinkIdAndDefaultStationId(connection, hmiPort, linkId, station);
     } else if (GetLinkIdAndDefaultStationId(connection, hmiPort, ip, port, nodes)) {
         found = true;
@@ -100,9 +102,11 @@ bool findProjectLink(const QString &portName, const QString &ip, unsigned short 
         station = nodes.first().stationId;
     }
     if (!found) {
-        *error = QString::fromLatin1("the project has no default station at %1 (HMI port %2)")
+        const bool byAddress = !ip.isEmpty() && hmiPort == ETHERNET_HMI_PORT;
+        *error = QString::fromLatin1("the project has no default station at %1 (HMI port %2%3)")
                      .arg(portName)
-                     .arg(hmiPort);
+                     .arg(hmiPort)
+                     .arg(byAddress ? QString::fromLatin1(", %1:%2").arg(ip).arg(port) : QString());
         return false;
     }
     link->hmiPort = hmiPort;

@@ -36,6 +36,12 @@ void TracedChannel::beginRequest()
     m_exchangeDone = false; // the first open line begins an attempt
 }
 
+void TracedChannel::endRequest()
+{
+    endLine();
+    m_inRequest = false;
+}
+
 int TracedChannel::read(char *buffer, int maxLength)
 {
     const int received = m_channel.read(buffer, maxLength);
@@ -50,9 +56,9 @@ int TracedChannel::read(char *buffer, int maxLength)
 
 int TracedChannel::write(const char *buffer, int length)
 {
-    // The line is logged before it leaves: a time after the wait for the port would be too late.
-    gather(OUT, buffer, length);
-    return m_channel.write(buffer, length);
+    const int written = m_channel.write(buffer, length);
+    gather(OUT, buffer, qBound(0, written, length));
+    return written;
 }
 
 int TracedChannel::control(int code, const QVariant &value)

@@ -33,6 +33,9 @@ public:
     /// or the exchange before it has failed.
     void beginRequest();
 
+    /// A line that has no end yet ends here, for the record and for the log.
+    void endRequest();
+
     /// The record of the latest request.
     const RequestRecord &record() const { return m_record; }
 

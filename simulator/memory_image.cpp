@@ -9,6 +9,9 @@
 namespace
 {
 
+// Spreadsheets put it before UTF-8.
+const char BYTE_ORDER_MARK[] = "\xEF\xBB\xBF";
+
 const char HEADER[] = "device,value";
 
 // The views of timers and counters have an area that a device before them has shown already.
@@ -77,7 +80,9 @@ QByteArray addLine(const QByteArray &line, Settings *settings)
     const int comma = line.indexOf(',');
     if (comma < 0)
         return '"' + line + "\" is not device,value";
-    const QByteArray name = line.left(comma);
+    QByteArray name = line.left(comma);
+    if (name.size() > 2 && name.startsWith('"') && name.endsWith('"'))
+        name = name.mid(1, name.size() - 2);
     PlcPoint point;
     if (parsePlcItemName(name, &point) != PLC_NO_FAULT)
         return "no such device: \"" + name + '"';
@@ -118,6 +123,8 @@ bool loadPlcMemoryImage(const QByteArray &image, PlcMemory *memory, QByteArray *
         if (line.endsWith('\r'))
             line.chop(1);
         QByteArray reason;
+        if (number == 1 && line.startsWith(BYTE_ORDER_MARK))
+            line.remove(0, 3);
         if (number == 1)
             reason = line == HEADER ? "" : "the first line is not device,value";
         else if (!line.isEmpty())

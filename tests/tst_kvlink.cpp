@@ -170,8 +170,6 @@ void TestKvlink::tellsWhatWentWrong_data()
         {"no such plug-in", "tcp", "--driver no-such-driver.so read DM1", 3, "no-such-driver.so"},
         {"another station", "tcp", "--station 8 --retry 1 --timeout 50 read DM1", 4,
          "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number"},
-        {"unusable reply", "tcp", "--station 7 --retry 0 read CC0 -k bit", 5,
-         "expected bits, 0 or 1, received \"0000000000\\r\\n\" (invalid response2, 1 attempt)"},
         {"refused request", "tcp", "--station 7 write CTC1 5", 5, "can't write word to CTC1"},
         {"refused address", "tcp", "--station 7 read ZA1", 5, "names no known device"},
         {"no road", "", "read DM1", 2, "--port"},

@@ -1,5 +1,7 @@
 #include "tools/command.h"
 
+#include <cstring>
+
 bool isBitCommand(const CommunicatorCommand &command)
 {
     return command.kind == Bit;
@@ -41,9 +43,8 @@ QByteArray ToSafeData(const CommunicatorCommand &command, const QByteArray &data
     const int length = GetSafeDataLen(command);
     if (length <= data.size())
         return data.left(length);
-    QByteArray padded;
-    padded.reserve(length);
-    padded.append(data);
-    padded.append(QByteArray(length - data.size(), '\0'));
+    QByteArray padded(data);
+    padded.resize(length);
+    std::memset(padded.data() + data.size(), 0, static_cast<size_t>(length - data.size()));
     return padded;
 }

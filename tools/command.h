@@ -26,6 +26,7 @@ int getBitData(const QByteArray &data);
 int GetSafeDataLen(const CommunicatorCommand &command);
 
 /// @p data cut, or padded with zero bytes, to `GetSafeDataLen`; empty when that is negative.
+/// Requires: memory for that many bytes.
 QByteArray ToSafeData(const CommunicatorCommand &command, const QByteArray &data);
 
 #endif

@@ -1,7 +1,8 @@
 #include "tools/drv_dev_setting.h"
 
+#include "tools/qt_compat.h"
+
 #include <QtCore/QDataStream>
-#include <QtCore/QDebug>
 #include <QtCore/QIODevice>
 #include <QtCore/QTextStream>
 
@@ -27,11 +28,10 @@ public:
         return *this;
     }
 
-    // Through a format: a QDebug would quote and escape a QString, and drop a last space in Qt 5.
     void print()
     {
         m_stream.flush();
-        qDebug("%s", m_text.toUtf8().constData());
+        printDebugText(m_text);
     }
 
 private:
@@ -49,12 +49,12 @@ SocketData readSocketData(QDataStream &stream)
     SocketData entries;
     for (quint32 i = 0; i < count; ++i) {
         QIODevice *device = stream.device();
-        const qint64 before = device ? device->pos() : 0;
+        const qint64 before = device ? device->bytesAvailable() : 0;
         QPair<QString, quint16> entry(QString(), 0);
         stream >> entry.first >> entry.second;
         entries.append(entry);
         // A device that neither ends nor gives anything would never stop this.
-        const bool stuck = device && !device->isSequential() && device->pos() == before;
+        const bool stuck = device && device->bytesAvailable() == before;
         if (stream.atEnd() || stuck)
             break;
     }

@@ -1,5 +1,5 @@
 /// @file
-/// Byte-at-a-time CRC steps, with C linkage.
+/// Byte-at-a-time CRC steps, with C linkage. A C program that uses them links the C++ runtime too.
 ///
 /// Each step takes the CRC register and a message byte and gives the next register; none of them
 /// applies a starting value or a final XOR. The lookup tables are built at the first step that

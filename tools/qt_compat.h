@@ -3,6 +3,8 @@
 #ifndef TOOLS_QT_COMPAT_H
 #define TOOLS_QT_COMPAT_H
 
+#include <QtCore/QDebug>
+#include <QtCore/QString>
 #include <QtCore/QThread>
 #include <QtCore/QtPlugin>
 
@@ -17,5 +19,16 @@ class ThreadSleep : public QThread
 public:
     using QThread::msleep;
 };
+
+/// Prints a text as one debug message, just as it is: a QDebug alone would quote and escape it, and
+/// drop a last space in Qt 5.
+inline void printDebugText(const QString &text)
+{
+#if QT_VERSION >= 0x050400
+    qDebug().nospace().noquote() << text;
+#else
+    qDebug("%s", text.toUtf8().constData());
+#endif
+}
 
 #endif

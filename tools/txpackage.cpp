@@ -3,11 +3,15 @@
 #include "tools/tools.h"
 
 #include <climits>
+#include <cstring>
 
 namespace
 {
 
 const int LENGTH_FIELD_SIZE = 4;
+
+// Far above any frame; a sum of sizes beyond it is a mistake, not a wish for memory.
+const int MAX_FRAME_SIZE = 64 * 1024 * 1024;
 
 int sumWithinInt(int a, int b)
 {
@@ -56,10 +60,11 @@ void TxPackage::setSectionSize(const QList<int> &sizes)
     qint64 sum = 0;
     foreach (int size, sizes)
         sum += size;
-    const int newSize = sum < 0 || sum > INT_MAX ? 0 : static_cast<int>(sum);
-    if (newSize > buffer.size())
-        buffer.append(QByteArray(newSize - buffer.size(), '\0'));
+    const int newSize = sum < 0 || sum > MAX_FRAME_SIZE ? 0 : static_cast<int>(sum);
+    const int oldSize = buffer.size();
     buffer.resize(newSize);
+    if (newSize > oldSize)
+        std::memset(buffer.data() + oldSize, 0, static_cast<size_t>(newSize - oldSize));
 }
 
 void TxPackage::clearAll()

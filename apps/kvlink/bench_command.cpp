@@ -2,6 +2,7 @@
 #include "apps/decimal_range.h"
 #include "command_line.h"
 #include "commands.h"
+#include "device_address.h"
 #include "drivers/communicator_command.h"
 #include "host/serial_port.h"
 #include "session.h"
@@ -65,8 +66,14 @@ void printResult(const Session &session, const LineSpeed &speed, double seconds,
 int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
              QTextStream &err)
 {
-    Session session(options, err);
     Failure failure;
+    DeviceAddress address;
+    if (!parseDeviceAddress(argumentText(bench.address), &address) ||
+        address.form == DeviceForm::Values)
+        return complain(
+            err, QString::fromLatin1("%1 is no word, such as DM0").arg(argumentText(bench.address)),
+            StatusUsage);
+    Session session(options, err);
     if (!session.loadDriver(&failure) || !session.openLink(&failure))
         return complain(err, failure.text, failure.status);
     const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
@@ -74,7 +81,7 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     QElapsedTimer time;
     time.start();
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
-        if (!session.read(command, &failure).isEmpty() || stopRequested())
+        if (!session.read(command, &failure).isEmpty())
             continue;
         if (session.statistics().errors() == 1)
             complain(err, failure.text, failure.status);

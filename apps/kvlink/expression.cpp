@@ -33,6 +33,12 @@ QString typeNames()
     return names.join(QLatin1String(", "));
 }
 
+bool hasContacts(const QString &prefix)
+{
+    return prefix == QLatin1String("T") || prefix == QLatin1String("C") ||
+           prefix == QLatin1String("CTC");
+}
+
 // Whether an item's device can hold its type.
 bool checkItemType(const Item &item, QString *error)
 {
@@ -41,6 +47,8 @@ bool checkItemType(const Item &item, QString *error)
     case ItemType::Bit:
         if (item.device.form == DeviceForm::Words)
             holds = "words, which have no bits of their own";
+        else if (item.device.form == DeviceForm::Values && !hasContacts(item.device.prefix))
+            holds = "32-bit numbers without contacts";
         break;
     case ItemType::U8:
     case ItemType::U16:

@@ -50,6 +50,10 @@ QString expectedReply(const QByteArray &line, const QString &driverText)
 
 QString noReplyText(const RequestRecord &record, const RequestPlace &place)
 {
+    if (record.sent.isEmpty())
+        return QString::fromLatin1("nothing can be sent on %1: %2; check that the port or the peer "
+                                   "is still there")
+            .arg(place.port, place.broken);
     const QString text = QString::fromLatin1("no reply to %1 on %2 within %3 ms (%4, %5): ")
                              .arg(quotedLine(record.sent), place.port)
                              .arg(place.timeoutMs)

@@ -108,6 +108,13 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
         return complain(err, failure.text, failure.status);
     if (options.dryRun)
         return rehearse(options, items, link, session, out, err);
+    // What the driver refuses is found before the first item is written.
+    QByteArray lines;
+    const int refused = reportFailures(err, items,
+                                       rehearseItems(session.driver(), stationOf(link, session),
+                                                     items, options.items.order, false, &lines));
+    if (refused != StatusGood)
+        return StatusUnusable;
     if (!session.openLink(&failure))
         return complain(err, failure.text, failure.status);
     return printResults(items, writeItems(session, items, options.items.order, options.verify),

@@ -194,15 +194,14 @@ ExitStatus reportFailures(QTextStream &err, const QVector<Item> &items,
 {
     QStringList reasons;
     QVector<QStringList> names;
-    ExitStatus first = StatusGood;
-    bool onlyDifferences = true;
+    ExitStatus first = StatusDiffers; // of those that are no mere differences
     int failed = 0;
     for (int i = 0; i < results.size(); ++i) {
         const Failure &failure = results.at(i).failure;
         if (failure.status == StatusGood)
             continue;
-        first = failed++ == 0 ? failure.status : first;
-        onlyDifferences = onlyDifferences && failure.status == StatusDiffers;
+        ++failed;
+        first = first == StatusDiffers ? failure.status : first;
         int reason = reasons.indexOf(failure.text);
         if (reason < 0) {
             reason = reasons.size();
@@ -217,5 +216,7 @@ ExitStatus reportFailures(QTextStream &err, const QVector<Item> &items,
                                    : QString();
         complain(err, prefix + reasons.at(i), first);
     }
-    return failed == 0 || failed == results.size() || onlyDifferences ? first : StatusSome;
+    if (failed == 0)
+        return StatusGood;
+    return failed == results.size() || first == StatusDiffers ? first : StatusSome;
 }

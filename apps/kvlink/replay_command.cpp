@@ -93,6 +93,8 @@ int replay(const QVector<Recorded> &recording, Session &session, QTextStream &ou
         ++sent;
         channel->write(exchange.request.constData(), exchange.request.size());
         const QByteArray reply = receive(channel, exchange.reply);
+        if (stopRequested() && reply.size() < exchange.reply.size())
+            break;
         if (reply == exchange.reply)
             continue;
         ++different;
@@ -106,6 +108,8 @@ int replay(const QVector<Recorded> &recording, Session &session, QTextStream &ou
             .arg(sent)
             .arg(countText(recording.size(), "recorded request", "recorded requests"),
                  countText(different, "different reply", "different replies"));
+    if (different == 0 && stopRequested())
+        return complain(err, QLatin1String("interrupted: ") + summary, StatusNoReply);
     return complain(err, summary, different > 0 ? StatusDiffers : StatusGood);
 }
 

@@ -138,6 +138,7 @@ bool Session::request(const std::function<bool(QString *)> &work, const QString 
     channel()->beginRequest();
     QString driverText;
     const bool succeeded = work(&driverText);
+    channel()->endRequest();
     if (!succeeded)
         *failure = requestFailure(driverText, address);
     const RequestRecord &record = channel()->record();

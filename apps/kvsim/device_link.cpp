@@ -36,7 +36,8 @@ bool DeviceLink::create(const QString &path, const QString &target, QString *err
 {
     const QByteArray encodedPath = QFile::encodeName(path);
     const QByteArray encodedTarget = QFile::encodeName(target);
-    if (isSymbolicLink(encodedPath))
+    // A link that leads nowhere is what an earlier program left behind; any other is in use.
+    if (isSymbolicLink(encodedPath) && !QFile::exists(path))
         unlink(encodedPath.constData());
     // Fails by itself where anything but a link is in the way.
     if (symlink(encodedTarget.constData(), encodedPath.constData()) != 0) {

@@ -141,8 +141,12 @@ QByteArray digitsRspToBits(const char *rsp, int length, int stride, int count)
     QByteArray bits(static_cast<int>(NumOfBitsToNumOfBytes(0, static_cast<unsigned int>(count))),
                     '\0');
     unsigned char *out = reinterpret_cast<unsigned char *>(bits.data());
-    const char *const end = rsp + length;
-    for (int i = 0; i < count && rsp<end && * rsp> '\r'; ++i, rsp += stride)
-        out[i / 8] = static_cast<unsigned char>(out[i / 8] | ((*rsp != '0') << (i % 8)));
+    int position = 0;
+    for (int i = 0; i < count && position < length; ++i, position += stride) {
+        const char digit = rsp[position];
+        if (digit == '\r' || digit == '\n')
+            break;
+        out[i / 8] = static_cast<unsigned char>(out[i / 8] | ((digit != '0') << (i % 8)));
+    }
     return bits;
 }

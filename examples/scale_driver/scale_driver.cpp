@@ -24,7 +24,8 @@ public:
     QByteArray read(AbstractDeviceInterface *device, const CommunicatorCommand &command)
     {
         m_failed = false;
-        if (ExtractPrefixSymbol(command.address) != "W" || !isDoubleWordCommand(command))
+        if (command.address != QLatin1String("W0") || !isDoubleWordCommand(command) ||
+            command.count != 1)
             return failure(QLatin1String("no such value: ") + command.address);
         // Whatever came unasked is not the answer to this question.
         device->control(12, QVariant(0));
@@ -35,12 +36,12 @@ public:
             const int count = device->read(reply + length, 16 - length);
             if (count <= 0)
                 return failure(QLatin1String("no answer"));
-            length += count;
+            length += qMin(count, 16 - length);
         }
+        const QByteArray line(reply, length);
         bool good = false;
-        const unsigned int grams =
-            NumberTextToUInt(QByteArray(reply, length).replace("\r\n", ""), 10, &good);
-        if (!good)
+        const unsigned int grams = NumberTextToUInt(line.left(length - 2), 10, &good);
+        if (!line.endsWith("\r\n") || !good)
             return failure(QLatin1String("not a weight"));
         return ToSafeData(command, intToByteArray(static_cast<int>(grams)));
     }
@@ -81,5 +82,9 @@ private:
     bool m_failed;
     QString m_error;
 };
+
+#if QT_VERSION < 0x050000
+Q_EXPORT_PLUGIN2(scale_driver, ScaleDriver)
+#endif
 
 #include "scale_driver.moc"

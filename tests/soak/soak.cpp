@@ -30,9 +30,9 @@ namespace
 
 // In one reply in a hundred, in equal shares; the times fit the time-outs of both roads (20 ms).
 const char *const FAULTS[] = {
-    "late:%1,30",     "late:%1,5",       "doubled:%1",        "noise-before:%1", "noise-inside:%1",
-    "noise-after:%1", "cut:%1",          "wrong-station:%1",  "wrong-close:%1",  "error-reply:%1",
-    "no-reply:%1",    "split:%1,1",
+    "late:%1,30",      "late:%1,5",      "doubled:%1",  "noise-before:%1",
+    "noise-inside:%1", "noise-after:%1", "cut:%1",      "wrong-station:%1",
+    "wrong-close:%1",  "error-reply:%1", "no-reply:%1", "split:%1,1",
 };
 const double FAULT_RATE = 0.01;
 const double DIGIT_RATE = 0.0005;
@@ -121,7 +121,10 @@ public:
     }
 
 private:
-    int random(int below) { return static_cast<int>(m_chance() % static_cast<unsigned int>(below)); }
+    int random(int below)
+    {
+        return static_cast<int>(m_chance() % static_cast<unsigned int>(below));
+    }
 
     QByteArray newData(const Area &area, int count, QVector<quint32> *values)
     {
@@ -168,7 +171,7 @@ private:
     FaultyLine *m_line;
     DriverKV_L20V_HostLink m_driver;
     std::mt19937 m_chance;
-    QVector<QVector<Cell> > m_cells;
+    QVector<QVector<Cell>> m_cells;
     QMap<QByteArray, int> m_counts;
     int m_failedInARow;
     int m_longestOutage;
@@ -200,9 +203,9 @@ int soakInMemory(int requests, quint32 seed)
         soak.request();
     soak.compareAll();
     for (int kind = 0; kind < FAULT_KINDS; ++kind)
-        std::printf("  injected %-41s %8llu\n", faultName(static_cast<FaultKind>(kind)),
-                    static_cast<unsigned long long>(
-                        line.engine().count(static_cast<FaultKind>(kind))));
+        std::printf(
+            "  injected %-41s %8llu\n", faultName(static_cast<FaultKind>(kind)),
+            static_cast<unsigned long long>(line.engine().count(static_cast<FaultKind>(kind))));
     return soak.report("in memory", requests);
 }
 
@@ -220,7 +223,8 @@ int soakOverPty(int requests, quint32 seed, const QString &kvsim)
             return 1;
     }
     SerialPortSetting setting;
-    setting.device = QString::fromLatin1(simulator.readLine()).trimmed().section(QLatin1Char(' '), 1);
+    setting.device =
+        QString::fromLatin1(simulator.readLine()).trimmed().section(QLatin1Char(' '), 1);
     setting.parity = QSerialPort::NoParity;
     QString error;
     QStringList warnings;
