@@ -17,10 +17,10 @@ unsigned short UShortCheckSum(const unsigned char *data, int length)
 
 unsigned char XorUInt8CheckSum(const unsigned char *data, int length)
 {
-    unsigned int check = 0;
+    unsigned char check = 0;
     for (int i = 0; i < length; ++i)
-        check ^= data[i];
-    return static_cast<unsigned char>(check);
+        check = static_cast<unsigned char>(check ^ data[i]);
+    return check;
 }
 
 unsigned short CRC16Calculate(const unsigned char *data, int length)

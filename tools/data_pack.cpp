@@ -137,11 +137,11 @@ int VDataPack(unsigned char *dst, const char *fmt, va_list args)
             return -1;
         if (width == 0)
             return 0;
-        if (item.type == 'x')
+        if (item.type == 'x' && item.count > 0)
             std::memset(out, 0, item.count);
-        else if (item.type != 'X' && item.counted)
+        else if (!isFiller(item) && item.counted)
             packArray(out, va_arg(args, const void *), item);
-        else if (item.type != 'X')
+        else if (!isFiller(item))
             storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width,
                        isBigEndianType(item.type));
         out += item.count * width;

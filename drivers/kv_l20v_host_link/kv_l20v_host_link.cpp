@@ -408,18 +408,18 @@ int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, cons
     const int length = KV_L20V_HostLinkPackWRSWordsCmd(
         &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix, word.number, word.format,
         reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
-    return checkWriteLine(length, QString::fromLatin1(address), words.size()) ? length : 0;
+    return checkWriteLine(length, address, words.size()) ? length : 0;
 }
 
 // Records the refusal of a write line that did not fit.
-bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QString &address, int dataBytes)
+bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QByteArray &address, int dataBytes)
 {
     if (length > 0)
         return true;
     return failed(QString::fromLatin1("write of %1 bytes to address %2 does not fit a line of %3 "
                                       "characters")
                       .arg(dataBytes)
-                      .arg(quoted(address))
+                      .arg(quoted(QString::fromLatin1(address)))
                       .arg(COMMAND_BUFFER_SIZE - 1));
 }
 
@@ -439,7 +439,7 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
             return 0;
         length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
             &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carriedAddress(address), To32bitsData(data));
-        checkWriteLine(length, command.address, data.size());
+        checkWriteLine(length, address, data.size());
     }
     // A PLC that took the words may word its reply as it likes: only an error reply is a refusal.
     const ReplyForm form = {ReplyForm::Anything, 0, 0, ""};
@@ -476,7 +476,7 @@ int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QBy
     const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
                                                         address.constData(), data);
     const ReplyForm form = {ReplyForm::OkLine, 0, 0, "invalid response"};
-    return checkWriteLine(length, QString::fromLatin1(address), data.size()) &&
+    return checkWriteLine(length, address, data.size()) &&
            exchange(device, WriteLine, &m_cmdBuf[0], length, form);
 }
 

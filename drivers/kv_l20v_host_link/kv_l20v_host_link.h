@@ -131,7 +131,7 @@ private:
     bool parseWordAddress(const QByteArray &address, WordDevice &word);
     bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
-    bool checkWriteLine(int length, const QString &address, int dataBytes);
+    bool checkWriteLine(int length, const QByteArray &address, int dataBytes);
 
     bool m_hasError;
     bool m_debugMode;

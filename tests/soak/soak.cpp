@@ -179,7 +179,8 @@ private:
 
 QStringList faultOptions()
 {
-    const double each = FAULT_RATE / static_cast<double>(sizeof FAULTS / sizeof *FAULTS);
+    const int kinds = sizeof FAULTS / sizeof *FAULTS;
+    const double each = FAULT_RATE / kinds;
     QStringList options;
     for (const char *fault : FAULTS)
         options << QString::fromLatin1(fault).arg(each);
