@@ -1,0 +1,50 @@
+#include "serial_line.h"
+
+#include "host/serial_port.h"
+
+#include <iostream>
+
+namespace
+{
+
+const int TIMEOUT_MS = 5000;
+
+} // namespace
+
+CountingChannel::CountingChannel(QIODevice *port)
+    : DeviceChannel(port, DriverSetting(TIMEOUT_MS, 0, 0, 0)), m_characters(0)
+{}
+
+int CountingChannel::read(char *buffer, int maxLength)
+{
+    return counted(DeviceChannel::read(buffer, maxLength));
+}
+
+int CountingChannel::write(const char *buffer, int length)
+{
+    return counted(DeviceChannel::write(buffer, length));
+}
+
+int CountingChannel::counted(int length)
+{
+    m_characters += qMax(0, length);
+    return length;
+}
+
+SerialLine::SerialLine() {}
+SerialLine::~SerialLine() {}
+
+bool SerialLine::open(const char *device)
+{
+    SerialPortSetting setting;
+    setting.device = QString::fromLocal8Bit(device);
+    setting.parity = QSerialPort::NoParity; // a pseudo-terminal has none
+    QString error;
+    QStringList warnings;
+    m_port = openSerialPort(setting, &error, &warnings);
+    if (m_port)
+        m_channel.reset(new CountingChannel(m_port.get()));
+    else
+        std::cerr << device << ": " << qPrintable(error) << "\n";
+    return m_port != nullptr;
+}

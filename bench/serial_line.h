@@ -1,0 +1,45 @@
+/// A serial port and the channel over it, as a runtime would lend it to the driver.
+#ifndef BENCH_SERIAL_LINE_H
+#define BENCH_SERIAL_LINE_H
+
+#include "host/device_channel.h"
+
+#include <memory>
+
+class QSerialPort;
+
+class CountingChannel : public DeviceChannel
+{
+public:
+    explicit CountingChannel(QIODevice *port);
+
+    int read(char *buffer, int maxLength) override;
+    int write(const char *buffer, int length) override;
+
+    /// How many have passed in both directions.
+    long long characters() const { return m_characters; }
+
+private:
+    int counted(int length);
+
+    long long m_characters;
+};
+
+class SerialLine
+{
+public:
+    SerialLine();
+    ~SerialLine();
+
+    /// Opens a port; a failure is told on stderr. @return whether it is open
+    bool open(const char *device);
+
+    /// Requires: an open port.
+    CountingChannel *channel() { return m_channel.get(); }
+
+private:
+    std::unique_ptr<QSerialPort> m_port;
+    std::unique_ptr<CountingChannel> m_channel;
+};
+
+#endif

@@ -1,0 +1,156 @@
+/// A plain reading of what the driver has to send and to return, for its fuzz target.
+#ifndef FUZZ_DRIVER_MODEL_H
+#define FUZZ_DRIVER_MODEL_H
+
+#include "drivers/communicator_command.h"
+#include "fuzz/driver_channel.h"
+
+/// One request, what its line has to say and what its reply means.
+struct DriverModel {
+    DriverModel(bool isWrite, const CommunicatorCommand &command, const QByteArray &bytes);
+
+    /// What follows the device in the data line; of a word device, its format as well.
+    QByteArray lineTail() const;
+    /// Whether a reply has the form that the request asks for.
+    bool fits(const QByteArray &received) const;
+    /// What a read returns for a reply that fits.
+    QByteArray decoded(const QByteArray &received) const;
+    /// The error text for a reply that does not fit.
+    const char *wrongForm() const;
+
+    bool write;
+    bool bits;
+    bool supported;     ///< the kind is one that the driver reads and writes
+    QByteArray data;    ///< to write
+    QByteArray address; ///< as the request has it
+    int length;         ///< bytes that a read returns
+    qint64 items;       ///< that a line asks for or brings
+    bool words;         ///< a word device, in words
+    bool preset;        ///< of a timer item the second number counts
+    bool perBit;        ///< one bracket for each bit
+    Form form;
+};
+
+/// A reply's text ends at its first zero byte.
+inline QByteArray textOf(const QByteArray &received)
+{
+    const int end = received.indexOf('\0');
+    return end < 0 ? received : received.left(end);
+}
+
+inline bool beginsWithOneOf(const QByteArray &text, const char *const *beginnings)
+{
+    for (; *beginnings; ++beginnings) {
+        if (text.startsWith(*beginnings))
+            return true;
+    }
+    return false;
+}
+
+inline DriverModel::DriverModel(bool isWrite, const CommunicatorCommand &command,
+                                const QByteArray &bytes)
+    : write(isWrite), bits(command.kind == Bit || command.kind == BitBlock),
+      supported(command.kind <= BitBlock && command.kind != QuadWord), data(bytes),
+      address(command.address.toLatin1()), length(command.byteLength()), items(command.count)
+{
+    static const char *const WORDS[] = {"B",  "R",  "W",  "Z",  "CR", "CM", "DM", "EM",
+                                        "FM", "TM", "LR", "MR", "VB", "VM", 0};
+    static const char *const NUMBERS[] = {"A", "CC", "CS", "TC", "TS", 0};
+    static const char *const RUNS[] = {"B", "L", "M", "R", "VB", "CR", 0};
+    static const char *const TIMERS[] = {"T0", "T1", "T2", "T3", "T4",  "T5", "T6", "T7",
+                                         "T8", "T9", "C0", "C1", "C2",  "C3", "C4", "C5",
+                                         "C6", "C7", "C8", "C9", "CTC", 0};
+    const QByteArray upper = address.toUpper();
+    words = !bits && beginsWithOneOf(upper, WORDS);
+    preset = !bits && upper.startsWith("PCTC");
+    perBit = write && bits && !beginsWithOneOf(address, RUNS);
+    const bool timerBits =
+        beginsWithOneOf(upper, TIMERS) && (upper.at(1) != 'T' || address.mid(1, 2) == "TC");
+    if (write)
+        form = bits ? FormOk : FormAny;
+    else if (bits)
+        form = timerBits ? FormTimers : FormBits;
+    else
+        form = words ? FormWords : beginsWithOneOf(upper, NUMBERS) ? FormNumbers : FormTimers;
+    const int unit = bits ? 1 : words ? 2 : 4;
+    if (write)
+        items = (data.size() + unit - 1) / unit;
+    else if (!bits)
+        items = (static_cast<qint64>(length) + unit - 1) / unit;
+}
+
+inline QByteArray DriverModel::lineTail() const
+{
+    QByteArray tail = (words ? ".H " : " ") + QByteArray::number(items);
+    const int unit = bits ? 1 : words ? 2 : 4;
+    for (int i = 0; write && i < items; ++i) {
+        quint32 value = 0;
+        for (int k = unit - 1; k >= 0; --k)
+            value = value * 256 + (i * unit + k < data.size()
+                                       ? static_cast<unsigned char>(data.at(i * unit + k))
+                                       : 0u);
+        char text[12];
+        std::snprintf(text, sizeof text,
+                      bits    ? " %u"
+                      : words ? " %04X"
+                              : " %010u",
+                      bits ? unsigned(value != 0) : value);
+        tail += text;
+    }
+    return tail + "\r\n";
+}
+
+inline bool DriverModel::fits(const QByteArray &received) const
+{
+    static const char *const SHAPES[] = {"b", "hhhh", "dddddddddd", "b,dddddddddd,dddddddddd"};
+    if (form == FormOk || form == FormAny)
+        return form == FormAny || received.startsWith("OK\r\n");
+    const QByteArray text = textOf(received);
+    const QByteArray shape(SHAPES[form]);
+    const int stride = shape.size() + 1;
+    if (!text.endsWith("\r\n") || (text.size() - 1) % stride != 0)
+        return false;
+    for (int i = 0; i < text.size() - 2; ++i) {
+        const char kind = i % stride == shape.size() ? ' ' : shape.at(i % stride);
+        const char *allowed = kind == 'b'   ? "01"
+                              : kind == 'd' ? "0123456789"
+                              : kind == 'h' ? "0123456789abcdefABCDEF"
+                              : kind == ',' ? ","
+                                            : " ";
+        if (!std::strchr(allowed, text.at(i)))
+            return false;
+    }
+    return text.size() > 2;
+}
+
+inline QByteArray DriverModel::decoded(const QByteArray &received) const
+{
+    static const int STRIDES[] = {2, 5, 11, 24};
+    const int stride = STRIDES[form];
+    const QByteArray text = textOf(received);
+    QByteArray result(length, '\0');
+    for (int item = 0; item < items && item * stride < text.size() - 2; ++item) {
+        const int first = item * stride + (form != FormTimers || bits ? 0 : preset ? 13 : 2);
+        if (bits) {
+            const int bit = text.at(first) == '1' ? 1 << item % 8 : 0;
+            result[item / 8] = static_cast<char>(result.at(item / 8) | bit);
+            continue;
+        }
+        quint64 value = text.mid(first, words ? 4 : 10).toULongLong(0, words ? 16 : 10);
+        if (value > 0xFFFFFFFFu)
+            value = 0xFFFFFFFFu;
+        const int width = words ? 2 : 4;
+        for (int at = item * width; at < (item + 1) * width && at < length; ++at, value /= 256)
+            result[at] = static_cast<char>(value % 256);
+    }
+    return result;
+}
+
+inline const char *DriverModel::wrongForm() const
+{
+    if (bits && !write)
+        return form == FormTimers ? "invalid response3" : "invalid response2";
+    return form == FormWords ? "invalid response:" : "invalid response";
+}
+
+#endif

@@ -1,0 +1,103 @@
+// The driver against any request and any reply.
+#include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
+#include "fuzz/driver_transcript.h"
+
+#include <algorithm>
+
+namespace
+{
+
+const int MOST_REQUESTS = 4;
+
+// Nothing was sent: the kind is unsupported, there is nothing to transfer, or it was refused.
+bool isSilentSuccess(const DriverModel &request)
+{
+    const bool nothing = request.write ? request.perBit && request.data.isEmpty()
+                                       : request.words && request.length == 0;
+    return !request.supported || nothing;
+}
+
+bool isDeliverable(const DriverModel &request, const QString &address, int station)
+{
+    if (request.words || request.perBit || station < 0 || station > 99)
+        return false;
+    const bool ctc = request.write && !request.bits && request.address.toUpper().startsWith("CTC");
+    const QByteArray carried = request.address.mid(request.preset ? 1 : 0);
+    for (int i = request.preset ? 1 : 0; i < address.size(); ++i) {
+        if (address.at(i).unicode() < 0x21 || address.at(i).unicode() > 0x7E)
+            return false;
+    }
+    const int length = 4 + carried.size() + request.lineTail().size();
+    return !ctc && !carried.isEmpty() && (request.write || request.length >= 0) &&
+           (request.write || request.length <= 1024 * 1024) &&
+           length <= (request.write ? 1552 : 19);
+}
+
+void checkSilence(DriverKV_L20V_HostLink &driver, const DriverModel &request,
+                  const FuzzChannel &channel, const QString &address)
+{
+    fuzzSame(0, channel.discardsAtEnd(), "discards without a line");
+    fuzzSame(!isSilentSuccess(request), driver.hasError(), "the error flag");
+    if (!driver.hasError())
+        return;
+    const QByteArray text = driver.getLastError().toLatin1();
+    fuzzCheck(!isDeliverable(request, address, channel.station), "refused", text);
+    fuzzCheck(!text.isEmpty() && text != "PLC no response" && !text.startsWith("invalid resp"),
+              "a refusal without a text of its own", text);
+}
+
+// A "^" stands for a character beyond one byte, made of the byte behind it.
+QString takeAddress(FuzzInput &input)
+{
+    QString address = QString::fromLatin1(input.text());
+    const int at = address.indexOf(QLatin1Char('^'));
+    if (at >= 0 && at + 1 < address.size())
+        address[at] = QChar(static_cast<ushort>(address.at(at + 1).unicode() * 0x101));
+    return address;
+}
+
+// One request in the input: what it asks for, and the replies to it.
+void runRequest(DriverKV_L20V_HostLink &driver, FuzzInput &input)
+{
+    const bool write = input.below(2) == 1;
+    const quint32 kind = input.below(9);
+    const quint32 count = input.size();
+    const QString address = takeAddress(input);
+    const CommunicatorCommand command(static_cast<CommandKind>(kind < 8 ? kind : ~0u), count,
+                                      address);
+    const int dataSize = write ? static_cast<int>(input.size() % 4096) : 0;
+    const DriverModel request(write, command, fuzzPattern(dataSize, input));
+    FuzzChannel channel(input);
+    Transcript transcript(channel, request);
+
+    const QByteArray result = write ? QByteArray() : driver.read(&channel, command);
+    const int written = write ? driver.write(&channel, command, request.data) : 0;
+
+    bool success = isSilentSuccess(request) && request.supported;
+    if (channel.exchanges.empty()) {
+        checkSilence(driver, request, channel, address);
+    } else {
+        int attempts = 0;
+        do {
+            success = transcript.attempt();
+        } while (!success && ++attempts <= std::max(channel.retry, 0));
+        fuzzCheck(transcript.atEnd(), "lines without a cause");
+        fuzzSame(!success, driver.hasError(), "the error flag");
+        if (!success)
+            fuzzSame(transcript.error, driver.getLastError().toLatin1(), "the error text");
+    }
+    fuzzSame(write && success ? 1 : 0, written, "the result of the write");
+    if (!write)
+        fuzzSame(success ? request.decoded(transcript.reply) : QByteArray(), result, "the data");
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const unsigned char *bytes, size_t size)
+{
+    FuzzInput input(bytes, size);
+    DriverKV_L20V_HostLink driver;
+    for (int i = 0; i == 0 || (i < MOST_REQUESTS && !input.atEnd()); ++i)
+        runRequest(driver, input);
+    return 0;
+}
