@@ -366,8 +366,9 @@ void TestKvlinkCommands::redrawsItsTableOnATerminal()
     monitor.start(QLatin1String(KVLINK_PROGRAM),
                   arguments(QLatin1String("TCP monitor DM100 DM101 --count 2 --interval 1")));
     QVERIFY(monitor.waitForFinished(PATIENCE_MS));
-    QByteArray shown(4096, '\0');
-    shown.resize(static_cast<int>(qMax<ssize_t>(0, ::read(terminal, shown.data(), 4096))));
+    char bytes[4096];
+    const ssize_t count = ::read(terminal, bytes, sizeof bytes);
+    const QByteArray shown(bytes, static_cast<int>(qMax<ssize_t>(0, count)));
     ::close(terminal);
     const int redrawn = shown.indexOf("\x1b[3A");
     QVERIFY2(redrawn > 0, shown.constData());
