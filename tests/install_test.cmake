@@ -1,6 +1,6 @@
 # Installs the build into a folder of its own, builds the example driver from that installation alone, and
 # reads through it. Run with cmake -P and BUILD, EXAMPLE, WORK, LIB_DIR, CXX, FLAGS
-# and PKG_CONFIG.
+# PKG_CONFIG and GENERATOR.
 
 function(run what)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
@@ -14,7 +14,7 @@ file(REMOVE_RECURSE ${WORK})
 run("install" ${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
 # A copy, so that nothing of the source tree is within reach.
 file(COPY ${EXAMPLE}/ DESTINATION ${WORK}/example)
-run("configure" ${CMAKE_COMMAND} -S ${WORK}/example -B ${WORK}/build
+run("configure" ${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK}/example -B ${WORK}/build
   -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${FLAGS})
 run("build" ${CMAKE_COMMAND} --build ${WORK}/build)
 run("read" ${WORK}/build/try_driver ${WORK}/build/libscale_driver.so)
