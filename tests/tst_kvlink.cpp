@@ -1,40 +1,11 @@
 // The programs as a user runs them: kvlink against kvsim, over a pseudo-terminal and over TCP.
-#include <QtCore/QProcess>
+#include "tests/program_runner.h"
+
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
 #include <csignal>
-
-namespace
-{
-
-const int PATIENCE_MS = 20000;
-
-struct Outcome {
-    int status;
-    QString out;
-    QString err;
-};
-
-Outcome kvlink(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QLatin1String(KVLINK_PROGRAM), arguments);
-    Outcome outcome = {-1, QString(), QString()};
-    if (process.waitForFinished(PATIENCE_MS) && process.exitStatus() == QProcess::NormalExit)
-        outcome.status = process.exitCode();
-    outcome.out = QString::fromUtf8(process.readAllStandardOutput());
-    outcome.err = QString::fromUtf8(process.readAllStandardError());
-    return outcome;
-}
-
-QStringList words(const char *text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
-} // namespace
 
 class TestKvlink : public QObject
 {

@@ -3,8 +3,8 @@
 #include "apps/kvlink/schedule.h"
 #include "apps/kvlink/statistics.h"
 #include "host/trace_log.h"
+#include "tests/program_runner.h"
 
-#include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
@@ -19,8 +19,6 @@
 namespace
 {
 
-const int PATIENCE_MS = 20000;
-
 // A recorded exchange, as both programs write it.
 const char RECORDED[] =
     "2026-11-22T21:09:01.123 0.001250 +0.001250 #1 > CR 07\\r\\n ; open station 07\n"
@@ -30,11 +28,6 @@ const char RECORDED[] =
     "2026-11-22T21:09:01.126 0.004250 +0.001000 #1 < %1\\r\\n ; 1 word\n"
     "2026-11-22T21:09:01.127 0.005250 +0.001000 > CQ\\r\\n ; close\n"
     "2026-11-22T21:09:01.128 0.006250 +0.001000 < CF\\r\\n ; closed\n";
-
-QStringList words(const QString &text)
-{
-    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
 
 // The expression for one line of a trace from its direction on.
 QString traced(const char *attempt, const char *rest)
@@ -55,22 +48,6 @@ QString nextLine(QProcess *process)
     while (!process->canReadLine() && process->waitForReadyRead(PATIENCE_MS)) {
     }
     return QString::fromUtf8(process->readLine());
-}
-
-struct Outcome {
-    int status;
-    QString out;
-    QString err;
-};
-
-Outcome kvlink(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QLatin1String(KVLINK_PROGRAM), arguments);
-    const bool ended = process.waitForFinished(PATIENCE_MS);
-    return {ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
 }
 
 void interrupt(QProcess *process)

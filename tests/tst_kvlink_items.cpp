@@ -3,11 +3,11 @@
 #include "apps/kvlink/expression.h"
 #include "apps/kvlink/item_plan.h"
 #include "apps/kvlink/item_values.h"
+#include "tests/program_runner.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
@@ -16,13 +16,6 @@
 namespace
 {
 
-const int PATIENCE_MS = 20000;
-
-QStringList words(const QString &text)
-{
-    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
-
 Item itemOf(const QString &expression)
 {
     Item item;
@@ -30,24 +23,6 @@ Item itemOf(const QString &expression)
     if (!parseItem(expression, ItemDefaults(), &item, &error))
         QTest::qFail(qPrintable(error), __FILE__, __LINE__);
     return item;
-}
-
-struct Outcome {
-    int status;
-    QString out;
-    QString err;
-};
-
-Outcome kvlink(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QLatin1String(KVLINK_PROGRAM), arguments);
-    Outcome outcome = {-1, QString(), QString()};
-    if (process.waitForFinished(PATIENCE_MS) && process.exitStatus() == QProcess::NormalExit)
-        outcome.status = process.exitCode();
-    outcome.out = QString::fromUtf8(process.readAllStandardOutput());
-    outcome.err = QString::fromUtf8(process.readAllStandardError());
-    return outcome;
 }
 
 } // namespace

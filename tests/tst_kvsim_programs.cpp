@@ -1,6 +1,7 @@
 /// kvsim's conditions as kvlink meets them: each fault, the line's speed, the memory's files.
+#include "tests/program_runner.h"
+
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QProcess>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
@@ -13,24 +14,6 @@
 
 namespace
 {
-
-const int PATIENCE_MS = 20000;
-
-struct Outcome {
-    int status;
-    QString out;
-    QString err;
-};
-
-Outcome ended(QProcess *process)
-{
-    Outcome outcome = {-1, QString(), QString()};
-    if (process->waitForFinished(PATIENCE_MS) && process->exitStatus() == QProcess::NormalExit)
-        outcome.status = process->exitCode();
-    outcome.out = QString::fromUtf8(process->readAllStandardOutput());
-    outcome.err = QString::fromUtf8(process->readAllStandardError());
-    return outcome;
-}
 
 // A kvsim that serves until it is stopped.
 class Simulator
@@ -67,11 +50,6 @@ public:
 private:
     QProcess m_process;
 };
-
-QStringList words(const char *text)
-{
-    return QString::fromLatin1(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
 
 Outcome kvlink(const Simulator &simulator, const char *arguments)
 {

@@ -1,0 +1,43 @@
+/// Runs the programs as a user does, and keeps what they printed.
+#ifndef TESTS_PROGRAM_RUNNER_H
+#define TESTS_PROGRAM_RUNNER_H
+
+#include <QtCore/QProcess>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+/// Far longer than any run of a program takes.
+const int PATIENCE_MS = 20000;
+
+/// How a program ended; the status is -1 when it did not end by itself.
+struct Outcome {
+    int status;
+    QString out;
+    QString err;
+};
+
+/// Waits for a program's end.
+inline Outcome ended(QProcess *process)
+{
+    Outcome outcome = {-1, QString(), QString()};
+    if (process->waitForFinished(PATIENCE_MS) && process->exitStatus() == QProcess::NormalExit)
+        outcome.status = process->exitCode();
+    outcome.out = QString::fromUtf8(process->readAllStandardOutput());
+    outcome.err = QString::fromUtf8(process->readAllStandardError());
+    return outcome;
+}
+
+inline Outcome kvlink(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QLatin1String(KVLINK_PROGRAM), arguments);
+    return ended(&process);
+}
+
+/// The words of a command line without quotes.
+inline QStringList words(const QString &text)
+{
+    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+#endif
