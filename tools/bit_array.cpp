@@ -2,6 +2,7 @@
 
 #include "tools/byte_order.h"
 
+#include <cstring>
 #include <limits>
 
 namespace
@@ -48,8 +49,32 @@ const unsigned char *bytesOf(const QByteArray &a)
 
 void extendTo(QByteArray &a, int size)
 {
-    if (a.size() < size)
-        a.append(QByteArray(size - a.size(), '\0'));
+    const int former = a.size();
+    if (former >= size)
+        return;
+    a.resize(size);
+    std::memset(a.data() + former, 0, static_cast<size_t>(size - former));
+}
+
+// Copies the low bits of a byte, 0 to 8 of them, to those of out from bit `shift` (0 to 7) on.
+void copyBitsOfByte(unsigned char *out, unsigned int in, int shift, int count)
+{
+    const unsigned int used = (1u << count) - 1;
+    const unsigned int mask = used << shift;
+    const unsigned int bits = (in & used) << shift;
+    out[0] = static_cast<unsigned char>((out[0] & ~mask) | bits);
+    if (mask > 0xFF)
+        out[1] = static_cast<unsigned char>((out[1] & ~(mask >> 8)) | (bits >> 8));
+}
+
+// Copies whole bytes, at least one, to the bits of out from bit `shift` (1 to 7) on.
+void copyBytesShifted(unsigned char *out, const unsigned char *in, int bytes, int shift)
+{
+    const int below = (1 << shift) - 1;
+    out[0] = static_cast<unsigned char>((out[0] & below) | in[0] << shift);
+    for (int i = 1; i < bytes; ++i)
+        out[i] = static_cast<unsigned char>((in[i - 1] | in[i] << 8) >> (8 - shift));
+    out[bytes] = static_cast<unsigned char>((out[bytes] & ~below) | in[bytes - 1] >> (8 - shift));
 }
 
 // n is 0 to 7; zeros enter at the top of the last byte.
@@ -57,10 +82,9 @@ void shiftRightWithinBytes(unsigned char *bytes, int size, int n)
 {
     if (n == 0)
         return;
-    for (int j = 0; j < size; ++j) {
-        const unsigned int next = j + 1 < size ? bytes[j + 1] : 0u;
-        bytes[j] = static_cast<unsigned char>((bytes[j] >> n) | (next << (8 - n)));
-    }
+    for (int j = 0; j + 1 < size; ++j)
+        bytes[j] = static_cast<unsigned char>((bytes[j] | bytes[j + 1] << 8) >> n);
+    bytes[size - 1] = static_cast<unsigned char>(bytes[size - 1] >> n);
 }
 
 } // namespace
@@ -115,24 +139,10 @@ bool getBit(const QByteArray &bits, int i)
     return getBit(bytesOf(bits), i);
 }
 
-bool getBit(const unsigned char *bits, int i)
-{
-    return ((bits[i / 8] >> (i % 8)) & 1) != 0;
-}
-
 void setBit(QByteArray &bits, int i, bool on)
 {
     extendTo(bits, i / 8 + 1);
     setBit(bytesOf(bits), i, on);
-}
-
-void setBit(unsigned char *bits, int i, bool on)
-{
-    const unsigned char mask = static_cast<unsigned char>(1u << (i % 8));
-    if (on)
-        bits[i / 8] = static_cast<unsigned char>(bits[i / 8] | mask);
-    else
-        bits[i / 8] = static_cast<unsigned char>(bits[i / 8] & ~mask);
 }
 
 void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count)
@@ -141,20 +151,17 @@ void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count)
         return;
     // Holds the bits when dst and src are one array.
     const QByteArray source(src); // NOLINT(performance-unnecessary-copy-initialization)
-    const int end = (dstStart + count - 1) / 8 + 1;
-    extendTo(dst, end);
+    extendTo(dst, (dstStart + count - 1) / 8 + 1);
     const unsigned char *in = bytesOf(source);
     unsigned char *out = bytesOf(dst) + dstStart / 8;
     const int shift = dstStart % 8;
-    // Each source byte covers the upper bits of one target byte and the lower ones of the next.
-    for (; count > 0; count -= 8, ++in, ++out) {
-        const unsigned int used = count >= 8 ? 0xFFu : (1u << count) - 1;
-        const unsigned int mask = used << shift;
-        const unsigned int bits = (*in & used) << shift;
-        out[0] = static_cast<unsigned char>((out[0] & ~mask) | bits);
-        if (mask > 0xFF)
-            out[1] = static_cast<unsigned char>((out[1] & ~(mask >> 8)) | (bits >> 8));
-    }
+    const int wholeBytes = count / 8;
+    if (shift == 0)
+        std::memmove(out, in, static_cast<size_t>(wholeBytes));
+    else if (wholeBytes > 0)
+        copyBytesShifted(out, in, wholeBytes, shift);
+    if (count % 8 != 0)
+        copyBitsOfByte(out + wholeBytes, in[wholeBytes], shift, count % 8);
 }
 
 QByteArray ExpandBitsToBytes(const QByteArray &bits, unsigned short start, int count)

@@ -31,7 +31,11 @@ bool getBit(unsigned int value, unsigned short bit); ///< a bit of a 32-bit valu
 bool getBit(const QByteArray &bits, int i);
 
 /// Bit @p i of the buffer. Requires: @p i >= 0 and the buffer holds that bit.
-bool getBit(const unsigned char *bits, int i);
+inline bool getBit(const unsigned char *bits, int i)
+{
+    const unsigned int bit = static_cast<unsigned int>(i);
+    return ((bits[bit / 8] >> (bit % 8)) & 1) != 0;
+}
 
 /// Makes bit @p i of the array 1 or 0 and leaves all others. A bit beyond the end extends the array
 /// with zero bytes up to that bit. Requires: @p i >= 0.
@@ -39,7 +43,13 @@ void setBit(QByteArray &bits, int i, bool on);
 
 /// Makes bit @p i of the buffer 1 or 0 and leaves all others.
 /// Requires: @p i >= 0 and the buffer holds that bit.
-void setBit(unsigned char *bits, int i, bool on);
+inline void setBit(unsigned char *bits, int i, bool on)
+{
+    const unsigned int bit = static_cast<unsigned int>(i);
+    const unsigned int mask = 1u << (bit % 8);
+    const unsigned int others = bits[bit / 8] & ~mask;
+    bits[bit / 8] = static_cast<unsigned char>(on ? others | mask : others);
+}
 
 /// Copies the first @p count bits of @p src to @p dst from bit @p dstStart on; a count of 0 or less
 /// does nothing. @p dst is extended with zero bytes where it is too short. When both are one array,
@@ -60,9 +70,9 @@ void FitBitArray(QByteArray &bits, int n);
 void clearUnnecessaryBits(QByteArray &bits, int n);
 
 /// Shifts the array toward bit 0 by @p n bits, in place. For @p n below 8 zeros enter at the top.
-/// For
-/// @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes afterwards. An
-/// empty array stays empty. Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
+/// For @p n of 8 and more the last n / 8 bytes hold the array's former first n / 8 bytes
+/// afterwards. An empty array stays empty.
+/// Requires: @p n >= 0, and @p n < 8 * size when @p n >= 8.
 void RightShiftNBits(QByteArray &bits, int n);
 
 /// @name Size arithmetic

@@ -72,9 +72,7 @@ QByteArray reverseArray(const QByteArray &a);
 template <typename T>
 void RotateArray(T *a, int k, int m)
 {
-    std::reverse(a, a + k);
-    std::reverse(a + k, a + k + m);
-    std::reverse(a, a + k + m);
+    std::rotate(a, a + k, a + k + m);
 }
 
 /// Part of the library's interface for the runtime: always true, whatever the machine's byte order

@@ -90,39 +90,48 @@ unsigned int loadValue(const unsigned char *src, size_t width, bool bigEndian)
     return value;
 }
 
-// The k-th value of an array of `width`-byte integers in this machine's memory.
-unsigned int arrayValue(const void *values, size_t k, size_t width)
+// Width and order are constant in a loop over an array: the compiler then moves whole words.
+
+template <typename Value, bool BigEndian>
+void storeArray(unsigned char *dst, const void *values, size_t count)
 {
-    switch (width) {
-    case 1:
-        return static_cast<const unsigned char *>(values)[k];
-    case 2:
-        return static_cast<const unsigned short *>(values)[k];
-    default:
-        return static_cast<const unsigned int *>(values)[k];
-    }
+    const Value *in = static_cast<const Value *>(values);
+    for (size_t k = 0; k < count; ++k)
+        storeValue(dst + k * sizeof(Value), in[k], sizeof(Value), BigEndian);
 }
 
-void setArrayValue(void *values, size_t k, size_t width, unsigned int value)
+template <typename Value, bool BigEndian>
+void loadArray(void *values, const unsigned char *src, size_t count)
 {
-    switch (width) {
-    case 1:
-        static_cast<unsigned char *>(values)[k] = static_cast<unsigned char>(value);
-        break;
-    case 2:
-        static_cast<unsigned short *>(values)[k] = static_cast<unsigned short>(value);
-        break;
-    default:
-        static_cast<unsigned int *>(values)[k] = value;
-        break;
-    }
+    Value *out = static_cast<Value *>(values);
+    for (size_t k = 0; k < count; ++k)
+        out[k] = static_cast<Value>(loadValue(src + k * sizeof(Value), sizeof(Value), BigEndian));
 }
 
-void packArray(unsigned char *dst, const void *values, const Item &item)
+struct ArrayForm {
+    void (*store)(unsigned char *dst, const void *values, size_t count);
+    void (*load)(void *values, const unsigned char *src, size_t count);
+};
+
+template <typename Value, bool BigEndian>
+const ArrayForm &arrayForm()
 {
-    const size_t width = valueWidth(item.type);
-    for (size_t k = 0; k < item.count; ++k, dst += width)
-        storeValue(dst, arrayValue(values, k, width), width, isBigEndianType(item.type));
+    static const ArrayForm form = {storeArray<Value, BigEndian>, loadArray<Value, BigEndian>};
+    return form;
+}
+
+const ArrayForm &arrayForm(char type)
+{
+    switch (valueWidth(type)) {
+    case 1:
+        return arrayForm<unsigned char, false>();
+    case 2:
+        return isBigEndianType(type) ? arrayForm<unsigned short, true>()
+                                     : arrayForm<unsigned short, false>();
+    default:
+        return isBigEndianType(type) ? arrayForm<unsigned int, true>()
+                                     : arrayForm<unsigned int, false>();
+    }
 }
 
 } // namespace
@@ -140,7 +149,7 @@ int VDataPack(unsigned char *dst, const char *fmt, va_list args)
         if (item.type == 'x' && item.count > 0)
             std::memset(out, 0, item.count);
         else if (!isFiller(item) && item.counted)
-            packArray(out, va_arg(args, const void *), item);
+            arrayForm(item.type).store(out, va_arg(args, const void *), item.count);
         else if (!isFiller(item))
             storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width,
                        isBigEndianType(item.type));
@@ -169,10 +178,12 @@ QByteArray VByteArrayPack(const char *fmt, va_list args)
         const int start = packed.size();
         if (item.count > static_cast<size_t>(INT_MAX - start) / width)
             return QByteArray();
-        packed.append(QByteArray(static_cast<int>(item.count * width), '\0'));
+        packed.resize(start + static_cast<int>(item.count * width));
         unsigned char *out = reinterpret_cast<unsigned char *>(packed.data()) + start;
+        if (isFiller(item))
+            *out = 0;
         if (item.counted)
-            packArray(out, va_arg(args, const void *), item);
+            arrayForm(item.type).store(out, va_arg(args, const void *), item.count);
         else if (!isFiller(item))
             storeValue(out, static_cast<unsigned int>(va_arg(args, int)), width,
                        isBigEndianType(item.type));
@@ -197,13 +208,9 @@ int VDataUnpack(const unsigned char *src, const char *fmt, va_list args)
         const size_t width = valueWidth(item.type);
         if (width == 0 || (item.counted && !countAllowed(item)))
             return -1;
-        if (isFiller(item)) {
-            in += item.count;
-            continue;
-        }
-        void *values = va_arg(args, void *);
-        for (size_t k = 0; k < item.count; ++k, in += width)
-            setArrayValue(values, k, width, loadValue(in, width, isBigEndianType(item.type)));
+        if (!isFiller(item))
+            arrayForm(item.type).load(va_arg(args, void *), in, item.count);
+        in += item.count * width;
     }
     return static_cast<int>(in - src);
 }
