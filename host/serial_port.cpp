@@ -84,6 +84,10 @@ public:
     {
         m_lock =
             ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        if (m_lock >= 0 && !isatty(m_lock)) {
+            *error = QLatin1String("it is no serial port");
+            return false;
+        }
         if (m_lock >= 0 && flock(m_lock, LOCK_EX | LOCK_NB) == 0)
             return true;
         *error = errno == EWOULDBLOCK || errno == EBUSY
