@@ -3,6 +3,8 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QIODevice>
 #include <QtCore/QVariant>
+#include <QtNetwork/QAbstractSocket>
+#include <QtSerialPort/QSerialPort>
 
 namespace
 {
@@ -15,21 +17,29 @@ const int MAX_DISCARD_ROUNDS = 16;
 } // namespace
 
 DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
-    : m_port(port), m_setting(setting), m_timeoutMs(qMax(0, setting.timeout))
+    : m_port(port), m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
+      m_timeoutMs(qMax(0, setting.timeout))
 {}
+
+// A socket that has lost its peer stays open. It is left alone: any further call on it would replace the
+// reason of the loss, which people are to be told.
+bool DeviceChannel::isBroken() const
+{
+    return !m_port->isOpen() || (m_socket && m_socket->state() != QAbstractSocket::ConnectedState);
+}
 
 int DeviceChannel::read(char *buffer, int maxLength)
 {
     if (!m_port->isOpen() || maxLength <= 0)
         return 0;
-    if (m_port->bytesAvailable() <= 0 && !m_port->waitForReadyRead(m_timeoutMs))
+    if (m_port->bytesAvailable() <= 0 && (isBroken() || !m_port->waitForReadyRead(m_timeoutMs)))
         return 0;
     return static_cast<int>(qMax<qint64>(0, m_port->read(buffer, maxLength)));
 }
 
 int DeviceChannel::write(const char *buffer, int length)
 {
-    if (!m_port->isOpen() || m_port->write(buffer, length) < length)
+    if (isBroken() || m_port->write(buffer, length) < length)
         return -1;
     QElapsedTimer waiting;
     waiting.start();
@@ -40,6 +50,8 @@ int DeviceChannel::write(const char *buffer, int length)
             break;
         pending = m_port->bytesToWrite();
     }
+    if (pending > 0)
+        discardOutput();
     return length - static_cast<int>(qMin<qint64>(pending, length));
 }
 
@@ -57,10 +69,19 @@ void DeviceChannel::discardInput()
 {
     for (int round = 0; round < MAX_DISCARD_ROUNDS; ++round) {
         m_port->skip(m_port->bytesAvailable());
-        if (!m_port->waitForReadyRead(0))
+        if (isBroken() || !m_port->waitForReadyRead(0))
             break;
     }
     m_port->skip(m_port->bytesAvailable());
+}
+
+// A socket cannot take a part of a line back.
+void DeviceChannel::discardOutput()
+{
+    if (QSerialPort *serial = qobject_cast<QSerialPort *>(m_port))
+        serial->clear(QSerialPort::Output);
+    if (m_socket)
+        m_socket->abort();
 }
 
 int DeviceChannel::getRetry()

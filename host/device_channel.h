@@ -5,6 +5,7 @@
 #include "drivers/abstract_device_interface.h"
 #include "tools/drv_dev_setting.h"
 
+class QAbstractSocket;
 class QIODevice;
 
 /// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. No call
@@ -23,7 +24,9 @@ public:
     ///         or its peer is gone
     int read(char *buffer, int maxLength) override;
 
-    /// Hands @p length bytes to the operating system, for which it waits at most the time-out.
+    /// Hands @p length bytes to the operating system, for which it waits at most the time-out. When
+    /// that is not enough, a serial port's unsent bytes are thrown away, and a socket is closed:
+    /// they must not reach the PLC in front of a later line.
     /// @return the number of bytes handed over; -1 when the port is closed or its peer is gone
     int write(const char *buffer, int length) override;
 
@@ -36,9 +39,12 @@ public:
     unsigned long getDelay() override;
 
 private:
+    bool isBroken() const;
     void discardInput();
+    void discardOutput();
 
     QIODevice *m_port;
+    QAbstractSocket *m_socket; // the port, when it is one
     DriverSetting m_setting;
     int m_timeoutMs;
 };

@@ -54,16 +54,18 @@ QString noReplyText(const RequestRecord &record, const RequestPlace &place)
         return QString::fromLatin1("nothing can be sent on %1: %2; check that the port or the peer "
                                    "is still there")
             .arg(place.port, place.broken);
-    const QString text = QString::fromLatin1("no reply to %1 on %2 within %3 ms (%4, %5): ")
-                             .arg(quotedLine(record.sent), place.port)
-                             .arg(place.timeoutMs)
-                             .arg(attempts(record), countText(record.received, "byte", "bytes"));
+    const QString start =
+        QString::fromLatin1("no reply to %1 on %2").arg(quotedLine(record.sent), place.port);
+    const QString counts = QString::fromLatin1(" (%1, %2): ")
+                               .arg(attempts(record), countText(record.received, "byte", "bytes"));
+    // A broken port is not waited for.
     if (!place.broken.isEmpty())
-        return text + place.broken +
+        return start + counts + place.broken +
                QLatin1String("; check that the port or the peer is still there");
-    return text + QLatin1String(record.sent.startsWith("CR ")
-                                    ? "check cable, baud rate, parity, station number"
-                                    : "the PLC had answered before; check cable, noise, --timeout");
+    return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
+           QLatin1String(record.sent.startsWith("CR ")
+                             ? "check cable, baud rate, parity, station number"
+                             : "the PLC had answered before; check cable, noise, --timeout");
 }
 
 QString plcErrorText(const QString &driverText, const RequestRecord &record,
