@@ -1,4 +1,5 @@
 // kvlink: reads and writes the devices of a PLC through the driver plug-in.
+#include "apps/standard_streams.h"
 #include "command_line.h"
 #include "exit_status.h"
 #include "link.h"
@@ -12,6 +13,7 @@
 
 int main(int argc, char **argv)
 {
+    keepStandardStreams();
     QCoreApplication application(argc, argv);
     CommandLine line;
     int status = StatusGood;
@@ -28,5 +30,7 @@ int main(int argc, char **argv)
     out.flush();
     if (out.status() == QTextStream::Ok)
         return status;
+    if (readerIsGone())
+        return StatusOpen;
     return complain(err, QLatin1String("cannot write to the standard output"), StatusOpen);
 }

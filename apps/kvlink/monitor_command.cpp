@@ -223,6 +223,8 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     Monitor monitor(options, live, session, items, out, err);
     const ExitStatus status = monitor.run();
     out.flush();
+    if (out.status() != QTextStream::Ok)
+        return StatusOpen;
     QString summary = session.statistics().text();
     if (monitor.missed() > 0)
         summary += QLatin1String("; ") + countText(monitor.missed(), "sample", "samples") +

@@ -108,6 +108,8 @@ int runPing(const PingOptions &ping, const LinkOptions &options, QTextStream &ou
     if (!session.loadDriver(&failure) || !session.openLink(&failure))
         return complain(err, failure.text, failure.status);
     const int status = pingAll(ping, session, out, err);
+    if (out.status() != QTextStream::Ok)
+        return StatusOpen;
     return complain(err, session.statistics().text(), static_cast<ExitStatus>(status));
 }
 

@@ -1,3 +1,4 @@
+#include "apps/standard_streams.h"
 #include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/trace_target.h"
@@ -163,6 +164,7 @@ void takeTexts(const Texts &texts, KvsimOptions *options)
 
 int main(int argc, char **argv)
 {
+    keepStandardStreams();
     QCoreApplication application(argc, argv);
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");

@@ -1,0 +1,31 @@
+/// What the programs do about standard streams that are closed or that nobody reads any more.
+#ifndef APPS_STANDARD_STREAMS_H
+#define APPS_STANDARD_STREAMS_H
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+/// Keeps the numbers of closed standard streams from other files: values and texts must fail there rather
+/// than go into a port. Writing to a reader that is gone becomes an error instead of the program's end,
+/// which is to close its port and leave no half exchange behind. Requires: nothing else is open yet.
+inline void keepStandardStreams()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        // The lowest free number is taken, so it is this one. Opened the wrong way round.
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+/// Whether the reader of the standard output has gone, as `head` does when it has seen enough.
+inline bool readerIsGone()
+{
+    pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
+#endif
