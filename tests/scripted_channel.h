@@ -25,7 +25,7 @@ class ScriptedChannel : public AbstractDeviceInterface
 {
 public:
     explicit ScriptedChannel(const QByteArray &script)
-        : retry(0), station(0), delayMs(0), delaysAsked(0), m_next(0)
+        : retry(0), station(0), delayMs(0), delaysAsked(0), m_next(0), m_lastWasSilence(false)
     {
         QByteArray text(script);
         text.replace("{CR}", "\r").replace("{LF}", "\n");

@@ -40,7 +40,7 @@ private:
     {
         QSqlDatabase database = QSqlDatabase::database(connectionName, false);
         if (database.isValid() && !database.isOpen())
-            database.open();
+            static_cast<void>(database.open()); // a query of a closed one fails
         return database;
     }
 

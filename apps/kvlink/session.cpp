@@ -38,7 +38,7 @@ int complain(QTextStream &err, const QString &text, ExitStatus status)
 }
 
 Session::Session(const LinkOptions &options, QTextStream &err)
-    : m_options(options), m_err(err), m_hasProject(false)
+    : m_options(options), m_err(err), m_hasProject(false), m_project()
 {}
 
 Session::~Session() {}
