@@ -32,6 +32,7 @@ private slots:
     void refusesRequestsBeforeSending_data();
     void refusesRequestsBeforeSending();
     void takesTheCommandsOwnByteLength();
+    void asksAnewForEveryAddressAndCount();
 };
 
 // Rows give the data line and its reply; opening and closing around them are the same for all.
@@ -264,6 +265,40 @@ void TestDriverRead::takesTheCommandsOwnByteLength()
     DriverKV_L20V_HostLink driver;
     QCOMPARE(driver.read(&channel, ThreeBytes()).toHex(), QByteArray("341278"));
     QCOMPARE(channel.fault(), QByteArray());
+}
+
+// Lines of earlier reads are kept; each of these must get its own, whatever was read before.
+void TestDriverRead::asksAnewForEveryAddressAndCount()
+{
+    const struct {
+        const char *address;
+        uint words;
+        const char *line;
+    } rows[] = {
+        {"DM1", 1, "RDS DM00001.H 1"},
+        {"DM1", 33, "RDS DM00001.H 33"},
+        {"EM1", 1, "RDS EM00001.H 1"},
+        {"DM1", 2, "RDS DM00001.H 2"},
+        {"dm1", 1, "RDS DM00001.H 1"},
+        {"DM10001", 1, "RDS DM10001.H 1"},
+        {"DM20001", 1, "RDS DM20001.H 1"},
+        {"DM0000000001", 1, "RDS DM00001.H 1"},
+        {"DM00000000001", 1, "RDS DM00001.H 1"},
+        {"DM4294967295", 1, "RDS DM4294967295.H 1"},
+        {"R1", 1, "RDS R00100.H 1"},
+        {"W1", 1, "RDS W0001.H 1"},
+    };
+    DriverKV_L20V_HostLink driver;
+    for (int round = 0; round < 3; ++round) {
+        for (const auto &row : rows) {
+            ScriptedChannel channel(QByteArray(OPEN) + "!|>" + row.line + "|<1234" + CLOSE);
+            driver.read(&channel, CommunicatorCommand(Word, row.words, QLatin1String(row.address)));
+            QCOMPARE(channel.fault(), QByteArray());
+        }
+        ScriptedChannel silent("");
+        driver.read(&silent, CommunicatorCommand(Word, 1, QLatin1String("ZA1")));
+        QVERIFY(driver.hasError());
+    }
 }
 
 QTEST_APPLESS_MAIN(TestDriverRead)

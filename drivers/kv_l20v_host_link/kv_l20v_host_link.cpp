@@ -22,13 +22,6 @@ const int USUAL_ADDRESS_LENGTH = 16;
 // absurd request must not make the driver allocate what the request claims.
 const int MAX_DATA_LENGTH = 1024 * 1024;
 
-// Characters from one item of a reply to the next.
-const int BIT_STRIDE = 2;
-const int TIMER_COUNTER_STRIDE = 24;
-const Dec10Layout DEC10_VALUES = {0, 11};
-const Dec10Layout TIMER_COUNTER_FIRST = {2, TIMER_COUNTER_STRIDE};
-const Dec10Layout TIMER_COUNTER_SECOND = {13, TIMER_COUNTER_STRIDE};
-
 // The bit devices' numbers count channels of 16 bits; the format adds the channel's first bit.
 const struct {
     const char *prefix;
@@ -212,51 +205,57 @@ bool DriverKV_L20V_HostLink::tryAgain(AbstractDeviceInterface *device, int attem
 QByteArray DriverKV_L20V_HostLink::read(AbstractDeviceInterface *device,
                                         const CommunicatorCommand &command)
 {
-    QByteArray result;
-    int attempt = 0;
-    do {
+    for (int attempt = 0;; ++attempt) {
         beginAttempt(device);
-        switch (command.kind) {
-        case Byte:
-        case Word:
-        case DoubleWord:
-        case Block:
-            result = readBytes(device, command.address, command.byteLength());
-            break;
-        case Bit:
-        case BitBlock:
-            result = readBits(device, command);
-            break;
-        default:
-            return QByteArray();
-        }
-    } while (tryAgain(device, attempt++));
-    return result;
+        QByteArray result = readOnce(device, command);
+        if (!tryAgain(device, attempt))
+            return result;
+    }
 }
 
 int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
                                   const CommunicatorCommand &command, const QByteArray &data)
 {
-    int result = 0;
-    int attempt = 0;
-    do {
+    for (int attempt = 0;; ++attempt) {
         beginAttempt(device);
-        switch (command.kind) {
-        case Byte:
-        case Word:
-        case DoubleWord:
-        case Block:
-            result = writeBytes(device, command, data);
-            break;
-        case Bit:
-        case BitBlock:
-            result = writeBitKinds(device, command, data);
-            break;
-        default:
-            return 0;
-        }
-    } while (tryAgain(device, attempt++));
-    return result;
+        const int result = writeOnce(device, command, data);
+        if (!tryAgain(device, attempt))
+            return result;
+    }
+}
+
+QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
+                                            const CommunicatorCommand &command)
+{
+    switch (command.kind) {
+    case Byte:
+    case Word:
+    case DoubleWord:
+    case Block:
+        return readBytes(device, command.address, command.byteLength());
+    case Bit:
+    case BitBlock:
+        return readBits(device, command);
+    default:
+        return QByteArray();
+    }
+}
+
+int DriverKV_L20V_HostLink::writeOnce(AbstractDeviceInterface *device,
+                                      const CommunicatorCommand &command, const QByteArray &data)
+{
+    switch (command.kind) {
+    case Byte:
+    case Word:
+    case DoubleWord:
+    case Block:
+        return writeBytes(device, command, data);
+    case Bit:
+    case BitBlock:
+        return writeBitKinds(device, command, data);
+    default:
+        return 0;
+    }
 }
 
 // Whether the data of a request has a length that the driver is ready to hold.
@@ -286,7 +285,8 @@ bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
 // The bytes of the request's address; a character that has none becomes a question mark.
 const QByteArray &DriverKV_L20V_HostLink::takeAddress(const QString &address)
 {
-    m_address.resize(address.size());
+    if (m_address.size() != address.size())
+        m_address.resize(address.size());
     char *bytes = m_address.data();
     for (int i = 0; i < address.size(); ++i) {
         const ushort c = address.at(i).unicode();
@@ -313,29 +313,29 @@ bool DriverKV_L20V_HostLink::parseWordAddress(const QByteArray &address, WordDev
 QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
                                              const QString &addressText, int byteLength)
 {
-    const QByteArray &address = takeAddress(addressText);
     if (!checkDataLength(byteLength))
         return QByteArray();
-    if (KV_L20V_HexWordDataFormat(address))
-        return readHexWords(device, address, byteLength);
-    if (!checkCarriedAddress(addressText))
+    const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
+    if (const KV_L20V_RequestLines::Line *line = m_requestLines.find(addressText, words))
+        return readHexWords(device, line->text, line->length, words, byteLength);
+    const QByteArray &address = takeAddress(addressText);
+    if (!KV_L20V_HexWordDataFormat(address))
+        return checkCarriedAddress(addressText) ? readUInt32s(device, address, byteLength)
+                                                : QByteArray();
+    const int length = byteLength == 0 ? 0 : packReadHexWordsCmd(address, words);
+    if (length == 0)
         return QByteArray();
-    return readUInt32s(device, address, byteLength);
+    m_requestLines.keep(addressText, words, &m_cmdBuf[0], length);
+    return readHexWords(device, &m_cmdBuf[0], length, words, byteLength);
 }
 
-QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device,
-                                                const QByteArray &address, int byteLength)
+QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device, const char *line,
+                                                int length, unsigned int words, int byteLength)
 {
-    if (byteLength == 0)
-        return QByteArray();
-    const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
-    const int length = packReadHexWordsCmd(address, words);
-    const ReplyForm form = {ReplyForm::Pattern, &m_hexWordsRsp, isCertainlyHexWords,
-                            "invalid response:"};
-    if (length == 0 || !exchange(device, ReadLine, &m_cmdBuf[0], length, form))
-        return QByteArray();
-    QByteArray data(static_cast<int>(2 * words), '\0');
-    hexWordsRspToByteArray(&m_rspBuf[0], rspTextLength(), data);
+    const ReplyForm form = {&m_hexWordsRsp, decodeHexWords,
+                            "invalid response:", static_cast<int>(words),
+                            static_cast<int>(2 * words)};
+    QByteArray data = readItems(device, line, length, form);
     data.truncate(byteLength);
     return data;
 }
@@ -346,16 +346,13 @@ QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
 {
     const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
     const bool valuesOnly = KV_L20V_Dec10DataFormat(address);
-    const ReplyForm form = {ReplyForm::Pattern, valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
-                            valuesOnly ? isCertainlyDec10 : isCertainlyTimerCounter,
-                            "invalid response"};
-    if (!continuousRead(device, carriedAddress(address), count, form))
-        return QByteArray();
-    const Dec10Layout &layout = valuesOnly             ? DEC10_VALUES
-                                : isCtcPreset(address) ? TIMER_COUNTER_SECOND
-                                                       : TIMER_COUNTER_FIRST;
-    QByteArray data =
-        dec10RspToByteArray(&m_rspBuf[0], rspTextLength(), layout, static_cast<int>(count));
+    const ReplyForm form = {valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
+                            valuesOnly             ? decodeDec10
+                            : isCtcPreset(address) ? decodeTimerCounterSecond
+                                                   : decodeTimerCounterFirst,
+                            "invalid response", static_cast<int>(count),
+                            static_cast<int>(4 * count)};
+    QByteArray data = continuousRead(device, carriedAddress(address), form);
     data.truncate(byteLength);
     return data;
 }
@@ -365,30 +362,32 @@ QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
 {
     const QByteArray &address = takeAddress(command.address);
     const bool items = KV_L20V_TimerCounterBits(address);
-    const ReplyForm form = {ReplyForm::Pattern, items ? &m_timerCounterRsp : &m_bitsRsp,
-                            items ? isCertainlyTimerCounter : isCertainlyBits,
-                            items ? "invalid response3" : "invalid response2"};
-    if (!checkDataLength(NumOfBitsToNumOfBytes(0, command.count)) ||
-        !checkCarriedAddress(command.address) ||
-        !continuousRead(device, address.constData(), command.count, form))
+    const unsigned int bytes = NumOfBitsToNumOfBytes(0, command.count);
+    if (!checkDataLength(bytes) || !checkCarriedAddress(command.address))
         return QByteArray();
-    return digitsRspToBits(&m_rspBuf[0], rspTextLength(), items ? TIMER_COUNTER_STRIDE : BIT_STRIDE,
-                           static_cast<int>(command.count));
+    const ReplyForm form = {items ? &m_timerCounterRsp : &m_bitsRsp,
+                            items ? decodeTimerCounterBits : decodeBits,
+                            items ? "invalid response3" : "invalid response2",
+                            static_cast<int>(command.count), static_cast<int>(bytes)};
+    return continuousRead(device, address.constData(), form);
 }
 
-bool DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device, const char *address,
-                                            unsigned int count, const ReplyForm &form)
+QByteArray DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
+                                                  const char *address, const ReplyForm &form)
 {
+    const unsigned int count = static_cast<unsigned int>(form.count);
     char line[CONTINUOUS_READ_BUFFER_SIZE];
     const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(line, CONTINUOUS_READ_BUFFER_SIZE,
                                                                  address, count);
-    if (length == 0)
-        return failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
-                                          "%3 characters")
-                          .arg(count)
-                          .arg(quoted(QString::fromLatin1(address)))
-                          .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
-    return exchange(device, ReadLine, line, length, form);
+    if (length == 0) {
+        failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
+                                   "%3 characters")
+                   .arg(count)
+                   .arg(quoted(QString::fromLatin1(address)))
+                   .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
+        return QByteArray();
+    }
+    return readItems(device, line, length, form);
 }
 
 int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsigned int words)
@@ -441,9 +440,7 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
             &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carriedAddress(address), To32bitsData(data));
         checkWriteLine(length, address, data.size());
     }
-    // A PLC that took the words may word its reply as it likes: only an error reply is a refusal.
-    const ReplyForm form = {ReplyForm::Anything, 0, 0, ""};
-    return length > 0 && exchange(device, WriteLine, &m_cmdBuf[0], length, form);
+    return length > 0 && writeItems(device, &m_cmdBuf[0], length, AnyReply);
 }
 
 // Relays take a run of bits in one line, every other device one exchange per bit.
@@ -475,9 +472,8 @@ int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QBy
 {
     const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
                                                         address.constData(), data);
-    const ReplyForm form = {ReplyForm::OkLine, 0, 0, "invalid response"};
     return checkWriteLine(length, address, data.size()) &&
-           exchange(device, WriteLine, &m_cmdBuf[0], length, form);
+           writeItems(device, &m_cmdBuf[0], length, OkReply);
 }
 
 int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByteArray &prefix,
@@ -488,6 +484,5 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
                           .arg(quoted(QString::fromLatin1(prefix))));
     const int length =
         KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix, number, value);
-    const ReplyForm form = {ReplyForm::OkLine, 0, 0, "invalid response"};
-    return exchange(device, WriteLine, &m_cmdBuf[0], length, form);
+    return writeItems(device, &m_cmdBuf[0], length, OkReply);
 }

@@ -4,6 +4,7 @@
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_HOST_LINK_H
 
 #include "drivers/driver_interface.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_request_lines.h"
 #include "tools/qt_compat.h"
 
 #include <QtCore/QByteArray>
@@ -16,7 +17,7 @@
 
 /// Every request is one bracketed exchange: the open line, one data line, the close line, each with
 /// its reply. Failures are reported by result and `hasError` / `getLastError`; nothing is logged
-/// and nothing is kept between calls but the error state.
+/// and nothing is kept between calls but the error state and the lines of the latest reads.
 class DriverKV_L20V_HostLink : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -63,14 +64,16 @@ private:
 
     enum LineKind { ReadLine, WriteLine };
 
-    // What the reply to a data line must look like, and the error text for one that does not.
-    struct ReplyForm {
-        enum Check { Pattern, OkLine, Anything };
+    enum WriteReply { AnyReply, OkReply };
 
-        Check check;
+    // What the reply to a read must look like, the error text for one that does not, and what is
+    // wanted of it: how many items, into how many bytes.
+    struct ReplyForm {
         const QRegExp *pattern;
-        bool (*isCertain)(const char *rsp, int length); // a quick look before the pattern
+        bool (*decode)(const char *rsp, int length, int count, char *out);
         const char *wrongForm;
+        int count;
+        int bytes;
     };
 
     // A word device's address, taken apart for a line.
@@ -82,34 +85,40 @@ private:
 
     void beginAttempt(AbstractDeviceInterface *device);
     bool tryAgain(AbstractDeviceInterface *device, int attempt);
+    QByteArray readOnce(AbstractDeviceInterface *device, const CommunicatorCommand &command);
+    int writeOnce(AbstractDeviceInterface *device, const CommunicatorCommand &command,
+                  const QByteArray &data);
 
     // The session. Each result is 1, or 0 with the error recorded.
     int startComm(AbstractDeviceInterface *device);
     int endComm(AbstractDeviceInterface *device);
-    int sessionStep(AbstractDeviceInterface *device, const char *line, const char *expected);
-    bool exchange(AbstractDeviceInterface *device, LineKind kind, const char *line, int length,
-                  const ReplyForm &form);
+    bool sessionStep(AbstractDeviceInterface *device, const char *line, int length, char *reply);
     bool failed(const QString &text);
+
+    // One bracketed exchange, from its open line on.
+    bool ask(AbstractDeviceInterface *device, LineKind kind, const char *line, int length);
+    QByteArray readItems(AbstractDeviceInterface *device, const char *line, int length,
+                         const ReplyForm &form);
+    bool writeItems(AbstractDeviceInterface *device, const char *line, int length,
+                    WriteReply reply);
 
     // The reply of a data line, received into the cleared response buffer.
     void resetRsp();
     int readRspUntilLF(AbstractDeviceInterface *device);
     int rspLen() const { return m_rspLen; }
-    int rspTextLength() const;
-    QString rspText() const;
-    bool isErrorReply(const char *line, int length, QString *text) const;
-    bool hasForm(const ReplyForm &form) const;
+    bool failedByErrorReply(const char *reply, int received);
+    bool decodeRsp(const ReplyForm &form, char *out);
 
     // Reads. Each result is the data, or empty with the error recorded.
     QByteArray readBytes(AbstractDeviceInterface *device, const QString &addressText,
                          int byteLength);
-    QByteArray readHexWords(AbstractDeviceInterface *device, const QByteArray &address,
-                            int byteLength);
+    QByteArray readHexWords(AbstractDeviceInterface *device, const char *line, int length,
+                            unsigned int words, int byteLength);
     QByteArray readUInt32s(AbstractDeviceInterface *device, const QByteArray &address,
                            int byteLength);
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
-    bool continuousRead(AbstractDeviceInterface *device, const char *address, unsigned int count,
-                        const ReplyForm &form);
+    QByteArray continuousRead(AbstractDeviceInterface *device, const char *address,
+                              const ReplyForm &form);
 
     // Writes. Each result is 1, or 0 with the error recorded.
     int writeBytes(AbstractDeviceInterface *device, const CommunicatorCommand &command,
@@ -145,6 +154,7 @@ private:
     std::vector<char> m_rspBuf;
     std::vector<char> m_cmdBuf;
     DeviceTable m_map;
+    KV_L20V_RequestLines m_requestLines;
     QByteArray m_address; // of the request at hand, in bytes; kept for its allocation
     QByteArray m_prefix;  // likewise
 };

@@ -3,6 +3,7 @@
 #include "tools/tools.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -25,16 +26,25 @@ bool isDigit(char c)
 class LineWriter
 {
 public:
-    LineWriter(char *dst, int size) : m_dst(dst), m_room(size - 1), m_length(0), m_fits(size > 0) {}
+    // Requires: size > 0.
+    LineWriter(char *dst, int size) : m_start(dst), m_at(dst), m_last(dst + size - 1), m_fits(true)
+    {}
 
     bool fits() const { return m_fits; }
 
     void character(char c)
     {
-        if (m_length >= m_room)
-            m_fits = false;
-        else
-            m_dst[m_length++] = c;
+        if (claim(1))
+            *m_at++ = c;
+    }
+
+    template <size_t Size>
+    void literal(const char (&text)[Size])
+    {
+        if (claim(Size - 1)) {
+            std::memcpy(m_at, text, Size - 1);
+            m_at += Size - 1;
+        }
     }
 
     void text(const char *s)
@@ -47,102 +57,134 @@ public:
     // goes the slow way.
     void formatted(const char *format, unsigned int number)
     {
-        const bool known = format[0] == '%' && format[1] == '0' && isDigit(format[2]) &&
-                           (format[3] == 'u' || format[3] == 'X');
-        if (known) {
-            const int width = format[2] - '0';
-            digits(number, format[3] == 'u' ? 10 : 16, width);
-            text(format + 4);
-            return;
-        }
-        const int room = m_room - m_length + 1;
-        const int written =
-            m_fits ? std::snprintf(m_dst + m_length, static_cast<size_t>(room), format, number)
-                   : -1;
-        if (written < 0 || written >= room)
-            m_fits = false;
+        const bool known = format[0] == '%' && format[1] == '0' && isDigit(format[2]);
+        if (known && format[3] == 'u')
+            digits<10>(number, format[2] - '0');
+        else if (known && format[3] == 'X')
+            digits<16>(number, format[2] - '0');
         else
-            m_length += written;
+            return printed(format, number);
+        text(format + 4);
     }
 
-    void decimal(unsigned int number, int minDigits = 1) { digits(number, 10, minDigits); }
+    void decimal(unsigned int number, int minDigits = 1) { digits<10>(number, minDigits); }
 
-    void hexByte(unsigned char byte)
+    void hexWordField(const unsigned char *leastFirst)
     {
-        character(HEX_DIGITS[byte >> 4]);
-        character(HEX_DIGITS[byte & 0xF]);
+        if (!claim(5))
+            return;
+        *m_at++ = ' ';
+        *m_at++ = HEX_DIGITS[leastFirst[1] >> 4];
+        *m_at++ = HEX_DIGITS[leastFirst[1] & 0xF];
+        *m_at++ = HEX_DIGITS[leastFirst[0] >> 4];
+        *m_at++ = HEX_DIGITS[leastFirst[0] & 0xF];
     }
 
     int end()
     {
-        text("\r\n");
+        literal("\r\n");
         if (m_fits)
-            m_dst[m_length] = '\0';
-        return m_fits ? m_length : 0;
+            *m_at = '\0';
+        return m_fits ? static_cast<int>(m_at - m_start) : 0;
     }
 
 private:
-    void digits(unsigned int number, unsigned int base, int minDigits)
+    bool claim(int length)
+    {
+        m_fits = m_fits && m_last - m_at >= length;
+        return m_fits;
+    }
+
+    template <unsigned int Base>
+    void digits(unsigned int number, int minDigits)
     {
         char reversed[10];
         int n = 0;
         do {
-            reversed[n++] = HEX_DIGITS[number % base];
-            number /= base;
-        } while (number != 0);
-        for (int zeros = n; zeros < minDigits; ++zeros)
-            character('0');
+            reversed[n++] = HEX_DIGITS[number % Base];
+            number /= Base;
+        } while (number != 0 || n < minDigits);
+        if (!claim(n))
+            return;
         while (n > 0)
-            character(reversed[--n]);
+            *m_at++ = reversed[--n];
     }
 
-    char *m_dst;
-    int m_room; // without the terminating zero
-    int m_length;
+    void printed(const char *format, unsigned int number)
+    {
+        const size_t room = static_cast<size_t>(m_last - m_at) + 1;
+        const int written = m_fits ? std::snprintf(m_at, room, format, number) : -1;
+        m_fits = written >= 0 && static_cast<size_t>(written) < room;
+        if (m_fits)
+            m_at += written;
+    }
+
+    char *const m_start;
+    char *m_at;
+    char *const m_last; // the place of the terminating zero
     bool m_fits;
 };
 
-enum PrefixForm {
-    UnknownPrefix,
-    OneLetter,
-    OneLetterHex,
-    TwoLetters,
-    TwoLettersHex,
-    ThreeLetters,
-    FourLetters
+// How many characters a device prefix has, and how its number is written.
+struct PrefixForm {
+    int length; // 0: no known device
+    bool hexadecimal;
 };
 
 PrefixForm prefixForm(char c0, char c1)
 {
+    const PrefixForm none = {0, false};
+    const PrefixForm one = {1, false};
+    const PrefixForm two = {2, false};
+    const PrefixForm three = {3, false};
+    const PrefixForm four = {4, false};
+    const PrefixForm oneHex = {1, true};
+    const PrefixForm twoHex = {2, true};
     switch (c0) {
     case 'A':
     case 'T':
     case 'Z':
-        return isDigit(c1) ? OneLetter : TwoLetters;
+        return isDigit(c1) ? one : two;
     case 'B':
     case 'W':
-        return OneLetterHex;
+        return oneHex;
     case 'C':
         if (c1 == 'T')
-            return ThreeLetters;
-        return isDigit(c1) ? OneLetter : TwoLetters;
+            return three;
+        return isDigit(c1) ? one : two;
     case 'D':
     case 'E':
     case 'F':
     case 'L':
     case 'M':
-        return TwoLetters;
+        return two;
     case 'P':
-        return FourLetters;
+        return four;
     case 'R':
-        return OneLetter;
+        return one;
     case 'V':
         if (c1 == 'M')
-            return TwoLetters;
-        return c1 == 'B' ? TwoLettersHex : UnknownPrefix;
+            return two;
+        return c1 == 'B' ? twoHex : none;
     default:
-        return UnknownPrefix;
+        return none;
     }
+}
+
+// One to nine digits, as nearly every number has, without a look at blanks, signs and limits.
+// @return whether the text is that
+bool parseShortDecimal(const char *text, int length, unsigned int *number)
+{
+    if (length < 1 || length > 9)
+        return false;
+    unsigned int value = 0;
+    for (int i = 0; i < length; ++i) {
+        if (!isDigit(text[i]))
+            return false;
+        value = value * 10 + static_cast<unsigned int>(text[i] - '0');
+    }
+    *number = value;
+    return true;
 }
 
 } // namespace
@@ -152,27 +194,22 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
     const char c0 = upperAt(address, 0);
     const char c1 = upperAt(address, 1);
     const PrefixForm form = prefixForm(c0, c1);
-    int length = 1;
-    const int before = prefix.size();
-    prefix.append(c0);
-    if (form == UnknownPrefix)
+    if (form.length == 0) {
+        prefix.append(c0);
         return 0;
-    if (form == TwoLetters || form == TwoLettersHex || form == ThreeLetters) {
-        prefix.append(c1);
-        length = 2;
     }
-    if (form == ThreeLetters)
-        length = 3;
-    if (form == FourLetters)
-        length = 4;
-    length = qMin(length, address.size());
-    for (int i = prefix.size() - before; i < length; ++i)
-        prefix.append(address.at(i));
-    const bool hexadecimal = form == OneLetterHex || form == TwoLettersHex;
+    const int length = qMin(form.length, address.size());
+    char letters[4] = {c0, c1, '\0', '\0'};
+    for (int i = form.length == 4 ? 1 : 2; i < length; ++i)
+        letters[i] = address.at(i);
+    prefix.append(letters, form.length > 2 ? length : form.length);
+    const char *const text = address.constData() + length;
+    const int textLength = address.size() - length;
+    if (!form.hexadecimal && parseShortDecimal(text, textLength, &number))
+        return 1;
     bool converted = false;
-    number = NumberTextToUInt(address.constData() + length, address.size() - length,
-                              hexadecimal ? 16 : 10, &converted);
-    return converted || !hexadecimal ? 1 : 0;
+    number = NumberTextToUInt(text, textLength, form.hexadecimal ? 16 : 10, &converted);
+    return converted || !form.hexadecimal ? 1 : 0;
 }
 
 bool KV_L20V_HexWordDataFormat(const QByteArray &address)
@@ -247,7 +284,7 @@ int KV_L20V_HostLinkPackRDSWordsCmd(char *dst, int size, const char *prefix, uns
                                     const char *format, unsigned int words)
 {
     LineWriter line(dst, size);
-    line.text("RDS ");
+    line.literal("RDS ");
     line.text(prefix);
     line.formatted(format, number);
     line.character(' ');
@@ -259,7 +296,7 @@ int KV_L20V_HostLinkPackContinuousReadDataCmd(char *dst, int size, const char *a
                                               unsigned int count)
 {
     LineWriter line(dst, size);
-    line.text("RDS ");
+    line.literal("RDS ");
     line.text(address);
     line.character(' ');
     line.decimal(count);
@@ -270,15 +307,13 @@ int KV_L20V_HostLinkPackWRSWordsCmd(char *dst, int size, const char *prefix, uns
                                     const char *format, const unsigned char *words, int count)
 {
     LineWriter line(dst, size);
-    line.text("WRS ");
+    line.literal("WRS ");
     line.text(prefix);
     line.formatted(format, number);
     line.character(' ');
     line.decimal(static_cast<unsigned int>(count));
     for (int i = 0; i < count && line.fits(); ++i) {
-        line.character(' ');
-        line.hexByte(words[2 * i + 1]);
-        line.hexByte(words[2 * i]);
+        line.hexWordField(words + 2 * i);
     }
     return line.end();
 }
@@ -288,7 +323,7 @@ int KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(char *dst, int size, const cha
 {
     const unsigned char *bytes = reinterpret_cast<const unsigned char *>(values.constData());
     LineWriter line(dst, size);
-    line.text("WRS ");
+    line.literal("WRS ");
     line.text(address);
     line.character(' ');
     line.decimal(static_cast<unsigned int>(values.size() / 4));
@@ -305,13 +340,15 @@ int KV_L20V_HostLinkPackWriteBitsCmd(char *dst, int size, const char *address,
                                      const QByteArray &bits)
 {
     LineWriter line(dst, size);
-    line.text("WRS ");
+    line.literal("WRS ");
     line.text(address);
     line.character(' ');
     line.decimal(static_cast<unsigned int>(bits.size()));
     for (int i = 0; i < bits.size() && line.fits(); ++i) {
-        line.character(' ');
-        line.character(bits.at(i) != 0 ? '1' : '0');
+        if (bits.at(i) != 0)
+            line.literal(" 1");
+        else
+            line.literal(" 0");
     }
     return line.end();
 }

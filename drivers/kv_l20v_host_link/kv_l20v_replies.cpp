@@ -1,152 +1,170 @@
 #include "drivers/kv_l20v_host_link/kv_l20v_replies.h"
 
-#include "tools/tools.h"
+#include <QtCore/QtGlobal>
 
 namespace
 {
 
-const int HEX_WORD_DIGITS = 4;
-const int DEC10_DIGITS = 10;
-const int TIMER_COUNTER_LENGTH = 23;
 const quint64 UINT32_LIMIT = 0xFFFFFFFFu;
 
-// The ten-digit number at a position of the reply; 0 beyond its end.
-quint32 dec10At(const char *rsp, int length, int position)
-{
-    if (position > length - DEC10_DIGITS)
-        return 0;
-    quint64 value = 0;
-    for (int i = 0; i < DEC10_DIGITS; ++i)
-        value = value * 10 + static_cast<quint64>(rsp[position + i] - '0');
-    return static_cast<quint32>(qMin(value, UINT32_LIMIT));
-}
-
-// The value of each character as a hexadecimal digit; 16 for one that is none.
+// The value of each character as a hexadecimal digit; for one that is none, a value that stays
+// above every word wherever its digit stands.
+const quint32 XX = 0x10000;
 // clang-format off
-const unsigned char HEX_VALUE[256] = {
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-     0,  1,  2,  3,  4,  5,  6,  7,  8,  9, 16, 16, 16, 16, 16, 16,
-    16, 10, 11, 12, 13, 14, 15, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 10, 11, 12, 13, 14, 15, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
-    16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16, 16,
+const quint32 HEX_VALUE[256] = {
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+     0,  1,  2,  3,  4,  5,  6,  7,  8,  9, XX, XX, XX, XX, XX, XX,
+    XX, 10, 11, 12, 13, 14, 15, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, 10, 11, 12, 13, 14, 15, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
+    XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX, XX,
 };
 // clang-format on
 
-unsigned int hexValue(char c)
+quint32 hexValue(char c)
 {
     return HEX_VALUE[static_cast<unsigned char>(c)];
 }
 
-bool isHexWord(const char *item)
+// Ten digits as a number. @return whether they are digits
+bool parseDec10(const char *digits, quint32 *value)
 {
-    return (hexValue(item[0]) | hexValue(item[1]) | hexValue(item[2]) | hexValue(item[3])) < 16;
+    bool good = true;
+    quint64 number = 0;
+    for (int i = 0; i < 10; ++i) {
+        const unsigned int digit = static_cast<unsigned char>(digits[i] - '0');
+        good = good && digit <= 9;
+        number = number * 10 + digit;
+    }
+    *value = static_cast<quint32>(qMin(number, UINT32_LIMIT));
+    return good;
 }
 
-bool isDec10(const char *item)
+// The kinds of items: their length, and their value. `parse` tells whether an item is good.
+
+struct HexWord {
+    enum { LENGTH = 4 };
+
+    static bool parse(const char *item, quint32 *value)
+    {
+        *value = hexValue(item[0]) << 12 | hexValue(item[1]) << 8 | hexValue(item[2]) << 4 |
+                 hexValue(item[3]);
+        return *value <= 0xFFFF;
+    }
+};
+
+struct Dec10 {
+    enum { LENGTH = 10 };
+
+    static bool parse(const char *item, quint32 *value) { return parseDec10(item, value); }
+};
+
+struct BitDigit {
+    enum { LENGTH = 1 };
+
+    static bool parse(const char *item, quint32 *value)
+    {
+        *value = static_cast<unsigned char>(*item - '0');
+        return *value <= 1;
+    }
+};
+
+// A contact and two numbers, of which PART (0, 1, 2) is the value.
+template <int PART>
+struct TimerCounter {
+    enum { LENGTH = 23 };
+
+    static bool parse(const char *item, quint32 *value)
+    {
+        quint32 parts[3];
+        const bool good = BitDigit::parse(item, &parts[0]) && item[1] == ',' &&
+                          parseDec10(item + 2, &parts[1]) && item[12] == ',' &&
+                          parseDec10(item + 13, &parts[2]);
+        if (good)
+            *value = parts[PART];
+        return good;
+    }
+};
+
+// Where the value of an item with an index goes.
+
+void storeWord(char *out, int index, quint32 value)
 {
-    unsigned int above = 0;
-    for (int i = 0; i < DEC10_DIGITS; ++i)
-        above |= static_cast<unsigned char>(item[i] - '0') > 9;
-    return above == 0;
+    out[2 * index] = static_cast<char>(value & 0xFF);
+    out[2 * index + 1] = static_cast<char>(value >> 8 & 0xFF);
 }
 
-bool isBit(const char *item)
+void storeUInt32(char *out, int index, quint32 value)
 {
-    return *item == '0' || *item == '1';
+    storeWord(out, 2 * index, value);
+    storeWord(out, 2 * index + 1, value >> 16);
 }
 
-bool isTimerCounter(const char *item)
+void storeBit(char *out, int index, quint32 value)
 {
-    return isBit(item) && item[1] == ',' && isDec10(item + 2) && item[12] == ',' &&
-           isDec10(item + 13);
+    char &byte = out[index / 8];
+    byte = static_cast<char>(static_cast<unsigned char>(byte) | value << (index % 8));
 }
 
-// Items of one length with single blanks between them, and CR LF behind the last.
-template <int ItemLength, bool (*IsItem)(const char *)>
-bool areItems(const char *rsp, int length)
+template <class Item, void (*Store)(char *out, int index, quint32 value)>
+bool decodeItems(const char *rsp, int length, int count, char *out)
 {
-    const int stride = ItemLength + 1;
-    if (length <= stride || (length - 1) % stride != 0)
+    const int stride = Item::LENGTH + 1;
+    const int items = (length - 1) / stride;
+    if (items < 1 || length != items * stride + 1 || rsp[length - 2] != '\r' ||
+        rsp[length - 1] != '\n')
         return false;
-    const char *const last = rsp + length - 1 - stride;
-    for (; rsp < last; rsp += stride) {
-        if (!IsItem(rsp) || rsp[ItemLength] != ' ')
+    for (int i = 0;; rsp += stride) {
+        quint32 value = 0;
+        if (!Item::parse(rsp, &value))
+            return false;
+        if (i < count)
+            Store(out, i, value);
+        if (++i == items)
+            return true;
+        if (rsp[Item::LENGTH] != ' ')
             return false;
     }
-    return IsItem(rsp) && rsp[ItemLength] == '\r' && rsp[ItemLength + 1] == '\n';
 }
 
 } // namespace
 
-bool isCertainlyHexWords(const char *rsp, int length)
+bool decodeHexWords(const char *rsp, int length, int count, char *out)
 {
-    return areItems<HEX_WORD_DIGITS, isHexWord>(rsp, length);
+    return decodeItems<HexWord, storeWord>(rsp, length, count, out);
 }
 
-bool isCertainlyDec10(const char *rsp, int length)
+bool decodeDec10(const char *rsp, int length, int count, char *out)
 {
-    return areItems<DEC10_DIGITS, isDec10>(rsp, length);
+    return decodeItems<Dec10, storeUInt32>(rsp, length, count, out);
 }
 
-bool isCertainlyTimerCounter(const char *rsp, int length)
+bool decodeTimerCounterFirst(const char *rsp, int length, int count, char *out)
 {
-    return areItems<TIMER_COUNTER_LENGTH, isTimerCounter>(rsp, length);
+    return decodeItems<TimerCounter<1>, storeUInt32>(rsp, length, count, out);
 }
 
-bool isCertainlyBits(const char *rsp, int length)
+bool decodeTimerCounterSecond(const char *rsp, int length, int count, char *out)
 {
-    return areItems<1, isBit>(rsp, length);
+    return decodeItems<TimerCounter<2>, storeUInt32>(rsp, length, count, out);
 }
 
-int hexWordsRspToByteArray(const char *rsp, int length, QByteArray &target)
+bool decodeBits(const char *rsp, int length, int count, char *out)
 {
-    const int room = target.size() / 2;
-    char *out = target.data();
-    int stored = 0;
-    for (int at = 0; stored < room && at + HEX_WORD_DIGITS <= length; at += HEX_WORD_DIGITS + 1) {
-        const char *const digits = rsp + at;
-        out[2 * stored] = static_cast<char>(hexValue(digits[2]) << 4 | hexValue(digits[3]));
-        out[2 * stored + 1] = static_cast<char>(hexValue(digits[0]) << 4 | hexValue(digits[1]));
-        ++stored;
-    }
-    return stored;
+    return decodeItems<BitDigit, storeBit>(rsp, length, count, out);
 }
 
-QByteArray dec10RspToByteArray(const char *rsp, int length, const Dec10Layout &layout, int count)
+bool decodeTimerCounterBits(const char *rsp, int length, int count, char *out)
 {
-    QByteArray values(4 * count, '\0');
-    char *out = values.data();
-    int position = layout.first;
-    for (int k = 0; k < count && position < length; ++k, position += layout.stride, out += 4) {
-        const quint32 value = dec10At(rsp, length, position);
-        for (int byte = 0; byte < 4; ++byte)
-            out[byte] = static_cast<char>((value >> (8 * byte)) & 0xFF);
-    }
-    return values;
-}
-
-QByteArray digitsRspToBits(const char *rsp, int length, int stride, int count)
-{
-    QByteArray bits(static_cast<int>(NumOfBitsToNumOfBytes(0, static_cast<unsigned int>(count))),
-                    '\0');
-    unsigned char *out = reinterpret_cast<unsigned char *>(bits.data());
-    int position = 0;
-    for (int i = 0; i < count && position < length; ++i, position += stride) {
-        const char digit = rsp[position];
-        if (digit == '\r' || digit == '\n')
-            break;
-        out[i / 8] = static_cast<unsigned char>(out[i / 8] | ((digit != '0') << (i % 8)));
-    }
-    return bits;
+    return decodeItems<TimerCounter<0>, storeBit>(rsp, length, count, out);
 }

@@ -1,39 +1,31 @@
 /// Values out of Host Link replies. Everything here knows bytes only.
 ///
-/// Each function takes the text of a reply whose form has been checked, @p length bytes from @p rsp
-/// on. Items that the reply does not supply count as 0, items beyond those asked for are ignored.
+/// Each function looks at a reply of @p length bytes and stores the values of its first @p count
+/// items in the same pass; items that the reply does not supply leave @p out as it is.
+/// Requires: @p out has room for @p count values, and its bytes are 0.
+/// Each returns whether the reply is certainly of the form: its items, single blanks between them,
+/// CR LF at the end. A false says nothing: the reply pattern, which defines the form, has the last
+/// word.
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REPLIES_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REPLIES_H
 
-#include <QtCore/QByteArray>
+/// Hexadecimal words into 2 bytes each, least significant byte first.
+bool decodeHexWords(const char *rsp, int length, int count, char *out);
 
-/// @name Good replies at a glance
-/// Whether a reply is certainly of a form: its items, single blanks between them, CR LF at the end.
-/// A false says nothing: the reply pattern, which defines the form, has the last word.
+/// @name Ten-digit numbers
+/// Into 4 bytes each, least significant byte first; above 4294967295 they count as 4294967295. A
+/// timer or counter item has two of them.
 /// @{
-bool isCertainlyHexWords(const char *rsp, int length);
-bool isCertainlyDec10(const char *rsp, int length);
-bool isCertainlyTimerCounter(const char *rsp, int length);
-bool isCertainlyBits(const char *rsp, int length);
+bool decodeDec10(const char *rsp, int length, int count, char *out);
+bool decodeTimerCounterFirst(const char *rsp, int length, int count, char *out);
+bool decodeTimerCounterSecond(const char *rsp, int length, int count, char *out);
 /// @}
 
-/// Stores hexadecimal words in @p target, least significant byte first.
-/// Requires: the size of @p target is even, its bytes are 0.
-/// @return the number of words stored
-int hexWordsRspToByteArray(const char *rsp, int length, QByteArray &target);
-
-/// Where the ten-digit numbers of a reply stand: the first of them, and from one item to the next.
-struct Dec10Layout {
-    int first;
-    int stride;
-};
-
-/// Appends @p count ten-digit numbers to an array as 4 bytes each, least significant byte first.
-/// A number above 4294967295 counts as 4294967295.
-QByteArray dec10RspToByteArray(const char *rsp, int length, const Dec10Layout &layout, int count);
-
-/// Packs @p count digits, @p stride characters apart, eight to a byte from bit 0: any digit but "0"
-/// is a 1.
-QByteArray digitsRspToBits(const char *rsp, int length, int stride, int count);
+/// @name Bits
+/// Eight to a byte from bit 0; the bit of a timer or counter item is its contact.
+/// @{
+bool decodeBits(const char *rsp, int length, int count, char *out);
+bool decodeTimerCounterBits(const char *rsp, int length, int count, char *out);
+/// @}
 
 #endif

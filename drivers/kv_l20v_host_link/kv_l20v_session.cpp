@@ -12,26 +12,28 @@ namespace
 {
 
 const int SESSION_BUFFER_SIZE = 8;
+const int OPEN_LENGTH = 7;
+const int CLOSE_LENGTH = 4;
 
 // The two digits of the open line.
 const int MAX_STATION = 99;
 
 const int CONTROL_DISCARD_INPUT = 12;
+const QVariant DISCARD_ALL(0); // one for all calls, of which every request makes three
 
 const char NO_RESPONSE[] = "PLC no response";
 const char ERROR_RESPONSE[] = "Response During an Error:";
 const char INVALID_RESPONSE[] = "invalid response";
 
-// The text of a received line ends at its first zero byte.
-int textLength(const char *line, int length)
+// The text of a received line, which ends at its first zero byte.
+QString textOf(const char *line, int length)
 {
-    const void *end = std::memchr(line, '\0', static_cast<size_t>(length));
-    return end ? static_cast<int>(static_cast<const char *>(end) - line) : length;
+    return QString::fromLatin1(line, static_cast<int>(qstrnlen(line, static_cast<uint>(length))));
 }
 
 void discardInput(AbstractDeviceInterface *device)
 {
-    device->control(CONTROL_DISCARD_INPUT, QVariant(0));
+    device->control(CONTROL_DISCARD_INPUT, DISCARD_ALL);
 }
 
 // Puts a station number of 0 to 99 in the place of an open line's two digits.
@@ -66,32 +68,34 @@ int DriverKV_L20V_HostLink::startComm(AbstractDeviceInterface *device)
                           .arg(station)
                           .arg(MAX_STATION));
     char line[SESSION_BUFFER_SIZE] = "CR 00\r\n";
-    char expected[SESSION_BUFFER_SIZE] = "CC 00\r\n";
     setStation(line, station);
-    setStation(expected, station);
-    return sessionStep(device, line, expected);
+    char reply[SESSION_BUFFER_SIZE] = {};
+    if (!sessionStep(device, line, OPEN_LENGTH, reply))
+        return 0;
+    line[1] = 'C'; // the reply says CC and the same station
+    return std::memcmp(reply, line, OPEN_LENGTH) == 0 || failed(QLatin1String(INVALID_RESPONSE));
 }
 
 int DriverKV_L20V_HostLink::endComm(AbstractDeviceInterface *device)
 {
-    return sessionStep(device, "CQ\r\n", "CF\r\n");
+    char reply[SESSION_BUFFER_SIZE] = {};
+    if (!sessionStep(device, "CQ\r\n", CLOSE_LENGTH, reply))
+        return 0;
+    return std::memcmp(reply, "CF\r\n", CLOSE_LENGTH) == 0 ||
+           failed(QLatin1String(INVALID_RESPONSE));
 }
 
-int DriverKV_L20V_HostLink::sessionStep(AbstractDeviceInterface *device, const char *line,
-                                        const char *expected)
+// Sends a session line and receives its reply, whose form is still to be looked at, into a buffer
+// of SESSION_BUFFER_SIZE.
+bool DriverKV_L20V_HostLink::sessionStep(AbstractDeviceInterface *device, const char *line,
+                                         int length, char *reply)
 {
     discardInput(device);
-    device->write(line, static_cast<int>(std::strlen(line)));
-    char reply[SESSION_BUFFER_SIZE] = {};
+    device->write(line, length);
     const int received = KV_L20V_ReadUntilLF(device, reply, SESSION_BUFFER_SIZE);
     if (received < 1)
         return failed(QLatin1String(NO_RESPONSE));
-    QString errorReply;
-    if (isErrorReply(reply, textLength(reply, received), &errorReply))
-        return failed(QLatin1String(ERROR_RESPONSE) + errorReply);
-    if (std::memcmp(reply, expected, std::strlen(expected)) != 0)
-        return failed(QLatin1String(INVALID_RESPONSE));
-    return 1;
+    return reply[0] != 'E' || !failedByErrorReply(reply, received);
 }
 
 void DriverKV_L20V_HostLink::resetRsp()
@@ -107,43 +111,22 @@ int DriverKV_L20V_HostLink::readRspUntilLF(AbstractDeviceInterface *device)
     return m_rspLen;
 }
 
-int DriverKV_L20V_HostLink::rspTextLength() const
+// Records the failure when a reply is an error reply. The pattern defines it; the callers leave out
+// replies that do not begin with E and cannot match.
+bool DriverKV_L20V_HostLink::failedByErrorReply(const char *reply, int received)
 {
-    return textLength(&m_rspBuf[0], m_rspLen);
-}
-
-QString DriverKV_L20V_HostLink::rspText() const
-{
-    return QString::fromLatin1(&m_rspBuf[0], rspTextLength());
-}
-
-// The pattern defines an error reply; no text that begins with another letter can match it.
-bool DriverKV_L20V_HostLink::isErrorReply(const char *line, int length, QString *text) const
-{
-    if (length == 0 || line[0] != 'E')
+    const QString text = textOf(reply, received);
+    if (!m_errorRsp.exactMatch(text))
         return false;
-    *text = QString::fromLatin1(line, length);
-    return m_errorRsp.exactMatch(*text);
+    setCommError(QLatin1String(ERROR_RESPONSE) + text);
+    return true;
 }
 
-// The patterns define a good reply, but cost far more than everything else: a plain look accepts
-// what is certainly good, and leaves every other reply to them.
-bool DriverKV_L20V_HostLink::hasForm(const ReplyForm &form) const
-{
-    switch (form.check) {
-    case ReplyForm::Pattern:
-        return form.isCertain(&m_rspBuf[0], rspTextLength()) || form.pattern->exactMatch(rspText());
-    case ReplyForm::OkLine:
-        return std::memcmp(&m_rspBuf[0], "OK\r\n", 4) == 0;
-    default:
-        return true;
-    }
-}
-
-// One bracketed exchange. A failure before or at the data line's reply sends nothing more, except
-// that an error reply shows a PLC that is still in step and gets the close line.
-bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, LineKind kind,
-                                      const char *line, int length, const ReplyForm &form)
+// Opens communication, sends the data line and receives its reply into the response buffer. A
+// failure sends nothing more, except that an error reply shows a PLC that is still in step and gets
+// the close line.
+bool DriverKV_L20V_HostLink::ask(AbstractDeviceInterface *device, LineKind kind, const char *line,
+                                 int length)
 {
     if (!startComm(device))
         return false;
@@ -153,13 +136,46 @@ bool DriverKV_L20V_HostLink::exchange(AbstractDeviceInterface *device, LineKind 
     resetRsp();
     if (readRspUntilLF(device) < 1)
         return failed(QLatin1String(NO_RESPONSE));
-    QString errorReply;
-    if (isErrorReply(&m_rspBuf[0], rspTextLength(), &errorReply)) {
-        setCommError(QLatin1String(ERROR_RESPONSE) + errorReply);
-        endComm(device);
-        return false;
-    }
-    if (!hasForm(form))
+    if (m_rspBuf[0] != 'E' || !failedByErrorReply(&m_rspBuf[0], m_rspLen))
+        return true;
+    endComm(device);
+    return false;
+}
+
+// The values of a good reply. The patterns define what is good, but cost far more than everything
+// else: the decoder accepts what is certainly good, and leaves every other reply to them.
+bool DriverKV_L20V_HostLink::decodeRsp(const ReplyForm &form, char *out)
+{
+    if (form.decode(&m_rspBuf[0], m_rspLen, form.count, out))
+        return true;
+    const QString text = textOf(&m_rspBuf[0], m_rspLen);
+    if (!form.pattern->exactMatch(text))
         return failed(QLatin1String(form.wrongForm));
+    form.decode(&m_rspBuf[0], text.size(), form.count, out);
+    return true;
+}
+
+// One bracketed read; the result is empty on failure.
+QByteArray DriverKV_L20V_HostLink::readItems(AbstractDeviceInterface *device, const char *line,
+                                             int length, const ReplyForm &form)
+{
+    QByteArray data;
+    if (ask(device, ReadLine, line, length)) {
+        data = QByteArray(form.bytes, '\0');
+        if (!decodeRsp(form, data.data()) || !endComm(device))
+            data.clear();
+    }
+    return data;
+}
+
+// One bracketed write. A PLC that took words may word its reply as it likes: only an error reply is
+// a refusal then.
+bool DriverKV_L20V_HostLink::writeItems(AbstractDeviceInterface *device, const char *line,
+                                        int length, WriteReply reply)
+{
+    if (!ask(device, WriteLine, line, length))
+        return false;
+    if (reply == OkReply && std::memcmp(&m_rspBuf[0], "OK\r\n", 4) != 0)
+        return failed(QLatin1String(INVALID_RESPONSE));
     return endComm(device) == 1;
 }

@@ -1,0 +1,43 @@
+/// @file
+/// The lines of read requests that come again and again.
+#ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REQUEST_LINES_H
+#define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REQUEST_LINES_H
+
+#include <QtCore/QString>
+
+/// A panel reads the same devices in every round. To take an address apart, to find its device and
+/// to write the line costs nearly as much as all the rest of a small request, so the latest lines
+/// are kept, in a few fixed places without allocation. Two requests that share a place drive each
+/// other out, which costs them time and nothing else: a line is found by its whole address.
+class KV_L20V_RequestLines
+{
+public:
+    struct Line {
+        char text[32];
+        int length;
+    };
+
+    KV_L20V_RequestLines();
+
+    /// @return the line kept for the read of a number of words from an address; null when none is
+    const Line *find(const QString &address, unsigned int words) const;
+
+    /// Keeps a copy of a line; one that is too long, or whose address is, is not kept.
+    void keep(const QString &address, unsigned int words, const char *text, int length);
+
+private:
+    enum { PLACES = 32, MAX_ADDRESS_LENGTH = 12 };
+
+    struct Place {
+        ushort address[MAX_ADDRESS_LENGTH];
+        int addressLength; // -1: nothing is kept here
+        unsigned int words;
+        Line line;
+    };
+
+    static int placeOf(const QString &address, unsigned int words);
+
+    Place m_places[PLACES];
+};
+
+#endif
