@@ -1,5 +1,7 @@
 #include "host/device_channel.h"
 
+#include "host/serial_port.h"
+
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QIODevice>
 #include <QtCore/QVariant>
@@ -17,12 +19,13 @@ const int MAX_DISCARD_ROUNDS = 16;
 } // namespace
 
 DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
-    : m_port(port), m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
+    : m_port(port), m_serialPort(qobject_cast<QSerialPort *>(port)),
+      m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
       m_timeoutMs(qMax(0, setting.timeout))
 {}
 
-// A socket that has lost its peer stays open. It is left alone: any further call on it would replace the
-// reason of the loss, which people are to be told.
+// A socket that has lost its peer stays open. It is left alone: any further call on it would replace
+// the reason of the loss, which people are to be told.
 bool DeviceChannel::isBroken() const
 {
     return !m_port->isOpen() || (m_socket && m_socket->state() != QAbstractSocket::ConnectedState);
@@ -64,9 +67,12 @@ int DeviceChannel::control(int code, const QVariant &)
     return 1;
 }
 
-// What the port has buffered, and what still waits in the kernel.
+// What the port has buffered, and what still waits in the kernel. Before nearly every line there is
+// nothing, which one poll of a serial port tells for far less than a wait of Qt.
 void DeviceChannel::discardInput()
 {
+    if (m_serialPort && isIdle(*m_serialPort))
+        return;
     for (int round = 0; round < MAX_DISCARD_ROUNDS; ++round) {
         m_port->skip(m_port->bytesAvailable());
         if (isBroken() || !m_port->waitForReadyRead(0))
@@ -78,8 +84,8 @@ void DeviceChannel::discardInput()
 // A socket cannot take a part of a line back.
 void DeviceChannel::discardOutput()
 {
-    if (QSerialPort *serial = qobject_cast<QSerialPort *>(m_port))
-        serial->clear(QSerialPort::Output);
+    if (m_serialPort)
+        m_serialPort->clear(QSerialPort::Output);
     if (m_socket)
         m_socket->abort();
 }

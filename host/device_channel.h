@@ -7,6 +7,7 @@
 
 class QAbstractSocket;
 class QIODevice;
+class QSerialPort;
 
 /// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. No call
 /// lasts longer than the link's time-out, whatever the peer does.
@@ -44,7 +45,8 @@ private:
     void discardOutput();
 
     QIODevice *m_port;
-    QAbstractSocket *m_socket; // the port, when it is one
+    QSerialPort *m_serialPort; // the port, when it is one; else null
+    QAbstractSocket *m_socket; // likewise
     DriverSetting m_setting;
     int m_timeoutMs;
 };

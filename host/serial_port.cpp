@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -134,6 +135,14 @@ bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *e
         return true;
     }
     return false;
+}
+
+bool isIdle(const QSerialPort &port)
+{
+    if (port.bytesAvailable() > 0 || port.bytesToWrite() > 0)
+        return false;
+    pollfd input = {port.handle(), POLLIN, 0};
+    return poll(&input, 1, 0) == 0;
 }
 
 std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,

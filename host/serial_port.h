@@ -23,6 +23,11 @@ struct SerialPortSetting {
 /// @return true, or false with the reason in @p error; @p setting is changed only on success
 bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error);
 
+/// Asks the system, without Qt's clocks and signals.
+/// @return whether an open port has certainly nothing to do: nothing received or to be sent is
+///         left, and its peer is there. A false says that Qt has to have a look.
+bool isIdle(const QSerialPort &port);
+
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed.
 /// @param error    gets the reason of a failure: no such device, no serial port, no permission, in use by another

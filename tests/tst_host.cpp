@@ -98,7 +98,14 @@ struct PseudoTerminal {
         if (m_master >= 0 && grantpt(m_master) == 0 && unlockpt(m_master) == 0)
             setting.device = QString::fromLatin1(ptsname(m_master));
     }
-    ~PseudoTerminal() { ::close(m_master); }
+    ~PseudoTerminal() { hangUp(); }
+
+    void hangUp()
+    {
+        if (m_master >= 0)
+            ::close(m_master);
+        m_master = -1;
+    }
 
     std::unique_ptr<QSerialPort> open()
     {
@@ -116,7 +123,7 @@ struct PseudoTerminal {
     SerialPortSetting setting;
     QString error;
     QStringList warnings;
-    const int m_master;
+    int m_master;
 };
 
 } // namespace
@@ -128,6 +135,7 @@ class TestHost : public QObject
 private slots:
     void waitsOnlyAsLongAsTheTimeout();
     void discardsInputThatWaitsInTheKernel();
+    void discardsInputOfASerialPort();
     void discardingEndsOnAnEndlessSender();
     void writingToAPeerThatNeverReadsReturns();
     void noticesThatThePeerIsGone();
@@ -171,6 +179,31 @@ void TestHost::discardsInputThatWaitsInTheKernel()
     QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
     QVERIFY(pair.sendToNear("CF\r\n"));
     QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+}
+
+void TestHost::discardsInputOfASerialPort()
+{
+    PseudoTerminal terminal;
+    const std::unique_ptr<QSerialPort> port = terminal.open();
+    QVERIFY2(port, qPrintable(terminal.error));
+    DeviceChannel channel(port.get(), withTimeout(LONG_MS));
+    const auto send = [&terminal](const QByteArray &bytes) {
+        return ::write(terminal.m_master, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    };
+    // In Qt's buffer alone, in the kernel alone, in both, in none.
+    for (const char *script : {"r", "k", "rk", ""}) {
+        const bool inQt = QByteArray(script).contains('r');
+        QVERIFY(!inQt || send("E1\r\n"));
+        QCOMPARE(inQt ? readOnce(channel, 1) : "E", QByteArray("E"));
+        QVERIFY(!QByteArray(script).contains('k') || send("stale\r\n"));
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QVERIFY(send("CF\r\n"));
+        QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+    }
+    QVERIFY(brokenPortText(*port).isEmpty());
+    terminal.hangUp();
+    QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+    QVERIFY(!brokenPortText(*port).isEmpty());
 }
 
 void TestHost::discardingEndsOnAnEndlessSender()
