@@ -7,9 +7,3 @@ target_link_libraries(tst_crc_threads PRIVATE Threads::Threads)
 set_target_properties(tst_host_environment PROPERTIES
   RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/host_environment
 )
-
-add_test(NAME crc_threads_tsan COMMAND ${CMAKE_COMMAND}
-  -DCXX=${CMAKE_CXX_COMPILER} -DSOURCE=${PROJECT_SOURCE_DIR}
-  -DWORK=${CMAKE_CURRENT_BINARY_DIR}/tsan -P ${CMAKE_CURRENT_SOURCE_DIR}/tsan_test.cmake
-)
-set_tests_properties(crc_threads_tsan PROPERTIES TIMEOUT 60)

@@ -1,11 +1,17 @@
-# Builds the thread test of the CRC tables with the thread sanitizer, whatever the tree is built with, and runs
-# it. Run with cmake -P and CXX, SOURCE and WORK.
-file(MAKE_DIRECTORY ${WORK})
-foreach(command
-    "${CXX};-std=c++11;-g;-O1;-fsanitize=thread;-pthread;-I${SOURCE};${SOURCE}/tests/tst_crc_threads.cpp;${SOURCE}/tools/lib_crc.cpp;-o;${WORK}/tst_crc_threads"
-    "${WORK}/tst_crc_threads")
-  execute_process(COMMAND ${command} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
+# Builds test programs with the thread sanitizer, whatever the tree itself is built with, and runs them. Run
+# with cmake -P and SOURCE, WORK, and two lists that are separated by "|": OPTIONS for CMake and PROGRAMS.
+function(run)
+  execute_process(COMMAND ${ARGV} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
   if(NOT status EQUAL 0)
-    message(FATAL_ERROR "status ${status}\n${text}")
+    message(FATAL_ERROR "${ARGV}: status ${status}\n${text}")
   endif()
+endfunction()
+
+string(REPLACE "|" ";" options "${OPTIONS}")
+string(REPLACE "|" ";" programs "${PROGRAMS}")
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK} ${options} -DKV_SANITIZE=thread
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+run(${CMAKE_COMMAND} --build ${WORK} --target ${programs})
+foreach(program ${programs})
+  run(${WORK}/tests/${program})
 endforeach()
