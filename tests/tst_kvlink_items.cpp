@@ -307,7 +307,7 @@ void TestKvlinkItems::initTestCase()
                 words(QLatin1String("--tcp 0 --live DM900=ramp:1,2,1000 --set DM100=4660 "
                                     "--set DM101=255 --set T3=77 --set R1215=1 --set DM110=25185 "
                                     "--set DM111=44 --set DM103=32704 --set DM105=4779 "
-                                    "--set DM112=228 --set DM65533=8")));
+                                    "--set DM112=228 --set DM120=23323 --set DM65533=8")));
     while (!m_plc.canReadLine())
         QVERIFY2(m_plc.waitForReadyRead(PATIENCE_MS), qPrintable(m_plc.errorString()));
     m_place = QString::fromLatin1(m_plc.readLine()).trimmed().section(QLatin1Char(' '), 1);
@@ -343,6 +343,7 @@ void TestKvlinkItems::runsAsAUserSees_data()
          "DM100 4660\nDM101:hex 0x00FF\nT3 77\nR1215:bit 1\nR1214:bit[3] 0 1 0\n", ""},
         {"read DM100:u16[2]", 0, "4660\n255\n", ""},
         {"read DM102:f32 DM110:string[4]", 0, "DM102:f32 nan\nDM110:string[4] ab,\n", ""},
+        {"read DM120:string[2]", 0, "\\x1b[\n", ""}, // no command to the terminal
         {"read DM102:u32 DM102:u32[1] --word-order high-first", 0,
          "DM102:u32 32704\nDM102:u32[1] 32704\n", ""},
         {"read DM100 DM101 --format value", 0, "4660\n255\n", ""},
