@@ -16,7 +16,7 @@ usage: ./dev fuzz [--seconds N] [--runs N] [--jobs N] [TARGET...]
   --seconds N  time for each target, 30 unless --runs is given
   --runs N     executions of each target, with no limit of time unless --seconds is given
   --jobs N     targets at a time, 2 by default
-  TARGET       driver, pack, settings, simulator, text, txpackage; all of them by default
+  TARGET       driver, expression, pack, settings, simulator, text, txpackage; all of them by default
 TEXT
 }
 
@@ -52,6 +52,7 @@ longest() {
     case $1 in
     text) echo 48 ;;
     pack) echo 64 ;;
+    expression) echo 96 ;;
     *) echo 256 ;;
     esac
 }

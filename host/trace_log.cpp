@@ -24,7 +24,8 @@ QString plainAddress(QString address)
 {
     static const QRegularExpression fill(
         QLatin1String("\\A(VB|[BW]|(?!VB|[BW])[A-Z]+)0+(?=[0-9A-F])"));
-    address.remove(QRegularExpression(QLatin1String("\\.H\\z")));
+    if (address.endsWith(QLatin1String(".H")))
+        address.chop(2);
     return address.replace(fill, QLatin1String("\\1"));
 }
 
@@ -60,16 +61,21 @@ QString requestMeaning(const QString &text)
         .arg(counted(match.captured(3).toInt(), itemUnit(address)), plainAddress(address));
 }
 
+QRegularExpression itemsOf(const char *item)
+{
+    return QRegularExpression(QString::fromLatin1("\\A%1(?: %1)*\\z").arg(QLatin1String(item)));
+}
+
 QString replyMeaning(const QString &text)
 {
-    const struct {
-        const char *item;
+    static const struct {
+        QRegularExpression items;
         const char *unit;
     } forms[] = {
-        {"[0-9A-Fa-f]{4}", "word"},
-        {"[01]", "bit"},
-        {"[0-9]{10}", "value"},
-        {"[01],[0-9]{10},[0-9]{10}", "timer or counter item"},
+        {itemsOf("[0-9A-Fa-f]{4}"), "word"},
+        {itemsOf("[01]"), "bit"},
+        {itemsOf("[0-9]{10}"), "value"},
+        {itemsOf("[01],[0-9]{10},[0-9]{10}"), "timer or counter item"},
     };
     static const QRegularExpression opened(QLatin1String("\\ACC [0-9]{2,3}\\z"));
     static const QRegularExpression error(QLatin1String("\\AE([0-9])\\z"));
@@ -83,9 +89,7 @@ QString replyMeaning(const QString &text)
     if (match.hasMatch())
         return QLatin1String("error reply ") + match.captured(1);
     for (const auto &form : forms) {
-        const QRegularExpression items(
-            QString::fromLatin1("\\A%1(?: %1)*\\z").arg(QLatin1String(form.item)));
-        if (items.match(text).hasMatch())
+        if (form.items.match(text).hasMatch())
             return counted(text.count(QLatin1Char(' ')) + 1, form.unit);
     }
     return QLatin1String("unknown");

@@ -111,6 +111,11 @@ private slots:
               "outcome");
     }
 
+    void packsNothingIntoNoBuffer()
+    {
+        QCOMPARE(DataPack(0, "0x0X"), 0);
+    }
+
     void packsAFrameOfManyItems()
     {
         const unsigned short words[] = {0x1234, 0xABCD};

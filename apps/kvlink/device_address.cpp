@@ -50,11 +50,12 @@ bool parseDeviceAddress(const QString &text, DeviceAddress *address)
     const QString upper = text.toUpper();
     DeviceAddress found;
     for (const DeviceRow &row : WORD_DEVICES) {
-        found.prefix = QLatin1String(row.prefix);
-        found.base = row.base;
-        found.form = row.form;
-        if (upper.startsWith(found.prefix) &&
-            parseNumber(upper.mid(found.prefix.size()), row.base, &found.number)) {
+        const QLatin1String prefix(row.prefix);
+        if (upper.startsWith(prefix) &&
+            parseNumber(upper.mid(prefix.size()), row.base, &found.number)) {
+            found.prefix = prefix;
+            found.base = row.base;
+            found.form = row.form;
             *address = found;
             return true;
         }

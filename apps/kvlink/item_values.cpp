@@ -4,6 +4,8 @@
 
 #include <QtCore/QRegularExpression>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -38,25 +40,31 @@ qint64 minValue(const Item &item)
     return bits > 1 && (isSigned(item.type) || item.eitherSign) ? -(qint64(1) << (bits - 1)) : 0;
 }
 
-bool parseInteger(const QString &text, qint64 *value)
+// One or more digits of a base and nothing else.
+bool parseDigits(const QString &text, int base, qint64 *value)
 {
-    static const QRegularExpression number(
-        QLatin1String("\\A(-?)(?:0[xX]([0-9a-fA-F]+)|([0-9]+))\\z"));
-    const QRegularExpressionMatch match = number.match(text);
-    const bool hexadecimal = !match.captured(2).isEmpty();
+    const bool plain = std::all_of(text.begin(), text.end(), [](QChar c) {
+        return c.unicode() <= 0x7F && std::isxdigit(c.unicode()) != 0;
+    });
     bool ok = false;
-    const qint64 magnitude =
-        hexadecimal ? match.captured(2).toLongLong(&ok, 16) : match.captured(3).toLongLong(&ok, 10);
-    *value = match.captured(1).isEmpty() ? magnitude : -magnitude;
-    return ok;
+    *value = text.toLongLong(&ok, base);
+    return ok && plain;
 }
 
-// Digits of a power of two, after an optional mark such as 0x.
-bool parseDigits(const QString &text, const char *pattern, int base, qint64 *value)
+// The text behind a mark such as 0x, in either case of its letter.
+QString behindMark(const QString &text, const char *mark)
 {
-    const QRegularExpression form{QString::fromLatin1(pattern)};
-    bool ok = false;
-    *value = form.match(text).captured(1).toLongLong(&ok, base);
+    return text.startsWith(QLatin1String(mark), Qt::CaseInsensitive) ? text.mid(2) : text;
+}
+
+bool parseInteger(const QString &text, qint64 *value)
+{
+    const bool negative = text.startsWith(QLatin1Char('-'));
+    const QString magnitude = negative ? text.mid(1) : text;
+    const QString behind = behindMark(magnitude, "0x");
+    const bool ok = parseDigits(behind, behind.size() < magnitude.size() ? 16 : 10, value);
+    if (negative)
+        *value = -*value;
     return ok;
 }
 
@@ -92,11 +100,11 @@ bool parseValue(const Item &item, const QString &text, qint64 *value)
     case ItemType::F32:
         return parseFloat(text, value);
     case ItemType::Hex:
-        return parseDigits(text, "\\A(?:0[xX])?([0-9a-fA-F]+)\\z", 16, value);
+        return parseDigits(behindMark(text, "0x"), 16, value);
     case ItemType::Bin:
-        return parseDigits(text, "\\A(?:0[bB])?([01]+)\\z", 2, value);
+        return parseDigits(behindMark(text, "0b"), 2, value);
     case ItemType::Bcd:
-        return parseDigits(text, "\\A([0-9]+)\\z", 16, value); // a digit is four bits
+        return parseDigits(text, 10, value) && parseDigits(text, 16, value); // a digit is four bits
     default:
         return parseInteger(text, value);
     }
