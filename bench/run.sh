@@ -12,12 +12,13 @@ peers=()
 
 usage() {
     cat <<'TEXT'
-usage: ./dev bench [--check | --update]
+usage: ./dev bench [--check | --update | --late [REQUESTS [SEED]]]
 
   (nothing)  measure everything, print the table and write it to build/bench/results.json
   --check    count only the driver's instructions and allocations; fails when a count is more than
              10 % above bench/baseline.tsv, or when a request allocates more than it may
   --update   replace bench/baseline.tsv by the counts of this build
+  --late     what late and doubled replies do to this driver and to other clients, in Markdown
 TEXT
 }
 
@@ -388,6 +389,7 @@ case ${1:-} in
 "") ;;
 --check) action=check ;;
 --update) action=update ;;
+--late) exec bash bench/late_replies.sh "${@:2}" ;;
 -h | --help) usage; exit 0 ;;
 *) usage >&2; exit 2 ;;
 esac
