@@ -52,7 +52,7 @@ longest() {
     case $1 in
     text) echo 48 ;;
     pack) echo 64 ;;
-    expression) echo 96 ;;
+    expression) echo 64 ;;
     *) echo 256 ;;
     esac
 }

@@ -111,10 +111,7 @@ private slots:
               "outcome");
     }
 
-    void packsNothingIntoNoBuffer()
-    {
-        QCOMPARE(DataPack(0, "0x0X"), 0);
-    }
+    void packsNothingIntoNoBuffer() { QCOMPARE(DataPack(0, "0x0X"), 0); }
 
     void packsAFrameOfManyItems()
     {
