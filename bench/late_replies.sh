@@ -76,7 +76,6 @@ for words in fixed mixed; do
     row hostlink rtu 3 "$words" "this driver, serial, 3 retries (default)"
     row hostlink paced 0 "$words" "this driver, serial at 38400 baud, 0 retries"
     row hostlink paced 3 "$words" "this driver, serial at 38400 baud, 3 retries (default)"
-    row hostlink paced 3,20 "$words" "this driver, serial at 38400 baud, 3 retries, 20 ms delay"
     row libmodbus tcp 0 "$words" "libmodbus, TCP"
     row hostlink tcp 3 "$words" "this driver, TCP, 3 retries (default)"
 done

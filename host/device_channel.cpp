@@ -2,7 +2,6 @@
 
 #include "host/serial_port.h"
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QIODevice>
 #include <QtCore/QVariant>
 #include <QtNetwork/QAbstractSocket>
@@ -16,12 +15,15 @@ const int CONTROL_DISCARD_INPUT = 12;
 // One round empties a port's buffers; a peer that sends without end gets no more rounds than these.
 const int MAX_DISCARD_ROUNDS = 16;
 
+// The least silence after which a line counts as at rest: some characters at the slowest speed.
+const int MIN_REST_MS = 10;
+
 } // namespace
 
 DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
     : m_port(port), m_serialPort(qobject_cast<QSerialPort *>(port)),
       m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
-      m_timeoutMs(qMax(0, setting.timeout))
+      m_timeoutMs(qMax(0, setting.timeout)), m_slowestAnswerMs(0), m_attemptFailed(false)
 {}
 
 // A socket that has lost its peer stays open. It is left alone: any further call on it would replace
@@ -37,6 +39,10 @@ int DeviceChannel::read(char *buffer, int maxLength)
         return 0;
     if (m_port->bytesAvailable() <= 0 && (isBroken() || !m_port->waitForReadyRead(m_timeoutMs)))
         return 0;
+    if (m_sinceLine.isValid()) {
+        m_slowestAnswerMs = qMax(m_slowestAnswerMs, static_cast<int>(m_sinceLine.elapsed()));
+        m_sinceLine.invalidate();
+    }
     return static_cast<int>(qMax<qint64>(0, m_port->read(buffer, maxLength)));
 }
 
@@ -55,6 +61,7 @@ int DeviceChannel::write(const char *buffer, int length)
     }
     if (pending > 0)
         discardOutput();
+    m_sinceLine.start();
     return length - static_cast<int>(qMin<qint64>(pending, length));
 }
 
@@ -62,8 +69,11 @@ int DeviceChannel::control(int code, const QVariant &)
 {
     if (code != CONTROL_DISCARD_INPUT)
         return 0;
-    if (m_port->isOpen())
+    if (m_port->isOpen()) {
+        if (m_attemptFailed)
+            letTheLineRest();
         discardInput();
+    }
     return 1;
 }
 
@@ -81,6 +91,21 @@ void DeviceChannel::discardInput()
     m_port->skip(m_port->bytesAvailable());
 }
 
+// Nothing tells which line a reply belongs to, but an answer that is still due comes about as soon
+// as others did. The whole takes no longer than the time-out.
+void DeviceChannel::letTheLineRest()
+{
+    const int restMs = qMin(2 * m_slowestAnswerMs + MIN_REST_MS, m_timeoutMs);
+    QElapsedTimer waiting;
+    waiting.start();
+    int leftMs = m_timeoutMs;
+    while (leftMs > 0 && !isBroken() && m_port->waitForReadyRead(qMin(restMs, leftMs))) {
+        m_port->skip(m_port->bytesAvailable());
+        leftMs = m_timeoutMs - static_cast<int>(waiting.elapsed());
+    }
+    m_attemptFailed = false;
+}
+
 // A socket cannot take a part of a line back.
 void DeviceChannel::discardOutput()
 {
@@ -92,6 +117,7 @@ void DeviceChannel::discardOutput()
 
 int DeviceChannel::getRetry()
 {
+    m_attemptFailed = true;
     return m_setting.retry;
 }
 

@@ -5,6 +5,8 @@
 #include "drivers/abstract_device_interface.h"
 #include "tools/drv_dev_setting.h"
 
+#include <QtCore/QElapsedTimer>
+
 class QAbstractSocket;
 class QIODevice;
 class QSerialPort;
@@ -31,10 +33,13 @@ public:
     /// @return the number of bytes handed over; -1 when the port is closed or its peer is gone
     int write(const char *buffer, int length) override;
 
-    /// Code 12 throws away the input that has arrived and was not read. @return 1; 0 for other
-    /// codes
+    /// Code 12 throws away the input that has arrived and was not read. After a failed attempt it
+    /// first lets the line come to rest: an answer that is still on its way would be taken for one
+    /// to a later line, and every further attempt would leave another one behind.
+    /// @return 1; 0 for other codes
     int control(int code, const QVariant &value) override;
 
+    /// Drivers ask for this after an attempt that failed, and only then.
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;
@@ -42,6 +47,7 @@ public:
 private:
     bool isBroken() const;
     void discardInput();
+    void letTheLineRest();
     void discardOutput();
 
     QIODevice *m_port;
@@ -49,6 +55,9 @@ private:
     QAbstractSocket *m_socket; // likewise
     DriverSetting m_setting;
     int m_timeoutMs;
+    QElapsedTimer m_sinceLine; // from a line's last byte to its answer's first; else invalid
+    int m_slowestAnswerMs;     // so far
+    bool m_attemptFailed;
 };
 
 #endif

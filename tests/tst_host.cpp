@@ -11,7 +11,9 @@
 
 #include <QtCore/QLibraryInfo>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QSemaphore>
 #include <QtCore/QTextStream>
+#include <QtCore/QThread>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
@@ -19,6 +21,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -137,6 +140,8 @@ private slots:
     void discardsInputThatWaitsInTheKernel();
     void discardsInputOfASerialPort();
     void discardingEndsOnAnEndlessSender();
+    void letsTheLineRestAfterAFailedAttempt_data();
+    void letsTheLineRestAfterAFailedAttempt();
     void writingToAPeerThatNeverReadsReturns();
     void noticesThatThePeerIsGone();
 
@@ -213,6 +218,45 @@ void TestHost::discardingEndsOnAnEndlessSender()
     QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
     QCOMPARE(port.waitedMs, 0);
     QCOMPARE(port.arrived, qint64(0));
+    channel.getRetry();
+    QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+    QCOMPARE(port.arrived, qint64(0));
+}
+
+void TestHost::letsTheLineRestAfterAFailedAttempt_data()
+{
+    QTest::addColumn<bool>("failed");
+    QTest::newRow("good") << false;
+    QTest::newRow("failed") << true;
+}
+
+void TestHost::letsTheLineRestAfterAFailedAttempt()
+{
+    QFETCH(bool, failed);
+    PseudoTerminal terminal;
+    const std::unique_ptr<QSerialPort> port = terminal.open();
+    QVERIFY2(port, qPrintable(terminal.error));
+    DeviceChannel channel(port.get(), withTimeout(LONG_MS));
+    const auto send = [&terminal] { return ::write(terminal.m_master, "CF\r\n", 4) == 4; };
+    QSemaphore answered;
+    bool sent = false;
+    std::thread peer([&] {
+        QThread::msleep(100);
+        sent = send();
+        answered.acquire();
+        QThread::msleep(50); // well below twice the time of the answer before
+        sent = send() && sent;
+    });
+    channel.write("CQ\r\n", 4);
+    const QByteArray answer = readOnce(channel);
+    answered.release();
+    if (failed)
+        channel.getRetry();
+    channel.control(DISCARD_INPUT, 0);
+    peer.join();
+    QVERIFY(sent);
+    QCOMPARE(answer, QByteArray("CF\r\n"));
+    QCOMPARE(isIdle(*port), failed);
 }
 
 void TestHost::writingToAPeerThatNeverReadsReturns()

@@ -18,6 +18,8 @@
 class FaultyLine : public AbstractDeviceInterface
 {
 public:
+    enum { TIMEOUT_US = 20000, REPLY_US = 200 };
+
     FaultyLine(PlcMemory &memory, const FaultPlan &plan, double digitRate, quint32 seed)
         : m_plc(memory, 0), m_engine(plan), m_chance(seed), m_digitRate(digitRate), m_nowUs(0),
           m_lastUs(0), m_silentUntilUs(0), m_digitChanged(false)
@@ -74,8 +76,6 @@ public:
     }
 
 private:
-    enum { TIMEOUT_US = 20000, REPLY_US = 200 };
-
     struct Arriving {
         QByteArray bytes;
         qint64 us;
