@@ -18,7 +18,7 @@ inline void keepStandardStreams()
         if (fcntl(stream, F_GETFD) < 0)
             open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
-    std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
 }
 
 /// Whether the reader of the standard output has gone, as `head` does when it has seen enough.

@@ -71,7 +71,7 @@ public:
     {
         while (receive(0)) {
         }
-        const QByteArray bytes = m_received;
+        QByteArray bytes = m_received;
         m_received.clear();
         return bytes;
     }

@@ -102,6 +102,15 @@ private:
     QElapsedTimer m_clock;
 };
 
+// @return where a simulated PLC serves
+QString startPlc(QProcess *plc, const char *arguments)
+{
+    plc->start(QLatin1String(KVSIM_PROGRAM), words(QLatin1String(arguments)));
+    while (!plc->canReadLine() && plc->waitForReadyRead(PATIENCE_MS)) {
+    }
+    return QString::fromLatin1(plc->readLine()).trimmed().section(QLatin1Char(' '), 1);
+}
+
 QStringList requestWords(const char *text, int timeoutMs)
 {
     return words(QLatin1String(text)) << QLatin1String("--timeout") << QString::number(timeoutMs);
@@ -349,11 +358,9 @@ void TestLineFaults::endsQuietlyWithItsReader()
     QFETCH(QString, arguments);
     QStringList all = words(arguments);
     QProcess plc;
-    plc.start(QLatin1String(KVSIM_PROGRAM), words(QLatin1String("--tcp 0")));
-    QVERIFY(plc.waitForReadyRead(PATIENCE_MS));
+    const QString place = startPlc(&plc, "--tcp 0");
     if (all.first() != QLatin1String("--sim"))
-        all << QLatin1String("--tcp")
-            << QString::fromLatin1(plc.readLine()).trimmed().section(QLatin1Char(' '), 1);
+        all << QLatin1String("--tcp") << place;
     QProcess shell;
     shell.start(QLatin1String("bash"),
                 QStringList() << QLatin1String("-c")
@@ -391,11 +398,7 @@ void TestLineFaults::reconnectsWithoutEnd()
 {
     QFETCH(bool, isTcp);
     QProcess plc;
-    plc.start(QLatin1String(KVSIM_PROGRAM),
-              words(QLatin1String(isTcp ? "--set DM1=7 --tcp 0" : "--set DM1=7")));
-    QVERIFY(plc.waitForReadyRead(PATIENCE_MS));
-    const QString place =
-        QString::fromLatin1(plc.readLine()).trimmed().section(QLatin1Char(' '), 1);
+    const QString place = startPlc(&plc, isTcp ? "--set DM1=7 --tcp 0" : "--set DM1=7");
     DriverPlugin plugin;
     QString error;
     QVERIFY2(plugin.load(QLatin1String(KV_PLUGIN_FILE), &error), qPrintable(error));
