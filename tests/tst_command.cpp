@@ -12,6 +12,11 @@ CommunicatorCommand commandOf(uint kind, uint count)
     return CommunicatorCommand(static_cast<CommandKind>(kind), count, "DM100");
 }
 
+struct LongerCommand : CommunicatorCommand {
+    LongerCommand() : CommunicatorCommand(Word, 2, "DM100") {}
+    int byteLength() const override { return 100; }
+};
+
 } // namespace
 
 class TestCommand : public QObject
@@ -44,6 +49,7 @@ private slots:
         const int lengths[] = {0, 1, 2, 1, 2, 3, 3, 6, 12, 24, 0, 0, 0x20000000, INT_MIN, 0, 8};
         for (int k = 0; k < 16; ++k)
             QCOMPARE(GetSafeDataLen(commandOf(kinds[k], counts[k])), lengths[k]);
+        QCOMPARE(GetSafeDataLen(LongerCommand()), 4);
     }
 
     // The kinds are those of words, bytes, words, none and words; the last length is negative.

@@ -119,7 +119,8 @@ private slots:
         std::vector<unsigned char> buffer(17);
         QCOMPARE(DataPack(buffer.data(), "C2nx1xN2vs", 0x17E, words, 0x01020304, words, -2), 17);
         QCOMPARE(hexOf(buffer), QByteArray("7e1234abcd0000010203043412cdabfeff"));
-        QCOMPARE(ByteArrayPack("1073741824v", words), QByteArray()); // beyond an int
+        for (const char *beyondAnInt : {"1073741824v", "18446744073709551617v"})
+            QCOMPARE(ByteArrayPack(beyondAnInt, words), QByteArray());
     }
 };
 

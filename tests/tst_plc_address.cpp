@@ -78,7 +78,7 @@ private slots:
     // A value of 0 stands for a text that is refused.
     void readsWholeNumberTexts()
     {
-        const char *const texts[] = {"0x1F", " +12", "4294967295", "4294967296", "-1", "", "12 "};
+        const char *const texts[] = {"0x1F", "\v +12", "4294967295", "4294967296", "-1", "", "12 "};
         const uint values[] = {31, 12, 0xFFFFFFFF, 0, 0, 0, 0};
         for (int k = 0; k < 7; ++k) {
             bool ok = values[k] == 0;
