@@ -6,6 +6,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <csignal>
+
 /// Far longer than any run of a program takes.
 const int PATIENCE_MS = 20000;
 
@@ -15,6 +17,14 @@ struct Outcome {
     QString out;
     QString err;
 };
+
+/// Sends SIGINT. The id of a program that does not run is 0, by which kill() means every process of this
+/// group.
+inline void interrupt(const QProcess &process)
+{
+    if (process.processId() > 0)
+        ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+}
 
 /// Waits for a program's end.
 inline Outcome ended(QProcess *process)

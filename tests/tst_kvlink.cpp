@@ -5,8 +5,6 @@
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
-#include <csignal>
-
 class TestKvlink : public QObject
 {
     Q_OBJECT
@@ -51,7 +49,7 @@ void TestKvlink::cleanupTestCase()
 {
     QProcess *const simulators[] = {&m_ptySimulator, &m_tcpSimulator};
     for (QProcess *simulator : simulators) {
-        ::kill(static_cast<pid_t>(simulator->processId()), SIGINT);
+        interrupt(*simulator);
         QVERIFY(simulator->waitForFinished(PATIENCE_MS));
         QCOMPARE(simulator->exitCode(), 0);
     }

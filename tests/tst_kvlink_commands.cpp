@@ -10,7 +10,6 @@
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
-#include <csignal>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -50,9 +49,9 @@ QString nextLine(QProcess *process)
     return QString::fromUtf8(process->readLine());
 }
 
-void interrupt(QProcess *process)
+void stop(QProcess *process)
 {
-    ::kill(static_cast<pid_t>(process->processId()), SIGINT);
+    interrupt(*process);
     QVERIFY(process->waitForFinished(PATIENCE_MS));
     QCOMPARE(process->exitStatus(), QProcess::NormalExit);
 }
@@ -108,7 +107,7 @@ void TestKvlinkCommands::initTestCase()
 
 void TestKvlinkCommands::cleanupTestCase()
 {
-    interrupt(&m_plc);
+    stop(&m_plc);
 }
 
 // TCP stands for the simulator's road and station, FOLDER/ for the test's folder.
@@ -289,7 +288,7 @@ void TestKvlinkCommands::replaysTheProgramsTraces()
         &other, QString::fromLatin1("--tcp 0 --station 7 --trace=%1/theirs").arg(m_folder.path()));
     const char *const recorded = "TCP --trace=FOLDER/ours read DM200 T3 R1215:bit";
     QCOMPARE(kvlink(arguments(QLatin1String(recorded))).err, QString());
-    interrupt(&other);
+    stop(&other);
     m_place = place;
     QCOMPARE(kvlink(arguments(QLatin1String("TCP replay FOLDER/ours"))).status, 0);
     QCOMPARE(kvlink(arguments(QLatin1String("TCP replay FOLDER/theirs"))).status, 0);
@@ -312,7 +311,7 @@ void TestKvlinkCommands::goesOnThroughAnOutage()
                                   "--interval 20 --changes-only --format jsonl")
                   .arg(link)));
     QVERIFY(nextLine(&monitor).contains(QLatin1String("\"ok\"")));
-    interrupt(&first);
+    stop(&first);
     QVERIFY(nextLine(&monitor).contains(QLatin1String("\"no-reply\"")));
     QVERIFY(nextLine(&monitor).contains(QLatin1String("\"not-open\"")));
     QProcess second;
@@ -323,14 +322,14 @@ void TestKvlinkCommands::goesOnThroughAnOutage()
            line.contains(QLatin1String("\"not-open\"")))
         line = nextLine(&monitor);
     QVERIFY2(line.contains(QLatin1String("\"ok\"")), qPrintable(line));
-    interrupt(&monitor);
+    stop(&monitor);
     QCOMPARE(monitor.exitCode(), 0);
     const QString told = QString::fromUtf8(monitor.readAllStandardError());
     const QRegularExpression form(QLatin1String(
         "kvlink: outage: (?:no reply to|nothing can be sent on) .*\nkvlink: the PLC answers again after \\d+\\.\\d s\n"
         "kvlink: \\d+ requests, \\d+ replies, 0 retries, .*; min .* ms"));
     QVERIFY2(form.match(told).hasMatch(), qPrintable(told));
-    interrupt(&second);
+    stop(&second);
     m_place = place;
 }
 
@@ -364,7 +363,7 @@ void TestKvlinkCommands::anInterruptEndsASilentRead()
                                             "127.0.0.1:%1")
                             .arg(silent.serverPort())));
     QVERIFY(nextLine(&process).contains(QLatin1String("#1 > CR 00")));
-    interrupt(&process);
+    stop(&process);
     QCOMPARE(process.exitCode(), 4);
     const QString told = QString::fromUtf8(process.readAllStandardError());
     QVERIFY2(told.contains(QLatin1String("interrupted without a reply to \"CR 00\"")) &&

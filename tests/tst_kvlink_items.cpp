@@ -11,8 +11,6 @@
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
-#include <csignal>
-
 namespace
 {
 
@@ -315,7 +313,7 @@ void TestKvlinkItems::initTestCase()
 
 void TestKvlinkItems::cleanupTestCase()
 {
-    ::kill(static_cast<pid_t>(m_plc.processId()), SIGINT);
+    interrupt(m_plc);
     QVERIFY(m_plc.waitForFinished(PATIENCE_MS));
 }
 

@@ -6,8 +6,6 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
-#include <csignal>
-
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -40,7 +38,7 @@ public:
 
     Outcome stop()
     {
-        ::kill(static_cast<pid_t>(m_process.processId()), SIGINT);
+        interrupt(m_process);
         return ended(&m_process);
     }
 

@@ -13,7 +13,6 @@
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
 
-#include <csignal>
 #include <cstdio>
 
 const Area AREAS[] = {
@@ -245,7 +244,7 @@ int soakOverPty(int requests, quint32 seed, const QString &kvsim, const char *ba
     for (int i = 0; i < requests; ++i)
         soak.request();
     soak.compareAll();
-    ::kill(static_cast<pid_t>(simulator.processId()), SIGTERM);
+    simulator.terminate();
     simulator.waitForFinished();
     const QByteArray speed(baudRate);
     return soak.report(
