@@ -11,6 +11,9 @@
 /// Far longer than any run of a program takes.
 const int PATIENCE_MS = 20000;
 
+/// A time-out that a PLC which answers at once always keeps, while a test can still afford to wait for its end.
+const int REPLY_MS = 100 * KV_TEST_PATIENCE;
+
 /// How a program ended; the status is -1 when it did not end by itself.
 struct Outcome {
     int status;

@@ -1,6 +1,5 @@
 kv_test(simulator LIBRARIES simulator)
 if(KV_QT EQUAL 5)
   kv_test(simulator_fronts LIBRARIES simulator_fronts)
-  target_compile_definitions(tst_simulator_fronts PRIVATE KVSIM_PROGRAM="$<TARGET_FILE:kvsim>")
-  add_dependencies(tst_simulator_fronts kvsim)
+  kv_test_starts_programs(simulator_fronts)
 endif()

@@ -9,7 +9,6 @@
 #include "host/traced_channel.h"
 #include "scripted_channel.h"
 
-#include <QtCore/QLibraryInfo>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSemaphore>
 #include <QtCore/QTextStream>
@@ -378,7 +377,7 @@ void TestHost::refusesOtherPlugins_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("reason");
-    const QString plugins = QLibraryInfo::location(QLibraryInfo::PluginsPath);
+    const QString plugins = QCoreApplication::libraryPaths().first();
     QTest::newRow("directory") << plugins << "not a file";
     QTest::newRow("text file") << QFINDTESTDATA("tst_host.cpp") << "not a plug-in";
     QTest::newRow("of another kind") << plugins + "/sqldrivers/libqsqlite.so"

@@ -305,11 +305,11 @@ void TestKvlinkCommands::goesOnThroughAnOutage()
     QProcess first;
     startSimulator(&first, serve);
     QProcess monitor;
-    monitor.start(
-        QLatin1String(KVLINK_PROGRAM),
-        words(QString::fromLatin1("--port %1,9600,8n1 --retry 0 --timeout 100 monitor DM1 "
-                                  "--interval 20 --changes-only --format jsonl")
-                  .arg(link)));
+    monitor.start(QLatin1String(KVLINK_PROGRAM),
+                  words(QString::fromLatin1("--port %1,9600,8n1 --retry 0 --timeout %2 monitor DM1 "
+                                            "--interval 20 --changes-only --format jsonl")
+                            .arg(link)
+                            .arg(REPLY_MS)));
     QVERIFY(nextLine(&monitor).contains(QLatin1String("\"ok\"")));
     stop(&first);
     QVERIFY(nextLine(&monitor).contains(QLatin1String("\"no-reply\"")));

@@ -49,7 +49,7 @@ private:
     QProcess m_process;
 };
 
-Outcome kvlink(const Simulator &simulator, const char *arguments)
+Outcome kvlink(const Simulator &simulator, const QString &arguments)
 {
     QProcess process;
     process.start(QLatin1String(KVLINK_PROGRAM), simulator.road + words(arguments));
@@ -114,7 +114,7 @@ void TestKvsimPrograms::kvlinkMeetsEachFault_data()
         int tcpStatus;
     } rows[] = {
         {"no-reply:once 2", 4, 4},
-        {"late:once 2,500", 4, 4},
+        {"late:once 2,60000", 4, 4},
         {"doubled:once 2", 5, 5},
         {"noise-before:once 2", 5, 5},
         {"noise-inside:1", 5, 5},
@@ -142,7 +142,8 @@ void TestKvsimPrograms::kvlinkMeetsEachFault()
     QFETCH(int, status);
     Simulator simulator(QStringList()
                         << road << words("--set DM5=4660 --fault") << fault << words("--seed 3"));
-    const Outcome outcome = kvlink(simulator, "--retry 0 --timeout 100 read DM5");
+    const Outcome outcome =
+        kvlink(simulator, QStringLiteral("--retry 0 --timeout %1 read DM5").arg(REPLY_MS));
     QVERIFY2(outcome.status == status,
              qPrintable(QString::number(outcome.status) + QLatin1Char(' ') + outcome.err));
     QCOMPARE(outcome.out, status == 0 ? QStringLiteral("4660\n") : QString());
@@ -181,9 +182,9 @@ void TestKvsimPrograms::keepsTheLinesSpeed()
     const int fd = ::open(qPrintable(simulator.place), O_RDWR | O_NOCTTY | O_CLOEXEC);
     QVERIFY(fd >= 0);
     exchange(fd, "CR 00\r\n", 7);
-    // Only what else the machine does makes it slower, so the best of three counts.
+    // Only what else the machine does makes it slower, so the best of many counts.
     double best = 1e9;
-    for (int i = 0; i < 3 && best > msToLast * 1.05; ++i) {
+    for (int i = 0; i < 20 && best > msToLast * 1.05; ++i) {
         const Times times = exchange(fd, request, replySize);
         QVERIFY2(double(times.first) >= msToFirst * 1e6, qPrintable(QString::number(times.first)));
         QVERIFY2(double(times.last) >= msToLast * 1e6, qPrintable(QString::number(times.last)));
@@ -227,7 +228,7 @@ void TestKvsimPrograms::tracesInKvlinksFormat()
 {
     Simulator simulator(QStringList()
                         << words("--trace --fault") << QStringLiteral("noise-after:once 3"));
-    kvlink(simulator, "--retry 0 --timeout 100 read DM1");
+    kvlink(simulator, QStringLiteral("--retry 0 --timeout %1 read DM1").arg(REPLY_MS));
     const QStringList lines = simulator.stop().err.split(QLatin1Char('\n')).mid(0, 7);
     static const QRegularExpression stamp(QStringLiteral(
         "\\A\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\d+\\.\\d{6} \\+\\d+\\.\\d{6} "));
