@@ -1,0 +1,30 @@
+/*
+ * Loaded before every program in the emulator. qemu lets a program ask the kernel whether it can wait for a process by
+ * descriptor, but refuses to start one that way; QProcess takes the first for a promise of the second and starts
+ * nothing. With the question answered by no, it forks as on older kernels.
+ */
+#define _GNU_SOURCE
+#include <dlfcn.h>
+#include <errno.h>
+#include <stdarg.h>
+#include <sys/syscall.h>
+
+enum { ARGUMENTS = 6, BY_DESCRIPTOR = 3 /* P_PIDFD, which C libraries name only lately */ };
+
+typedef long (*SystemCall)(long number, ...);
+
+long syscall(long number, ...)
+{
+    long argument[ARGUMENTS];
+    va_list list;
+    va_start(list, number);
+    for (int i = 0; i < ARGUMENTS; ++i)
+        argument[i] = va_arg(list, long);
+    va_end(list);
+    if (number == SYS_waitid && argument[0] == BY_DESCRIPTOR) {
+        errno = EINVAL;
+        return -1;
+    }
+    return ((SystemCall)dlsym(RTLD_NEXT, "syscall"))(number, argument[0], argument[1], argument[2],
+                                                     argument[3], argument[4], argument[5]);
+}
