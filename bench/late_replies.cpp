@@ -35,7 +35,6 @@ struct Options {
     std::string place; // a device, or HOST:PORT
     int timeoutMs;
     int retries;
-    int delayMs; // before every attempt
     bool recovers;
 };
 
@@ -151,8 +150,8 @@ public:
             std::cerr << qPrintable(error) << "\n";
             return false;
         }
-        m_channel.reset(new DeviceChannel(
-            m_port.get(), DriverSetting(options.timeoutMs, options.retries, 0, options.delayMs)));
+        m_channel.reset(new DeviceChannel(m_port.get(),
+                                          DriverSetting(options.timeoutMs, options.retries, 0, 0)));
         return true;
     }
 
@@ -226,15 +225,13 @@ int main(int argc, char **argv)
         client = makeClient(argv[1]);
     if (!client) {
         std::cerr << "usage: " << argv[0]
-                  << " libmodbus|serialbus|hostlink PLACE TIMEOUT_MS RETRIES[,DELAY_MS]|recovers "
+                  << " libmodbus|serialbus|hostlink PLACE TIMEOUT_MS RETRIES|recovers "
                      "fixed|mixed REQUESTS SEED LABEL\n";
         return 2;
     }
     const std::string retries = argv[4];
-    const size_t comma = retries.find(',');
     const bool recovers = retries == "recovers";
     const Options options = {argv[2], std::stoi(argv[3]), recovers ? 0 : std::stoi(retries),
-                             comma == std::string::npos ? 0 : std::stoi(retries.substr(comma + 1)),
                              recovers};
     if (!client->open(options)) {
         std::cerr << "cannot open " << options.place << "\n";

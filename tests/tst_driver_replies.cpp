@@ -14,11 +14,11 @@ const struct {
     const char *pattern;
     const char *item;
 } FORMS[] = {
-    {"words", decodeHexWords, "[\\da-fA-F]{4}(?: [\\da-fA-F]{4})*\\r\\n", "09aF"},
-    {"values", decodeDec10, "\\d{10}(?: \\d{10})*\\r\\n", "0123456789"},
-    {"items", decodeTimerCounterFirst, "[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\r\\n",
-     "1,0000000009,9876543210"},
-    {"bits", decodeBits, "[01](?: [01])*\\r\\n", "1"},
+    {"words", hexWordsRspToByteArray, "[\\da-fA-F]{4}(?: [\\da-fA-F]{4})*\\r\\n", "09aF"},
+    {"values", dec10RspToByteArray, "\\d{10}(?: \\d{10})*\\r\\n", "0123456789"},
+    {"items", timerCounterFirstRspToByteArray,
+     "[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\r\\n", "1,0000000009,9876543210"},
+    {"bits", bitsRspToBits, "[01](?: [01])*\\r\\n", "1"},
 };
 
 // Room for the items of every reply here, however they are stored.

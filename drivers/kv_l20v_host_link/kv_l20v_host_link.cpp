@@ -332,7 +332,7 @@ QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::readHexWords(AbstractDeviceInterface *device, const char *line,
                                                 int length, unsigned int words, int byteLength)
 {
-    const ReplyForm form = {&m_hexWordsRsp, decodeHexWords,
+    const ReplyForm form = {&m_hexWordsRsp, hexWordsRspToByteArray,
                             "invalid response:", static_cast<int>(words),
                             static_cast<int>(2 * words)};
     QByteArray data = readItems(device, line, length, form);
@@ -347,9 +347,9 @@ QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
     const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
     const bool valuesOnly = KV_L20V_Dec10DataFormat(address);
     const ReplyForm form = {valuesOnly ? &m_dec10Rsp : &m_timerCounterRsp,
-                            valuesOnly             ? decodeDec10
-                            : isCtcPreset(address) ? decodeTimerCounterSecond
-                                                   : decodeTimerCounterFirst,
+                            valuesOnly             ? dec10RspToByteArray
+                            : isCtcPreset(address) ? timerCounterSecondRspToByteArray
+                                                   : timerCounterFirstRspToByteArray,
                             "invalid response", static_cast<int>(count),
                             static_cast<int>(4 * count)};
     QByteArray data = continuousRead(device, carriedAddress(address), form);
@@ -366,7 +366,7 @@ QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
     if (!checkDataLength(bytes) || !checkCarriedAddress(command.address))
         return QByteArray();
     const ReplyForm form = {items ? &m_timerCounterRsp : &m_bitsRsp,
-                            items ? decodeTimerCounterBits : decodeBits,
+                            items ? timerCounterRspToBits : bitsRspToBits,
                             items ? "invalid response3" : "invalid response2",
                             static_cast<int>(command.count), static_cast<int>(bytes)};
     return continuousRead(device, address.constData(), form);

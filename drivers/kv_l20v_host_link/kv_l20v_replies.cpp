@@ -139,32 +139,32 @@ bool decodeItems(const char *rsp, int length, int count, char *out)
 
 } // namespace
 
-bool decodeHexWords(const char *rsp, int length, int count, char *out)
+bool hexWordsRspToByteArray(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<HexWord, storeWord>(rsp, length, count, out);
 }
 
-bool decodeDec10(const char *rsp, int length, int count, char *out)
+bool dec10RspToByteArray(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<Dec10, storeUInt32>(rsp, length, count, out);
 }
 
-bool decodeTimerCounterFirst(const char *rsp, int length, int count, char *out)
+bool timerCounterFirstRspToByteArray(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<TimerCounter<1>, storeUInt32>(rsp, length, count, out);
 }
 
-bool decodeTimerCounterSecond(const char *rsp, int length, int count, char *out)
+bool timerCounterSecondRspToByteArray(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<TimerCounter<2>, storeUInt32>(rsp, length, count, out);
 }
 
-bool decodeBits(const char *rsp, int length, int count, char *out)
+bool bitsRspToBits(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<BitDigit, storeBit>(rsp, length, count, out);
 }
 
-bool decodeTimerCounterBits(const char *rsp, int length, int count, char *out)
+bool timerCounterRspToBits(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<TimerCounter<0>, storeBit>(rsp, length, count, out);
 }

@@ -10,22 +10,22 @@
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REPLIES_H
 
 /// Hexadecimal words into 2 bytes each, least significant byte first.
-bool decodeHexWords(const char *rsp, int length, int count, char *out);
+bool hexWordsRspToByteArray(const char *rsp, int length, int count, char *out);
 
 /// @name Ten-digit numbers
 /// Into 4 bytes each, least significant byte first; above 4294967295 they count as 4294967295. A
 /// timer or counter item has two of them.
 /// @{
-bool decodeDec10(const char *rsp, int length, int count, char *out);
-bool decodeTimerCounterFirst(const char *rsp, int length, int count, char *out);
-bool decodeTimerCounterSecond(const char *rsp, int length, int count, char *out);
+bool dec10RspToByteArray(const char *rsp, int length, int count, char *out);
+bool timerCounterFirstRspToByteArray(const char *rsp, int length, int count, char *out);
+bool timerCounterSecondRspToByteArray(const char *rsp, int length, int count, char *out);
 /// @}
 
 /// @name Bits
 /// Eight to a byte from bit 0; the bit of a timer or counter item is its contact.
 /// @{
-bool decodeBits(const char *rsp, int length, int count, char *out);
-bool decodeTimerCounterBits(const char *rsp, int length, int count, char *out);
+bool bitsRspToBits(const char *rsp, int length, int count, char *out);
+bool timerCounterRspToBits(const char *rsp, int length, int count, char *out);
 /// @}
 
 #endif
