@@ -8,9 +8,10 @@
 #include <poll.h>
 #include <unistd.h>
 
-/// Keeps the numbers of closed standard streams from other files: values and texts must fail there rather
-/// than go into a port. Writing to a reader that is gone becomes an error instead of the program's end,
-/// which is to close its port and leave no half exchange behind. Requires: nothing else is open yet.
+/// Keeps the numbers of closed standard streams from other files: values and texts must fail there
+/// rather than go into a port. Writing to a reader that is gone becomes an error instead of the
+/// program's end, which is to close its port and leave no half exchange behind. Requires: nothing
+/// else is open yet.
 inline void keepStandardStreams()
 {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {

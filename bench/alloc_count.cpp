@@ -1,5 +1,6 @@
-// Counts what the driver allocates: per request at steady state, and for a driver object. Prints one
-// line for each and fails when a read allocates more than its result, or a write of words anything.
+// Counts what the driver allocates: per request at steady state, and for a driver object. Prints
+// one line for each and fails when a read allocates more than its result, or a write of words
+// anything.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "ready_channel.h"
 #include "requests.h"
@@ -10,7 +11,8 @@
 #include <malloc.h>
 #include <memory>
 
-// What malloc and its kin are in the C library, below the ones that this program puts in their place.
+// What malloc and its kin are in the C library, below the ones that this program puts in their
+// place.
 extern "C" {
 void *libraryMalloc(std::size_t size) noexcept __asm__("__libc_malloc");
 void *libraryCalloc(std::size_t count, std::size_t size) noexcept __asm__("__libc_calloc");

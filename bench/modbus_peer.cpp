@@ -1,5 +1,6 @@
-// Serves holding registers with libmodbus' server until it is ended. Prints one line when ready: "pty DEVICE",
-// or "tcp PORT" of the loopback. Without arguments it is an RTU server whose replies are all good.
+// Serves holding registers with libmodbus' server until it is ended. Prints one line when ready:
+// "pty DEVICE", or "tcp PORT" of the loopback. Without arguments it is an RTU server whose replies
+// are all good.
 #include <modbus.h>
 
 #include <cerrno>
@@ -20,7 +21,8 @@ namespace
 
 const int REGISTERS = 1000;
 
-// Opens both ends of a raw pseudo-terminal; the slave end stays open, so that the line outlives clients.
+// Opens both ends of a raw pseudo-terminal; the slave end stays open, so that the line outlives
+// clients.
 // @return the master end; below 0 on failure
 int openPseudoTerminal()
 {

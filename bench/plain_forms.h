@@ -1,5 +1,5 @@
-/// The plain byte-at-a-time forms that the tools library is measured beside: what one would write on the spot,
-/// with tables that are ready.
+/// The plain byte-at-a-time forms that the tools library is measured beside: what one would write
+/// on the spot, with tables that are ready.
 #ifndef BENCH_PLAIN_FORMS_H
 #define BENCH_PLAIN_FORMS_H
 

@@ -1,4 +1,5 @@
-// Makes read requests with Qt SerialBus' RTU client. Arguments: port, registers per request, requests.
+// Makes read requests with Qt SerialBus' RTU client. Arguments: port, registers per request,
+// requests.
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 #include <QtCore/QVariant>

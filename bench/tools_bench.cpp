@@ -1,4 +1,5 @@
-// The tools library beside plain loops, zlib and Boost.CRC. A benchmark's name is function/form/bytes.
+// The tools library beside plain loops, zlib and Boost.CRC. A benchmark's name is
+// function/form/bytes.
 #include "plain_forms.h"
 #include "tools/lib_crc.h"
 #include "tools/tools.h"

@@ -1,5 +1,6 @@
-// Reads words over a paced line and prints how much longer a request takes than its characters do, as the
-// median of all requests: 1 is a driver that costs no time. Arguments: port, baud rate, words, requests.
+// Reads words over a paced line and prints how much longer a request takes than its characters do,
+// as the median of all requests: 1 is a driver that costs no time. Arguments: port, baud rate,
+// words, requests.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "requests.h"
 #include "serial_line.h"

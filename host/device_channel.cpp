@@ -26,8 +26,8 @@ DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
       m_timeoutMs(qMax(0, setting.timeout)), m_slowestAnswerMs(0), m_attemptFailed(false)
 {}
 
-// A socket that has lost its peer stays open. It is left alone: any further call on it would replace
-// the reason of the loss, which people are to be told.
+// A socket that has lost its peer stays open. It is left alone: any further call on it would
+// replace the reason of the loss, which people are to be told.
 bool DeviceChannel::isBroken() const
 {
     return !m_port->isOpen() || (m_socket && m_socket->state() != QAbstractSocket::ConnectedState);

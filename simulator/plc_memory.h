@@ -47,13 +47,13 @@ public:
     /// @return whether it was set; else @p error tells in English why not
     bool preset(const QByteArray &assignment, QByteArray *error);
 
-    /// Lets no line change the devices of @p range, such as DM100, DM100-DM199 or T0-T9; presets and
-    /// store() still do. Both ends are named as for preset() and belong to one device.
+    /// Lets no line change the devices of @p range, such as DM100, DM100-DM199 or T0-T9; presets
+    /// and store() still do. Both ends are named as for preset() and belong to one device.
     /// @return whether the range was taken; else @p error tells in English why not
     bool protect(const QByteArray &range, QByteArray *error);
 
-    /// Whether a range of protect() holds any of @p count items from @p index on. Requires: count is 1
-    /// or more.
+    /// Whether a range of protect() holds any of @p count items from @p index on. Requires: count
+    /// is 1 or more.
     bool isReadOnly(PlcArea area, PlcItems items, unsigned int index, unsigned int count) const;
 
     /// Appends the text of the item @p index of an area, as a reply carries it.

@@ -23,15 +23,14 @@ public:
     virtual bool closeConnection() = 0;
 };
 
-/// Takes what a client sends and gives the replies to a sink, damaged by the service's faults and at
-/// the speed of its timing. Without delay a reply leaves within receive(). A line carries one thing
-/// after another: a reply waits for the one before it, not for the client.
+/// Takes what a client sends and gives the replies to a sink, damaged by the service's faults and
+/// at the speed of its timing. Without delay a reply leaves within receive(). A line carries one
+/// thing after another: a reply waits for the one before it, not for the client.
 class ReplyScheduler
 {
 public:
-    /// The bytes kept in each direction. A reply beyond them is dropped as a whole, bytes of requests
-    /// are dropped
-    /// up to the next line end or the end of what came with them.
+    /// The bytes kept in each direction. A reply beyond them is dropped as a whole, bytes of
+    /// requests are dropped up to the next line end or the end of what came with them.
     enum { MAX_PENDING = 65536 };
 
     /// Requires: @p service and @p sink outlive the scheduler.

@@ -1,6 +1,7 @@
 /// @file
-/// The tools library for drivers: one include for the unit `tools`. The CRC steps (lib_crc.h), the frame
-/// builder (txpackage.h) and the settings records (drv_dev_setting.h) have headers of their own.
+/// The tools library for drivers: one include for the unit `tools`. The CRC steps (lib_crc.h), the
+/// frame builder (txpackage.h) and the settings records (drv_dev_setting.h) have headers of their
+/// own.
 #ifndef TOOLS_TOOLS_H
 #define TOOLS_TOOLS_H
 

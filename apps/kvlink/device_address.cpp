@@ -11,8 +11,8 @@ struct DeviceRow {
     DeviceForm form;
 };
 
-// The devices that are read by words, and by runs of words in one request. All others hold one value
-// a number.
+// The devices that are read by words, and by runs of words in one request. All others hold one
+// value a number.
 const DeviceRow WORD_DEVICES[] = {
     {"R", 10, DeviceForm::Channels},  {"B", 16, DeviceForm::Channels},
     {"MR", 10, DeviceForm::Channels}, {"LR", 10, DeviceForm::Channels},

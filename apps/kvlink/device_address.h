@@ -7,7 +7,8 @@
 /// What the numbers of a device count.
 enum class DeviceForm {
     Words,    ///< words of 16 bits, such as DM
-    Channels, ///< channels of 16 relays when read by words, single relays when read by bits; such as R
+    Channels, ///< channels of 16 relays when read by words, single relays when read by bits; such
+              ///< as R
     Values    ///< timers, counters and all other devices: one value of 32 bits each
 };
 
@@ -22,8 +23,8 @@ struct DeviceAddress {
     QString at(quint32 other) const;
 };
 
-/// Splits an address such as DM100, w1F or CTC3: letters and a number, which is hexadecimal for B, W
-/// and VB and else decimal, and is at most 99999999.
+/// Splits an address such as DM100, w1F or CTC3: letters and a number, which is hexadecimal for B,
+/// W and VB and else decimal, and is at most 99999999.
 /// @return whether @p text is such an address; else @p address is unchanged
 bool parseDeviceAddress(const QString &text, DeviceAddress *address);
 

@@ -1,4 +1,5 @@
-/// Item expressions: what kvlink's user wants to read or write, such as DM100:f32[4] or R1215:bit=1.
+/// Item expressions: what kvlink's user wants to read or write, such as DM100:f32[4] or
+/// R1215:bit=1.
 #ifndef APPS_KVLINK_EXPRESSION_H
 #define APPS_KVLINK_EXPRESSION_H
 
@@ -45,8 +46,8 @@ struct ItemDefaults {
     bool eitherSign = false; ///< see `Item`
 };
 
-/// Reads ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]]. With values, the count is their number unless it is
-/// given; a string has one value, which may hold commas. Values are checked against the type.
+/// Reads ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]]. With values, the count is their number unless
+/// it is given; a string has one value, which may hold commas. Values are checked against the type.
 /// @return whether @p item was filled; else @p error tells what is wrong
 bool parseItem(const QString &text, const ItemDefaults &defaults, Item *item, QString *error);
 

@@ -27,7 +27,8 @@ struct ItemOptions {
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
 /// Adds the expressions, the number of values, -k, --word-order, --max-gap, --no-merge and --format
-/// to a command that reads items. @param countNames the names of the option for the number of values
+/// to a command that reads items. @param countNames the names of the option for the number of
+/// values
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");
 
 /// Reads the expressions.

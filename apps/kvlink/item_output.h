@@ -50,7 +50,8 @@ private:
 };
 
 /// Prints why items failed, each reason once with the items that it is true of.
-/// @return the program's exit status: 0 when all items succeeded, the first failure's own when all failed
+/// @return the program's exit status: 0 when all items succeeded, the first failure's own when all
+/// failed
 ///         or all failures are of values read back, else 6
 ExitStatus reportFailures(QTextStream &err, const QVector<Item> &items,
                           const QVector<ItemResult> &results);

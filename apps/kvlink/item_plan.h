@@ -27,9 +27,9 @@ struct ItemRequest {
     QVector<ItemPart> parts;
 };
 
-/// Plans the requests. Words of one device that overlap, touch or lie no further apart than allowed come in
-/// one request, up to 307; an item that is larger than a reply comes in several. All else is read item
-/// by item.
+/// Plans the requests. Words of one device that overlap, touch or lie no further apart than allowed
+/// come in one request, up to 307; an item that is larger than a reply comes in several. All else
+/// is read item by item.
 /// @return the requests, in the order of their first items
 QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options);
 

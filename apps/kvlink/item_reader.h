@@ -16,8 +16,8 @@ struct ItemResult {
     QStringList values;
 };
 
-/// Reads items in as few requests as allowed. A block for several items that the PLC refuses with its
-/// error reply is given up: its items are read one by one, then and from then on.
+/// Reads items in as few requests as allowed. A block for several items that the PLC refuses with
+/// its error reply is given up: its items are read one by one, then and from then on.
 class ItemReader
 {
 public:

@@ -22,7 +22,8 @@ int itemBytes(const Item &item);
 QString valueAddress(const Item &item, int index);
 
 /// Turns an item's values into the data of a write request: one byte per bit, else each value least
-/// significant byte first, 32-bit values on words in the given order. A string is filled up with zeros.
+/// significant byte first, 32-bit values on words in the given order. A string is filled up with
+/// zeros.
 /// @return whether @p data was filled; else @p error names a value that does not fit
 bool packValues(const Item &item, WordOrder order, QByteArray *data, QString *error);
 

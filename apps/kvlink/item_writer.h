@@ -9,9 +9,8 @@
 
 class DriverInterface;
 
-/// Writes the items that have values and reads the others, in the order of the list. A failure does not keep
-/// the items behind it from their turn.
-/// Requires: the link of @p session is open.
+/// Writes the items that have values and reads the others, in the order of the list. A failure does
+/// not keep the items behind it from their turn. Requires: the link of @p session is open.
 /// @param verify whether each written item is read back at once and compared
 /// @return one result for each item; StatusDiffers when other values were read back
 QVector<ItemResult> writeItems(Session &session, const QVector<Item> &items, WordOrder order,

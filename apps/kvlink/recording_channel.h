@@ -6,8 +6,8 @@
 
 #include <QtCore/QByteArray>
 
-/// Plays a PLC that accepts every open line, write and close line. A read has nothing to give: it gets an
-/// error reply, after which a driver sends the same lines as after values.
+/// Plays a PLC that accepts every open line, write and close line. A read has nothing to give: it
+/// gets an error reply, after which a driver sends the same lines as after values.
 class RecordingChannel : public AbstractDeviceInterface
 {
 public:

@@ -4,8 +4,8 @@
 
 #include <QtCore/QtGlobal>
 
-/// The tick to wait for after one has been served. Ticks are due at multiples of the interval, so that
-/// delays do not add up; those that are overdue already are left out.
+/// The tick to wait for after one has been served. Ticks are due at multiples of the interval, so
+/// that delays do not add up; those that are overdue already are left out.
 /// @param tick      the tick that was served
 /// @param elapsedMs time since tick 0
 /// @param missed    raised by the number of ticks left out

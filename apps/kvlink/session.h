@@ -31,8 +31,8 @@ struct Failure {
     QString text;
 };
 
-/// Loads the driver, looks the station up in the project where that is asked for, opens the link, and
-/// makes requests.
+/// Loads the driver, looks the station up in the project where that is asked for, opens the link,
+/// and makes requests.
 class Session
 {
 public:
@@ -51,7 +51,8 @@ public:
     /// Makes one read request. @return the data; empty with the reason in @p failure
     QByteArray read(const CommunicatorCommand &command, Failure *failure);
 
-    /// Makes one write request. @return whether the PLC took the data; else @p failure has the reason
+    /// Makes one write request. @return whether the PLC took the data; else @p failure has the
+    /// reason
     bool write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure);
 
     const DriverPlugin &plugin() const { return m_plugin; }
@@ -65,7 +66,8 @@ public:
     bool doubtsLink() const;
 
     /// Makes and counts a request in any way. Requires: `openLink` succeeded.
-    /// @param work    uses the channel; gives whether it succeeded, else the text in a driver's words
+    /// @param work    uses the channel; gives whether it succeeded, else the text in a driver's
+    /// words
     /// @param address what the request is about, for the failure's text
     /// @return whether the work succeeded; else @p failure has the reason
     bool request(const std::function<bool(QString *)> &work, const QString &address,

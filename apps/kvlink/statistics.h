@@ -30,8 +30,8 @@ public:
     /// without such requests. @param percent 0 (the shortest) to 100 (the longest)
     double timeMs(int percent) const;
 
-    /// One line for people: "4 requests, 3 replies, 2 retries, 3 time-outs, 1 error; min 1.20, median
-    /// 1.30, p99 5.00, max 5.00 ms". The times are left out when nothing was answered.
+    /// One line for people: "4 requests, 3 replies, 2 retries, 3 time-outs, 1 error; min 1.20,
+    /// median 1.30, p99 5.00, max 5.00 ms". The times are left out when nothing was answered.
     QString text() const;
 
 private:

@@ -1,4 +1,5 @@
-// Loads a driver plug-in, reads W0 through it from a channel that plays the scale, and prints the weight.
+// Loads a driver plug-in, reads W0 through it from a channel that plays the scale, and prints the
+// weight.
 #include "drivers/abstract_device_interface.h"
 #include "drivers/driver_interface.h"
 #include "tools/tools.h"
