@@ -23,7 +23,22 @@ const char EXAMPLES[] =
     "3 a port, the plug-in or a file cannot be used, 4 no reply, 5 unusable reply or\n"
     "refused request, 6 some items failed, 7 other values came back than expected.";
 
+const char COMMAND_FOOTER[] =
+    "kvlink --help tells the options of the link, examples and the exit status.";
+
 const int HELP_COLUMN = 34;
+
+// The library writes "(1x)" behind an argument that may be repeated a limited number of times.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_option_usage(const CLI::Option *option) const override
+    {
+        const std::string name = option->get_name(true);
+        const std::string repeated = option->get_expected_max() > 1 ? name + "..." : name;
+        return option->get_required() ? repeated : "[" + repeated + "]";
+    }
+};
 
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
@@ -71,7 +86,8 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
 {
     CLI::App app("Reads and writes the devices of a KEYENCE KV series PLC over Host Link.",
                  "kvlink");
-    app.footer(EXAMPLES);
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.footer(COMMAND_FOOTER); // of the commands
     app.set_version_flag("--version", "kvlink " KV_VERSION, "Print the version and exit");
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.get_formatter()->column_width(HELP_COLUMN);
@@ -90,6 +106,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     addBenchCommand(app, line);
     addReplayCommand(app, line);
     addListPortsCommand(app, line);
+    app.footer(EXAMPLES);
     try {
         app.parse(argc, argv);
         if (line->needsLink && !namesLink(line->link))
