@@ -105,6 +105,7 @@ void TestKvlinkItems::refusesExpressions_data()
         {"DM1[-1]", "is not ADDRESS"},
         {"DM1[2]:u16", "is not ADDRESS"},
         {"DM100000000", "is not ADDRESS"},
+        {"BBBBB020", "is not ADDRESS"}, // not the device BBBBB
         {"DM1\n", "\"DM1\\n\" is not ADDRESS"},
         {"DM1:u17", "\"u17\" is no type"},
         {"DM1[0]", "not from 1 to 1024"},

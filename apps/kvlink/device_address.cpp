@@ -27,15 +27,19 @@ const DeviceRow WORD_DEVICES[] = {
 // Far above every device's last number, so that sums of numbers and counts fit.
 const quint32 MAX_NUMBER = 99999999;
 
+bool isNumber(const QString &text, int base)
+{
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [base](QChar c) {
+        return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
+               (base == 16 && c >= QLatin1Char('A') && c <= QLatin1Char('F'));
+    });
+}
+
 bool parseNumber(const QString &text, int base, quint32 *number)
 {
-    const bool digits = std::all_of(text.begin(), text.end(), [](QChar c) {
-        return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
-               (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
-    });
     bool ok = false;
     *number = text.toUInt(&ok, base);
-    return digits && ok && *number <= MAX_NUMBER;
+    return ok && *number <= MAX_NUMBER;
 }
 
 } // namespace
@@ -51,14 +55,19 @@ bool parseDeviceAddress(const QString &text, DeviceAddress *address)
     DeviceAddress found;
     for (const DeviceRow &row : WORD_DEVICES) {
         const QLatin1String prefix(row.prefix);
-        if (upper.startsWith(prefix) &&
-            parseNumber(upper.mid(prefix.size()), row.base, &found.number)) {
-            found.prefix = prefix;
-            found.base = row.base;
-            found.form = row.form;
-            *address = found;
-            return true;
-        }
+        if (!upper.startsWith(prefix))
+            continue;
+        // Letters that are digits belong to the number, even of one that is too large.
+        const QString number = upper.mid(prefix.size());
+        if (!isNumber(number, row.base))
+            continue;
+        found.prefix = prefix;
+        found.base = row.base;
+        found.form = row.form;
+        if (!parseNumber(number, row.base, &found.number))
+            return false;
+        *address = found;
+        return true;
     }
     int letters = 0;
     while (letters < upper.size() && upper.at(letters) >= QLatin1Char('A') &&
@@ -67,7 +76,8 @@ bool parseDeviceAddress(const QString &text, DeviceAddress *address)
     found.prefix = upper.left(letters);
     found.base = 10;
     found.form = DeviceForm::Values;
-    if (letters == 0 || !parseNumber(upper.mid(letters), found.base, &found.number))
+    const QString number = upper.mid(letters);
+    if (letters == 0 || !isNumber(number, 10) || !parseNumber(number, 10, &found.number))
         return false;
     *address = found;
     return true;
