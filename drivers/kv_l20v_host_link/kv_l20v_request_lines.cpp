@@ -2,50 +2,51 @@
 
 #include <cstring>
 
-namespace
+KV_L20V_RequestLines::Key::Key(const QString &address, unsigned int count)
+    : first(0), last(0), length(address.size()), words(count)
 {
-
-size_t bytesOf(const QString &address)
-{
-    return static_cast<size_t>(address.size()) * sizeof(QChar);
+    const QChar *const characters = address.constData();
+    if (length >= 4) {
+        std::memcpy(&first, characters, sizeof first);
+        std::memcpy(&last, characters + length - 4, sizeof last);
+    } else {
+        std::memcpy(&last, characters, static_cast<size_t>(length) * sizeof(QChar));
+    }
 }
 
-} // namespace
-
-KV_L20V_RequestLines::KV_L20V_RequestLines()
+KV_L20V_RequestLines::Place::Place() : key(QString(), 0), line()
 {
-    for (Place &place : m_places)
-        place.addressLength = -1;
+    key.length = -1; // no request's
 }
+
+KV_L20V_RequestLines::KV_L20V_RequestLines() {}
 
 const KV_L20V_RequestLines::Line *KV_L20V_RequestLines::find(const QString &address,
                                                              unsigned int words) const
 {
-    const Place &place = m_places[placeOf(address, words)];
-    const bool found = place.addressLength == address.size() && place.words == words &&
-                       std::memcmp(place.address, address.constData(), bytesOf(address)) == 0;
+    const Key key(address, words);
+    const Place &place = m_places[placeOf(key)];
+    const bool found = place.key.first == key.first && place.key.last == key.last &&
+                       place.key.length == key.length && place.key.words == words;
     return found ? &place.line : 0;
 }
 
 void KV_L20V_RequestLines::keep(const QString &address, unsigned int words, const char *text,
                                 int length)
 {
-    Place &place = m_places[placeOf(address, words)];
-    if (address.size() > MAX_ADDRESS_LENGTH || length > static_cast<int>(sizeof place.line.text))
+    const Key key(address, words);
+    Place &place = m_places[placeOf(key)];
+    if (key.length > MAX_ADDRESS_LENGTH || length > static_cast<int>(sizeof place.line.text))
         return;
-    std::memcpy(place.address, address.constData(), bytesOf(address));
-    place.addressLength = address.size();
-    place.words = words;
+    place.key = key;
     std::memcpy(place.line.text, text, static_cast<size_t>(length));
     place.line.length = length;
 }
 
-// Neighbours differ in their last digits.
-int KV_L20V_RequestLines::placeOf(const QString &address, unsigned int words)
+// The multiplier is 2^64 divided by the golden ratio: it spreads neighbours over the high bits.
+int KV_L20V_RequestLines::placeOf(const Key &key)
 {
-    const int length = address.size();
-    const QChar *const end = address.constData() + length;
-    const unsigned int ones = length > 0 ? end[-1].unicode() : 0;
-    const unsigned int tens = length > 1 ? end[-2].unicode() : 0;
-    return static_cast<int>((ones + 10 * tens + words) % PLACES);
+    quint64 mixed = 5 * key.first + key.last + key.words;
+    mixed ^= mixed >> 32;
+    return static_cast<int>((mixed * Q_UINT64_C(0x9E3779B97F4A7C15)) >> (64 - PLACE_BITS));
 }

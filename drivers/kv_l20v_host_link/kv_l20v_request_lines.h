@@ -26,16 +26,27 @@ public:
     void keep(const QString &address, unsigned int words, const char *text, int length);
 
 private:
-    enum { PLACES = 32, MAX_ADDRESS_LENGTH = 12 };
+    enum { PLACE_BITS = 6, PLACES = 1 << PLACE_BITS, MAX_ADDRESS_LENGTH = 8 };
+
+    // What a line was asked for. The first and the last four characters, which overlap in short
+    // addresses, are all of one that is kept.
+    struct Key {
+        Key(const QString &address, unsigned int count);
+
+        quint64 first;
+        quint64 last;
+        int length;
+        unsigned int words;
+    };
 
     struct Place {
-        ushort address[MAX_ADDRESS_LENGTH];
-        int addressLength; // -1: nothing is kept here
-        unsigned int words;
+        Place();
+
+        Key key;
         Line line;
     };
 
-    static int placeOf(const QString &address, unsigned int words);
+    static int placeOf(const Key &key);
 
     Place m_places[PLACES];
 };

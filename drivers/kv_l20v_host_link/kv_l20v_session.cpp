@@ -136,7 +136,7 @@ bool DriverKV_L20V_HostLink::ask(AbstractDeviceInterface *device, LineKind kind,
     resetRsp();
     if (readRspUntilLF(device) < 1)
         return failed(QLatin1String(NO_RESPONSE));
-    if (m_rspBuf[0] != 'E' || !failedByErrorReply(&m_rspBuf[0], m_rspLen))
+    if (m_rspBuf[0] != 'E' || !failedByErrorReply(&m_rspBuf[0], rspLen()))
         return true;
     endComm(device);
     return false;
@@ -146,11 +146,12 @@ bool DriverKV_L20V_HostLink::ask(AbstractDeviceInterface *device, LineKind kind,
 // else: the decoder accepts what is certainly good, and leaves every other reply to them.
 bool DriverKV_L20V_HostLink::decodeRsp(const ReplyForm &form, char *out)
 {
-    if (form.decode(&m_rspBuf[0], m_rspLen, form.count, out))
+    if (form.decode(&m_rspBuf[0], rspLen(), form.count, out))
         return true;
-    const QString text = textOf(&m_rspBuf[0], m_rspLen);
+    const QString text = textOf(&m_rspBuf[0], rspLen());
     if (!form.pattern->exactMatch(text))
         return failed(QLatin1String(form.wrongForm));
+    // The first look stopped at or before the text's end: what it stored is stored once more.
     form.decode(&m_rspBuf[0], text.size(), form.count, out);
     return true;
 }
