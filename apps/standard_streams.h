@@ -15,7 +15,7 @@
 inline void keepStandardStreams()
 {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        // The lowest free number is taken, so it is this one. Opened the wrong way round.
+        // The lowest free number is taken, so it is this one; every use of it has to fail.
         if (fcntl(stream, F_GETFD) < 0)
             open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }

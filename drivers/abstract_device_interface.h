@@ -28,7 +28,8 @@ public:
     /// @return 1 when the channel knows the code, else 0
     virtual int control(int code, const QVariant &value) = 0;
 
-    /// Number of further attempts after a failed one.
+    /// Number of further attempts after a failed one. A driver asks for it when an attempt has
+    /// failed, and only then.
     virtual int getRetry() = 0;
 
     /// The PLC's station number.

@@ -40,7 +40,9 @@ int DeviceChannel::read(char *buffer, int maxLength)
     if (m_port->bytesAvailable() <= 0 && (isBroken() || !m_port->waitForReadyRead(m_timeoutMs)))
         return 0;
     if (m_sinceLine.isValid()) {
-        m_slowestAnswerMs = qMax(m_slowestAnswerMs, static_cast<int>(m_sinceLine.elapsed()));
+        // Forgets by an eighth, or one slow answer would make every later rest as long.
+        m_slowestAnswerMs = qMax(m_slowestAnswerMs - m_slowestAnswerMs / 8,
+                                 static_cast<int>(m_sinceLine.elapsed()));
         m_sinceLine.invalidate();
     }
     return static_cast<int>(qMax<qint64>(0, m_port->read(buffer, maxLength)));

@@ -22,6 +22,9 @@ public:
     ///                number; negative times count as 0
     DeviceChannel(QIODevice *port, const DriverSetting &setting);
 
+    /// Changes the time-out of the calls to come, in milliseconds; a negative one counts as 0.
+    void setTimeout(int ms) { m_timeoutMs = ms < 0 ? 0 : ms; }
+
     /// Waits at most the time-out for the first bytes and stores what is there.
     /// @return the number of bytes, at most @p maxLength; 0 on time-out, or when the port is closed
     ///         or its peer is gone
@@ -39,7 +42,7 @@ public:
     /// @return 1; 0 for other codes
     int control(int code, const QVariant &value) override;
 
-    /// Drivers ask for this after an attempt that failed, and only then.
+    /// Whoever makes the attempts asks for this after one that failed, and only then.
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;
@@ -56,7 +59,7 @@ private:
     DriverSetting m_setting;
     int m_timeoutMs;
     QElapsedTimer m_sinceLine; // from a line's last byte to its answer's first; else invalid
-    int m_slowestAnswerMs;     // so far
+    int m_slowestAnswerMs;     // of late
     bool m_attemptFailed;
 };
 

@@ -30,9 +30,8 @@ bool isIdle(const QSerialPort &port);
 
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed.
-/// @param error    gets the reason of a failure: no such device, no serial port, no permission, in
-/// use by another
-///                 process, or line parameters that the port refuses
+/// @param error    gets the reason of a failure: no such device, no serial port, no permission,
+///                 in use by another process, or line parameters that the port refuses
 /// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all
 ///                 the same, as they have no meaning there
 /// @return the open port; null on failure

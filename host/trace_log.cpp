@@ -141,6 +141,11 @@ TraceLog::TraceLog(QTextStream &out) : m_out(out), m_previousNs(0)
     m_clock.start();
 }
 
+bool TraceLog::failed() const
+{
+    return m_out.status() != QTextStream::Ok;
+}
+
 void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
 {
     const qint64 now = m_clock.nsecsElapsed();

@@ -30,6 +30,9 @@ public:
     /// @param attempt   number of the attempt within a request, from 1; 0 leaves it out
     void line(char direction, const QByteArray &bytes, int attempt);
 
+    /// Whether a line could not be written.
+    bool failed() const;
+
 private:
     QTextStream &m_out;
     QElapsedTimer m_clock;

@@ -91,6 +91,8 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     if (someSucceeded)
         printResult(session, lineSpeed(bench, options),
                     static_cast<double>(time.nsecsElapsed()) / 1e9, out);
+    if (statistics.requests() < bench.requests)
+        return complain(err, QLatin1String("interrupted: ") + statistics.text(), StatusNoReply);
     const ExitStatus status = !someSucceeded            ? failure.status
                               : statistics.errors() > 0 ? StatusSome
                                                         : StatusGood;

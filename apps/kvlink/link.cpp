@@ -19,16 +19,21 @@ namespace
 {
 
 // Lets a driver end in step with the PLC when the program is asked to stop: a running exchange goes
-// on to its close line, and nothing new is begun.
+// on to its close line, for the time-out at most, and nothing new is begun.
 class StoppableChannel : public TracedChannel
 {
 public:
-    StoppableChannel(AbstractDeviceInterface &channel, TraceLog *trace)
-        : TracedChannel(channel, trace), m_closed(false)
+    StoppableChannel(DeviceChannel &channel, int timeoutMs, TraceLog *trace)
+        : TracedChannel(channel, trace), m_port(channel), m_timeoutMs(timeoutMs), m_closed(false)
     {}
 
     int read(char *buffer, int maxLength) override
     {
+        if (stopRequested()) {
+            const qint64 leftMs = m_timeoutMs - msSinceStop();
+            m_closed = m_closed || leftMs <= 0;
+            m_port.setTimeout(static_cast<int>(qMax<qint64>(0, leftMs)));
+        }
         return m_closed ? 0 : TracedChannel::read(buffer, maxLength);
     }
 
@@ -48,6 +53,8 @@ public:
     }
 
 private:
+    DeviceChannel &m_port;
+    int m_timeoutMs;
     bool m_closed;
 };
 
@@ -75,7 +82,7 @@ bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceL
     if (!opened)
         return false;
     m_portChannel.reset(new DeviceChannel(m_port.get(), setting));
-    m_channel.reset(new StoppableChannel(*m_portChannel, trace));
+    m_channel.reset(new StoppableChannel(*m_portChannel, setting.timeout, trace));
     return true;
 }
 

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-class AbstractDeviceInterface;
 class BackgroundSimulator;
+class DeviceChannel;
 class DriverSetting;
 class QIODevice;
 class QTextStream;
@@ -55,7 +55,7 @@ private:
     // In the order of their construction: each is used by the next one.
     std::unique_ptr<BackgroundSimulator> m_simulator;
     std::unique_ptr<QIODevice> m_port;
-    std::unique_ptr<AbstractDeviceInterface> m_portChannel;
+    std::unique_ptr<DeviceChannel> m_portChannel;
     std::unique_ptr<TracedChannel> m_channel;
 };
 

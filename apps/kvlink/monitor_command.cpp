@@ -1,5 +1,6 @@
 // monitor: reads items again and again on a steady schedule, also through an outage.
 #include "apps/decimal_range.h"
+#include "apps/standard_streams.h"
 #include "command_line.h"
 #include "commands.h"
 #include "item_options.h"
@@ -114,7 +115,7 @@ ExitStatus Monitor::run()
             break;
         report(results);
         show(results);
-        if (m_out.status() != QTextStream::Ok)
+        if (m_out.status() != QTextStream::Ok || readerIsGone())
             break;
         tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
     }
@@ -223,7 +224,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     Monitor monitor(options, live, session, items, out, err);
     const ExitStatus status = monitor.run();
     out.flush();
-    if (out.status() != QTextStream::Ok)
+    if (out.status() != QTextStream::Ok || readerIsGone())
         return StatusOpen;
     QString summary = session.statistics().text();
     if (monitor.missed() > 0)

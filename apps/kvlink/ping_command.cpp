@@ -66,6 +66,8 @@ bool pingOnce(AbstractDeviceInterface *channel, double *openMs, double *closeMs,
     const QByteArray station = QByteArray::number(channel->getStationId()).rightJustified(2, '0');
     *openMs = roundTrip(channel, "CR " + station + "\r\n", "CC " + station + "\r\n", driverText);
     *closeMs = *openMs < 0 ? -1 : roundTrip(channel, "CQ\r\n", "CF\r\n", driverText);
+    if (*closeMs < 0)
+        channel->getRetry(); // tells the channel of the failure; the next ping comes in its time
     return *closeMs >= 0;
 }
 

@@ -98,6 +98,7 @@ int replay(const QVector<Recorded> &recording, Session &session, QTextStream &ou
         if (reply == exchange.reply)
             continue;
         ++different;
+        channel->getRetry(); // tells the channel of the failure; nothing is sent twice
         out << "line " << exchange.lineNumber << ": \"" << escapedText(exchange.request)
             << "\": recorded " << replyText(exchange.reply) << ", received " << replyText(reply)
             << '\n';

@@ -41,7 +41,11 @@ Session::Session(const LinkOptions &options, QTextStream &err)
     : m_options(options), m_err(err), m_hasProject(false), m_project()
 {}
 
-Session::~Session() {}
+Session::~Session()
+{
+    if (m_trace && m_trace->failed())
+        complain(m_err, QLatin1String("cannot write all of the trace"), StatusGood);
+}
 
 bool Session::loadDriver(Failure *failure)
 {

@@ -7,12 +7,14 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace
 {
 
 volatile std::sig_atomic_t requested = 0;
+timespec requestedAt; // valid once it was requested
 
 // Written by the handler and never read, so that every later wait ends at once, too.
 int wakeUp[2] = {-1, -1};
@@ -20,7 +22,10 @@ int wakeUp[2] = {-1, -1};
 extern "C" void noteStop(int)
 {
     const int error = errno;
+    clock_gettime(CLOCK_MONOTONIC, &requestedAt);
     requested = 1;
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
     const ssize_t written = write(wakeUp[1], "s", 1);
     static_cast<void>(written);
     errno = error;
@@ -31,8 +36,7 @@ bool watchSignal(int number)
     struct sigaction action;
     sigemptyset(&action.sa_mask);
     action.sa_handler = noteStop;
-    // The second signal finds the default, the end of the process.
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    action.sa_flags = SA_RESTART;
     return sigaction(number, &action, nullptr) == 0;
 }
 
@@ -47,6 +51,14 @@ bool watchStopSignals()
 bool stopRequested()
 {
     return requested != 0;
+}
+
+qint64 msSinceStop()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return qint64(now.tv_sec - requestedAt.tv_sec) * 1000 +
+           (now.tv_nsec - requestedAt.tv_nsec) / 1000000;
 }
 
 bool waitForStop(qint64 ms)

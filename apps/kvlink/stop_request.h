@@ -4,12 +4,15 @@
 
 #include <QtCore/QtGlobal>
 
-/// From here on the first signal of each kind only notes the request; a second one ends the process
-/// at once. @return false when the system refuses; the signals then end the process as ever
+/// From here on the first signal only notes the request; a second one, of either kind, ends the
+/// process at once. @return false when the system refuses; the signals then end the process as ever
 bool watchStopSignals();
 
 /// Whether a signal has come since `watchStopSignals`.
 bool stopRequested();
+
+/// Milliseconds since that signal. Requires: `stopRequested`.
+qint64 msSinceStop();
 
 /// Waits for a signal.
 /// @param ms at most so long, in milliseconds; 0 or less does not wait

@@ -117,5 +117,9 @@ int runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
     if (status != KVSIM_OK)
         return status;
     report(service, err);
-    return simulation.save(&error) ? KVSIM_OK : refuse(KVSIM_CANNOT_OPEN, error, err);
+    if (!simulation.save(&error))
+        return refuse(KVSIM_CANNOT_OPEN, error, err);
+    if (service.observer && trace.failed())
+        return refuse(KVSIM_CANNOT_OPEN, QLatin1String("cannot write all of the trace"), err);
+    return KVSIM_OK;
 }

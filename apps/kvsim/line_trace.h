@@ -19,6 +19,9 @@ public:
     /// @return whether it began; else @p error tells why not
     bool open(const QString &place, QTextStream &err, QString *error);
 
+    /// Whether a line could not be written. Requires: the trace is open.
+    bool failed() const { return m_log->failed(); }
+
     void linePassed(char direction, const QByteArray &line) override;
 
 private:
