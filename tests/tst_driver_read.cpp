@@ -271,7 +271,7 @@ void TestDriverRead::takesTheCommandsOwnByteLength()
 void TestDriverRead::asksAnewForEveryAddressAndCount()
 {
     const struct {
-        const char *address;
+        QByteArray address;
         uint words;
         const char *line;
     } rows[] = {
@@ -284,6 +284,9 @@ void TestDriverRead::asksAnewForEveryAddressAndCount()
         {"DM20001", 1, "RDS DM20001.H 1"},
         {"DM0000000001", 1, "RDS DM00001.H 1"},
         {"DM00000000001", 1, "RDS DM00001.H 1"},
+        {"DM" + QByteArray(2000, '0') + "1", 1, "RDS DM00001.H 1"},
+        {"DM1010", 1, "RDS DM01010.H 1"},
+        {"DM10", 1, "RDS DM00010.H 1"},
         {"DM4294967295", 1, "RDS DM4294967295.H 1"},
         {"R1", 1, "RDS R00100.H 1"},
         {"W1", 1, "RDS W0001.H 1"},
@@ -292,7 +295,8 @@ void TestDriverRead::asksAnewForEveryAddressAndCount()
     for (int round = 0; round < 3; ++round) {
         for (const auto &row : rows) {
             ScriptedChannel channel(QByteArray(OPEN) + "!|>" + row.line + "|<1234" + CLOSE);
-            driver.read(&channel, CommunicatorCommand(Word, row.words, QLatin1String(row.address)));
+            driver.read(&channel,
+                        CommunicatorCommand(Word, row.words, QString::fromLatin1(row.address)));
             QCOMPARE(channel.fault(), QByteArray());
         }
         ScriptedChannel silent("");

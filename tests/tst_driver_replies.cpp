@@ -68,6 +68,7 @@ void TestDriverReplies::acceptsNothingThatThePatternRefuses()
                 }
             }
             QVERIFY(!isCertain(form.decode, whole + whole));
+            QVERIFY(!isCertain(form.decode, reply + "0\r\n"));
         }
     }
 }

@@ -159,7 +159,7 @@ void TestDriverSession::keepsTheTextOfTheLatestFailure()
     QCOMPARE(driver.getLastError(), QString::fromLatin1("Response During an Error:E1\r\n"));
 }
 
-// What a full buffer of one reply leaves behind must not lengthen a shorter one.
+// What one reply leaves behind in the buffer must not lengthen a shorter one.
 void TestDriverSession::forgetsALongReplyBeforeTheNext()
 {
     DriverKV_L20V_HostLink driver;
@@ -171,6 +171,12 @@ void TestDriverSession::forgetsALongReplyBeforeTheNext()
     QVERIFY(driver.read(&cut, command).isEmpty());
     ScriptedChannel good(QByteArray("!|>CR 00|<CC 00") + READ_DM1);
     QCOMPARE(driver.read(&good, command).toHex(), QByteArray("3412"));
+    const CommunicatorCommand bit(Bit, 1, QLatin1String("R1"));
+    ScriptedChannel done("!|>CR 00|<CC 00|>WRS R1 1 1|<OK|!|>CQ|<CF");
+    QCOMPARE(driver.write(&done, bit, QByteArray(1, '\1')), 1);
+    ScriptedChannel cutOk("!|>CR 00|<CC 00|>WRS R1 1 1|<<OK|~");
+    driver.write(&cutOk, bit, QByteArray(1, '\1'));
+    QCOMPARE(driver.getLastError(), QString::fromLatin1("invalid response"));
 }
 
 void TestDriverSession::describesItself()
