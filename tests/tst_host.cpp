@@ -240,10 +240,10 @@ void TestHost::letsTheLineRestAfterAFailedAttempt()
     QSemaphore answered;
     bool sent = false;
     std::thread peer([&] {
-        QThread::msleep(100);
+        QThread::msleep(100 * KV_TEST_PATIENCE);
         sent = send();
         answered.acquire();
-        QThread::msleep(50); // well below twice the time of the answer before
+        QThread::msleep(50 * KV_TEST_PATIENCE); // well below twice the time of the answer before
         sent = send() && sent;
     });
     channel.write("CQ\r\n", 4);

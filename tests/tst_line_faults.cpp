@@ -28,10 +28,10 @@ namespace
 {
 
 // What a program may take beyond the time under test: its start and end, on a busy machine.
-const int SLACK_MS = 3000;
+const int SLACK_MS = 3000 * KV_TEST_PATIENCE;
 
 // Longer than the slack, so that coming back "at once" is told from waiting.
-const int LONG_MS = 15000;
+const int LONG_MS = 5 * SLACK_MS;
 
 qint64 heapBytes()
 {
@@ -61,21 +61,25 @@ public:
 
     void send(int signal)
     {
-        ::kill(static_cast<pid_t>(processId()), signal);
+        if (processId() > 0)
+            ::kill(static_cast<pid_t>(processId()), signal);
         m_clock.start();
     }
 
     /// Waits for the end of a signal's handler: of two signals at once the second would be lost.
     bool hasHandled(int signal)
     {
+        const quint64 bit = 1ull << (signal - 1);
         QElapsedTimer waiting;
         waiting.start();
         while (waiting.elapsed() < PATIENCE_MS) {
-            QFile status(QString::fromLatin1("/proc/%1/status").arg(processId()));
-            const QByteArray text =
-                status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
-            const QByteArray caught = text.mid(text.indexOf("SigCgt:") + 7).trimmed().left(16);
-            if (!(caught.toULongLong(nullptr, 16) & (1ull << (signal - 1))))
+            QFile file(QString::fromLatin1("/proc/%1/status").arg(processId()));
+            const QByteArray status =
+                file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+            quint64 ahead = signalSet(status, "ShdPnd:") | signalSet(status, "SigBlk:");
+            if (!KV_TEST_EMULATED) // an emulator catches all signals, at all times
+                ahead |= signalSet(status, "SigCgt:");
+            if (!(ahead & bit))
                 return true;
         }
         return false;
@@ -99,6 +103,12 @@ protected:
     }
 
 private:
+    static quint64 signalSet(const QByteArray &status, const QByteArray &name)
+    {
+        const int at = status.indexOf(name) + name.size();
+        return status.mid(at).trimmed().left(16).toULongLong(nullptr, 16);
+    }
+
     QElapsedTimer m_clock;
 };
 
@@ -419,18 +429,19 @@ void TestLineFaults::reconnectsWithoutEnd()
     int others = 0;
     for (int k = 0; k < WARM_UP + 1000; ++k) {
         if (k == WARM_UP) {
-            heap = heapBytes();
             own = openFiles(QCoreApplication::applicationPid());
             others = openFiles(plc.processId());
+            heap = heapBytes();
         }
         const std::unique_ptr<QIODevice> port = openLine();
         QVERIFY2(port, qPrintable(error));
         DeviceChannel channel(port.get(), DriverSetting(PATIENCE_MS, 0, 0, 0));
         QCOMPARE(plugin.driver()->read(&channel, word), QByteArray("\7\0", 2));
     }
-    QCOMPARE(openFiles(QCoreApplication::applicationPid()), own);
-    QTRY_COMPARE(openFiles(plc.processId()), others);
     const qint64 growth = heapBytes() - heap;
+    QCOMPARE(openFiles(QCoreApplication::applicationPid()), own);
+    // The latest ones may still be open there, now or when they were counted first.
+    QTRY_VERIFY(openFiles(plc.processId()) <= others);
     QVERIFY2(growth < 1000, qPrintable(QString::number(growth))); // less than a byte for each
     plc.terminate();
     QVERIFY(plc.waitForFinished(PATIENCE_MS));
