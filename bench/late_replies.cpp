@@ -27,7 +27,7 @@ namespace
 
 typedef std::vector<unsigned int> Words;
 
-// Highest address is below 1000.
+// The peers hold 1,000 words; a read of the most words must not leave them.
 const unsigned int ADDRESSES = 900;
 const int MOST_WORDS = 8;
 

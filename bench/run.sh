@@ -2,6 +2,7 @@
 # Measures what has been built in build/bench and prints one table; called by ./dev bench.
 set -euo pipefail
 shopt -s inherit_errexit
+export LC_ALL=C # a point in decimals
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build=build/bench
