@@ -1,8 +1,8 @@
 // The driver against any request and any reply.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "fuzz/driver_transcript.h"
-
-#include <algorithm>
+#include "fuzz/driver_channel.h"
+#include "fuzz/fuzz_check.h"
+#include "tests/driver_oracle.h"
 
 namespace
 {
@@ -36,7 +36,7 @@ bool isDeliverable(const DriverModel &request, const QString &address, int stati
 void checkSilence(DriverKV_L20V_HostLink &driver, const DriverModel &request,
                   const FuzzChannel &channel, const QString &address)
 {
-    fuzzSame(0, channel.discardsAtEnd(), "discards without a line");
+    fuzzSame(0, channel.discardsAtEnd, "discards without a line");
     fuzzSame(!isSilentSuccess(request), driver.hasError(), "the error flag");
     if (!driver.hasError())
         return;
@@ -67,28 +67,26 @@ void runRequest(DriverKV_L20V_HostLink &driver, FuzzInput &input)
                                       address);
     const int dataSize = write ? static_cast<int>(input.size() % 4096) : 0;
     const DriverModel request(write, command, fuzzPattern(dataSize, input));
-    FuzzChannel channel(input);
-    Transcript transcript(channel, request);
-
-    const QByteArray result = write ? QByteArray() : driver.read(&channel, command);
-    const int written = write ? driver.write(&channel, command, request.data) : 0;
-
-    bool success = isSilentSuccess(request) && request.supported;
+    const int retries = static_cast<int>(input.below(5)) - 1;
+    const int chunk = static_cast<int>(input.below(256));
+    FuzzChannel channel(input, retries, chunk, fuzzStation(input));
+    QByteArray result = write ? QByteArray() : driver.read(&channel, command).toHex();
+    if (write && driver.write(&channel, command, request.data) != 0)
+        result = "1";
     if (channel.exchanges.empty()) {
+        fuzzCheck(channel.wrong.isEmpty(), "a call", channel.wrong);
         checkSilence(driver, request, channel, address);
-    } else {
-        int attempts = 0;
-        do {
-            success = transcript.attempt();
-        } while (!success && ++attempts <= std::max(channel.retry, 0));
-        fuzzCheck(transcript.atEnd(), "lines without a cause");
-        fuzzSame(!success, driver.hasError(), "the error flag");
-        if (!success)
-            fuzzSame(transcript.error, driver.getLastError().toLatin1(), "the error text");
+        const bool done = write && request.supported && !driver.hasError();
+        fuzzSame(done ? "1" : "", result, "the result without a line");
+        return;
     }
-    fuzzSame(write && success ? 1 : 0, written, "the result of the write");
-    if (!write)
-        fuzzSame(success ? request.decoded(transcript.reply) : QByteArray(), result, "the data");
+    DriverOracle oracle(channel, request);
+    oracle.follow();
+    fuzzCheck(oracle.wrong.isEmpty(), "a call", oracle.wrong);
+    fuzzSame(!oracle.success, driver.hasError(), "the error flag");
+    if (!oracle.success)
+        fuzzSame(oracle.error, driver.getLastError().toLatin1(), "the error text");
+    fuzzSame(oracle.result(), result, "the result");
 }
 
 } // namespace

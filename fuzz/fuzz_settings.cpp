@@ -1,27 +1,10 @@
 // Settings streams: any bytes against a plain reader, then what was read, written and read again.
 #include "fuzz/fuzz_check.h"
 #include "fuzz/settings_model.h"
+#include "tests/settings_io.h"
 
 namespace
 {
-
-template <typename Setting>
-QByteArray written(const Setting &setting, QDataStream::ByteOrder order)
-{
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setByteOrder(order);
-    stream << setting;
-    return bytes;
-}
-
-template <typename Setting>
-void readInto(Setting &setting, const QByteArray &bytes, QDataStream::ByteOrder order)
-{
-    QDataStream stream(bytes);
-    stream.setByteOrder(order);
-    stream >> setting;
-}
 
 void checkSame(const DeviceSetting &a, const DeviceSetting &b)
 {

@@ -2,6 +2,7 @@
 #include "fuzz/fuzz_check.h"
 #include "fuzz/fuzz_input.h"
 #include "simulator/simulated_plc.h"
+#include "tests/driver_model.h"
 
 #include <QtCore/QList>
 
@@ -21,27 +22,12 @@ PlcMemory &memoryOf(int which)
     return memories[which];
 }
 
-// Whether a text is a row of items, all of the form that their length tells.
 bool isItems(const QByteArray &text)
 {
-    const int blank = text.indexOf(' ');
-    const int length = blank < 0 ? text.size() : blank;
-    const char *shape = length == 1    ? "b "
-                        : length == 4  ? "hhhh "
-                        : length == 10 ? "dddddddddd "
-                        : length == 23 ? "b,dddddddddd,dddddddddd "
-                                       : 0;
-    if (!shape || (text.size() + 1) % (length + 1) != 0)
-        return false;
-    for (int i = 0; i < text.size(); ++i) {
-        const char kind = shape[i % (length + 1)];
-        const char c = text.at(i);
-        const bool digit = c >= '0' && c <= (kind == 'b' ? '1' : '9');
-        const bool letter = kind == 'h' && c >= 'A' && c <= 'F';
-        if (kind == ' ' || kind == ',' ? c != kind : !digit && !letter)
-            return false;
-    }
-    return true;
+    bool right = false;
+    for (const char *shape : ITEM_SHAPES)
+        right = right || areItems(text, shape);
+    return right && text == text.toUpper();
 }
 
 // One line that the protocol knows, whatever was asked.

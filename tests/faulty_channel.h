@@ -2,15 +2,11 @@
 #ifndef TESTS_FAULTY_CHANNEL_H
 #define TESTS_FAULTY_CHANNEL_H
 
-#include "drivers/abstract_device_interface.h"
 #include "drivers/communicator_command.h"
+#include "tests/recording_channel.h"
 
-#include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QMap>
-#include <QtCore/QVariant>
-
-#include <cstring>
 
 typedef QByteArray B;
 typedef QList<QByteArray> Chunks;
@@ -30,9 +26,7 @@ struct Request {
     const char *data;  // what to write, in hex; empty for a read
     const char *lines; // the data lines, separated by "|"
     const char *reply; // the PLC's answer to each of them
-    const char *form;  // an item of a read's reply; h, d, b: hexadecimal, decimal, binary digit
-    const char *good;
-    const char *wrongForm;
+    const char *good;  // the result
 };
 
 /// A PLC and the way back from it. Replies stay in order. Between their chunks stand marks: "~" is
@@ -87,60 +81,18 @@ private:
     Chunks m_input;
 };
 
-/// "!" for a discard, ">" and the line for a write.
-class CallLog
+/// Station 7, at which a peer answers.
+class FaultyChannel : public RecordingChannel
 {
 public:
-    void discard() { m_text += "!|"; }
-    void line(const B &bytes)
-    {
-        m_text +=
-            ">" + (bytes.endsWith("\r\n") ? bytes.left(bytes.size() - 2) : bytes + "??") + "|";
-    }
-    B end(const B &result, bool failed, B error)
-    {
-        error.replace("\r", "{CR}").replace("\n", "{LF}");
-        return m_text + (failed ? "failed:" : "ok:") + result + ":" + error;
-    }
-
-private:
-    B m_text;
-};
-
-/// Reads and writes the bytes of a peer, station 7, and keeps a log of the calls.
-class FaultyChannel : public AbstractDeviceInterface
-{
-public:
-    FaultyChannel(const Peer &other, int retries) : peer(other), m_retries(retries) {}
-
-    int read(char *buffer, int maxLength)
-    {
-        const B chunk = peer.give(maxLength);
-        std::memcpy(buffer, chunk.constData(), static_cast<size_t>(chunk.size()));
-        return chunk.size();
-    }
-    int write(const char *buffer, int length)
-    {
-        log.line(B(buffer, length));
-        peer.hear(B(buffer, length));
-        return length;
-    }
-    int control(int code, const QVariant &value)
-    {
-        if (code == 12 && value.type() == QVariant::Int && value.toInt() == 0)
-            log.discard();
-        peer.discard();
-        return 1;
-    }
-    int getRetry() { return m_retries; }
-    int getStationId() { return 7; }
-    unsigned long getDelay() { return 0; }
+    FaultyChannel(const Peer &other, int retries) : RecordingChannel(retries, 7), peer(other) {}
 
     Peer peer;
-    CallLog log;
 
-private:
-    int m_retries;
+protected:
+    void hear(const QByteArray &line) { peer.hear(line); }
+    QByteArray give(int room) { return peer.give(room); }
+    void discard() { peer.discard(); }
 };
 
 #endif

@@ -46,8 +46,8 @@ public:
     QStringList road() const
     {
         if (m_listener >= 0)
-            return QStringList() << QLatin1String("--tcp") << m_place;
-        return QStringList() << QLatin1String("--port") << m_place + QLatin1String(",9600,8n1");
+            return QStringList() << "--tcp" << m_place;
+        return QStringList() << "--port" << m_place + ",9600,8n1";
     }
 
     /// Plays a script. @return false when an awaited line does not come
@@ -128,7 +128,7 @@ private:
         socklen_t size = sizeof m_address;
         if (::bind(m_listener, address, size) == 0 && ::listen(m_listener, backlog) == 0 &&
             ::getsockname(m_listener, address, &size) == 0)
-            m_place = QString::fromLatin1("127.0.0.1:%1").arg(ntohs(m_address.sin_port));
+            m_place = QString("127.0.0.1:%1").arg(ntohs(m_address.sin_port));
     }
 
     bool receive(int waitMs)
@@ -156,6 +156,8 @@ private:
 
     void send(const QByteArray &bytes)
     {
+        if (m_line < 0)
+            m_line = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
         if (::write(m_line, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
             vanish();
     }

@@ -29,6 +29,14 @@ inline void interrupt(const QProcess &process)
         ::kill(static_cast<pid_t>(process.processId()), SIGINT);
 }
 
+/// The next line of a program's output; what is left of it when there is none in time.
+inline QString nextLine(QProcess *process)
+{
+    while (!process->canReadLine() && process->waitForReadyRead(PATIENCE_MS)) {
+    }
+    return QString::fromUtf8(process->readLine());
+}
+
 /// Waits for a program's end.
 inline Outcome ended(QProcess *process)
 {
@@ -43,14 +51,43 @@ inline Outcome ended(QProcess *process)
 inline Outcome kvlink(const QStringList &arguments)
 {
     QProcess process;
-    process.start(QLatin1String(KVLINK_PROGRAM), arguments);
+    process.start(KVLINK_PROGRAM, arguments);
     return ended(&process);
 }
 
 /// The words of a command line without quotes.
 inline QStringList words(const QString &text)
 {
-    return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    return text.split(' ', Qt::SkipEmptyParts);
 }
+
+/// A kvsim that serves until it is stopped.
+class Simulator
+{
+public:
+    explicit Simulator(const QStringList &arguments)
+    {
+        process.start(KVSIM_PROGRAM, arguments);
+        const QString ready = nextLine(&process).trimmed();
+        const bool tcp = ready.startsWith("tcp");
+        place = ready.section(' ', 1);
+        road = words(QLatin1String(tcp ? "--tcp %1" : "--port %1,9600,8n1"))
+                   .replaceInStrings("%1", place);
+    }
+    ~Simulator() { stop(); }
+
+    Outcome stop()
+    {
+        interrupt(process);
+        return ended(&process);
+    }
+
+    QProcess process;
+    QString place;    ///< the terminal's path, or HOST:PORT
+    QStringList road; ///< the options with which kvlink finds it
+
+private:
+    Q_DISABLE_COPY(Simulator)
+};
 
 #endif

@@ -19,26 +19,26 @@
 ///   ~         a read that gives nothing
 ///
 /// {CR}, {LF} and {NUL} stand for these bytes. A read that asks for less than a step holds gets the
-/// rest with the next read. The first call that does not fit is kept in `fault`, and the channel is
-/// silent from then on.
+/// rest with the next read.
 class ScriptedChannel : public AbstractDeviceInterface
 {
 public:
-    explicit ScriptedChannel(const QByteArray &script)
-        : retry(0), station(0), delayMs(0), delaysAsked(0), m_next(0), m_lastWasSilence(false)
+    explicit ScriptedChannel(QByteArray script) : retry(0), station(0), delayMs(0), delaysAsked(0)
     {
-        QByteArray text(script);
-        text.replace("{CR}", "\r").replace("{LF}", "\n");
-        if (!text.isEmpty())
-            m_steps = text.split('|');
+        if (!script.isEmpty())
+            m_script = script.replace("{CR}", "\r").replace("{LF}", "\n").split('|');
     }
 
     int read(char *buffer, int maxLength)
     {
-        if (m_pending.isEmpty() && !take("a read", '<', &m_pending)) {
-            if (m_lastWasSilence)
-                return 0;
-            return -1;
+        if (m_pending.isEmpty()) {
+            const QByteArray step = m_script.value(m_calls.size());
+            const bool silent = step == "~";
+            m_calls << (silent || step.startsWith('<') ? step : "a read");
+            if (m_calls.last() != step || silent)
+                return silent ? 0 : -1;
+            m_pending = step.startsWith("<<") ? step.mid(2) : step.mid(1) + "\r\n";
+            m_pending.replace("{NUL}", QByteArray(1, '\0'));
         }
         const QByteArray chunk = m_pending.left(maxLength);
         m_pending = m_pending.mid(maxLength);
@@ -48,20 +48,16 @@ public:
 
     int write(const char *buffer, int length)
     {
-        const QByteArray sent(buffer, length);
-        QByteArray expected;
-        if (take("a write of " + sent, '>', &expected) && sent != expected)
-            setFault("wrote " + sent + " instead of " + expected);
+        const QByteArray line(buffer, length);
+        m_calls << ">" + (line.endsWith("\r\n") ? line.left(length - 2) : line + "without CR LF");
         return length;
     }
 
     int control(int code, const QVariant &value)
     {
         m_pending.clear();
-        QByteArray none;
-        take("a control", '!', &none);
-        if (code != 12 || value.type() != QVariant::Int || value.toInt() != 0)
-            setFault("control has another code or value");
+        const bool discards = code == 12 && value.type() == QVariant::Int && value.toInt() == 0;
+        m_calls << (discards ? "!" : "another control");
         return 1;
     }
 
@@ -77,9 +73,13 @@ public:
     /// Empty when every call fitted the script and the script is used up.
     QByteArray fault() const
     {
-        if (m_fault.isEmpty() && m_next < m_steps.size())
-            return "not reached: " + m_steps.at(m_next);
-        return m_fault;
+        int i = 0;
+        while (i < m_calls.size() && m_calls.at(i) == m_script.value(i))
+            ++i;
+        if (m_calls == m_script)
+            return QByteArray();
+        return "step " + QByteArray::number(i + 1) + ": " + m_calls.value(i, "the end") +
+               " instead of " + m_script.value(i, "the end");
     }
 
     int retry;
@@ -88,40 +88,9 @@ public:
     int delaysAsked;
 
 private:
-    // The next step's bytes when it is of this kind; a silent read and a misfit give false.
-    bool take(const QByteArray &call, char kind, QByteArray *bytes)
-    {
-        m_lastWasSilence = false;
-        if (!m_fault.isEmpty())
-            return false;
-        const QByteArray step =
-            m_next < m_steps.size() ? m_steps.at(m_next) : QByteArray("the end");
-        ++m_next;
-        m_lastWasSilence = kind == '<' && step == "~";
-        if (m_lastWasSilence)
-            return false;
-        if (!step.startsWith(kind)) {
-            setFault(call + " came where the script has " + step);
-            return false;
-        }
-        const bool raw = step.startsWith("<<");
-        *bytes = raw ? step.mid(2) : step.mid(1) + "\r\n";
-        // Last, since a NUL would end the text for what comes before.
-        bytes->replace(QByteArray("{NUL}"), QByteArray(1, '\0'));
-        return true;
-    }
-
-    void setFault(const QByteArray &text)
-    {
-        if (m_fault.isEmpty())
-            m_fault = "step " + QByteArray::number(m_next) + ": " + text;
-    }
-
-    QList<QByteArray> m_steps;
-    int m_next;
+    QList<QByteArray> m_script;
+    QList<QByteArray> m_calls; // as the script has them
     QByteArray m_pending;
-    QByteArray m_fault;
-    bool m_lastWasSilence;
 };
 
 #endif

@@ -1,5 +1,4 @@
 kv_test(simulator LIBRARIES simulator)
 if(KV_QT EQUAL 5)
   kv_test(simulator_fronts LIBRARIES simulator_fronts)
-  kv_test_starts_programs(simulator_fronts)
 endif()

@@ -1,4 +1,4 @@
-#include "tools/drv_dev_setting.h"
+#include "tests/settings_io.h"
 
 #include <QtTest/QtTest>
 
@@ -14,16 +14,6 @@ DeviceSetting withTwoEntries()
     DeviceSetting device(RS232Device, "COM2", 9600, 8, 0, 2);
     device.setSocketData(QList<Texts>() << Texts("127.0.0.1", "8501") << Texts("::1", "65535"));
     return device;
-}
-
-// All entries as one text, so that a comparison shows every change.
-QString entriesOf(const DeviceSetting &device)
-{
-    QString text;
-    for (int i = 0; i < device.socketData.size(); ++i)
-        text += device.socketData.at(i).first + '|' +
-                QString::number(device.socketData.at(i).second) + ' ';
-    return text;
 }
 
 } // namespace

@@ -6,11 +6,11 @@
 #include "host/tcp_port.h"
 #include "drivers/driver_interface.h"
 #include "tests/line_peer.h"
+#include "tests/table.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTemporaryDir>
-#include <QtTest/QtTest>
 
 #include <csignal>
 #include <malloc.h>
@@ -85,13 +85,6 @@ public:
         return false;
     }
 
-    QString nextLine()
-    {
-        while (!canReadLine() && waitForReadyRead(PATIENCE_MS)) {
-        }
-        return QString::fromUtf8(readLine());
-    }
-
     /// Time since the start or the latest signal.
     qint64 elapsedMs() const { return m_clock.elapsed(); }
 
@@ -112,19 +105,42 @@ private:
     QElapsedTimer m_clock;
 };
 
-// @return where a simulated PLC serves
-QString startPlc(QProcess *plc, const char *arguments)
-{
-    plc->start(QLatin1String(KVSIM_PROGRAM), words(QLatin1String(arguments)));
-    while (!plc->canReadLine() && plc->waitForReadyRead(PATIENCE_MS)) {
-    }
-    return QString::fromLatin1(plc->readLine()).trimmed().section(QLatin1Char(' '), 1);
-}
-
 QStringList requestWords(const char *text, int timeoutMs)
 {
     return words(QLatin1String(text)) << QLatin1String("--timeout") << QString::number(timeoutMs);
 }
+
+const struct {
+    const char *name;
+    LinePeer::Road road;
+    const char *script;
+} BREAKS[] = {
+    {"port gone before the first reply", LinePeer::Pty, "<|X"},
+    {"port gone before the data", LinePeer::Pty, "<|>CC 00|<|X"},
+    {"port gone in mid-reply", LinePeer::Pty, "<|>CC 00|<|>>12|X"},
+    {"port gone before the close", LinePeer::Pty, "<|>CC 00|<|>1234|<|X"},
+    {"closed before the first reply", LinePeer::Tcp, "<|X"},
+    {"closed in mid-reply", LinePeer::Tcp, "<|>CC 00|<|>>12|X"},
+    {"reset before the data", LinePeer::Tcp, "<|>CC 00|<|R"},
+    {"reset in mid-reply", LinePeer::Tcp, "<|>CC 00|<|>>12|R"},
+};
+
+const struct {
+    const char *name;
+} SERVERS[] = {{"--set DM1=7"}, {"--set DM1=7 --tcp 0"}};
+
+const struct {
+    const char *name;
+    QString message;
+} CANNOT_BE_OPENED[] = {
+    {"missing", "No such file or directory"},
+    {"directory", "Is a directory"},
+    {"file", "it is no serial port"},
+    {"no permission", "Permission denied"},
+    {"taken", "another process uses it"},
+    {"refused", "Connection refused"},
+    {"full queue", "Socket operation timed out"},
+};
 
 } // namespace
 
@@ -133,319 +149,267 @@ class TestLineFaults : public QObject
     Q_OBJECT
 
 private slots:
-    void cannotBeOpened_data();
-    void cannotBeOpened();
-    void breaksInMidRequest_data();
-    void breaksInMidRequest();
-    void monitorFollowsItsLinkToAnotherPort();
-    void unsentBytesDoNotComeLate();
-    void signalsEndARequest_data();
-    void signalsEndARequest();
-    void endsQuietlyWithItsReader_data();
-    void endsQuietlyWithItsReader();
-    void missesAClosedOutput();
-    void reconnectsWithoutEnd_data();
-    void reconnectsWithoutEnd();
-};
+    void cannotBeOpened_data() { addRows(CANNOT_BE_OPENED); }
 
-void TestLineFaults::cannotBeOpened_data()
-{
-    QTest::addColumn<QString>("message");
-    QTest::newRow("missing") << "No such file or directory";
-    QTest::newRow("directory") << "Is a directory";
-    QTest::newRow("file") << "it is no serial port";
-    QTest::newRow("no permission") << "Permission denied";
-    QTest::newRow("taken") << "another process uses it";
-    QTest::newRow("refused") << "Connection refused";
-    QTest::newRow("full queue") << "Socket operation timed out";
-}
-
-void TestLineFaults::cannotBeOpened()
-{
-    QFETCH(QString, message);
-    const QString fault = QLatin1String(QTest::currentDataTag());
-    QTemporaryDir folder;
-    LinePeer terminal(LinePeer::Pty);
-    std::unique_ptr<LinePeer> server(new LinePeer(LinePeer::Tcp));
-    std::unique_ptr<Kvlink> owner;
-    QStringList road = terminal.road();
-    if (fault == QLatin1String("missing"))
-        road.last() = folder.filePath(fault);
-    if (fault == QLatin1String("directory"))
-        road.last() = folder.path();
-    if (fault == QLatin1String("file"))
-        road.last() = QFINDTESTDATA("tst_line_faults.cpp");
-    if (fault == QLatin1String("no permission"))
-        QCOMPARE(::chmod(qPrintable(terminal.place()), 0), 0);
-    if (fault == QLatin1String("taken")) {
-        owner.reset(new Kvlink(road + requestWords("read DM1", LONG_MS)));
-        QVERIFY(terminal.play("<"));
-    }
-    if (fault == QLatin1String("refused") || fault == QLatin1String("full queue"))
-        road = server->road();
-    if (fault == QLatin1String("refused"))
-        server.reset();
-    if (fault == QLatin1String("full queue"))
-        QVERIFY(server->refuseToAccept());
-    Kvlink program(road + requestWords("read DM1", 200));
-    const Outcome outcome = ended(&program);
-    QVERIFY2(outcome.err.startsWith(QLatin1String("kvlink: cannot ")) &&
-                 outcome.err.endsWith(message + QLatin1Char('\n')),
-             qPrintable(outcome.err));
-    QCOMPARE(outcome.status, 3);
-    QVERIFY(program.elapsedMs() < SLACK_MS);
-    QCOMPARE(terminal.rest(), QByteArray());
-    if (owner) {
-        owner->send(SIGKILL);
-        ended(owner.get());
-    }
-}
-
-void TestLineFaults::breaksInMidRequest_data()
-{
-    QTest::addColumn<bool>("isTcp");
-    QTest::addColumn<QByteArray>("script");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("message");
-    const struct {
-        const char *name;
-        bool isTcp;
-        const char *script;
-        int status;
-        const char *message;
-    } rows[] = {
-        {"port gone before the first reply", false, "<|X", 4, "the port is gone or broken"},
-        {"port gone before the data", false, "<|>CC 00|<|X", 4, "the port is gone or broken"},
-        {"port gone in mid-reply", false, "<|>CC 00|<|>>12|X", 4, "the port is gone or broken"},
-        {"port gone before the close", false, "<|>CC 00|<|>1234|<|X", 4,
-         "the port is gone or broken"},
-        {"closed before the first reply", true, "<|X", 4, "The remote host closed the connection"},
-        {"closed in mid-reply", true, "<|>CC 00|<|>>12|X", 4,
-         "The remote host closed the connection"},
-        {"reset before the data", true, "<|>CC 00|<|R", 4, "The remote host closed the connection"},
-        {"reset in mid-reply", true, "<|>CC 00|<|>>12|R", 4,
-         "The remote host closed the connection"},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.name) << row.isTcp << QByteArray(row.script) << row.status
-                                << QString::fromLatin1(row.message);
-}
-
-void TestLineFaults::breaksInMidRequest()
-{
-    QFETCH(bool, isTcp);
-    QFETCH(QByteArray, script);
-    QFETCH(int, status);
-    QFETCH(QString, message);
-    LinePeer peer(isTcp ? LinePeer::Tcp : LinePeer::Pty);
-    Kvlink program(peer.road() + requestWords("read DM1", LONG_MS));
-    QVERIFY(peer.play(script));
-    const Outcome outcome = ended(&program);
-    QVERIFY2(outcome.err.contains(message), qPrintable(outcome.err));
-    QCOMPARE(outcome.out, QString());
-    QCOMPARE(outcome.status, status);
-    QVERIFY2(program.elapsedMs() < LONG_MS, qPrintable(QString::number(program.elapsedMs())));
-}
-
-void TestLineFaults::monitorFollowsItsLinkToAnotherPort()
-{
-    const char exchange[] = "<|>CC 00|<|>1234|<|>CF";
-    QTemporaryDir folder;
-    const QString link = folder.filePath(QLatin1String("plc"));
-    LinePeer first(LinePeer::Pty);
-    LinePeer second(LinePeer::Pty);
-    QVERIFY(QFile::link(first.place(), link));
-    Kvlink monitor(words(QLatin1String("monitor DM1 --interval 20 --format value --port")) +
-                   words(link + QLatin1String(",9600,8n1")) + requestWords("--retry 0", LONG_MS));
-    QVERIFY(first.play(exchange));
-    QCOMPARE(monitor.nextLine(), QLatin1String("4660\n"));
-    QVERIFY(first.play("<|>CC 00|<"));
-    QVERIFY(QFile::remove(link) && QFile::link(second.place(), link));
-    first.vanish();
-    QVERIFY(second.play(exchange));
-    QCOMPARE(monitor.nextLine(), QLatin1String("4660\n"));
-    QVERIFY(second.play("<"));
-    monitor.send(SIGINT);
-    QVERIFY(second.play(">CC 00|<|>1234|<|>CF"));
-    const Outcome outcome = ended(&monitor);
-    QCOMPARE(outcome.status, 0);
-    QVERIFY2(outcome.err.startsWith(QLatin1String("kvlink: outage: ")) &&
-                 outcome.err.contains(QLatin1String("the port is gone or broken")) &&
-                 outcome.err.contains(QLatin1String("kvlink: the PLC answers again after ")),
-             qPrintable(outcome.err));
-}
-
-void TestLineFaults::unsentBytesDoNotComeLate()
-{
-    LinePeer peer(LinePeer::Pty);
-    SerialPortSetting setting;
-    setting.device = peer.place();
-    setting.parity = QSerialPort::NoParity;
-    QString error;
-    QStringList warnings;
-    const std::unique_ptr<QSerialPort> port = openSerialPort(setting, &error, &warnings);
-    QVERIFY2(port, qPrintable(error));
-    DeviceChannel channel(port.get(), DriverSetting(50, 0, 0, 0));
-    const QByteArray flood(1024 * 1024, 'x'); // more than the kernel takes
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(channel.write(flood.constData(), flood.size()) < flood.size());
-    QVERIFY(clock.elapsed() >= 50 && clock.elapsed() < SLACK_MS);
-    peer.rest();
-    QCOMPARE(channel.write("CR 00\r\n", 7), 7);
-    QVERIFY(peer.play("<"));
-    QCOMPARE(port->bytesToWrite(), qint64(0));
-    QCOMPARE(peer.rest(), QByteArray());
-}
-
-// The signals come when the open line has come. Without a signal in it the answer is all of the peer's.
-void TestLineFaults::signalsEndARequest_data()
-{
-    QTest::addColumn<bool>("isTcp");
-    QTest::addColumn<QList<int>>("signalNumbers");
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<int>("timeoutMs");
-    QTest::addColumn<int>("status"); // of the signal that ends it, negative
-    const QByteArray silence;
-    for (bool isTcp : {false, true}) {
-        const char *const road = isTcp ? "tcp" : "pty";
-        for (int number : {SIGINT, SIGTERM}) {
-            const auto row = [&](const char *name) -> QTestData & {
-                return QTest::newRow(qPrintable(
-                           QString::fromLatin1("%1 %2 %3").arg(road).arg(number).arg(name)))
-                       << isTcp;
-            };
-            row("silent") << (QList<int>() << number) << silence << 300 << 4;
-            row("answered") << (QList<int>() << number) << QByteArray(">CC 00|<|>1234|<|>CF")
-                            << LONG_MS << 6;
-            row("twice") << (QList<int>() << number << number) << silence << LONG_MS << -number;
+    void cannotBeOpened()
+    {
+        const auto &row = currentRow(CANNOT_BE_OPENED);
+        const QString fault = QLatin1String(row.name);
+        QTemporaryDir folder;
+        LinePeer terminal(LinePeer::Pty);
+        std::unique_ptr<LinePeer> server(new LinePeer(LinePeer::Tcp));
+        std::unique_ptr<Kvlink> owner;
+        QStringList road = terminal.road();
+        if (fault == QLatin1String("missing"))
+            road.last() = folder.filePath(fault);
+        if (fault == QLatin1String("directory"))
+            road.last() = folder.path();
+        if (fault == QLatin1String("file"))
+            road.last() = QFINDTESTDATA("tst_line_faults.cpp");
+        if (fault == QLatin1String("no permission"))
+            QCOMPARE(::chmod(qPrintable(terminal.place()), 0), 0);
+        if (fault == QLatin1String("taken")) {
+            owner.reset(new Kvlink(road + requestWords("read DM1", LONG_MS)));
+            QVERIFY(terminal.play("<"));
+        }
+        if (fault == QLatin1String("refused") || fault == QLatin1String("full queue"))
+            road = server->road();
+        if (fault == QLatin1String("refused"))
+            server.reset();
+        if (fault == QLatin1String("full queue"))
+            QVERIFY(server->refuseToAccept());
+        Kvlink program(road + requestWords("read DM1", 200));
+        const Outcome outcome = ended(&program);
+        QVERIFY2(outcome.err.startsWith(QLatin1String("kvlink: cannot ")) &&
+                     outcome.err.endsWith(row.message + QLatin1Char('\n')),
+                 qPrintable(outcome.err));
+        QCOMPARE(outcome.status, 3);
+        QVERIFY(program.elapsedMs() < SLACK_MS);
+        QCOMPARE(terminal.rest(), QByteArray());
+        if (owner) {
+            owner->send(SIGKILL);
+            ended(owner.get());
         }
     }
-}
 
-void TestLineFaults::signalsEndARequest()
-{
-    QFETCH(bool, isTcp);
-    QFETCH(QList<int>, signalNumbers);
-    QFETCH(QByteArray, answer);
-    QFETCH(int, timeoutMs);
-    QFETCH(int, status);
-    LinePeer peer(isTcp ? LinePeer::Tcp : LinePeer::Pty);
-    Kvlink program(peer.road() + requestWords("read DM1 T1 --retry 1000", timeoutMs));
-    QVERIFY(peer.play("<"));
-    for (int number : signalNumbers) {
-        program.send(number);
-        QVERIFY(program.hasHandled(number));
+    void breaksInMidRequest_data() { addRows(BREAKS); }
+
+    void breaksInMidRequest()
+    {
+        const auto &row = currentRow(BREAKS);
+        LinePeer peer(row.road);
+        Kvlink program(peer.road() + requestWords("read DM1", LONG_MS));
+        QVERIFY(peer.play(row.script));
+        const Outcome outcome = ended(&program);
+        QVERIFY2(outcome.err.contains(QLatin1String(row.road == LinePeer::Pty
+                                                        ? "the port is gone or broken"
+                                                        : "The remote host closed the connection")),
+                 qPrintable(outcome.err));
+        QCOMPARE(outcome.out, QString());
+        QCOMPARE(outcome.status, 4);
+        QVERIFY2(program.elapsedMs() < LONG_MS, qPrintable(QString::number(program.elapsedMs())));
     }
-    if (!answer.isEmpty())
-        QVERIFY(peer.play(answer));
-    const Outcome outcome = ended(&program);
-    const qint64 limitMs = SLACK_MS + (status == 4 ? timeoutMs : 0);
-    QVERIFY2(program.elapsedMs() < limitMs, qPrintable(QString::number(program.elapsedMs())));
-    // Nothing was begun, least of all half a line.
-    QCOMPARE(peer.rest(), QByteArray());
-    if (status >= 0) {
-        QVERIFY2(outcome.err.contains(QLatin1String("interrupted ")), qPrintable(outcome.err));
-        QCOMPARE(outcome.status, status);
-        QCOMPARE(outcome.out, QLatin1String(status == 6 ? "DM1 4660\n" : ""));
-    } else {
-        QCOMPARE(program.exitStatus(), QProcess::CrashExit);
-        QCOMPARE(program.exitCode(), -status);
+
+    void monitorFollowsItsLinkToAnotherPort()
+    {
+        const char exchange[] = "<|>CC 00|<|>1234|<|>CF";
+        QTemporaryDir folder;
+        const QString link = folder.filePath(QLatin1String("plc"));
+        LinePeer first(LinePeer::Pty);
+        LinePeer second(LinePeer::Pty);
+        QVERIFY(QFile::link(first.place(), link));
+        Kvlink monitor(words(QLatin1String("monitor DM1 --interval 20 --format value --port")) +
+                       words(link + QLatin1String(",9600,8n1")) +
+                       requestWords("--retry 0", LONG_MS));
+        QVERIFY(first.play(exchange));
+        QCOMPARE(nextLine(&monitor), QLatin1String("4660\n"));
+        QVERIFY(first.play("<|>CC 00|<"));
+        QVERIFY(QFile::remove(link) && QFile::link(second.place(), link));
+        first.vanish();
+        QVERIFY(second.play(exchange));
+        QCOMPARE(nextLine(&monitor), QLatin1String("4660\n"));
+        QVERIFY(second.play("<"));
+        monitor.send(SIGINT);
+        QVERIFY(second.play(">CC 00|<|>1234|<|>CF"));
+        const Outcome outcome = ended(&monitor);
+        QCOMPARE(outcome.status, 0);
+        QVERIFY2(outcome.err.startsWith(QLatin1String("kvlink: outage: ")) &&
+                     outcome.err.contains(QLatin1String("the port is gone or broken")) &&
+                     outcome.err.contains(QLatin1String("kvlink: the PLC answers again after ")),
+                 qPrintable(outcome.err));
     }
-}
 
-void TestLineFaults::endsQuietlyWithItsReader_data()
-{
-    QTest::addColumn<QString>("arguments");
-    for (const char *arguments :
-         {"--sim monitor DM1 --interval 10", "monitor DM1 --interval 10",
-          "--sim ping --count 0 --interval 10", "ping --count 0 --interval 10"})
-        QTest::newRow(arguments) << QString::fromLatin1(arguments);
-}
-
-void TestLineFaults::endsQuietlyWithItsReader()
-{
-    QFETCH(QString, arguments);
-    QStringList all = words(arguments);
-    QProcess plc;
-    const QString place = startPlc(&plc, "--tcp 0");
-    if (all.first() != QLatin1String("--sim"))
-        all << QLatin1String("--tcp") << place;
-    QProcess shell;
-    shell.start(QLatin1String("bash"),
-                QStringList() << QLatin1String("-c")
-                              << QLatin1String("\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}")
-                              << QLatin1String(KVLINK_PROGRAM) << all);
-    const Outcome outcome = ended(&shell);
-    QCOMPARE(outcome.out.count(QLatin1Char('\n')), 1);
-    QCOMPARE(outcome.err, QString());
-    QCOMPARE(outcome.status, 3);
-    plc.terminate();
-    QVERIFY(plc.waitForFinished(PATIENCE_MS));
-}
-
-// Eight bytes of output: as many as one of Qt's own descriptors takes when it has become number 1.
-void TestLineFaults::missesAClosedOutput()
-{
-    QProcess shell;
-    shell.start(QLatin1String("/bin/sh"),
-                QStringList() << QLatin1String("-c")
-                              << QLatin1String("exec \"$0\" --sim read 'DM1[4]' >&-")
-                              << QLatin1String(KVLINK_PROGRAM));
-    const Outcome outcome = ended(&shell);
-    QCOMPARE(outcome.err, QLatin1String("kvlink: cannot write to the standard output\n"));
-    QCOMPARE(outcome.status, 3);
-}
-
-void TestLineFaults::reconnectsWithoutEnd_data()
-{
-    QTest::addColumn<bool>("isTcp");
-    QTest::newRow("pty") << false;
-    QTest::newRow("tcp") << true;
-}
-
-void TestLineFaults::reconnectsWithoutEnd()
-{
-    QFETCH(bool, isTcp);
-    QProcess plc;
-    const QString place = startPlc(&plc, isTcp ? "--set DM1=7 --tcp 0" : "--set DM1=7");
-    DriverPlugin plugin;
-    QString error;
-    QVERIFY2(plugin.load(QLatin1String(KV_PLUGIN_FILE), &error), qPrintable(error));
-    const CommunicatorCommand word(Word, 1, QLatin1String("DM1"));
-    const auto openLine = [&]() -> std::unique_ptr<QIODevice> {
-        TcpAddress address;
+    void unsentBytesDoNotComeLate()
+    {
+        LinePeer peer(LinePeer::Pty);
         SerialPortSetting setting;
-        QStringList warnings;
-        if (isTcp && parseTcpAddress(place, &address, &error))
-            return openTcp(address, PATIENCE_MS, &error);
-        setting.device = place;
+        setting.device = peer.place();
         setting.parity = QSerialPort::NoParity;
-        return openSerialPort(setting, &error, &warnings);
-    };
-    const int WARM_UP = 100;
-    qint64 heap = 0;
-    int own = 0;
-    int others = 0;
-    for (int k = 0; k < WARM_UP + 1000; ++k) {
-        if (k == WARM_UP) {
-            own = openFiles(QCoreApplication::applicationPid());
-            others = openFiles(plc.processId());
-            heap = heapBytes();
-        }
-        const std::unique_ptr<QIODevice> port = openLine();
+        QString error;
+        QStringList warnings;
+        const std::unique_ptr<QSerialPort> port = openSerialPort(setting, &error, &warnings);
         QVERIFY2(port, qPrintable(error));
-        DeviceChannel channel(port.get(), DriverSetting(PATIENCE_MS, 0, 0, 0));
-        QCOMPARE(plugin.driver()->read(&channel, word), QByteArray("\7\0", 2));
+        DeviceChannel channel(port.get(), DriverSetting(50, 0, 0, 0));
+        const QByteArray flood(1024 * 1024, 'x'); // more than the kernel takes
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(channel.write(flood.constData(), flood.size()) < flood.size());
+        QVERIFY(clock.elapsed() >= 50 && clock.elapsed() < SLACK_MS);
+        peer.rest();
+        QCOMPARE(channel.write("CR 00\r\n", 7), 7);
+        QVERIFY(peer.play("<"));
+        QCOMPARE(port->bytesToWrite(), qint64(0));
+        QCOMPARE(peer.rest(), QByteArray());
     }
-    const qint64 growth = heapBytes() - heap;
-    QCOMPARE(openFiles(QCoreApplication::applicationPid()), own);
-    // The latest ones may still be open there, now or when they were counted first.
-    QTRY_VERIFY(openFiles(plc.processId()) <= others);
-    QVERIFY2(growth < 1000, qPrintable(QString::number(growth))); // less than a byte for each
-    plc.terminate();
-    QVERIFY(plc.waitForFinished(PATIENCE_MS));
-}
+
+    // The signals come when the open line has come. Without a signal in it the answer is all of the peer's.
+    void signalsEndARequest_data()
+    {
+        QTest::addColumn<bool>("isTcp");
+        QTest::addColumn<QList<int>>("signalNumbers");
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<int>("timeoutMs");
+        QTest::addColumn<int>("status"); // of the signal that ends it, negative
+        const QByteArray silence;
+        for (bool isTcp : {false, true}) {
+            const char *const road = isTcp ? "tcp" : "pty";
+            for (int number : {SIGINT, SIGTERM}) {
+                const auto row = [&](const char *name) -> QTestData & {
+                    return QTest::newRow(qPrintable(
+                               QString::fromLatin1("%1 %2 %3").arg(road).arg(number).arg(name)))
+                           << isTcp;
+                };
+                row("silent") << (QList<int>() << number) << silence << 300 << 4;
+                row("answered") << (QList<int>() << number) << QByteArray(">CC 00|<|>1234|<|>CF")
+                                << LONG_MS << 6;
+                const int other = SIGINT + SIGTERM - number;
+                row("twice") << (QList<int>() << number << number) << silence << LONG_MS << -number;
+                row("other") << (QList<int>() << number << other) << silence << LONG_MS << -other;
+            }
+        }
+    }
+
+    void signalsEndARequest()
+    {
+        QFETCH(bool, isTcp);
+        QFETCH(QList<int>, signalNumbers);
+        QFETCH(QByteArray, answer);
+        QFETCH(int, timeoutMs);
+        QFETCH(int, status);
+        LinePeer peer(isTcp ? LinePeer::Tcp : LinePeer::Pty);
+        Kvlink program(peer.road() + requestWords("read DM1 T1 --retry 1000", timeoutMs));
+        QVERIFY(peer.play("<"));
+        for (int number : signalNumbers) {
+            program.send(number);
+            QVERIFY(program.hasHandled(number));
+        }
+        if (!answer.isEmpty())
+            QVERIFY(peer.play(answer));
+        const Outcome outcome = ended(&program);
+        const qint64 limitMs = SLACK_MS + (status == 4 ? timeoutMs : 0);
+        QVERIFY2(program.elapsedMs() < limitMs, qPrintable(QString::number(program.elapsedMs())));
+        // Nothing was begun, least of all half a line.
+        QCOMPARE(peer.rest(), QByteArray());
+        if (status >= 0) {
+            QVERIFY2(outcome.err.contains(QLatin1String("interrupted ")), qPrintable(outcome.err));
+            QCOMPARE(outcome.status, status);
+            QCOMPARE(outcome.out, QLatin1String(status == 6 ? "DM1 4660\n" : ""));
+        } else {
+            QCOMPARE(program.exitStatus(), QProcess::CrashExit);
+            QCOMPARE(program.exitCode(), -status);
+        }
+    }
+
+    void signalEndsADrippingReply()
+    {
+        LinePeer peer(LinePeer::Pty);
+        const int timeoutMs = 500 * KV_TEST_PATIENCE;
+        Kvlink program(peer.road() + requestWords("read DM1 --retry 0", timeoutMs));
+        QVERIFY(peer.play("<|>CC 00|<|>>1"));
+        program.send(SIGINT);
+        while (program.state() != QProcess::NotRunning && program.elapsedMs() < PATIENCE_MS) {
+            program.waitForFinished(timeoutMs / 5);
+            peer.play(">>1");
+        }
+        QVERIFY2(program.elapsedMs() < SLACK_MS + timeoutMs,
+                 qPrintable(QString::number(program.elapsedMs())));
+        QCOMPARE(program.exitCode(), 5);
+    }
+
+    void endsQuietlyWithItsReader()
+    {
+        const Simulator plc(words("--tcp 0"));
+        for (const char *command : {"monitor DM1 --interval 10", "ping --count 0 --interval 10"}) {
+            for (const QStringList &road : {words("--sim"), plc.road}) {
+                QProcess shell;
+                shell.start(QLatin1String("bash"),
+                            QStringList()
+                                << QLatin1String("-c")
+                                << QLatin1String("\"$0\" \"$@\" | head -n 1; exit ${PIPESTATUS[0]}")
+                                << QLatin1String(KVLINK_PROGRAM) << road + words(command));
+                const Outcome outcome = ended(&shell);
+                QCOMPARE(outcome.out.count(QLatin1Char('\n')), 1);
+                QCOMPARE(outcome.err, QString());
+                QCOMPARE(outcome.status, 3);
+            }
+        }
+    }
+
+    // Eight bytes of output: as many as one of Qt's own descriptors takes when it has become number 1.
+    void missesAClosedOutput()
+    {
+        QProcess shell;
+        shell.start(QLatin1String("/bin/sh"),
+                    QStringList() << QLatin1String("-c")
+                                  << QLatin1String("exec \"$0\" --sim read 'DM1[4]' >&-")
+                                  << QLatin1String(KVLINK_PROGRAM));
+        const Outcome outcome = ended(&shell);
+        QCOMPARE(outcome.err, QLatin1String("kvlink: cannot write to the standard output\n"));
+        QCOMPARE(outcome.status, 3);
+    }
+
+    void reconnectsWithoutEnd_data() { addRows(SERVERS); }
+
+    void reconnectsWithoutEnd()
+    {
+        const auto &row = currentRow(SERVERS);
+        const Simulator plc(words(row.name));
+        DriverPlugin plugin;
+        QString error;
+        QVERIFY2(plugin.load(QLatin1String(KV_PLUGIN_FILE), &error), qPrintable(error));
+        const CommunicatorCommand word(Word, 1, QLatin1String("DM1"));
+        const auto openLine = [&]() -> std::unique_ptr<QIODevice> {
+            TcpAddress address;
+            SerialPortSetting setting;
+            QStringList warnings;
+            if (parseTcpAddress(plc.place, &address, &error))
+                return openTcp(address, PATIENCE_MS, &error);
+            setting.device = plc.place;
+            setting.parity = QSerialPort::NoParity;
+            return openSerialPort(setting, &error, &warnings);
+        };
+        const int WARM_UP = 100;
+        qint64 heap = 0;
+        int own = 0;
+        int others = 0;
+        for (int k = 0; k < WARM_UP + 1000; ++k) {
+            if (k == WARM_UP) {
+                own = openFiles(QCoreApplication::applicationPid());
+                others = openFiles(plc.process.processId());
+                heap = heapBytes();
+            }
+            const std::unique_ptr<QIODevice> port = openLine();
+            QVERIFY2(port, qPrintable(error));
+            DeviceChannel channel(port.get(), DriverSetting(PATIENCE_MS, 0, 0, 0));
+            QCOMPARE(plugin.driver()->read(&channel, word), QByteArray("\7\0", 2));
+        }
+        const qint64 growth = heapBytes() - heap;
+        QCOMPARE(openFiles(QCoreApplication::applicationPid()), own);
+        // The latest ones may still be open there, now or when they were counted first.
+        QTRY_VERIFY(openFiles(plc.process.processId()) <= others);
+        QVERIFY2(growth < 1000, qPrintable(QString::number(growth))); // less than a byte for each
+    }
+};
 
 QTEST_GUILESS_MAIN(TestLineFaults)
 #include "tst_line_faults.moc"

@@ -11,60 +11,56 @@ class TestPlugin : public QObject
     Q_OBJECT
 
 private slots:
-    void givesOneRootObject();
-    void createsIndependentDrivers();
-    void carriesThePanelsVerificationText();
-};
+    void givesOneRootObject()
+    {
+        QPluginLoader loader(QLatin1String(KV_PLUGIN_FILE));
+        QObject *root = loader.instance();
+        QVERIFY2(root, qPrintable(loader.errorString()));
+        QCOMPARE(root->metaObject()->className(), "DriverKV_L20V_HostLink");
+        DriverInterface *driver = qobject_cast<DriverInterface *>(root);
+        QVERIFY(driver);
+        QVERIFY(driver->getThisObject() == root);
+        QCOMPARE(driver->name(), QString::fromLatin1("KEYENCE KV-L20V Host Link"));
 
-void TestPlugin::givesOneRootObject()
-{
-    QPluginLoader loader(QLatin1String(KV_PLUGIN_FILE));
-    QObject *root = loader.instance();
-    QVERIFY2(root, qPrintable(loader.errorString()));
-    QCOMPARE(root->metaObject()->className(), "DriverKV_L20V_HostLink");
-    DriverInterface *driver = qobject_cast<DriverInterface *>(root);
-    QVERIFY(driver);
-    QVERIFY(driver->getThisObject() == root);
-    QCOMPARE(driver->name(), QString::fromLatin1("KEYENCE KV-L20V Host Link"));
+        typedef QObject *(*Instance)();
+        const Instance instance = reinterpret_cast<Instance>(
+            QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_instance"));
+        QVERIFY(instance);
+        QVERIFY(instance() == root);
+        QVERIFY(!root->parent());
+        delete root;
+        QScopedPointer<QObject> next(instance());
+        QVERIFY(qobject_cast<DriverInterface *>(next.data()));
+    }
 
-    typedef QObject *(*Instance)();
-    const Instance instance = reinterpret_cast<Instance>(
-        QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_instance"));
-    QVERIFY(instance);
-    QVERIFY(instance() == root);
-    QVERIFY(!root->parent());
-    delete root;
-    QScopedPointer<QObject> next(instance());
-    QVERIFY(qobject_cast<DriverInterface *>(next.data()));
-}
+    void createsIndependentDrivers()
+    {
+        typedef DriverInterface *(*Create)();
+        const Create create = reinterpret_cast<Create>(
+            QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "CreateDriver"));
+        QVERIFY(create);
+        QScopedPointer<DriverInterface> one(create());
+        QScopedPointer<DriverInterface> two(create());
+        QVERIFY(one.data() != two.data());
+        QVERIFY(qobject_cast<DriverInterface *>(one->getThisObject()) == one.data());
+        QPluginLoader loader(QLatin1String(KV_PLUGIN_FILE));
+        QVERIFY(loader.instance() != one->getThisObject());
+    }
 
-void TestPlugin::createsIndependentDrivers()
-{
-    typedef DriverInterface *(*Create)();
-    const Create create =
-        reinterpret_cast<Create>(QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "CreateDriver"));
-    QVERIFY(create);
-    QScopedPointer<DriverInterface> one(create());
-    QScopedPointer<DriverInterface> two(create());
-    QVERIFY(one.data() != two.data());
-    QVERIFY(qobject_cast<DriverInterface *>(one->getThisObject()) == one.data());
-    QPluginLoader loader(QLatin1String(KV_PLUGIN_FILE));
-    QVERIFY(loader.instance() != one->getThisObject());
-}
-
-void TestPlugin::carriesThePanelsVerificationText()
-{
+    void carriesThePanelsVerificationText()
+    {
 #if QT_VERSION >= 0x050000
-    typedef const char *(*Query)();
-    const Query query = reinterpret_cast<Query>(
-        QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_query_verification_data"));
-    QVERIFY(query);
-    QCOMPARE(query(), "pattern=QT_PLUGIN_VERIFICATION_DATA\nversion=4.8.6\ndebug=false\n"
-                      "buildkey=arm linux g++-4 no-pkg-config");
+        typedef const char *(*Query)();
+        const Query query = reinterpret_cast<Query>(
+            QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "qt_plugin_query_verification_data"));
+        QVERIFY(query);
+        QCOMPARE(query(), "pattern=QT_PLUGIN_VERIFICATION_DATA\nversion=4.8.6\ndebug=false\n"
+                          "buildkey=arm linux g++-4 no-pkg-config");
 #else
-    QSKIP("with Qt 4 the text states the Qt that the plug-in is built with", SkipSingle);
+        QSKIP("with Qt 4 the text states the Qt that the plug-in is built with", SkipSingle);
 #endif
-}
+    }
+};
 
 QTEST_APPLESS_MAIN(TestPlugin)
 #include "tst_plugin.moc"

@@ -1,8 +1,7 @@
 #include "message_capture.h"
 
-#include "tools/drv_dev_setting.h"
+#include "tests/settings_io.h"
 
-#include <QtCore/QDataStream>
 #include <QtCore/QTextCodec>
 #include <QtTest/QtTest>
 
@@ -33,33 +32,6 @@ DeviceSetting deviceWithTwoEntries()
     return device;
 }
 
-template <typename Record>
-B written(const Record &record, QDataStream::ByteOrder order = ORDERS[0])
-{
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setByteOrder(order);
-    stream << record;
-    return bytes.toHex();
-}
-
-template <typename Record>
-int readInto(Record &record, const B &digits, QDataStream::ByteOrder order = ORDERS[0])
-{
-    QDataStream stream(B::fromHex(digits));
-    stream.setByteOrder(order);
-    stream >> record;
-    return stream.status();
-}
-
-QString entriesOf(const DeviceSetting &device)
-{
-    QString text;
-    for (int i = 0; i < device.socketData.size(); ++i)
-        text += QString("%1|%2 ").arg(device.socketIP(i)).arg(device.port(i));
-    return text;
-}
-
 } // namespace
 
 class TestSettingsStream : public QObject
@@ -71,18 +43,19 @@ private slots:
     {
         for (int k = 0; k < 2; ++k) {
             DriverSetting driver(500, 3, -2, 16909060);
-            QCOMPARE(written(driver, ORDERS[k]), B(DRIVER[k]));
+            QCOMPARE(written(driver, ORDERS[k]).toHex(), B(DRIVER[k]));
             driver = DriverSetting(1, 2, 3, 4, "", 0, "kept", true);
-            QCOMPARE(readInto(driver, DRIVER[k], ORDERS[k]), 0);
-            QCOMPARE(written(driver), B(DRIVER[0]));
+            QCOMPARE(readInto(driver, B::fromHex(DRIVER[k]), ORDERS[k]), 0);
+            QCOMPARE(written(driver).toHex(), B(DRIVER[0]));
             DeviceSetting device = deviceWithTwoEntries();
-            QCOMPARE(written(device, ORDERS[k]), B(TWO_ENTRIES[k]));
+            QCOMPARE(written(device, ORDERS[k]).toHex(), B(TWO_ENTRIES[k]));
             device = DeviceSetting(static_cast<device_type>(64), "other", 1, 2, 3, 4, 5, "kept");
-            QCOMPARE(readInto(device, TWO_ENTRIES[k], ORDERS[k]), 0);
-            QCOMPARE(written(device), B(TWO_ENTRIES[0]));
+            QCOMPARE(readInto(device, B::fromHex(TWO_ENTRIES[k]), ORDERS[k]), 0);
+            QCOMPARE(written(device).toHex(), B(TWO_ENTRIES[0]));
             QVERIFY(driver.auxText == "kept" && driver.auxFlag && device.auxText == "kept");
         }
         QVERIFY(written(DeviceSetting(RS232Device, "", 9600, 8, 0, 2))
+                    .toHex()
                     .endsWith("0000000200000000ffffffff0000000000000000"));
     }
 
@@ -90,8 +63,9 @@ private slots:
     {
         for (int length = 0; length < 16; ++length) {
             DriverSetting setting(1, 2, 3, 4);
-            QCOMPARE(readInto(setting, B(DRIVER[0], 2 * length)), int(QDataStream::ReadPastEnd));
-            QCOMPARE(written(setting), B(DRIVER[0], length / 4 * 8).leftJustified(32, '0'));
+            QCOMPARE(readInto(setting, B::fromHex(B(DRIVER[0], 2 * length))),
+                     int(QDataStream::ReadPastEnd));
+            QCOMPARE(written(setting).toHex(), B(DRIVER[0], length / 4 * 8).leftJustified(32, '0'));
         }
     }
 
@@ -105,7 +79,7 @@ private slots:
         for (int length = 0, step = 0; length <= 58; ++length) {
             step += length > lastLength[step] ? 1 : 0;
             DeviceSetting device(RS232Device, "COM2", 9600, 8, 0, 2);
-            const int status = readInto(device, B(TWO_ENTRIES[0], 2 * length));
+            const int status = readInto(device, B::fromHex(B(TWO_ENTRIES[0], 2 * length)));
             QCOMPARE(status == QDataStream::ReadPastEnd, length != 50 && length != 58);
             QCOMPARE(entriesOf(device), QString(entries[step]));
             QCOMPARE(device.string, QString(length >= 10 ? "C" : ""));
@@ -130,7 +104,8 @@ private slots:
         };
         for (const auto &row : rows) {
             DeviceSetting device = deviceWithTwoEntries();
-            const int status = readInto(device, B(TWO_ENTRIES[0], 68) + row.fromIndexOn);
+            const int status =
+                readInto(device, B::fromHex(B(TWO_ENTRIES[0], 68) + row.fromIndexOn));
             const QString rest = QString("at %1, status %2").arg(device.currentIPIndex).arg(status);
             QVERIFY2(entriesOf(device) + rest == row.outcome, row.name);
         }

@@ -1,7 +1,6 @@
 /// The simulated PLC in memory: lines in, replies out.
 #include "simulator/simulated_plc.h"
-
-#include <QtTest/QtTest>
+#include "tests/table.h"
 
 namespace
 {
@@ -129,130 +128,95 @@ class TestSimulator : public QObject
 {
     Q_OBJECT
 private slots:
-    void answersLines_data();
-    void answersLines();
-    void takesTheLongestRuns();
-    void gathersSplitLines();
-    void dropsOverlongLine_data();
-    void dropsOverlongLine();
-    void survivesGarbage();
-    void presetsByText();
-    void directAccessKnowsDeviceLimits();
-};
+    void answersLines_data() { addRows(EXCHANGES); }
 
-void TestSimulator::answersLines_data()
-{
-    QTest::addColumn<QByteArray>("lines");
-    QTest::addColumn<QByteArray>("replies");
-    for (const auto &row : EXCHANGES)
-        QTest::newRow(row.name) << wire(row.lines) << wire(row.replies);
-    QTest::newRow("NUL") << QByteArray("RDS DM1\0.H 1\r\n", 14) << wire("E0");
-}
-
-void TestSimulator::answersLines()
-{
-    QFETCH(QByteArray, lines);
-    QFETCH(QByteArray, replies);
-    SimulatedPlc plc(1);
-    fill(plc.memory());
-    QCOMPARE(plc.receive("CR 01\r\n"), QByteArray("CC 01\r\n"));
-    QCOMPARE(plc.receive(lines), replies);
-    QCOMPARE(plc.counts().requests, quint64(1 + lines.count('\n')));
-    QCOMPARE(plc.counts().errors, quint64(replies.count("E0\r\n") + replies.count("E1\r\n")));
-}
-
-void TestSimulator::takesTheLongestRuns()
-{
-    SimulatedPlc plc;
-    QCOMPARE(plc.receive("CR 00\r\nRDS DM0.H 1000\r\n").size(), 7 + 5001);
-    QCOMPARE(plc.receive("RDS T0 120\r\n").size(), 2881);
-    const QByteArray values = QByteArray(" 0000000001").repeated(1000);
-    QCOMPARE(plc.receive("WRS TC0 1000" + values + "\r\n"), QByteArray("OK\r\n"));
-}
-
-void TestSimulator::gathersSplitLines()
-{
-    const QByteArray bytes = wire("CR 00/WRS DM7.H 1 00A0/RDS DM7.H 1/CQ");
-    for (int cut = 0; cut <= bytes.size(); ++cut) {
-        SimulatedPlc plc;
-        const QByteArray received = plc.receive(bytes.left(cut));
-        QCOMPARE(received + plc.receive(bytes.mid(cut)), wire("CC 00/OK/00A0/CF"));
+    void answersLines()
+    {
+        const auto &row = currentRow(EXCHANGES);
+        const QByteArray lines = wire(row.lines);
+        const QByteArray replies = wire(row.replies);
+        SimulatedPlc plc(1);
+        fill(plc.memory());
+        QCOMPARE(plc.receive("CR 01\r\n"), QByteArray("CC 01\r\n"));
+        QCOMPARE(plc.receive(lines), replies);
+        QCOMPARE(plc.counts().requests, quint64(1 + lines.count('\n')));
+        QCOMPARE(plc.counts().errors, quint64(replies.count("E0\r\n") + replies.count("E1\r\n")));
     }
-}
 
-void TestSimulator::dropsOverlongLine_data()
-{
-    QTest::addColumn<int>("lineSize");
-    QTest::addColumn<QByteArray>("replies");
-    QTest::newRow("at the limit") << 16384 << wire("CC 00/0000/CF");
-    QTest::newRow("one byte more") << 16385 << wire("CC 00/E1/CF");
-    QTest::newRow("far more") << 100000 << wire("CC 00/E1/CF");
-}
-
-void TestSimulator::dropsOverlongLine()
-{
-    QFETCH(int, lineSize);
-    // Leading zeros make the line as long as wanted.
-    const QByteArray zeros(lineSize - 13, '0');
-    const QByteArray bytes = "CR 00\r\nRDS DM" + zeros + "5.H 1\r\nCQ\r\n";
-    const int chunkSizes[] = {bytes.size(), 1, 4096, 16384};
-    for (const int chunkSize : chunkSizes) {
+    void answersALineWithANul()
+    {
         SimulatedPlc plc;
-        QByteArray received;
-        for (int at = 0; at < bytes.size(); at += chunkSize)
-            received += plc.receive(bytes.mid(at, chunkSize));
-        QTEST(received, "replies");
+        QCOMPARE(plc.receive(wire("CR 00") + QByteArray("RDS DM1\0.H 1\r\n", 14)),
+                 wire("CC 00/E0"));
     }
-}
 
-void TestSimulator::survivesGarbage()
-{
-    SimulatedPlc plc;
-    const char alphabet[] = "CRQDSWTM0159.H \r\n\n\xFF";
-    quint32 random = 12345;
-    for (int chunk = 0; chunk < 2000; ++chunk) {
-        QByteArray bytes;
-        for (int i = 0; i < 64; ++i) {
-            random = random * 1664525u + 1013904223u;
-            bytes += chunk % 2 == 0 ? static_cast<char>(random >> 16)
-                                    : alphabet[(random >> 16) % sizeof alphabet];
+    void takesTheLongestRuns()
+    {
+        SimulatedPlc plc;
+        QCOMPARE(plc.receive("CR 00\r\nRDS DM0.H 1000\r\n").size(), 7 + 5001);
+        QCOMPARE(plc.receive("RDS T0 120\r\n").size(), 2881);
+        const QByteArray values = QByteArray(" 0000000001").repeated(1000);
+        QCOMPARE(plc.receive("WRS TC0 1000" + values + "\r\n"), QByteArray("OK\r\n"));
+    }
+
+    void gathersSplitLines()
+    {
+        const QByteArray bytes = wire("CR 00/WRS DM7.H 1 00A0/RDS DM7.H 1/CQ");
+        for (int cut = 0; cut <= bytes.size(); ++cut) {
+            SimulatedPlc plc;
+            const QByteArray received = plc.receive(bytes.left(cut));
+            QCOMPARE(received + plc.receive(bytes.mid(cut)), wire("CC 00/OK/00A0/CF"));
         }
-        QVERIFY(plc.receive(bytes).count('\n') <= bytes.count('\n'));
     }
-    QVERIFY(plc.receive("\r\nCR 00\r\n").endsWith("CC 00\r\n"));
-}
 
-void TestSimulator::presetsByText()
-{
-    PlcMemory memory;
-    QByteArray error;
-    for (const char *text : {"DM100=4660", "R1200.H=3", "R1315=1", "T12=100"})
-        QVERIFY2(memory.preset(text, &error) && error.isEmpty(), text);
-    QCOMPARE(memory.word("DM", 100), quint16(0x1234));
-    QCOMPARE(memory.word("R", 12), quint16(0x0003));
-    QCOMPARE(memory.word("R", 13), quint16(0x8000));
-    QCOMPARE(memory.timer("T", 12).current, 100u);
-    for (const char *text : {"DM100=", "DM100", "", "XX1=1", "DM1=65536", "R1=2"}) {
-        error.clear();
-        QVERIFY2(!memory.preset(text, &error) && !error.isEmpty(), text);
+    void dropsOverlongLine()
+    {
+        for (int lineSize : {16384, 16385, 100000}) {
+            // Leading zeros make the line as long as wanted.
+            const QByteArray bytes =
+                "CR 00\r\nRDS DM" + QByteArray(lineSize - 13, '0') + "5.H 1\r\nCQ\r\n";
+            for (const int chunkSize : {bytes.size(), 1, 4096, 16384}) {
+                SimulatedPlc plc;
+                QByteArray received;
+                for (int at = 0; at < bytes.size(); at += chunkSize)
+                    received += plc.receive(bytes.mid(at, chunkSize));
+                QCOMPARE(received, wire(lineSize > 16384 ? "CC 00/E1/CF" : "CC 00/0000/CF"));
+            }
+        }
     }
-}
 
-void TestSimulator::directAccessKnowsDeviceLimits()
-{
-    PlcMemory memory;
-    const PlcTimer timer = {true, 1, 2};
-    bool ok = false;
-    QVERIFY(memory.setWord("R", 999, 1) && !memory.setWord("R", 1000, 1));
-    QVERIFY(memory.setBit("DM", 0, 15, true) && !memory.setBit("DM", 0, 16, true));
-    QVERIFY(memory.setTimer("AT", 7, timer) && !memory.setTimer("AT", 8, timer));
-    QVERIFY(!memory.setWord("T", 0, 1) && !memory.setTimer("DM", 0, timer));
-    QVERIFY(!memory.setWord("", 0, 1) && !memory.setWord("DM0", 0, 1));
-    QVERIFY(memory.bit("R", 999, 0, &ok) && ok);
-    QVERIFY(!memory.bit("R", 999, 16, &ok) && !ok);
-    QCOMPARE(memory.timer("AT", 8, &ok).preset, 0u);
-    QVERIFY(!ok);
-}
+    void presetsByText()
+    {
+        PlcMemory memory;
+        QByteArray error;
+        for (const char *text : {"DM100=4660", "R1200.H=3", "R1315=1", "T12=100"})
+            QVERIFY2(memory.preset(text, &error) && error.isEmpty(), text);
+        QCOMPARE(memory.word("DM", 100), quint16(0x1234));
+        QCOMPARE(memory.word("R", 12), quint16(0x0003));
+        QCOMPARE(memory.word("R", 13), quint16(0x8000));
+        QCOMPARE(memory.timer("T", 12).current, 100u);
+        for (const char *text : {"DM100=", "DM100", "", "XX1=1", "DM1=65536", "R1=2"}) {
+            error.clear();
+            QVERIFY2(!memory.preset(text, &error) && !error.isEmpty(), text);
+        }
+    }
+
+    void directAccessKnowsDeviceLimits()
+    {
+        PlcMemory memory;
+        const PlcTimer timer = {true, 1, 2};
+        bool ok = false;
+        QVERIFY(memory.setWord("R", 999, 1) && !memory.setWord("R", 1000, 1));
+        QVERIFY(memory.setBit("DM", 0, 15, true) && !memory.setBit("DM", 0, 16, true));
+        QVERIFY(memory.setTimer("AT", 7, timer) && !memory.setTimer("AT", 8, timer));
+        QVERIFY(!memory.setWord("T", 0, 1) && !memory.setTimer("DM", 0, timer));
+        QVERIFY(!memory.setWord("", 0, 1) && !memory.setWord("DM0", 0, 1));
+        QVERIFY(memory.bit("R", 999, 0, &ok) && ok);
+        QVERIFY(!memory.bit("R", 999, 16, &ok) && !ok);
+        QCOMPARE(memory.timer("AT", 8, &ok).preset, 0u);
+        QVERIFY(!ok);
+    }
+};
 
 QTEST_APPLESS_MAIN(TestSimulator)
 #include "tst_simulator.moc"

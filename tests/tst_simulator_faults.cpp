@@ -4,8 +4,7 @@
 #include "simulator/live_values.h"
 #include "simulator/memory_image.h"
 #include "simulator/simulated_plc.h"
-
-#include <QtTest/QtTest>
+#include "tests/table.h"
 
 namespace
 {
@@ -36,260 +35,227 @@ FaultEngine engine(const QByteArray &text, quint32 seed = 1)
     return plan.addFile(text, &error) ? FaultEngine(plan) : FaultEngine();
 }
 
+const struct {
+    const char *name;
+    QByteArray reply;
+    QByteArray schedule;
+    int faults;
+} DAMAGES[] = {
+    {"", "CF\r\n", "[0]CF\r\n", 0},
+    {"no-reply", "CF\r\n", "", 1},
+    {"close-connection 1 2", "CF\r\n", " closed silent 2000", 1},
+    {"silence 1 3", "CF\r\n", " silent 3000", 1},
+    {"error-reply 1 7", "00FF\r\n", "[0]E7\r\n", 1},
+    {"wrong-station", "CC 09\r\n", "[0]CC 10\r\n", 1},
+    {"wrong-station 1 ", "CC 99\r\n", "[0]CC 00\r\n", 1},
+    {"wrong-station;", "0001\r\n", "[0]0001\r\n", 0},
+    {"wrong-close", "CF\r\n", "[0]OK\r\n", 1},
+    {"wrong-close;", "OK\r\n", "[0]OK\r\n", 0},
+    {"noise-before 1 2", "CF\r\n", "[0]##CF\r\n", 1},
+    {"noise-inside", "1\n", "[0]1#\n", 1},
+    {"noise-after 1 3", "CF\r\n", "[0]CF\r\n###", 1},
+    {"cut 1 3", "CF\r\n", "[0]CF\r", 1},
+    {"cut 1 4", "CF\r\n", "[0]CF\r\n", 0},
+    {"cut", "1\n", "[0]1", 1},
+    {"doubled", "CF\r\n", "[0]CF\r\nCF\r\n", 1},
+    {"split 1 2", "OK\n", "[0]O[2000]K[2000]\n", 1},
+    {"late 1 800", "CF\r\n", "[800000]CF\r\n", 1},
+    {"late\tevery 1 5;# both;; split", "1\n", "[5000]1[1000]\n", 2},
+    {"doubled;no-reply;", "CF\r\n", "", 1},
+};
+
+const struct {
+    const char *name; // reader, blank, text
+    QByteArray reason;
+} NONSENSE[] = {
+    {"fault nonsense", "split, late"},
+    {"fault ", "unknown fault"},
+    {"fault cut:", "\"\" is no probability"},
+    {"fault cut:0.1,", "\"\" is no number of bytes kept from 1 to 100000"},
+    {"fault cut:1.01", "no probability"},
+    {"fault cut:nan", "no probability"},
+    {"fault cut:every", "names no number"},
+    {"fault cut:every 0", "names no number"},
+    {"fault cut:once 1 2 3", "\"3\" is too much"},
+    {"fault error-reply:1,10", "no error digit from 0 to 9"},
+    {"fault doubled:1,2", "takes no \"2\""},
+    {"faults late;;#;later 1;", "line 4: unknown fault \"later\""},
+    {"image ", "line 1: the first line"},
+    {"image DM1,1;", "line 1: the first line"},
+    {"image device,value;DM0,1;;DM1;", "line 4: \"DM1\" is not device,value"},
+    {"image device,value;DM0,1;DX1,1;", "line 3: no such device: \"DX1\""},
+    {"image device,value;DM0,1;DM1,65536;", "line 3: \"65536\" is no value from 0 to 65535"},
+    {"image device,value;DM0,1;DM1,;", "line 3: \"\" is no value"},
+    {"image device,value;DM0,1;T1,5;", "line 3: 5 is not \"contact,current,preset\""},
+    {"image device,value;DM0,1;T1,\"2,0,0\";", "line 3: \"2,0,0\" is not"},
+    {"live DX1=counter:1,1", "no such device"},
+    {"live DM1", "no such device"},
+    {"live DM1=counter:1", "\"counter:1\" is not counter:STEP,PERIOD"},
+    {"live DM1=counter:1,0", "a period in ms from 1 on"},
+    {"live DM1=ramp:5,4,10", "\"ramp:5,4,10\" is not"},
+    {"live DM1=ramp:0,65536,10", "values from 0 to 65535"},
+    {"live DM1=saw:0,1,10", "\"saw:0,1,10\" is not"},
+    {"area DM5-DM4", "does not go from"},
+    {"area DM1-EM2", "does not go from"},
+    {"area DM1-", "no such devices"},
+    {"area DM1-DM2-DM3", "no such devices"},
+};
+
 } // namespace
 
 class TestSimulatorFaults : public QObject
 {
     Q_OBJECT
 private slots:
-    void damagesReplies_data();
-    void damagesReplies();
-    void strikesAsPlanned_data();
-    void strikesAsPlanned();
-    void repeatsWithItsSeed();
-    void bringsAnImageBack();
-    void livesByTheClock_data();
-    void livesByTheClock();
-    void letsNobodyWriteReadOnlyDevices();
-    void refusesNonsense_data();
-    void refusesNonsense();
+    void damagesReplies_data() { addRows(DAMAGES); }
+
+    void damagesReplies()
+    {
+        const auto &row = currentRow(DAMAGES);
+        FaultEngine faulty = engine(file(row.name));
+        QCOMPARE(scheduled(faulty.apply(row.reply)), row.schedule);
+        int counted = 0;
+        for (int kind = 0; kind < FAULT_KINDS; ++kind)
+            counted += static_cast<int>(faulty.count(static_cast<FaultKind>(kind)));
+        QCOMPARE(counted, row.faults);
+    }
+
+    // Twelve replies, of which those that fit are the odd ones; '!' for each that got the fault.
+    void strikesAsPlanned()
+    {
+        const char *const rows[][2] = {{"wrong-close every 3", "....!.....!."},
+                                       {"wrong-close once 2", "..!........."},
+                                       {"wrong-close 0", "............"},
+                                       {"wrong-close 1", "!.!.!.!.!.!."}};
+        for (const auto &row : rows) {
+            FaultEngine faulty = engine(row[0]);
+            QByteArray struck;
+            for (int i = 0; i < 12; ++i) {
+                const FaultedReply reply = faulty.apply(i % 2 == 0 ? "CF\r\n" : "0000\r\n");
+                struck += reply.chunks.first().bytes == "OK\r\n" ? '!' : '.';
+            }
+            QCOMPARE(struck, QByteArray(row[1]));
+        }
+    }
+
+    void repeatsWithItsSeed()
+    {
+        const char plan[] = "cut 0.3\nnoise-inside 0.3 4\nno-reply 0.25";
+        FaultEngine first = engine(plan, 42);
+        FaultEngine second = engine(plan, 42);
+        FaultEngine other = engine(plan, 43);
+        bool differs = false;
+        for (int i = 0; i < 2000; ++i) {
+            const FaultedReply reply = first.apply("0123456789\r\n");
+            const FaultedReply again = second.apply("0123456789\r\n");
+            QCOMPARE(reply.chunks.isEmpty(), again.chunks.isEmpty());
+            if (!reply.chunks.isEmpty())
+                QCOMPARE(reply.chunks.first().bytes, again.chunks.first().bytes);
+            differs = differs || scheduled(reply) != scheduled(other.apply("0123456789\r\n"));
+        }
+        QVERIFY(differs);
+        const quint64 struck = first.count(FAULT_NO_REPLY);
+        QVERIFY2(struck > 400 && struck < 600, QByteArray::number(struck).constData());
+    }
+
+    void bringsAnImageBack()
+    {
+        const QByteArray image("device,value\n"
+                               "R1215,1\n"
+                               "R99915,1\n"
+                               "B1F,1\n"
+                               "DM0,65535\n"
+                               "DM65534,1\n"
+                               "W1FF,4660\n"
+                               "T12,\"1,100,4294967295\"\n"
+                               "T13,\"0,0,5\"\n"
+                               "CTC7,\"1,0,0\"\n"
+                               "AT3,77\n");
+        PlcMemory memory;
+        QByteArray error;
+        QVERIFY2(loadPlcMemoryImage(image, &memory, &error), error.constData());
+        QCOMPARE(plcMemoryImage(memory), image);
+        QVERIFY(memory.bit("R", 12, 15) && memory.bit("B", 1, 15) && memory.timer("T", 12).contact);
+        QCOMPARE(memory.word("W", 0x1FF), quint16(0x1234));
+        QCOMPARE(memory.timer("T", 12).current, 100u);
+        // As a spreadsheet may write it, and on top of what is there.
+        const QByteArray more("device,value\r\n\r\nDM1,\"2\"\r\nTS13,6\r\nDM0,0\r\nT12,0,1,2");
+        QVERIFY2(loadPlcMemoryImage(more, &memory, &error), error.constData());
+        QCOMPARE(memory.word("DM", 0) + memory.word("DM", 1), 2);
+        QCOMPARE(memory.timer("T", 13).preset, 6u);
+        QCOMPARE(memory.timer("T", 12).preset, 2u);
+    }
+
+    // The device's value at 0, 500, 1000 and 2750 ms.
+    void livesByTheClock()
+    {
+        const char *const rows[][2] = {{"DM1=counter:3,500", "0 3 6 15 "},
+                                       {"DM1=counter:40000,1000", "0 0 40000 14464 "},
+                                       {"DM1=ramp:10,19,1000", "10 15 10 17 "},
+                                       {"DM1=sine:100,200,1000", "150 150 150 100 "},
+                                       {"DM1=sine:0,65535,2000", "32768 65535 32768 55938 "}};
+        for (const auto &row : rows) {
+            LiveValues live;
+            PlcMemory memory;
+            QByteArray error;
+            QByteArray values;
+            QVERIFY2(live.add(row[0], &error), error.constData());
+            for (const int elapsedMs : {0, 500, 1000, 2750}) {
+                live.refresh(elapsedMs, &memory);
+                values += QByteArray::number(memory.word("DM", 1)) + ' ';
+            }
+            QCOMPARE(values, QByteArray(row[1]));
+        }
+    }
+
+    void letsNobodyWriteReadOnlyDevices()
+    {
+        SimulatedPlc plc;
+        QByteArray error;
+        const char *const ranges[] = {"DM100-DM199", "R1203-R1205", "T7", "W1F"};
+        for (const char *range : ranges)
+            QVERIFY2(plc.memory().protect(range, &error), error.constData());
+        const char *const granted[] = {
+            "CR 00", "WRS DM99.H 1 0001", "WRS DM200.H 1 0001", "ST R1202", "WRS R1206 2 1 1",
+            "ST T8", "WRS EM100.H 1 0001"};
+        for (const char *line : granted)
+            QVERIFY2(!plc.receive(QByteArray(line) + "\r\n").startsWith('E'), line);
+        const char *const refused[] = {"WRS DM99.H 2 0002 0002",
+                                       "WRS DM199.H 1 0001",
+                                       "ST R1203",
+                                       "RS R1205",
+                                       "WRS R1200.H 1 0000",
+                                       "WRS T7 1 0000000001",
+                                       "WRS TS7 1 0000000001",
+                                       "ST T7",
+                                       "WRS W001F.H 1 0001"};
+        for (const char *line : refused)
+            QCOMPARE(plc.receive(QByteArray(line) + "\r\n"), QByteArray("E4\r\n"));
+        QCOMPARE(plc.receive("RDS DM99.H 2\r\n"), QByteArray("0001 0000\r\n"));
+    }
+
+    void refusesNonsense_data() { addRows(NONSENSE); }
+
+    void refusesNonsense()
+    {
+        const auto &row = currentRow(NONSENSE);
+        const QByteArray reader = QByteArray(row.name).split(' ').first();
+        const QByteArray text = file(row.name).mid(reader.size() + 1);
+        FaultPlan plan;
+        PlcMemory memory;
+        LiveValues live;
+        QByteArray error;
+        const bool taken = reader == "fault"    ? plan.addOption(text, &error)
+                           : reader == "faults" ? plan.addFile(text, &error)
+                           : reader == "image"  ? loadPlcMemoryImage(text, &memory, &error)
+                           : reader == "live"   ? live.add(text, &error)
+                                                : memory.protect(text, &error);
+        QVERIFY(!taken);
+        QVERIFY2(error.contains(row.reason), error.constData());
+        QVERIFY(plan.rules().empty());
+        QCOMPARE(memory.word("DM", 0), quint16(0));
+    }
 };
-
-void TestSimulatorFaults::damagesReplies_data()
-{
-    QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<QByteArray>("schedule");
-    QTest::addColumn<int>("faults");
-    const struct {
-        const char *plan;
-        const char *reply;
-        const char *schedule;
-        int faults;
-    } rows[] = {
-        {"", "CF\r\n", "[0]CF\r\n", 0},
-        {"no-reply", "CF\r\n", "", 1},
-        {"close-connection 1 2", "CF\r\n", " closed silent 2000", 1},
-        {"silence 1 3", "CF\r\n", " silent 3000", 1},
-        {"error-reply 1 7", "00FF\r\n", "[0]E7\r\n", 1},
-        {"wrong-station", "CC 09\r\n", "[0]CC 10\r\n", 1},
-        {"wrong-station 1 ", "CC 99\r\n", "[0]CC 00\r\n", 1},
-        {"wrong-station;", "0001\r\n", "[0]0001\r\n", 0},
-        {"wrong-close", "CF\r\n", "[0]OK\r\n", 1},
-        {"wrong-close;", "OK\r\n", "[0]OK\r\n", 0},
-        {"noise-before 1 2", "CF\r\n", "[0]##CF\r\n", 1},
-        {"noise-inside", "1\n", "[0]1#\n", 1},
-        {"noise-after 1 3", "CF\r\n", "[0]CF\r\n###", 1},
-        {"cut 1 3", "CF\r\n", "[0]CF\r", 1},
-        {"cut 1 4", "CF\r\n", "[0]CF\r\n", 0},
-        {"cut", "1\n", "[0]1", 1},
-        {"doubled", "CF\r\n", "[0]CF\r\nCF\r\n", 1},
-        {"split 1 2", "OK\n", "[0]O[2000]K[2000]\n", 1},
-        {"late 1 800", "CF\r\n", "[800000]CF\r\n", 1},
-        {"late\tevery 1 5;# both;; split", "1\n", "[5000]1[1000]\n", 2},
-        {"doubled;no-reply;", "CF\r\n", "", 1},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.plan) << QByteArray(row.reply) << QByteArray(row.schedule) << row.faults;
-}
-
-void TestSimulatorFaults::damagesReplies()
-{
-    QFETCH(QByteArray, reply);
-    QFETCH(int, faults);
-    FaultEngine faulty = engine(file(QTest::currentDataTag()));
-    const QByteArray schedule = scheduled(faulty.apply(reply));
-    QTEST(schedule, "schedule");
-    quint64 counted = 0;
-    for (int kind = 0; kind < FAULT_KINDS; ++kind)
-        counted += faulty.count(static_cast<FaultKind>(kind));
-    QCOMPARE(counted, quint64(faults));
-}
-
-// Twelve replies, of which those that fit are the odd ones; '!' for each that got the fault.
-void TestSimulatorFaults::strikesAsPlanned_data()
-{
-    QTest::addColumn<QByteArray>("struck");
-    QTest::newRow("wrong-close every 3") << QByteArray("....!.....!.");
-    QTest::newRow("wrong-close once 2") << QByteArray("..!.........");
-    QTest::newRow("wrong-close 0") << QByteArray("............");
-    QTest::newRow("wrong-close 1") << QByteArray("!.!.!.!.!.!.");
-}
-
-void TestSimulatorFaults::strikesAsPlanned()
-{
-    FaultEngine faulty = engine(file(QTest::currentDataTag()));
-    QByteArray struck;
-    for (int i = 0; i < 12; ++i) {
-        const FaultedReply reply = faulty.apply(i % 2 == 0 ? "CF\r\n" : "0000\r\n");
-        struck += reply.chunks.first().bytes == "OK\r\n" ? '!' : '.';
-    }
-    QTEST(struck, "struck");
-}
-
-void TestSimulatorFaults::repeatsWithItsSeed()
-{
-    const char plan[] = "cut 0.3\nnoise-inside 0.3 4\nno-reply 0.25";
-    FaultEngine first = engine(plan, 42);
-    FaultEngine second = engine(plan, 42);
-    FaultEngine other = engine(plan, 43);
-    bool differs = false;
-    for (int i = 0; i < 2000; ++i) {
-        const FaultedReply reply = first.apply("0123456789\r\n");
-        const FaultedReply again = second.apply("0123456789\r\n");
-        QCOMPARE(reply.chunks.isEmpty(), again.chunks.isEmpty());
-        if (!reply.chunks.isEmpty())
-            QCOMPARE(reply.chunks.first().bytes, again.chunks.first().bytes);
-        differs = differs || scheduled(reply) != scheduled(other.apply("0123456789\r\n"));
-    }
-    QVERIFY(differs);
-    const quint64 struck = first.count(FAULT_NO_REPLY);
-    QVERIFY2(struck > 400 && struck < 600, QByteArray::number(struck).constData());
-}
-
-void TestSimulatorFaults::bringsAnImageBack()
-{
-    const QByteArray image("device,value\n"
-                           "R1215,1\n"
-                           "R99915,1\n"
-                           "B1F,1\n"
-                           "DM0,65535\n"
-                           "DM65534,1\n"
-                           "W1FF,4660\n"
-                           "T12,\"1,100,4294967295\"\n"
-                           "T13,\"0,0,5\"\n"
-                           "CTC7,\"1,0,0\"\n"
-                           "AT3,77\n");
-    PlcMemory memory;
-    QByteArray error;
-    QVERIFY2(loadPlcMemoryImage(image, &memory, &error), error.constData());
-    QCOMPARE(plcMemoryImage(memory), image);
-    QVERIFY(memory.bit("R", 12, 15) && memory.bit("B", 1, 15) && memory.timer("T", 12).contact);
-    QCOMPARE(memory.word("W", 0x1FF), quint16(0x1234));
-    QCOMPARE(memory.timer("T", 12).current, 100u);
-    // As a spreadsheet may write it, and on top of what is there.
-    const QByteArray more("device,value\r\n\r\nDM1,\"2\"\r\nTS13,6\r\nDM0,0\r\nT12,0,1,2");
-    QVERIFY2(loadPlcMemoryImage(more, &memory, &error), error.constData());
-    QCOMPARE(memory.word("DM", 0) + memory.word("DM", 1), 2);
-    QCOMPARE(memory.timer("T", 13).preset, 6u);
-    QCOMPARE(memory.timer("T", 12).preset, 2u);
-}
-
-// The device's value at 0, 500, 1000 and 2750 ms.
-void TestSimulatorFaults::livesByTheClock_data()
-{
-    QTest::addColumn<QByteArray>("values");
-    QTest::newRow("DM1=counter:3,500") << QByteArray("0 3 6 15 ");
-    QTest::newRow("DM1=counter:40000,1000") << QByteArray("0 0 40000 14464 ");
-    QTest::newRow("DM1=ramp:10,19,1000") << QByteArray("10 15 10 17 ");
-    QTest::newRow("DM1=sine:100,200,1000") << QByteArray("150 150 150 100 ");
-    QTest::newRow("DM1=sine:0,65535,2000") << QByteArray("32768 65535 32768 55938 ");
-}
-
-void TestSimulatorFaults::livesByTheClock()
-{
-    LiveValues live;
-    PlcMemory memory;
-    QByteArray error;
-    QVERIFY2(live.add(QTest::currentDataTag(), &error), error.constData());
-    QByteArray values;
-    const int times[] = {0, 500, 1000, 2750};
-    for (const int elapsedMs : times) {
-        live.refresh(elapsedMs, &memory);
-        values += QByteArray::number(memory.word("DM", 1)) + ' ';
-    }
-    QTEST(values, "values");
-}
-
-void TestSimulatorFaults::letsNobodyWriteReadOnlyDevices()
-{
-    SimulatedPlc plc;
-    QByteArray error;
-    const char *const ranges[] = {"DM100-DM199", "R1203-R1205", "T7", "W1F"};
-    for (const char *range : ranges)
-        QVERIFY2(plc.memory().protect(range, &error), error.constData());
-    const char *const granted[] = {
-        "CR 00", "WRS DM99.H 1 0001", "WRS DM200.H 1 0001", "ST R1202", "WRS R1206 2 1 1",
-        "ST T8", "WRS EM100.H 1 0001"};
-    for (const char *line : granted)
-        QVERIFY2(!plc.receive(QByteArray(line) + "\r\n").startsWith('E'), line);
-    const char *const refused[] = {"WRS DM99.H 2 0002 0002",
-                                   "WRS DM199.H 1 0001",
-                                   "ST R1203",
-                                   "RS R1205",
-                                   "WRS R1200.H 1 0000",
-                                   "WRS T7 1 0000000001",
-                                   "WRS TS7 1 0000000001",
-                                   "ST T7",
-                                   "WRS W001F.H 1 0001"};
-    for (const char *line : refused)
-        QCOMPARE(plc.receive(QByteArray(line) + "\r\n"), QByteArray("E4\r\n"));
-    QCOMPARE(plc.receive("RDS DM99.H 2\r\n"), QByteArray("0001 0000\r\n"));
-}
-
-void TestSimulatorFaults::refusesNonsense_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QByteArray>("reason");
-    const struct {
-        const char *row; // reader, blank, text
-        const char *reason;
-    } rows[] = {
-        {"fault nonsense", "split, late"},
-        {"fault ", "unknown fault"},
-        {"fault cut:", "\"\" is no probability"},
-        {"fault cut:0.1,", "\"\" is no number of bytes kept from 1 to 100000"},
-        {"fault cut:1.01", "no probability"},
-        {"fault cut:nan", "no probability"},
-        {"fault cut:every", "names no number"},
-        {"fault cut:every 0", "names no number"},
-        {"fault cut:once 1 2 3", "\"3\" is too much"},
-        {"fault error-reply:1,10", "no error digit from 0 to 9"},
-        {"fault doubled:1,2", "takes no \"2\""},
-        {"faults late;;#;later 1;", "line 4: unknown fault \"later\""},
-        {"image ", "line 1: the first line"},
-        {"image DM1,1;", "line 1: the first line"},
-        {"image device,value;DM0,1;;DM1;", "line 4: \"DM1\" is not device,value"},
-        {"image device,value;DM0,1;DX1,1;", "line 3: no such device: \"DX1\""},
-        {"image device,value;DM0,1;DM1,65536;", "line 3: \"65536\" is no value from 0 to 65535"},
-        {"image device,value;DM0,1;DM1,;", "line 3: \"\" is no value"},
-        {"image device,value;DM0,1;T1,5;", "line 3: 5 is not \"contact,current,preset\""},
-        {"image device,value;DM0,1;T1,\"2,0,0\";", "line 3: \"2,0,0\" is not"},
-        {"live DX1=counter:1,1", "no such device"},
-        {"live DM1", "no such device"},
-        {"live DM1=counter:1", "\"counter:1\" is not counter:STEP,PERIOD"},
-        {"live DM1=counter:1,0", "a period in ms from 1 on"},
-        {"live DM1=ramp:5,4,10", "\"ramp:5,4,10\" is not"},
-        {"live DM1=ramp:0,65536,10", "values from 0 to 65535"},
-        {"live DM1=saw:0,1,10", "\"saw:0,1,10\" is not"},
-        {"area DM5-DM4", "does not go from"},
-        {"area DM1-EM2", "does not go from"},
-        {"area DM1-", "no such devices"},
-        {"area DM1-DM2-DM3", "no such devices"},
-    };
-    for (const auto &row : rows)
-        QTest::newRow(row.row) << file(row.row) << QByteArray(row.reason);
-}
-
-void TestSimulatorFaults::refusesNonsense()
-{
-    QFETCH(QByteArray, text);
-    QFETCH(QByteArray, reason);
-    const QByteArray reader = text.left(text.indexOf(' '));
-    text = text.mid(reader.size() + 1);
-    FaultPlan plan;
-    PlcMemory memory;
-    LiveValues live;
-    QByteArray error;
-    const bool taken = reader == "fault"    ? plan.addOption(text, &error)
-                       : reader == "faults" ? plan.addFile(text, &error)
-                       : reader == "image"  ? loadPlcMemoryImage(text, &memory, &error)
-                       : reader == "live"   ? live.add(text, &error)
-                                            : memory.protect(text, &error);
-    QVERIFY(!taken);
-    QVERIFY2(error.contains(reason), error.constData());
-    QVERIFY(plan.rules().empty());
-    QCOMPARE(memory.word("DM", 0), quint16(0));
-}
 
 QTEST_APPLESS_MAIN(TestSimulatorFaults)
 #include "tst_simulator_faults.moc"

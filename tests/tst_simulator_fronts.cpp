@@ -1,12 +1,9 @@
-/// The simulated PLC behind a pseudo-terminal and a TCP port, and the program kvsim around both.
+/// The simulated PLC behind a pseudo-terminal and a TCP port.
 #include "simulator/background_simulator.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
 
-#include <QtCore/QFileInfo>
-#include <QtCore/QProcess>
-#include <QtCore/QTemporaryDir>
-#include <QtCore/QTemporaryFile>
+#include <QtCore/QFile>
 #include <QtNetwork/QTcpSocket>
 #include <QtTest/QtTest>
 
@@ -59,25 +56,8 @@ QByteArray exchange(QTcpSocket &client, const QByteArray &request, int replySize
 
 bool connectTo(QTcpSocket &client, quint16 port)
 {
-    client.connectToHost(QStringLiteral("127.0.0.1"), port);
+    client.connectToHost("127.0.0.1", port);
     return client.waitForConnected(DEADLINE_MS);
-}
-
-// Starts kvsim; its first line, or nothing when it ended without one.
-QByteArray start(QProcess &program, const QString &arguments)
-{
-    program.start(QStringLiteral(KVSIM_PROGRAM), arguments.split(QLatin1Char(' ')));
-    while (!program.canReadLine() && program.waitForReadyRead(DEADLINE_MS))
-        continue;
-    return program.readLine().trimmed();
-}
-
-// The exit code; -1 for a program that was ended by force or did not end.
-int finish(QProcess &program)
-{
-    program.waitForFinished(DEADLINE_MS);
-    const bool ended = program.state() == QProcess::NotRunning;
-    return ended && program.exitStatus() == QProcess::NormalExit ? program.exitCode() : -1;
 }
 
 } // namespace
@@ -86,154 +66,96 @@ class TestSimulatorFronts : public QObject
 {
     Q_OBJECT
 private slots:
-    void terminalPassesBytesUnchanged();
-    void terminalDropsRepliesThatNobodyReads();
-    void tcpSharesDevicesWithClientsAndThePortWithNobody();
-    void tcpDropsRepliesThatNobodyReads();
-    void programServesLinkUntilStopped();
-    void programReplacesLinksOnly();
-    void programRefusesCommandLine_data();
-    void programRefusesCommandLine();
-};
-
-void TestSimulatorFronts::terminalPassesBytesUnchanged()
-{
-    std::unique_ptr<BackgroundSimulator> simulator(new BackgroundSimulator(1));
-    QString error;
-    QVERIFY2(simulator->start(&error), qPrintable(error));
-    const QByteArray path = simulator->path().toLatin1();
+    void terminalPassesBytesUnchanged()
     {
+        std::unique_ptr<BackgroundSimulator> simulator(new BackgroundSimulator(1));
+        QString error;
+        QVERIFY2(simulator->start(&error), qPrintable(error));
+        const QByteArray path = simulator->path().toLatin1();
+        {
+            Terminal client(path);
+            // An echo, or a CR or LF translated in either direction, would show in these bytes.
+            QCOMPARE(exchange(client, "CR 01\r\nCQ\nCQ\r\n", 15),
+                     QByteArray("CC 01\r\nE1\r\nCF\r\n"));
+            // Control characters must reach the PLC, and not the terminal's line discipline.
+            QCOMPARE(exchange(client, "\x03\x04\x11\x13\x1A\r\nCR 01\r\nWRS DM5.H", 11),
+                     QByteArray("E1\r\nCC 01\r\n"));
+        }
+        // The line outlives its client, and ends with the simulator.
         Terminal client(path);
-        // An echo, or a CR or LF translated in either direction, would show in these bytes.
-        QCOMPARE(exchange(client, "CR 01\r\nCQ\nCQ\r\n", 15), QByteArray("CC 01\r\nE1\r\nCF\r\n"));
-        // Control characters must reach the PLC, and not the terminal's line discipline.
-        QCOMPARE(exchange(client, "\x03\x04\x11\x13\x1A\r\nCR 01\r\nWRS DM5.H", 11),
-                 QByteArray("E1\r\nCC 01\r\n"));
+        QCOMPARE(exchange(client, " 1 00FF\r\nRDS DM5.H 1\r\n", 10), QByteArray("OK\r\n00FF\r\n"));
+        simulator.reset();
+        QVERIFY(!QFile::exists(path));
     }
-    // The line outlives its client, and ends with the simulator.
-    Terminal client(path);
-    QCOMPARE(exchange(client, " 1 00FF\r\nRDS DM5.H 1\r\n", 10), QByteArray("OK\r\n00FF\r\n"));
-    simulator.reset();
-    QVERIFY(!QFile::exists(path));
-}
 
-void TestSimulatorFronts::terminalDropsRepliesThatNobodyReads()
-{
-    PlcMemory memory;
-    PtyFront front(memory, 0);
-    QString error;
-    QVERIFY2(front.open(&error), qPrintable(error));
-    Terminal client(front.path().toLatin1());
-    QCOMPARE(exchange(client, "CR 00\r\n", 7), QByteArray("CC 00\r\n"));
-
-    quint64 sent = 0;
-    while (front.droppedReplies() < 3 && sent < 1000) {
-        exchange(client, "RDS DM0.H 1000\r\n", 0);
-        ++sent;
-        QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == sent + 1; }));
-    }
-    QCOMPARE(front.droppedReplies(), quint64(3));
-
-    const int kept = static_cast<int>(sent - front.droppedReplies());
-    const QByteArray reply = "0000" + QByteArray(" 0000").repeated(999) + "\r\n";
-    QVERIFY(exchange(client, QByteArray(), kept * 5001) == reply.repeated(kept));
-    QCOMPARE(exchange(client, "CQ\r\n", 4), QByteArray("CF\r\n"));
-}
-
-void TestSimulatorFronts::tcpSharesDevicesWithClientsAndThePortWithNobody()
-{
-    PlcMemory memory;
-    TcpFront front(memory, 1);
-    QString error;
-    QVERIFY2(front.listen(QStringLiteral("localhost"), 0, &error), qPrintable(error));
-    TcpFront other(memory, 1);
-    QVERIFY(!other.listen(QStringLiteral("127.0.0.1"), front.port(), &error));
-    QVERIFY2(error.startsWith(QLatin1String("cannot listen at 127.0.0.1:")), qPrintable(error));
-    QTcpSocket second;
-    QVERIFY(connectTo(second, front.port()));
+    void terminalDropsRepliesThatNobodyReads()
     {
-        QTcpSocket first;
-        QVERIFY(connectTo(first, front.port()));
-        QCOMPARE(exchange(first, "CR 01\r\nWRS DM1.H 1 0007\r\nRDS DM", 11),
-                 QByteArray("CC 01\r\nOK\r\n"));
-        QCOMPARE(exchange(second, "RDS DM1.H 1\r\nCR 01\r\n", 11), QByteArray("E1\r\nCC 01\r\n"));
-        QCOMPARE(exchange(first, "1.H 1\r\n", 6), QByteArray("0007\r\n"));
+        PlcMemory memory;
+        PtyFront front(memory, 0);
+        QString error;
+        QVERIFY2(front.open(&error), qPrintable(error));
+        Terminal client(front.path().toLatin1());
+        QCOMPARE(exchange(client, "CR 00\r\n", 7), QByteArray("CC 00\r\n"));
+
+        quint64 sent = 0;
+        while (front.droppedReplies() < 3 && sent < 1000) {
+            exchange(client, "RDS DM0.H 1000\r\n", 0);
+            ++sent;
+            QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == sent + 1; }));
+        }
+        QCOMPARE(front.droppedReplies(), quint64(3));
+
+        const int kept = static_cast<int>(sent - front.droppedReplies());
+        const QByteArray reply = "0000" + QByteArray(" 0000").repeated(999) + "\r\n";
+        QVERIFY(exchange(client, QByteArray(), kept * 5001) == reply.repeated(kept));
+        QCOMPARE(exchange(client, "CQ\r\n", 4), QByteArray("CF\r\n"));
     }
-    QCOMPARE(exchange(second, "RDS DM1.H 1\r\n", 6), QByteArray("0007\r\n"));
-    QCOMPARE(front.counts().requests, quint64(6));
-    QCOMPARE(front.counts().errors, quint64(1));
-}
 
-void TestSimulatorFronts::tcpDropsRepliesThatNobodyReads()
-{
-    PlcMemory memory;
-    TcpFront front(memory, 0);
-    QString error;
-    QVERIFY2(front.listen(QStringLiteral("127.0.0.1"), 0, &error), qPrintable(error));
-    QTcpSocket client;
-    client.setReadBufferSize(1024);
-    QVERIFY(connectTo(client, front.port()));
-    // More than a socket's buffers ever hold.
-    const int requests = 5000;
-    client.write("CR 00\r\n" + QByteArray("RDS DM0.H 1000\r\n").repeated(requests));
-    QVERIFY(
-        QTest::qWaitFor([&]() { return front.counts().requests == requests + 1; }, DEADLINE_MS));
-    QVERIFY(front.droppedReplies() > 0);
-    const int kept = requests - static_cast<int>(front.droppedReplies());
-    client.setReadBufferSize(0);
-    QCOMPARE(exchange(client, QByteArray(), 7 + kept * 5001).size(), 7 + kept * 5001);
-}
-
-void TestSimulatorFronts::programServesLinkUntilStopped()
-{
-    QTemporaryDir directory;
-    const QString path = directory.filePath(QStringLiteral("plc"));
-    QVERIFY(QFile::link(QStringLiteral("nowhere"), path));
-    QProcess program;
-    const QByteArray ready = start(
-        program, QStringLiteral("--station 12 --set DM100=4660 --set R1215=1 --link ") + path);
-    QCOMPARE(ready, "pty " + QFile::symLinkTarget(path).toLatin1());
+    void tcpSharesDevicesWithClientsAndThePortWithNobody()
     {
-        Terminal client(path.toLocal8Bit());
-        QCOMPARE(exchange(client, "CR 12\r\nRDS DM100.H 1\r\nRDS R1215 1\r\nCR\r\n", 20),
-                 QByteArray("CC 12\r\n1234\r\n1\r\nE1\r\n"));
+        PlcMemory memory;
+        TcpFront front(memory, 1);
+        QString error;
+        QVERIFY2(front.listen("localhost", 0, &error), qPrintable(error));
+        TcpFront other(memory, 1);
+        QVERIFY(!other.listen("127.0.0.1", front.port(), &error));
+        QVERIFY2(error.startsWith("cannot listen at 127.0.0.1:"), qPrintable(error));
+        QTcpSocket second;
+        QVERIFY(connectTo(second, front.port()));
+        {
+            QTcpSocket first;
+            QVERIFY(connectTo(first, front.port()));
+            QCOMPARE(exchange(first, "CR 01\r\nWRS DM1.H 1 0007\r\nRDS DM", 11),
+                     QByteArray("CC 01\r\nOK\r\n"));
+            QCOMPARE(exchange(second, "RDS DM1.H 1\r\nCR 01\r\n", 11),
+                     QByteArray("E1\r\nCC 01\r\n"));
+            QCOMPARE(exchange(first, "1.H 1\r\n", 6), QByteArray("0007\r\n"));
+        }
+        QCOMPARE(exchange(second, "RDS DM1.H 1\r\n", 6), QByteArray("0007\r\n"));
+        QCOMPARE(front.counts().requests, quint64(6));
+        QCOMPARE(front.counts().errors, quint64(1));
     }
-    program.terminate();
-    QCOMPARE(finish(program), 0);
-    QCOMPARE(program.readAllStandardOutput(), QByteArray());
-    QCOMPARE(program.readAllStandardError(),
-             QByteArray("kvsim: 4 requests, 1 error replies, 0 replies dropped\n"));
-    QVERIFY(!QFileInfo(path).isSymLink());
-}
 
-void TestSimulatorFronts::programReplacesLinksOnly()
-{
-    QTemporaryFile file;
-    QVERIFY(file.open() && file.write("precious") == 8 && file.flush());
-    QProcess program;
-    QCOMPARE(start(program, QStringLiteral("--link ") + file.fileName()), QByteArray());
-    QCOMPARE(finish(program), 3);
-    QCOMPARE(QFileInfo(file.fileName()).size(), qint64(8));
-}
-
-void TestSimulatorFronts::programRefusesCommandLine_data()
-{
-    QTest::addColumn<int>("exitCode");
-    for (const char *arguments :
-         {"--verbose", "stray", "--pty --tcp 0", "--tcp 0 --link plc", "--station 100",
-          "--station -1", "--tcp ::1:0", "--tcp 65536", "--tcp ", "--link ", "--set XX1=1"})
-        QTest::newRow(arguments) << 2;
-    for (const char *arguments : {"--tcp nowhere:0", "--link no/such/directory/plc"})
-        QTest::newRow(arguments) << 3;
-}
-
-void TestSimulatorFronts::programRefusesCommandLine()
-{
-    QProcess program;
-    QCOMPARE(start(program, QString::fromLatin1(QTest::currentDataTag())), QByteArray());
-    QTEST(finish(program), "exitCode");
-    QVERIFY(!program.readAllStandardError().isEmpty());
-}
+    void tcpDropsRepliesThatNobodyReads()
+    {
+        PlcMemory memory;
+        TcpFront front(memory, 0);
+        QString error;
+        QVERIFY2(front.listen("127.0.0.1", 0, &error), qPrintable(error));
+        QTcpSocket client;
+        client.setReadBufferSize(1024);
+        QVERIFY(connectTo(client, front.port()));
+        // More than a socket's buffers ever hold.
+        const int requests = 5000;
+        client.write("CR 00\r\n" + QByteArray("RDS DM0.H 1000\r\n").repeated(requests));
+        QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == requests + 1; },
+                                DEADLINE_MS));
+        QVERIFY(front.droppedReplies() > 0);
+        const int kept = requests - static_cast<int>(front.droppedReplies());
+        client.setReadBufferSize(0);
+        QCOMPARE(exchange(client, QByteArray(), 7 + kept * 5001).size(), 7 + kept * 5001);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestSimulatorFronts)
 #include "tst_simulator_fronts.moc"

@@ -1,9 +1,19 @@
-/// A plain reading of what the driver has to send and to return, for its fuzz target.
-#ifndef FUZZ_DRIVER_MODEL_H
-#define FUZZ_DRIVER_MODEL_H
+/// What the driver has to send for a request and to return for its replies, told plainly.
+#ifndef TESTS_DRIVER_MODEL_H
+#define TESTS_DRIVER_MODEL_H
 
 #include "drivers/communicator_command.h"
-#include "fuzz/driver_channel.h"
+
+#include <QtCore/QByteArray>
+
+#include <cstdio>
+#include <cstring>
+
+/// What the items of a data line's reply look like; FormOk and FormAny are the writes' replies.
+enum Form { FormBits, FormWords, FormNumbers, FormTimers, FormOk, FormAny };
+
+/// An item of each form; h, d, b: hexadecimal, decimal, binary digit.
+static const char *const ITEM_SHAPES[] = {"b", "hhhh", "dddddddddd", "b,dddddddddd,dddddddddd"};
 
 /// One request, what its line has to say and what its reply means.
 struct DriverModel {
@@ -34,8 +44,33 @@ struct DriverModel {
 /// A reply's text ends at its first zero byte.
 inline QByteArray textOf(const QByteArray &received)
 {
-    const int end = received.indexOf('\0');
-    return end < 0 ? received : received.left(end);
+    return received.constData();
+}
+
+/// Whether a character is of a kind that the shapes have.
+inline bool isA(char kind, char c)
+{
+    return kind == 'b'   ? c == '0' || c == '1'
+           : kind == 'd' ? c >= '0' && c <= '9'
+           : kind == 'h' ? c != '\0' && std::strchr("0123456789abcdefABCDEF", c) != 0
+                         : c == kind;
+}
+
+/// Whether a text is a row of items of a shape.
+inline bool areItems(const QByteArray &text, const QByteArray &itemShape)
+{
+    const QByteArray shape = itemShape + ' ';
+    bool right = !text.isEmpty() && (text.size() + 1) % shape.size() == 0;
+    for (int i = 0; i < text.size(); ++i)
+        right = right && isA(shape.at(i % shape.size()), text.at(i));
+    return right;
+}
+
+inline bool isErrorReply(const QByteArray &received)
+{
+    const QByteArray text = textOf(received);
+    return text.size() == 4 && text.startsWith('E') && isA('d', text.at(1)) &&
+           text.endsWith("\r\n");
 }
 
 inline bool beginsWithOneOf(const QByteArray &text, const char *const *beginnings)
@@ -102,31 +137,15 @@ inline QByteArray DriverModel::lineTail() const
 
 inline bool DriverModel::fits(const QByteArray &received) const
 {
-    static const char *const SHAPES[] = {"b", "hhhh", "dddddddddd", "b,dddddddddd,dddddddddd"};
     if (form == FormOk || form == FormAny)
         return form == FormAny || received.startsWith("OK\r\n");
     const QByteArray text = textOf(received);
-    const QByteArray shape(SHAPES[form]);
-    const int stride = shape.size() + 1;
-    if (!text.endsWith("\r\n") || (text.size() - 1) % stride != 0)
-        return false;
-    for (int i = 0; i < text.size() - 2; ++i) {
-        const char kind = i % stride == shape.size() ? ' ' : shape.at(i % stride);
-        const char *allowed = kind == 'b'   ? "01"
-                              : kind == 'd' ? "0123456789"
-                              : kind == 'h' ? "0123456789abcdefABCDEF"
-                              : kind == ',' ? ","
-                                            : " ";
-        if (!std::strchr(allowed, text.at(i)))
-            return false;
-    }
-    return text.size() > 2;
+    return text.endsWith("\r\n") && areItems(text.left(text.size() - 2), ITEM_SHAPES[form]);
 }
 
 inline QByteArray DriverModel::decoded(const QByteArray &received) const
 {
-    static const int STRIDES[] = {2, 5, 11, 24};
-    const int stride = STRIDES[form];
+    const int stride = static_cast<int>(std::strlen(ITEM_SHAPES[form])) + 1;
     const QByteArray text = textOf(received);
     QByteArray result(length, '\0');
     for (int item = 0; item < items && item * stride < text.size() - 2; ++item) {
