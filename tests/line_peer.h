@@ -1,4 +1,5 @@
-/// The far end of a line, played by a test: a pseudo-terminal's master or a TCP server on this machine.
+/// The far end of a line, played by a test: a pseudo-terminal's master or a TCP server on this
+/// machine.
 #ifndef TESTS_LINE_PEER_H
 #define TESTS_LINE_PEER_H
 

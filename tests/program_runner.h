@@ -11,7 +11,8 @@
 /// Far longer than any run of a program takes.
 const int PATIENCE_MS = 20000;
 
-/// A time-out that a PLC which answers at once always keeps, while a test can still afford to wait for its end.
+/// A time-out that a PLC which answers at once always keeps, while a test can still afford to wait
+/// for its end.
 const int REPLY_MS = 100 * KV_TEST_PATIENCE;
 
 /// How a program ended; the status is -1 when it did not end by itself.
@@ -21,8 +22,8 @@ struct Outcome {
     QString err;
 };
 
-/// Sends SIGINT. The id of a program that does not run is 0, by which kill() means every process of this
-/// group.
+/// Sends SIGINT. The id of a program that does not run is 0, by which kill() means every process of
+/// this group.
 inline void interrupt(const QProcess &process)
 {
     if (process.processId() > 0)

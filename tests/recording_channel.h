@@ -18,7 +18,8 @@ struct Exchange {
     bool ended; ///< nothing came, the reply's last byte is LF, or there is no room for more
 };
 
-/// Where the replies come from is the derived class's. The first call that has no cause is kept in `wrong`.
+/// Where the replies come from is the derived class's. The first call that has no cause is kept in
+/// `wrong`.
 class RecordingChannel : public AbstractDeviceInterface
 {
 public:

@@ -15,8 +15,8 @@ QByteArray hexOf(const std::vector<unsigned char> &bytes)
         .toHex();
 }
 
-// Packs one item both ways and unpacks it again. Every buffer is exactly as long as the item, so that
-// the address sanitizer sees a byte too many.
+// Packs one item both ways and unpacks it again. Every buffer is exactly as long as the item, so
+// that the address sanitizer sees a byte too many.
 template <typename T>
 void checkItem(const char *format, int count, const QByteArray &expected)
 {

@@ -18,8 +18,8 @@ QByteArray repeated(const char *item, int count)
     return items;
 }
 
-// Rows give the data line and its reply, and the data or the error; opening and closing around them are
-// the same for all.
+// Rows give the data line and its reply, and the data or the error; opening and closing around them
+// are the same for all.
 const struct {
     const char *name;
     CommandKind kind;

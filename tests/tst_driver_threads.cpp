@@ -1,5 +1,5 @@
-// Drivers in several threads, each with a channel of its own, out of the plug-in's file. Without QtTest,
-// whose watchdog thread the thread sanitizer reports now and then.
+// Drivers in several threads, each with a channel of its own, out of the plug-in's file. Without
+// QtTest, whose watchdog thread the thread sanitizer reports now and then.
 #include "tests/driver_work.h"
 
 #include <QtCore/QLibrary>

@@ -34,8 +34,8 @@ B ending(bool success, const B &result, B error)
     return (success ? "ok:" : "failed:") + result + ":" + error;
 }
 
-// Makes a request. What was called, "!" for a discard and ">" and the line for a write, and how it ended;
-// or what the oracle finds wrong about it.
+// Makes a request. What was called, "!" for a discard and ">" and the line for a write, and how it
+// ended; or what the oracle finds wrong about it.
 B driven(const Request &request, FaultyChannel &channel)
 {
     DriverKV_L20V_HostLink driver;
@@ -340,7 +340,8 @@ private slots:
                     const B told = "reply " + B::number(hit) + " starting with hex " +
                                    chunks.value(0).toHex() + "\n" + outcome;
                     QVERIFY2(!outcome.startsWith("wrong"), told.constData());
-                    // With one attempt a refused first contact keeps the second from being asked for.
+                    // With one attempt a refused first contact keeps the second from being asked
+                    // for.
                     QVERIFY2(retries == 0 || channel.peer.heard() > hit, told.constData());
                     const bool right = !refused && outcome.contains(B("|ok:") + asked.good + ":");
                     unseen += retries == 1 && outcome.contains("|ok:") && !right ? 1 : 0;

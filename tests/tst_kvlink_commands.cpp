@@ -1,5 +1,5 @@
-// kvlink's trace, statistics and the commands monitor, ping, bench, replay and list-ports, as a user
-// runs them against kvsim.
+// kvlink's trace, statistics and the commands monitor, ping, bench, replay and list-ports, as a
+// user runs them against kvsim.
 #include "apps/kvlink/schedule.h"
 #include "apps/kvlink/statistics.h"
 #include "host/trace_log.h"
@@ -118,7 +118,8 @@ const struct {
      "2 requests"},
     {"TCP monitor DM100=1", 2, "", "value to write"},
     {"--station 8 --timeout 20 ping --count 2 --interval 1 --tcp PLACE", 4, "",
-     "2: no reply to \"CR 08\" on .*\nkvlink: 2 requests, 0 replies, 0 retries, 2 time-outs, 2 errors\n"},
+     "2: no reply to \"CR 08\" on .*\nkvlink: 2 requests, 0 replies, 0 retries, "
+     "2 time-outs, 2 errors\n"},
 };
 
 } // namespace
@@ -225,7 +226,8 @@ private slots:
         const Outcome outcome = ended(&monitor);
         QCOMPARE(outcome.status, 0);
         const QRegularExpression form(
-            "kvlink: outage: (?:no reply to|nothing can be sent on) .*\nkvlink: the PLC answers again "
+            "kvlink: outage: (?:no reply to|nothing can be sent on) .*\n"
+            "kvlink: the PLC answers again "
             "after \\d+\\.\\d s\n"
             "kvlink: \\d+ requests, \\d+ replies, 0 retries, .*; min .* ms");
         QVERIFY2(form.match(outcome.err).hasMatch(), qPrintable(outcome.err));
@@ -256,7 +258,8 @@ private:
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text.toLatin1()) == text.size());
     }
 
-    // TCP stands for the simulator's road and station, PLACE for its address, FOLDER for the test's folder.
+    // TCP stands for the simulator's road and station, PLACE for its address, FOLDER for the test's
+    // folder.
     QStringList arguments(QString text) const
     {
         text.replace("TCP", "--station 7 --tcp PLACE").replace("PLACE", m_plc.place);

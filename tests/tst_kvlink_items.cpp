@@ -1,5 +1,5 @@
-// kvlink's items: expressions, values as data, the plan of requests, and read and write as a user runs
-// them.
+// kvlink's items: expressions, values as data, the plan of requests, and read and write as a user
+// runs them.
 #include "apps/kvlink/expression.h"
 #include "apps/kvlink/item_plan.h"
 #include "apps/kvlink/item_values.h"
@@ -105,7 +105,8 @@ const char *const REFUSED_VALUES[] = {"R0:bit=2",
                                       "DM1:bcd=1A",
                                       "T1:bcd=100000000"};
 
-// A row's name is an expression; its values become the bytes (in hexadecimal), which become the texts.
+// A row's name is an expression; its values become the bytes (in hexadecimal), which become the
+// texts.
 const struct {
     const char *name;
     QByteArray bytes;
@@ -130,8 +131,8 @@ const struct {
     {"DM1:string[5]=ab,c", "61622c6300", "ab,c"},
 };
 
-// A row's name has the expressions, and the widest gap behind "gap" or "apart". What is expected: each
-// request as its address, count and the items it serves.
+// A row's name has the expressions, and the widest gap behind "gap" or "apart". What is expected:
+// each request as its address, count and the items it serves.
 const struct {
     const char *name;
     QString requests;

@@ -1,5 +1,5 @@
-// Ports and peers that fail under the channels and under kvlink: what is told, with which status, and how
-// soon.
+// Ports and peers that fail under the channels and under kvlink: what is told, with which status,
+// and how soon.
 #include "host/device_channel.h"
 #include "host/driver_plugin.h"
 #include "host/serial_port.h"
@@ -262,7 +262,8 @@ private slots:
         QCOMPARE(peer.rest(), QByteArray());
     }
 
-    // The signals come when the open line has come. Without a signal in it the answer is all of the peer's.
+    // The signals come when the open line has come. Without a signal in it the answer is all of the
+    // peer's.
     void signalsEndARequest_data()
     {
         QTest::addColumn<bool>("isTcp");
@@ -355,7 +356,8 @@ private slots:
         }
     }
 
-    // Eight bytes of output: as many as one of Qt's own descriptors takes when it has become number 1.
+    // Eight bytes of output: as many as one of Qt's own descriptors takes when it has become
+    // number 1.
     void missesAClosedOutput()
     {
         QProcess shell;

@@ -13,8 +13,8 @@
 #include <random>
 
 /// Time passes only while the driver waits, so that a million requests with time-outs take seconds.
-/// Now and then one digit of a reply becomes another digit, which nobody can notice: the line has no
-/// checksum. Such requests are marked.
+/// Now and then one digit of a reply becomes another digit, which nobody can notice: the line has
+/// no checksum. Such requests are marked.
 class FaultyLine : public AbstractDeviceInterface
 {
 public:

@@ -1,5 +1,5 @@
-// Drives the driver through a simulated PLC that misbehaves, and compares every value read and every
-// write reported as done with what the PLC's memory may hold.
+// Drives the driver through a simulated PLC that misbehaves, and compares every value read and
+// every write reported as done with what the PLC's memory may hold.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "host/device_channel.h"
 #include "host/serial_port.h"
@@ -83,7 +83,8 @@ public:
         }
     }
 
-    // Reads everything once more: whatever happened, the PLC answers again, and holds what was written.
+    // Reads everything once more: whatever happened, the PLC answers again, and holds what was
+    // written.
     void compareAll()
     {
         for (int i = 0; i < AREA_COUNT; ++i) {
@@ -210,8 +211,8 @@ int soakInMemory(int requests, quint32 seed)
     return soak.report("in memory", requests);
 }
 
-// At the speed of a line an old reply may come just after it was looked for, and the answer to a long
-// write takes the time of that.
+// At the speed of a line an old reply may come just after it was looked for, and the answer to a
+// long write takes the time of that.
 int soakOverPty(int requests, quint32 seed, const QString &kvsim, const char *baudRate)
 {
     const int timeoutMs = *baudRate == '\0' ? 20 : 100;
