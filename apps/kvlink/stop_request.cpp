@@ -24,8 +24,8 @@ extern "C" void noteStop(int)
     const int error = errno;
     clock_gettime(CLOCK_MONOTONIC, &requestedAt);
     requested = 1;
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    static_cast<void>(std::signal(SIGINT, SIG_DFL));
+    static_cast<void>(std::signal(SIGTERM, SIG_DFL));
     const ssize_t written = write(wakeUp[1], "s", 1);
     static_cast<void>(written);
     errno = error;
