@@ -51,8 +51,7 @@ fi
 longest() {
     case $1 in
     text) echo 48 ;;
-    pack) echo 64 ;;
-    expression) echo 64 ;;
+    driver | expression | pack | simulator) echo 64 ;;
     *) echo 256 ;;
     esac
 }
