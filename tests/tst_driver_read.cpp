@@ -196,6 +196,9 @@ private slots:
             {"DM" + QByteArray(2000, '0') + "1", 1, "RDS DM00001.H 1"},
             {"DM1010", 1, "RDS DM01010.H 1"},
             {"DM10", 1, "RDS DM00010.H 1"},
+            {"DM010001", 1, "RDS DM10001.H 1"},
+            {"DM01000001", 1, "RDS DM1000001.H 1"},
+            {"DM01990001", 1, "RDS DM1990001.H 1"},
         };
         DriverKV_L20V_HostLink driver;
         for (int round = 0; round < 3; ++round) {
@@ -208,6 +211,18 @@ private slots:
             ScriptedChannel silent("");
             driver.read(&silent, CommunicatorCommand(Word, 1, QLatin1String("ZA1")));
             QVERIFY(driver.hasError());
+        }
+        // More than are kept, alike but for the beginning, the end or the number of words.
+        for (int i = 0; i < 200; ++i) {
+            const QByteArray address = (i % 2 == 0 ? "DM" : "EM") + B::number(10 + i / 2) + "0001";
+            const B end = "DM10" + B::number(1000 + i) + ".H 1";
+            for (const B &field : {address + ".H 1", end, "DM00100.H " + B::number(1 + i)}) {
+                ScriptedChannel channel(B(OPEN) + "!|>RDS " + field + "|<1234" + CLOSE);
+                const QString asked = QString::fromLatin1(field.left(field.indexOf('.')));
+                const uint words = field.mid(field.indexOf(' ')).trimmed().toUInt();
+                driver.read(&channel, CommunicatorCommand(Word, words, asked));
+                QCOMPARE(channel.fault(), QByteArray());
+            }
         }
     }
 };
