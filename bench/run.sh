@@ -196,9 +196,9 @@ serial_group() {
     start_peer "$build/bin/kvsim" --pty
     for items in 1 10 100 125 307; do serial_row words "$items"; done
     for items in 1 100 306; do serial_row write "$items"; done
-    serial_row bits 100
-    serial_row writebits 100
-    serial_row timers 10
+    for items in 1 100 307; do serial_row bits "$items"; done
+    for items in 1 100 307; do serial_row writebits "$items"; done
+    for items in 1 10 64; do serial_row timers "$items"; done
     for items in 1 307; do
         calls_row "words, $items" "$programs/serial_load" "$port" words "$items"
     done
