@@ -12,9 +12,7 @@ const int MOST_REQUESTS = 4;
 // Nothing was sent: the kind is unsupported, there is nothing to transfer, or it was refused.
 bool isSilentSuccess(const DriverModel &request)
 {
-    const bool nothing = request.write ? request.perBit && request.data.isEmpty()
-                                       : request.words && request.length == 0;
-    return !request.supported || nothing;
+    return !request.supported || (request.perBit && request.data.isEmpty());
 }
 
 bool isDeliverable(const DriverModel &request, const QString &address, int station)

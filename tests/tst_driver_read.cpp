@@ -32,6 +32,7 @@ const struct {
     {"a partial word", Byte, 3, "dm100", "!|>RDS DM00100.H 2|<1234 5678", "341278"},
     {"lower-case digits", Word, 1, "EM0", "!|>RDS EM00000.H 1|<00ff", "ff00"},
     {"a double word", DoubleWord, 1, "FM32767", "!|>RDS FM32767.H 2|<0001 8000", "01000080"},
+    {"no words", Word, 0, "DM100", "!|>RDS DM00100.H 0|<1234", ""},
     {"a block", Block, 2, "ZF1", "!|>RDS ZF00001.H 1|<ABCD", "cdab"},
     {"relay channel", Word, 1, "R12", "!|>RDS R01200.H 1|<0001", "0100"},
     {"link relay channel", Word, 1, "B1F", "!|>RDS B01F0.H 1|<0001", "0100"},
@@ -96,7 +97,7 @@ const struct {
     {"no number", Word, 1, "B1G", 0, "address \"B1G\" holds no device number"},
     {"number above 32 bits", Word, 1, "W100000000", 0,
      "address \"W100000000\" holds no device number"},
-    {"device not in the table", Word, 1, "ZA1", 0, "address \"ZA1\" names no known device"},
+    {"device not in the table", Word, 0, "ZA1", 0, "address \"ZA1\" names no known device"},
     {"line too long", Bit, 1000, "CTC123456", 0,
      "read of 1000 items from address \"CTC123456\" does not fit a line of 19 characters"},
     {"line too long by one", DoubleWord, 10, "TC123456789", 0,
@@ -117,7 +118,6 @@ const struct {
     {"quad word", QuadWord, 1, "DM1", 0, ""},
     {"unknown kind", 7, 1, "DM1", 0, ""},
     {"unknown large kind", 0xFFFFFFFFu, 1, "DM1", 0, ""},
-    {"no words", Word, 0, "DM1", 0, ""},
 };
 
 } // namespace

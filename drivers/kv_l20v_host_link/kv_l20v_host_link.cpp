@@ -322,7 +322,7 @@ QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
     if (!KV_L20V_HexWordDataFormat(address))
         return checkCarriedAddress(addressText) ? readUInt32s(device, address, byteLength)
                                                 : QByteArray();
-    const int length = byteLength == 0 ? 0 : packReadHexWordsCmd(address, words);
+    const int length = packReadHexWordsCmd(address, words);
     if (length == 0)
         return QByteArray();
     m_requestLines.keep(addressText, words, &m_cmdBuf[0], length);
@@ -399,15 +399,16 @@ int DriverKV_L20V_HostLink::packReadHexWordsCmd(const QByteArray &address, unsig
                                            word.number, word.format, words);
 }
 
-int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words)
+int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, const QByteArray &data)
 {
     WordDevice word;
     if (!parseWordAddress(address, word))
         return 0;
+    const QByteArray words = To16bitsData(data);
     const int length = KV_L20V_HostLinkPackWRSWordsCmd(
         &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix, word.number, word.format,
         reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
-    return checkWriteLine(length, address, words.size()) ? length : 0;
+    return checkWriteLine(length, address, data.size()) ? length : 0;
 }
 
 // Records the refusal of a write line that did not fit.
@@ -432,7 +433,7 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
         return 0;
     int length = 0;
     if (KV_L20V_HexWordDataFormat(address)) {
-        length = packWriteHexWordsCmd(address, To16bitsData(data));
+        length = packWriteHexWordsCmd(address, data);
     } else {
         if (!checkCarriedAddress(command.address))
             return 0;

@@ -131,7 +131,7 @@ private:
 
     // Lines into the command buffer. Each result is the length, or 0 with the error recorded.
     int packReadHexWordsCmd(const QByteArray &address, unsigned int words);
-    int packWriteHexWordsCmd(const QByteArray &address, const QByteArray &words);
+    int packWriteHexWordsCmd(const QByteArray &address, const QByteArray &data);
 
     const QByteArray &takeAddress(const QString &address);
 

@@ -2,7 +2,6 @@
 
 #include "tools/tools.h"
 
-#include <cstdio>
 #include <cstring>
 
 namespace
@@ -53,17 +52,14 @@ public:
             character(*s);
     }
 
-    // A printf format with one conversion "%0<width>u" or "%0<width>X"; a format of another shape
-    // goes the slow way.
+    // Requires: the format begins with its only conversion, "%0<digit>u" or "%0<digit>X".
     void formatted(const char *format, unsigned int number)
     {
-        const bool known = format[0] == '%' && format[1] == '0' && isDigit(format[2]);
-        if (known && format[3] == 'u')
-            digits<10>(number, format[2] - '0');
-        else if (known && format[3] == 'X')
-            digits<16>(number, format[2] - '0');
+        const int minDigits = format[2] - '0';
+        if (format[3] == 'X')
+            digits<16>(number, minDigits);
         else
-            return printed(format, number);
+            digits<10>(number, minDigits);
         text(format + 4);
     }
 
@@ -108,15 +104,6 @@ private:
             return;
         while (n > 0)
             *m_at++ = reversed[--n];
-    }
-
-    void printed(const char *format, unsigned int number)
-    {
-        const size_t room = static_cast<size_t>(m_last - m_at) + 1;
-        const int written = m_fits ? std::snprintf(m_at, room, format, number) : -1;
-        m_fits = written >= 0 && static_cast<size_t>(written) < room;
-        if (m_fits)
-            m_at += written;
     }
 
     char *const m_start;

@@ -33,7 +33,7 @@ bool KV_L20V_BitRunDevice(const QByteArray &address);
 /// Whether the set and reset lines exist for a device prefix.
 bool KV_L20V_HasSetResetLine(const QByteArray &prefix);
 
-/// "RDS" of @p words hexadecimal words; @p format is the printf format of the device number.
+/// "RDS" of @p words hexadecimal words; @p format is the device number's in the device table.
 int KV_L20V_HostLinkPackRDSWordsCmd(char *dst, int size, const char *prefix, unsigned int number,
                                     const char *format, unsigned int words);
 
