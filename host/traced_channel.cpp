@@ -13,7 +13,8 @@ const int MAX_LINE_LENGTH = 4096;
 
 bool isErrorReply(const QByteArray &line)
 {
-    return line.size() == 4 && line.at(0) == 'E' && line.endsWith("\r\n");
+    return line.size() == 4 && line.at(0) == 'E' && line.at(1) >= '0' && line.at(1) <= '9' &&
+           line.endsWith("\r\n");
 }
 
 } // namespace
@@ -106,7 +107,9 @@ void TracedChannel::note(char direction)
             m_record.errorReply = m_line;
             m_exchangeRefused = true;
         }
-        m_exchangeDone = m_line == "CF\r\n" && !m_exchangeRefused;
+        // Until the next line, whatever comes behind it.
+        if (m_line == "CF\r\n")
+            m_exchangeDone = !m_exchangeRefused;
         return;
     }
     if (m_line.startsWith("CR ")) {

@@ -31,21 +31,27 @@ bool isSessionLine(const QByteArray &line)
     return line.startsWith("CR") || line.startsWith("CQ");
 }
 
+// What a reply to a read is made of; the driver's text alone does not tell numbers from items.
+const char *expectedItems(const QByteArray &device, const QString &driverText)
+{
+    if (driverText == QLatin1String("invalid response:"))
+        return "words of 4 hexadecimal digits";
+    if (driverText == QLatin1String("invalid response2"))
+        return "bits, 0 or 1";
+    const QByteArray letters = device.left(2).toUpper();
+    const bool part = letters == "TC" || letters == "TS" || letters == "CC" || letters == "CS";
+    return part || letters.startsWith('A') ? "numbers of 10 digits" : "timer or counter items";
+}
+
 QString expectedReply(const QByteArray &line, const QString &driverText)
 {
     if (line.startsWith("CR "))
         return QLatin1String("\"CC ") + escapedText(line.mid(3).trimmed()) + QLatin1Char('"');
     if (line.startsWith("CQ"))
         return QLatin1String("\"CF\"");
-    if (!line.startsWith("RDS"))
+    if (!line.startsWith("RDS "))
         return QLatin1String("\"OK\"");
-    if (driverText == QLatin1String("invalid response:"))
-        return QLatin1String("words of 4 hexadecimal digits");
-    if (driverText == QLatin1String("invalid response2"))
-        return QLatin1String("bits, 0 or 1");
-    if (driverText == QLatin1String("invalid response3"))
-        return QLatin1String("timer or counter items");
-    return QLatin1String("numbers of 10 digits");
+    return QLatin1String(expectedItems(line.mid(4), driverText));
 }
 
 QString noReplyText(const RequestRecord &record, const RequestPlace &place)

@@ -2,6 +2,7 @@
 
 #include <QtCore/QElapsedTimer>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
@@ -13,7 +14,9 @@
 namespace
 {
 
-volatile std::sig_atomic_t requested = 0;
+// The handler may run in any thread, also in that of a simulated PLC.
+std::atomic<bool> requested(false);
+static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler cannot take a lock");
 timespec requestedAt; // valid once it was requested
 
 // Written by the handler and never read, so that every later wait ends at once, too.
@@ -23,7 +26,7 @@ extern "C" void noteStop(int)
 {
     const int error = errno;
     clock_gettime(CLOCK_MONOTONIC, &requestedAt);
-    requested = 1;
+    requested = true;
     static_cast<void>(std::signal(SIGINT, SIG_DFL));
     static_cast<void>(std::signal(SIGTERM, SIG_DFL));
     const ssize_t written = write(wakeUp[1], "s", 1);
@@ -50,7 +53,7 @@ bool watchStopSignals()
 
 bool stopRequested()
 {
-    return requested != 0;
+    return requested;
 }
 
 qint64 msSinceStop()
