@@ -23,7 +23,8 @@ const int MIN_REST_MS = 10;
 DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
     : m_port(port), m_serialPort(qobject_cast<QSerialPort *>(port)),
       m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
-      m_timeoutMs(qMax(0, setting.timeout)), m_slowestAnswerMs(0), m_attemptFailed(false)
+      m_timeoutMs(qMax(0, setting.timeout)), m_lineMs(0), m_answerDue(false), m_slowestAnswerMs(0),
+      m_attemptFailed(false)
 {}
 
 // A socket that has lost its peer stays open. It is left alone: any further call on it would
@@ -37,13 +38,14 @@ int DeviceChannel::read(char *buffer, int maxLength)
 {
     if (!m_port->isOpen() || maxLength <= 0)
         return 0;
-    if (m_port->bytesAvailable() <= 0 && (isBroken() || !m_port->waitForReadyRead(m_timeoutMs)))
+    if (m_port->bytesAvailable() <= 0 &&
+        (isBroken() || !m_port->waitForReadyRead(m_timeoutMs + restOfLineMs())))
         return 0;
-    if (m_sinceLine.isValid()) {
+    if (m_answerDue) {
         // Forgets by an eighth, or one slow answer would make every later rest as long.
         m_slowestAnswerMs = qMax(m_slowestAnswerMs - m_slowestAnswerMs / 8,
-                                 static_cast<int>(m_sinceLine.elapsed()));
-        m_sinceLine.invalidate();
+                                 static_cast<int>(m_sinceLine.elapsed()) - m_lineMs);
+        m_answerDue = false;
     }
     return static_cast<int>(qMax<qint64>(0, m_port->read(buffer, maxLength)));
 }
@@ -63,8 +65,17 @@ int DeviceChannel::write(const char *buffer, int length)
     }
     if (pending > 0)
         discardOutput();
+    const int sent = length - static_cast<int>(qMin<qint64>(pending, length));
     m_sinceLine.start();
-    return length - static_cast<int>(qMin<qint64>(pending, length));
+    m_lineMs = m_serialPort ? transmissionMs(*m_serialPort, sent) : 0;
+    m_answerDue = true;
+    return sent;
+}
+
+// The operating system takes a line at once, and sends it as fast as the port is.
+int DeviceChannel::restOfLineMs() const
+{
+    return m_lineMs == 0 ? 0 : qMax(0, m_lineMs - static_cast<int>(m_sinceLine.elapsed()));
 }
 
 int DeviceChannel::control(int code, const QVariant &)
@@ -94,16 +105,18 @@ void DeviceChannel::discardInput()
 }
 
 // Nothing tells which line a reply belongs to, but an answer that is still due comes about as soon
-// as others did. The whole takes no longer than the time-out.
+// as others did. The whole takes no longer than a read.
 void DeviceChannel::letTheLineRest()
 {
     const int restMs = qMin(2 * m_slowestAnswerMs + MIN_REST_MS, m_timeoutMs);
     QElapsedTimer waiting;
     waiting.start();
-    int leftMs = m_timeoutMs;
-    while (leftMs > 0 && !isBroken() && m_port->waitForReadyRead(qMin(restMs, leftMs))) {
+    const int longestMs = m_timeoutMs + restOfLineMs();
+    int leftMs = longestMs;
+    while (leftMs > 0 && !isBroken() &&
+           m_port->waitForReadyRead(qMin(restMs + restOfLineMs(), leftMs))) {
         m_port->skip(m_port->bytesAvailable());
-        leftMs = m_timeoutMs - static_cast<int>(waiting.elapsed());
+        leftMs = longestMs - static_cast<int>(waiting.elapsed());
     }
     m_attemptFailed = false;
 }

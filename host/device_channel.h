@@ -12,7 +12,8 @@ class QIODevice;
 class QSerialPort;
 
 /// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. No call
-/// lasts longer than the link's time-out, whatever the peer does.
+/// lasts longer than the link's time-out, whatever the peer does; where it waits for an answer, the
+/// time-out begins when a serial port has sent the line.
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
@@ -25,7 +26,8 @@ public:
     /// Changes the time-out of the calls to come, in milliseconds; a negative one counts as 0.
     void setTimeout(int ms) { m_timeoutMs = ms < 0 ? 0 : ms; }
 
-    /// Waits at most the time-out for the first bytes and stores what is there.
+    /// Waits for the first bytes, at most the time-out from when the line before has left a serial
+    /// port, and stores what is there.
     /// @return the number of bytes, at most @p maxLength; 0 on time-out, or when the port is closed
     ///         or its peer is gone
     int read(char *buffer, int maxLength) override;
@@ -49,6 +51,7 @@ public:
 
 private:
     bool isBroken() const;
+    int restOfLineMs() const;
     void discardInput();
     void letTheLineRest();
     void discardOutput();
@@ -58,7 +61,9 @@ private:
     QAbstractSocket *m_socket; // likewise
     DriverSetting m_setting;
     int m_timeoutMs;
-    QElapsedTimer m_sinceLine; // from a line's last byte to its answer's first; else invalid
+    QElapsedTimer m_sinceLine; // since the last line was handed over
+    int m_lineMs;              // that it takes to be sent
+    bool m_answerDue;          // nothing has come since
     int m_slowestAnswerMs;     // of late
     bool m_attemptFailed;
 };

@@ -18,6 +18,13 @@ namespace
 const int MIN_BAUD_RATE = 50;
 const int MAX_BAUD_RATE = 4000000;
 
+// Start, 8 data, parity and 2 stop bits.
+const int MAX_BITS_PER_CHARACTER = 12;
+
+// An hour, so that waits can be added up; the longest line of the protocol takes six minutes at 50
+// baud.
+const qint64 MAX_TRANSMISSION_MS = 3600000;
+
 const struct {
     char letter;
     QSerialPort::Parity parity;
@@ -135,6 +142,12 @@ bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *e
         return true;
     }
     return false;
+}
+
+int transmissionMs(const QSerialPort &port, int bytes)
+{
+    const qint64 bits = qint64(MAX_BITS_PER_CHARACTER) * bytes;
+    return static_cast<int>(qMin(bits * 1000 / port.baudRate() + 1, MAX_TRANSMISSION_MS));
 }
 
 bool isIdle(const QSerialPort &port)

@@ -23,6 +23,10 @@ struct SerialPortSetting {
 /// @return true, or false with the reason in @p error; @p setting is changed only on success
 bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error);
 
+/// @return the milliseconds that an open port takes at most to send so many bytes, whatever its
+///         format: 12 bits each at its baud rate; an hour for what takes longer
+int transmissionMs(const QSerialPort &port, int bytes);
+
 /// Asks the system, without Qt's clocks and signals.
 /// @return whether an open port has certainly nothing to do: nothing received or to be sent is
 ///         left, and its peer is there. A false says that Qt has to have a look.

@@ -69,6 +69,20 @@ const struct {
     {"close-connection:once 2", 4},
 };
 
+// A reply that is cut short, and what is said of it.
+const struct {
+    const char *name;
+    QString expected;
+} CUT_REPLIES[] = {
+    {"read DM5",
+     "\"RDS DM00005.H 1\" on %1: expected words of 4 hexadecimal digits, received \"00\""},
+    {"read R5:bit", "\"RDS R5 1\" on %1: expected bits, 0 or 1, received \"0\\r\""},
+    {"read TC5", "\"RDS TC5 1\" on %1: expected numbers of 10 digits, received \"00\""},
+    {"read T5", "\"RDS T5 1\" on %1: expected timer or counter items, received \"0,\""},
+    {"read T5:bit", "\"RDS T5 1\" on %1: expected timer or counter items, received \"0,\""},
+    {"write R5:bit 1", "\"WRS R5 1 1\" on %1: expected \"OK\", received \"OK\""},
+};
+
 // 18 and 201 characters at 9600 / 11 a second, 19 and 1001 at 38400 / 10.
 const struct {
     const char *name;
@@ -138,6 +152,18 @@ private slots:
         }
     }
 
+    void saysWhatAReplyShouldBe_data() { addRows(CUT_REPLIES); }
+
+    void saysWhatAReplyShouldBe()
+    {
+        const auto &row = currentRow(CUT_REPLIES);
+        Simulator simulator(words("--pty --fault") << "cut:once 2,2");
+        const Outcome outcome = kvlink(simulator, QString("--retry 0 --timeout %1 ").arg(REPLY_MS) +
+                                                      QLatin1String(row.name));
+        const QString expected = "unusable reply to " + row.expected.arg(simulator.place);
+        QVERIFY2(outcome.err.contains(expected), qPrintable(outcome.err));
+    }
+
     void keepsTheLinesSpeed_data() { addRows(SPEEDS); }
 
     void keepsTheLinesSpeed()
@@ -158,6 +184,15 @@ private slots:
         }
         ::close(fd);
         QVERIFY2(best <= row.msToLast * 1.05, qPrintable(QString::number(best)));
+    }
+
+    // 817 characters take 936 ms, longer than an answer is waited for.
+    void waitsForAnAnswerToALongLine()
+    {
+        Simulator simulator(words("--pty --baud 9600"));
+        const QString values = QString(",7").repeated(160).mid(1);
+        const Outcome outcome = kvlink(simulator, "--retry 0 --timeout 500 write DM1=" + values);
+        QVERIFY2(outcome.status == 0, qPrintable(outcome.err));
     }
 
     void recoversFromSilence()
