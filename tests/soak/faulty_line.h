@@ -12,17 +12,26 @@
 #include <deque>
 #include <random>
 
+/// How a runtime keeps old replies away from later lines.
+struct Pacing {
+    int restUs;  ///< after a failed attempt the line has to be silent for so long
+    int delayUs; ///< before each attempt
+};
+
 /// Time passes only while the driver waits, so that a million requests with time-outs take seconds.
-/// Now and then one digit of a reply becomes another digit, which nobody can notice: the line has
-/// no checksum. Such requests are marked.
+/// Some lines do not reach the PLC. What the driver cannot notice is marked: now and then one digit
+/// of a reply becomes another digit, for the line has no checksum; and a line is lost while an old
+/// reply is there, which before a write nothing throws away.
 class FaultyLine : public AbstractDeviceInterface
 {
 public:
     enum { TIMEOUT_US = 20000, REPLY_US = 200 };
 
-    FaultyLine(PlcMemory &memory, const FaultPlan &plan, double digitRate, quint32 seed)
-        : m_plc(memory, 0), m_engine(plan), m_chance(seed), m_digitRate(digitRate), m_nowUs(0),
-          m_lastUs(0), m_silentUntilUs(0), m_digitChanged(false)
+    FaultyLine(PlcMemory &memory, const FaultPlan &plan, double lossRate, double digitRate,
+               const Pacing &pacing, quint32 seed)
+        : m_plc(memory, 0), m_engine(plan), m_chance(seed), m_lossRate(lossRate),
+          m_digitRate(digitRate), m_pacing(pacing), m_nowUs(0), m_lastUs(0), m_lost(0),
+          m_attemptFailed(false), m_digitChanged(false), m_lostBehindReply(false)
     {}
 
     int read(char *buffer, int maxLength)
@@ -43,8 +52,11 @@ public:
 
     int write(const char *buffer, int length)
     {
-        if (m_nowUs < m_silentUntilUs)
+        if (happens(m_lossRate)) {
+            ++m_lost;
+            m_lostBehindReply = m_lostBehindReply || !m_arriving.empty();
             return length;
+        }
         m_plc.append(QByteArray(buffer, length));
         QByteArray reply;
         while (m_plc.takeReply(&reply)) {
@@ -56,16 +68,34 @@ public:
 
     int control(int, const QVariant &)
     {
-        while (!m_arriving.empty() && m_arriving.front().us <= m_nowUs)
+        const int silenceUs = m_attemptFailed ? m_pacing.restUs : 0;
+        while (!m_arriving.empty() && m_arriving.front().us <= m_nowUs + silenceUs) {
+            m_nowUs = qMax(m_nowUs, m_arriving.front().us);
             m_arriving.pop_front();
+        }
+        m_nowUs += silenceUs;
+        m_attemptFailed = false;
         return 1;
     }
 
-    int getRetry() { return 2; }
+    int getRetry()
+    {
+        m_attemptFailed = true;
+        return 2;
+    }
+
     int getStationId() { return 0; }
-    unsigned long getDelay() { return 0; }
+
+    unsigned long getDelay()
+    {
+        m_nowUs += m_pacing.delayUs;
+        return 0;
+    }
 
     const FaultEngine &engine() const { return m_engine; }
+
+    /// Lines that did not reach the PLC.
+    int lost() const { return m_lost; }
 
     /// Whether a digit was changed since the last call.
     bool takeDigitChanged()
@@ -75,28 +105,36 @@ public:
         return changed;
     }
 
+    /// Whether a line was lost behind an old reply since the last call.
+    bool takeLostBehindReply()
+    {
+        const bool lost = m_lostBehindReply;
+        m_lostBehindReply = false;
+        return lost;
+    }
+
 private:
     struct Arriving {
         QByteArray bytes;
         qint64 us;
     };
 
+    bool happens(double rate) { return std::uniform_real_distribution<>()(m_chance) < rate; }
+
     void send(const QByteArray &reply)
     {
         QByteArray bytes(reply);
-        if (std::uniform_real_distribution<>()(m_chance) < m_digitRate)
+        if (happens(m_digitRate))
             changeDigit(&bytes);
         const FaultedReply faulted = m_engine.apply(bytes);
-        // A serial line keeps the order of its bytes.
-        qint64 us = qMax(m_nowUs + REPLY_US, m_lastUs);
+        // A serial line keeps the order of its bytes, each of which takes its time.
+        qint64 us = qMax(m_nowUs, m_lastUs) + REPLY_US;
         for (int i = 0; i < faulted.chunks.size(); ++i) {
             us += faulted.chunks.at(i).delayUs;
             const Arriving arriving = {faulted.chunks.at(i).bytes, us};
             m_arriving.push_back(arriving);
         }
         m_lastUs = us;
-        if (faulted.silenceMs > 0)
-            m_silentUntilUs = m_nowUs + faulted.silenceMs * 1000LL;
     }
 
     void changeDigit(QByteArray *bytes)
@@ -112,12 +150,16 @@ private:
     SimulatedPlc m_plc;
     FaultEngine m_engine;
     std::mt19937 m_chance;
+    double m_lossRate;
     double m_digitRate;
+    Pacing m_pacing;
     std::deque<Arriving> m_arriving;
     qint64 m_nowUs;
     qint64 m_lastUs; // when the last byte so far arrives
-    qint64 m_silentUntilUs;
+    int m_lost;
+    bool m_attemptFailed;
     bool m_digitChanged;
+    bool m_lostBehindReply;
 };
 
 #endif

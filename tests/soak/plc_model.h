@@ -7,10 +7,12 @@
 #include <QtCore/QVector>
 
 #include "drivers/communicator_command.h"
+#include "simulator/plc_memory.h"
 
 /// A run of items of one device that the soak reads and writes.
 struct Area {
     const char *device;
+    int first;        ///< number of the first item
     int base;         ///< of the number in an address
     CommandKind kind; ///< of the requests
     int bytes;        ///< of an item: 2 or 4; 0 for a bit
@@ -18,13 +20,44 @@ struct Area {
     int mostRead;     ///< items in one request
     int mostWritten;
 
+    /// Of an item of two words counts the device's number twice.
+    int number(int index) const { return first + index * (bytes == 4 && ofWords() ? 2 : 1); }
+
     QString address(int index) const
     {
-        return QLatin1String(device) + QString::number(index, base).toUpper();
+        return QLatin1String(device) + QString::number(number(index), base).toUpper();
+    }
+
+    /// What a request for some items counts: bytes, or items.
+    quint32 count(int items) const
+    {
+        return static_cast<quint32>(kind == Byte || kind == Block ? items * bytes : items);
+    }
+
+    /// The item in the PLC's memory, found there by the PLC's own name for it.
+    quint32 held(const PlcMemory &memory, int index) const
+    {
+        const unsigned int at = static_cast<unsigned int>(number(index));
+        if (bytes != 0 && ofWords())
+            return memory.word(device, at) |
+                   (bytes == 4 ? quint32(memory.word(device, at + 1)) << 16 : 0);
+        PlcPoint point;
+        parsePlcItemName(plcName() + QByteArray::number(at, base).toUpper(), &point);
+        return memory.value(point.area, bytes == 0 ? point.read : point.written, point.index);
+    }
+
+private:
+    QByteArray plcName() const { return device[0] == 'P' ? device + 1 : device; }
+
+    bool ofWords() const
+    {
+        const PlcItems items = findPlcDevice(plcName())->read;
+        return items == PLC_WORDS || items == PLC_BITS;
     }
 };
 
-/// Every device kind that the driver reads and writes, no two of which share memory.
+/// Every device and every kind of request that the driver reads and writes; no two rows share
+/// memory.
 extern const Area AREAS[];
 extern const int AREA_COUNT;
 

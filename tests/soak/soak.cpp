@@ -16,11 +16,23 @@
 #include <cstdio>
 
 const Area AREAS[] = {
-    {"DM", 10, Word, 2, 400, 40, 20},      {"W", 16, Word, 2, 100, 307, 100},
-    {"MR", 10, Word, 2, 20, 20, 20},       {"R", 10, BitBlock, 0, 16, 16, 16},
-    {"T", 10, DoubleWord, 4, 60, 30, 30},  {"PCTC", 10, DoubleWord, 4, 8, 8, 8},
-    {"CC", 10, DoubleWord, 4, 60, 60, 40}, {"CTC", 10, Bit, 0, 8, 8, 4},
-    {"T10", 10, Bit, 0, 10, 10, 3},        {"ZF", 10, DoubleWord, 4, 50, 50, 50},
+    // device, first number, base, kind, bytes, size, most read and written
+    {"DM", 0, 10, Word, 2, 400, 40, 20},        {"W", 0, 16, Word, 2, 400, 307, 306},
+    {"ZF", 0, 10, DoubleWord, 4, 50, 50, 50},   {"EM", 0, 10, Byte, 2, 40, 20, 20},
+    {"FM", 0, 10, Block, 2, 40, 20, 20},        {"VM", 0, 10, DoubleWord, 4, 20, 20, 20},
+    {"TM", 0, 10, Word, 2, 40, 20, 20},         {"Z", 0, 10, Word, 2, 12, 12, 12},
+    {"CM", 0, 10, Word, 2, 40, 20, 20},         {"R", 20, 10, Word, 2, 20, 20, 20},
+    {"MR", 20, 10, Word, 2, 20, 20, 20},        {"LR", 20, 10, Word, 2, 20, 20, 20},
+    {"CR", 20, 10, Word, 2, 20, 20, 20},        {"B", 0x20, 16, Word, 2, 20, 20, 20},
+    {"VB", 0x20, 16, Word, 2, 20, 20, 20},      {"T", 0, 10, DoubleWord, 4, 60, 30, 30},
+    {"TC", 100, 10, DoubleWord, 4, 60, 60, 40}, {"TS", 200, 10, DoubleWord, 4, 60, 60, 40},
+    {"C", 0, 10, DoubleWord, 4, 60, 30, 30},    {"CC", 100, 10, DoubleWord, 4, 60, 60, 40},
+    {"CS", 200, 10, DoubleWord, 4, 60, 60, 40}, {"PCTC", 0, 10, DoubleWord, 4, 8, 8, 8},
+    {"AT", 0, 10, DoubleWord, 4, 8, 8, 8},      {"R", 0, 10, BitBlock, 0, 16, 16, 16},
+    {"MR", 100, 10, BitBlock, 0, 16, 16, 16},   {"LR", 200, 10, Bit, 0, 16, 16, 16},
+    {"CR", 300, 10, BitBlock, 0, 16, 16, 16},   {"B", 0, 16, BitBlock, 0, 40, 40, 40},
+    {"VB", 0, 16, Bit, 0, 40, 40, 40},          {"T", 300, 10, Bit, 0, 10, 10, 3},
+    {"C", 300, 10, Bit, 0, 10, 10, 3},          {"CTC", 0, 10, Bit, 0, 8, 8, 4},
 };
 const int AREA_COUNT = sizeof AREAS / sizeof *AREAS;
 
@@ -34,34 +46,54 @@ const char *const FAULTS[] = {
     "wrong-close:%1",  "error-reply:%1", "no-reply:%1", "split:%1,1",
 };
 const double FAULT_RATE = 0.01;
+const double LOSS_RATE = 0.002;
 const double DIGIT_RATE = 0.0005;
 
-// An item of a double word on a word device takes two of the device's numbers.
-int numbersPerItem(const Area &area)
-{
-    return area.device == QByteArray("ZF") ? 2 : 1;
-}
+// With 2 retries a request fails when three attempts in a row do.
+const double MOST_FAILED = 0.0002;
+const int MOST_FAILED_IN_A_ROW = 5;
+
+const int PTY_BAUD = 115200;
+
+// What the driver says of a failure, to the station's letter but for the digit of an error reply.
+const char *const FAILURES[] = {
+    "PLC no response",   "Response During an Error:E", "invalid response",
+    "invalid response:", "invalid response2",          "invalid response3",
+};
+
+struct Counts {
+    int requests, done, failed;
+    int changedDigits, changedValues;          // by the line, which nobody can see
+    int writesTakenForDone;                    // by an old reply, the line being lost
+    int wrongValues, lostWrites, wrongLengths; // silently wrong
+    int flaggedSuccesses, unknownTexts, endlessOutages, longestOutage;
+    QMap<QByteArray, int> texts;
+    QMap<QByteArray, qint64> faults;
+};
 
 class Soak
 {
 public:
-    Soak(AbstractDeviceInterface &channel, FaultyLine *line, quint32 seed)
-        : m_channel(channel), m_line(line), m_chance(seed), m_failedInARow(0), m_longestOutage(0)
+    // The line and the memory are given where the PLC is in this process.
+    Soak(AbstractDeviceInterface &channel, quint32 seed, FaultyLine *line = nullptr,
+         const PlcMemory *memory = nullptr)
+        : m_channel(channel), m_line(line), m_memory(memory), m_chance(seed), m_counts(),
+          m_failedInARow(0)
     {
         for (int i = 0; i < AREA_COUNT; ++i)
             m_cells.append(QVector<Cell>(AREAS[i].size));
     }
+
+    const Counts &counts() const { return m_counts; }
 
     void request()
     {
         const int i = random(AREA_COUNT);
         const bool writing = random(3) == 0;
         const Area &area = AREAS[i];
-        const int most = qMin(writing ? area.mostWritten : area.mostRead, area.size);
-        const int count = 1 + random(most);
+        const int count = 1 + random(writing ? area.mostWritten : area.mostRead);
         const int first = random(area.size - count + 1);
-        const CommunicatorCommand command(area.kind, static_cast<quint32>(count),
-                                          area.address(first * numbersPerItem(area)));
+        const CommunicatorCommand command(area.kind, area.count(count), area.address(first));
         QByteArray data;
         QVector<quint32> values;
         if (writing)
@@ -69,17 +101,26 @@ public:
         const bool done = writing ? m_driver.write(&m_channel, command, data) == 1
                                   : !(data = m_driver.read(&m_channel, command)).isEmpty();
         const bool digitChanged = m_line && m_line->takeDigitChanged();
-        note(done, digitChanged, data.size() == (writing ? data.size() : command.byteLength()));
+        const bool lostBehindReply = m_line && m_line->takeLostBehindReply();
+        m_counts.changedDigits += digitChanged;
+        m_counts.wrongLengths += done && !writing && data.size() != command.byteLength();
+        note(done);
         for (int k = 0; k < count; ++k) {
             Cell &cell = m_cells[i][first + k];
-            if (writing && done)
+            const bool lost =
+                writing && done && m_memory && area.held(*m_memory, first + k) != values.at(k);
+            if (lost && lostBehindReply)
+                ++m_counts.writesTakenForDone;
+            else
+                m_counts.lostWrites += lost;
+            if (writing && done && !lost)
                 cell.written(values.at(k));
             else if (writing)
                 cell.perhapsWritten(values.at(k));
             else if (done && digitChanged)
-                m_counts["values that changed by a digit"] += !cell.mayBe(valueAt(area, data, k));
-            else if (done && !cell.settle(valueAt(area, data, k)))
-                ++m_counts["WRONG VALUES"];
+                m_counts.changedValues += !cell.mayBe(valueAt(area, data, k));
+            else if (done)
+                m_counts.wrongValues += !cell.settle(valueAt(area, data, k));
         }
     }
 
@@ -89,35 +130,19 @@ public:
     {
         for (int i = 0; i < AREA_COUNT; ++i) {
             const Area &area = AREAS[i];
-            for (int first = 0; first < area.size; ++first) {
-                const CommunicatorCommand command(area.kind, 1,
-                                                  area.address(first * numbersPerItem(area)));
+            for (int at = 0; at < area.size; ++at) {
+                const CommunicatorCommand command(area.kind, area.count(1), area.address(at));
                 QByteArray data;
                 for (int patience = 0; patience < 5 && data.isEmpty(); ++patience)
                     data = m_driver.read(&m_channel, command);
                 if (m_line && m_line->takeDigitChanged())
                     continue;
                 if (data.isEmpty())
-                    ++m_counts["OUTAGES THAT DID NOT END"];
-                else if (!m_cells[i][first].settle(valueAt(area, data, 0)))
-                    ++m_counts["LOST WRITES"];
+                    ++m_counts.endlessOutages;
+                else
+                    m_counts.lostWrites += !m_cells[i][at].settle(valueAt(area, data, 0));
             }
         }
-    }
-
-    int report(const QByteArray &road, int requests) const
-    {
-        std::printf("%s: %d requests, longest outage %d requests\n", road.constData(), requests,
-                    m_longestOutage);
-        int bad = 0;
-        for (QMap<QByteArray, int>::const_iterator it = m_counts.begin(); it != m_counts.end();
-             ++it) {
-            std::printf("  %-50s %8d\n", it.key().constData(), it.value());
-            if (it.key() == it.key().toUpper())
-                bad += it.value();
-        }
-        std::printf("  %-50s %8d\n", "silently wrong", bad);
-        return bad;
     }
 
 private:
@@ -146,35 +171,31 @@ private:
         return static_cast<quint32>(QByteArrayToInt(data.mid(k * area.bytes, area.bytes)));
     }
 
-    void note(bool done, bool digitChanged, bool wholeLength)
+    void note(bool done)
     {
+        ++m_counts.requests;
+        ++(done ? m_counts.done : m_counts.failed);
         m_failedInARow = done ? 0 : m_failedInARow + 1;
-        m_longestOutage = qMax(m_longestOutage, m_failedInARow);
-        if (digitChanged)
-            ++m_counts["requests with a changed digit"];
-        if (done) {
-            ++m_counts["done"];
-            if (!wholeLength)
-                ++m_counts["RESULTS OF WRONG LENGTH"];
-            if (m_driver.hasError())
-                ++m_counts["SUCCESSES WITH AN ERROR FLAG"];
+        m_counts.longestOutage = qMax(m_counts.longestOutage, m_failedInARow);
+        m_counts.flaggedSuccesses += done && m_driver.hasError();
+        if (done)
             return;
-        }
         const QByteArray text = m_driver.getLastError().toLatin1().simplified();
-        if (!m_driver.hasError() || text.isEmpty())
-            ++m_counts["FAILURES WITHOUT A TEXT"];
-        else
-            ++m_counts["failed: " + text];
+        bool known = false;
+        for (const char *failure : FAILURES)
+            known = known || text == failure || (text.startsWith("R") && text.startsWith(failure));
+        m_counts.unknownTexts += !known || !m_driver.hasError();
+        ++m_counts.texts[text];
     }
 
     AbstractDeviceInterface &m_channel;
     FaultyLine *m_line;
+    const PlcMemory *m_memory;
     DriverKV_L20V_HostLink m_driver;
     std::mt19937 m_chance;
     QVector<QVector<Cell>> m_cells;
-    QMap<QByteArray, int> m_counts;
+    Counts m_counts;
     int m_failedInARow;
-    int m_longestOutage;
 };
 
 QStringList faultOptions(int timeoutMs)
@@ -188,7 +209,78 @@ QStringList faultOptions(int timeoutMs)
     return options;
 }
 
-int soakInMemory(int requests, quint32 seed)
+void print(const char *what, qint64 count)
+{
+    std::printf("  %-50s %8lld\n", what, static_cast<long long>(count));
+}
+
+// The limits of a road, which may have none.
+class Limits
+{
+public:
+    explicit Limits(bool apply) : m_apply(apply), m_kept(true) {}
+
+    bool kept() const { return m_kept; }
+
+    void most(const char *what, int count, int limit)
+    {
+        print(what, count);
+        if (!m_apply || count <= limit)
+            return;
+        std::printf("  FAILED: not above %d\n", limit);
+        m_kept = false;
+    }
+
+private:
+    bool m_apply;
+    bool m_kept;
+};
+
+// @return whether the road is as good as it has to be
+bool report(const char *road, const Counts &counts, bool limited)
+{
+    std::printf("%s: %d requests\n", road, counts.requests);
+    Limits limits(limited);
+    int missing = 0;
+    for (QMap<QByteArray, qint64>::const_iterator it = counts.faults.begin();
+         it != counts.faults.end(); ++it) {
+        print("injected: " + it.key(), it.value());
+        missing += it.value() == 0;
+    }
+    // Of a few requests none may meet a rare fault.
+    limits.most("faults that never came", missing, counts.requests < 10000 ? missing : 0);
+    print("requests with a digit changed by the line", counts.changedDigits);
+    print("values changed so", counts.changedValues);
+    print("values lost with a line behind an old reply", counts.writesTakenForDone);
+    print("done", counts.done);
+    for (QMap<QByteArray, int>::const_iterator it = counts.texts.begin(); it != counts.texts.end();
+         ++it)
+        print("failed: " + it.key(), it.value());
+    limits.most("failed", counts.failed, 5 + static_cast<int>(MOST_FAILED * counts.requests));
+    limits.most("failed in a row", counts.longestOutage, MOST_FAILED_IN_A_ROW);
+    limits.most("outages that did not end", counts.endlessOutages, 0);
+    limits.most("failures without their text", counts.unknownTexts, 0);
+    limits.most("successes with an error flag", counts.flaggedSuccesses, 0);
+    limits.most("results of wrong length", counts.wrongLengths, 0);
+    limits.most("values silently wrong", counts.wrongValues, 0);
+    limits.most("writes silently lost", counts.lostWrites, 0);
+    std::fflush(stdout);
+    return limits.kept();
+}
+
+Counts run(Soak *soak, int requests)
+{
+    const int tenth = qMax(1, requests / 10);
+    for (int i = 0; i < requests; ++i) {
+        if (i % tenth == 0)
+            std::fprintf(stderr, "soak: %d of %d requests\n", i, requests);
+        soak->request();
+    }
+    soak->compareAll();
+    return soak->counts();
+}
+
+bool soakInMemory(const char *road, int requests, quint32 seed, const Pacing &pacing, bool limited)
 {
     PlcMemory memory;
     FaultPlan plan(seed);
@@ -196,60 +288,67 @@ int soakInMemory(int requests, quint32 seed)
         QByteArray error;
         if (!plan.addOption(option.toLatin1(), &error)) {
             std::fprintf(stderr, "soak: %s\n", error.constData());
-            return 1;
+            return false;
         }
     }
-    FaultyLine line(memory, plan, DIGIT_RATE, seed);
-    Soak soak(line, &line, seed);
-    for (int i = 0; i < requests; ++i)
-        soak.request();
-    soak.compareAll();
-    for (int kind = 0; kind < FAULT_KINDS; ++kind)
-        std::printf(
-            "  injected %-41s %8llu\n", faultName(static_cast<FaultKind>(kind)),
-            static_cast<unsigned long long>(line.engine().count(static_cast<FaultKind>(kind))));
-    return soak.report("in memory", requests);
+    FaultyLine line(memory, plan, LOSS_RATE, DIGIT_RATE, pacing, seed);
+    Soak soak(line, seed, &line, &memory);
+    Counts counts = run(&soak, requests);
+    for (int kind = 0; kind < FAULT_KINDS; ++kind) {
+        const FaultKind fault = static_cast<FaultKind>(kind);
+        if (fault != FAULT_SILENCE && fault != FAULT_CLOSE_CONNECTION)
+            counts.faults[faultName(fault)] = static_cast<qint64>(line.engine().count(fault));
+    }
+    counts.faults["line lost"] = line.lost();
+    return report(road, counts, limited);
 }
 
-// At the speed of a line an old reply may come just after it was looked for, and the answer to a
-// long write takes the time of that.
-int soakOverPty(int requests, quint32 seed, const QString &kvsim, const char *baudRate)
+// What kvsim says at its end of the faults that happened.
+void takeFaults(const QByteArray &text, Counts *counts)
 {
-    const int timeoutMs = *baudRate == '\0' ? 20 : 100;
+    for (const char *option : FAULTS)
+        counts->faults[QByteArray(option).split(':').at(0)] = 0;
+    foreach (const QByteArray &line, text.split('\n')) {
+        const QList<QByteArray> words = line.split(' ');
+        if (words.size() == 4 && words.at(1) == "fault")
+            counts->faults[words.at(2).left(words.at(2).size() - 1)] = words.at(3).toLongLong();
+    }
+}
+
+// At the speed of a line an old reply may come just after it was looked for.
+bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
+{
+    const int timeoutMs = 100;
     QStringList arguments;
-    arguments << QLatin1String("--seed") << QString::number(seed);
-    if (*baudRate != '\0')
-        arguments << QLatin1String("--baud") << QLatin1String(baudRate);
+    arguments << QLatin1String("--seed") << QString::number(seed) << QLatin1String("--baud")
+              << QString::number(PTY_BAUD);
     foreach (const QString &option, faultOptions(timeoutMs))
         arguments << QLatin1String("--fault") << option;
     QProcess simulator;
-    simulator.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     simulator.start(kvsim, arguments);
     while (!simulator.canReadLine()) {
         if (!simulator.waitForReadyRead(10000))
-            return 1;
+            return false;
     }
     SerialPortSetting setting;
     setting.device =
         QString::fromLatin1(simulator.readLine()).trimmed().section(QLatin1Char(' '), 1);
+    setting.baudRate = PTY_BAUD;
     setting.parity = QSerialPort::NoParity;
     QString error;
     QStringList warnings;
     const std::unique_ptr<QSerialPort> port = openSerialPort(setting, &error, &warnings);
     if (!port) {
         std::fprintf(stderr, "soak: %s\n", qPrintable(error));
-        return 1;
+        return false;
     }
     DeviceChannel channel(port.get(), DriverSetting(timeoutMs, 2, 0, 0));
-    Soak soak(channel, nullptr, seed);
-    for (int i = 0; i < requests; ++i)
-        soak.request();
-    soak.compareAll();
+    Soak soak(channel, seed);
+    Counts counts = run(&soak, requests);
     simulator.terminate();
     simulator.waitForFinished();
-    const QByteArray speed(baudRate);
-    return soak.report(
-        "over a pseudo-terminal" + (speed.isEmpty() ? speed : " at " + speed + " baud"), requests);
+    takeFaults(simulator.readAllStandardError(), &counts);
+    return report("over a pseudo-terminal at 115200 baud", counts, true);
 }
 
 } // namespace
@@ -261,11 +360,16 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: soak REQUESTS_IN_MEMORY REQUESTS_OVER_PTY SEED KVSIM\n");
         return 2;
     }
+    const int inMemory = QByteArray(argv[1]).toInt();
     const quint32 seed = QByteArray(argv[3]).toUInt();
-    const int overPty = QByteArray(argv[2]).toInt();
-    const QString kvsim = QString::fromLocal8Bit(argv[4]);
-    const int bad = soakInMemory(QByteArray(argv[1]).toInt(), seed) +
-                    soakOverPty(overPty, seed, kvsim, "") +
-                    soakOverPty(overPty / 10, seed, kvsim, "115200");
-    return bad == 0 ? 0 : 1;
+    const Pacing rest = {12000, 0};
+    const Pacing delay = {0, 12000};
+    const Pacing neither = {0, 0};
+    bool good = soakInMemory("in memory", inMemory, seed, rest, true);
+    good &=
+        soakInMemory("in memory, no rest but a delay of 12 ms", inMemory / 10, seed, delay, true);
+    // What a runtime that does nothing against old replies would get.
+    soakInMemory("in memory, neither rest nor delay", inMemory / 10, seed, neither, false);
+    good &= soakOverPty(QByteArray(argv[2]).toInt(), seed, QString::fromLocal8Bit(argv[4]));
+    return good ? 0 : 1;
 }
