@@ -1,5 +1,5 @@
 if(KV_QT EQUAL 5)
-  find_program(PKG_CONFIG pkg-config REQUIRED)
+  find_program(PKG_CONFIG pkg-config)
   set(flags "${CMAKE_CXX_FLAGS}")
   if(KV_SANITIZE)
     string(APPEND flags " -fsanitize=${KV_SANITIZE}")
