@@ -52,7 +52,6 @@ B driven(const Request &request, FaultyChannel &channel)
         text += B("!|").repeated(exchange.discards) + ">" + exchange.line.trimmed() + "|";
     const B end = ending(!driver.hasError(), result, driver.getLastError().toLatin1());
     DriverOracle oracle(channel, model);
-    oracle.lines = split(request.lines);
     oracle.follow();
     const B expected = ending(oracle.success, oracle.result(), oracle.error);
     if (!oracle.wrong.isEmpty() || end != expected)
