@@ -14,12 +14,14 @@
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 /// One line. Nothing is answered but what a script says; its steps are separated by "|":
 ///
 ///   <      a whole line comes
 ///   >LINE  LINE and CR LF are sent
 ///   >>TEXT just these bytes are sent
+///   S      the connection is kept in silence, and the next one is served
 ///   X      the port or the connection is closed
 ///   R      the connection is reset
 class LinePeer
@@ -59,6 +61,8 @@ public:
                 return false;
             if (step.startsWith('>'))
                 send(step.startsWith(">>") ? step.mid(2) : step.mid(1) + "\r\n");
+            if (step == "S")
+                std::swap(m_line, m_held);
             if (step == "R")
                 reset();
             if (step == "X")
@@ -172,7 +176,7 @@ private:
 
     int m_listener;
     int m_line;
-    int m_held; // the terminal's own side, or a connection that fills the queue
+    int m_held; // the terminal's own side, or a connection that fills the queue or is kept silent
     sockaddr_in m_address;
     QString m_place;
     QByteArray m_received;

@@ -12,14 +12,12 @@
 #include "tests/table.h"
 
 #include <QtCore/QRegularExpression>
-#include <QtCore/QSemaphore>
 #include <QtCore/QTextStream>
 #include <QtCore/QThread>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <termios.h>
-#include <thread>
 #include <unistd.h>
 
 namespace
@@ -40,27 +38,36 @@ QByteArray readOnce(AbstractDeviceInterface &channel, int maxLength = 100)
     return count > 0 ? buffer.left(count) : QByteArray();
 }
 
-/// A port where something has come after every wait.
-struct EndlessPort : public QIODevice {
-    EndlessPort() : arrived(0), waitedMs(0) { open(QIODevice::ReadOnly | QIODevice::Unbuffered); }
+/// A port that notes for how long it is waited for. Unless it is silent, something comes in every
+/// wait, `lateMs` after its beginning.
+struct WatchedPort : public QIODevice {
+    WatchedPort() : arrived(0), waitedMs(0), lateMs(0), silent(false)
+    {
+        open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+    }
 
     bool isSequential() const override { return true; }
     qint64 bytesAvailable() const override { return arrived; }
     bool waitForReadyRead(int msecs) override
     {
         waitedMs += msecs;
-        arrived += 5;
-        return true;
+        if (msecs > 0)
+            QThread::msleep(lateMs);
+        arrived += silent ? 0 : 5;
+        return !silent;
     }
     qint64 readData(char *, qint64 maxSize) override
     {
-        arrived -= maxSize;
-        return maxSize;
+        const qint64 taken = qMin(maxSize, arrived);
+        arrived -= taken;
+        return taken;
     }
-    qint64 writeData(const char *, qint64) override { return -1; }
+    qint64 writeData(const char *, qint64 size) override { return size; }
 
     qint64 arrived;
     int waitedMs;
+    unsigned long lateMs;
+    bool silent;
 };
 
 /// A port that this process has opened, and its far end.
@@ -191,56 +198,82 @@ private slots:
 
     void discardingEndsOnAnEndlessSender()
     {
-        EndlessPort port;
+        WatchedPort port;
         DeviceChannel channel(&port, withTimeout(40));
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
         QCOMPARE(port.waitedMs, 0);
         QCOMPARE(port.arrived, qint64(0));
         channel.getRetry();
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QVERIFY(port.waitedMs > 40); // anew after all that comes
         QCOMPARE(port.arrived, qint64(0));
     }
 
+    // For twice the time of the slowest answer, which quick ones make it forget.
     void letsTheLineRestAfterAFailedAttempt()
     {
-        for (bool failed : {false, true}) {
-            Line terminal(LinePeer::Pty);
-            const std::unique_ptr<QSerialPort> port = terminal.open();
-            QVERIFY2(port, qPrintable(terminal.error));
-            DeviceChannel channel(port.get(), withTimeout(LONG_MS));
-            const auto send = [&terminal] { return terminal.peer.play(">CF"); };
-            QSemaphore answered;
-            bool sent = false;
-            std::thread peer([&] {
-                QThread::msleep(100 * KV_TEST_PATIENCE);
-                sent = send();
-                answered.acquire();
-                QThread::msleep(50 *
-                                KV_TEST_PATIENCE); // well below twice the time of the answer before
-                sent = send() && sent;
-            });
-            channel.write("CQ\r\n", 4);
-            const QByteArray answer = readOnce(channel);
-            answered.release();
-            if (failed)
-                channel.getRetry();
+        WatchedPort port;
+        DeviceChannel channel(&port, withTimeout(LONG_MS));
+        const auto restAfter = [&](int answers, unsigned long lateMs) {
+            port.lateMs = lateMs;
+            for (port.silent = false; answers > 0; --answers) {
+                channel.write("CQ\r\n", 4);
+                readOnce(channel);
+            }
+            port.silent = true;
+            port.waitedMs = 0;
+            channel.getRetry();
             channel.control(DISCARD_INPUT, 0);
-            peer.join();
-            QVERIFY(sent);
-            QCOMPARE(answer, QByteArray("CF\r\n"));
-            QCOMPARE(isIdle(*port), failed);
-        }
+            return port.waitedMs;
+        };
+        QVERIFY(restAfter(1, 200) >= 410);
+        const int restMs = restAfter(1, 0);
+        channel.control(DISCARD_INPUT, 0);
+        QVERIFY(restMs >= 360 && restMs == port.waitedMs);
+        QVERIFY(restAfter(20, 0) < restMs);
     }
 
-    void writingToAPeerThatNeverReadsReturns()
+    // Four characters of 12 bits at 300 baud take 160 ms.
+    void countsFromTheEndOfALine()
     {
-        Line line(LinePeer::Tcp);
-        QVERIFY2(line.socket, qPrintable(line.error));
-        DeviceChannel channel(line.socket.get(), withTimeout(20));
-        const QByteArray flood(64 * 1024 * 1024, 'x'); // more than the kernel takes
-        const int taken = channel.write(flood.constData(), flood.size());
-        QVERIFY(taken > 0 && taken < flood.size());
-        QVERIFY(line.clock.elapsed() < LONG_MS);
+        Line terminal(LinePeer::Pty);
+        terminal.setting.baudRate = 300;
+        const std::unique_ptr<QSerialPort> port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        DeviceChannel channel(port.get(), withTimeout(20));
+        terminal.clock.start();
+        channel.write("CQ\r\n", 4);
+        QCOMPARE(readOnce(channel), QByteArray());
+        QVERIFY(terminal.clock.restart() >= 180);
+        channel.write("CQ\r\n", 4);
+        channel.getRetry();
+        channel.control(DISCARD_INPUT, 0);
+        QVERIFY(terminal.clock.elapsed() >= 170);
+    }
+
+    void unsentBytesDoNotComeLate()
+    {
+        for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
+            Line line(road);
+            const std::unique_ptr<QSerialPort> port = line.open();
+            QVERIFY2(port || line.socket, qPrintable(line.error));
+            QIODevice *const device =
+                port ? static_cast<QIODevice *>(port.get()) : line.socket.get();
+            DeviceChannel channel(device, withTimeout(50));
+            const QByteArray flood(64 * 1024 * 1024, 'x'); // more than the kernel takes
+            line.clock.start();
+            const int taken = channel.write(flood.constData(), flood.size());
+            QVERIFY(taken > 0 && taken < flood.size());
+            QVERIFY(line.clock.elapsed() >= 50 && line.clock.elapsed() < LONG_MS);
+            const int come = line.peer.rest().size();
+            QCOMPARE(channel.write("CR 00\r\n", 7), port ? 7 : -1);
+            if (port)
+                QVERIFY(line.peer.play("<"));
+            else
+                QCOMPARE(line.socket->state(), QAbstractSocket::UnconnectedState);
+            QCOMPARE(device->bytesToWrite(), qint64(0));
+            QVERIFY(come + line.peer.rest().size() <= taken);
+        }
     }
 
     void noticesThatThePeerIsGone()
