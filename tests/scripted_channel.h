@@ -23,7 +23,8 @@
 class ScriptedChannel : public AbstractDeviceInterface
 {
 public:
-    explicit ScriptedChannel(QByteArray script) : retry(0), station(0), delayMs(0), delaysAsked(0)
+    explicit ScriptedChannel(QByteArray script)
+        : retry(0), station(0), delayMs(0), delaysAsked(0), retriesAsked(0), claimedMore(0)
     {
         if (!script.isEmpty())
             m_script = script.replace("{CR}", "\r").replace("{LF}", "\n").split('|');
@@ -43,7 +44,7 @@ public:
         const QByteArray chunk = m_pending.left(maxLength);
         m_pending = m_pending.mid(maxLength);
         std::memcpy(buffer, chunk.constData(), static_cast<size_t>(chunk.size()));
-        return chunk.size();
+        return chunk.size() + claimedMore;
     }
 
     int write(const char *buffer, int length)
@@ -61,7 +62,12 @@ public:
         return 1;
     }
 
-    int getRetry() { return retry; }
+    int getRetry()
+    {
+        ++retriesAsked;
+        return retry;
+    }
+
     int getStationId() { return station; }
 
     unsigned long getDelay()
@@ -86,6 +92,8 @@ public:
     int station;
     unsigned long delayMs;
     int delaysAsked;
+    int retriesAsked;
+    int claimedMore; ///< than a read has given
 
 private:
     QList<QByteArray> m_script;

@@ -107,10 +107,12 @@ private slots:
             QVERIFY(driver.read(&reads, DM1).isEmpty());
             QCOMPARE(reads.fault(), B());
             QCOMPARE(reads.delaysAsked, attempts);
+            QCOMPARE(reads.retriesAsked, attempts);
             ScriptedChannel writes(B("|!|>CR 00|~").repeated(attempts).mid(1));
             writes.retry = retry;
             QCOMPARE(driver.write(&writes, DM1, B(2, '\0')), 0);
             QCOMPARE(writes.fault(), B());
+            QCOMPARE(writes.retriesAsked, attempts);
             QVERIFY(driver.hasError());
         }
     }
@@ -138,6 +140,16 @@ private slots:
         QCOMPARE(channel.fault(), QByteArray());
         QVERIFY(!driver.hasError());
         QCOMPARE(driver.getLastError(), QString::fromLatin1("Response During an Error:E1\r\n"));
+    }
+
+    void believesNoMoreThanItAskedFor()
+    {
+        ScriptedChannel channel(B("!|>CR 00|<CC 00") + READ_DM1 + "|!|>CR 00|<CC 00" + READ_DM1);
+        channel.claimedMore = 2000;
+        DriverKV_L20V_HostLink driver;
+        QCOMPARE(driver.read(&channel, DM1).toHex(), B("3412"));
+        QCOMPARE(driver.read(&channel, DM1).toHex(), B("3412"));
+        QCOMPARE(channel.fault(), B());
     }
 
     // What one reply leaves behind in the buffer must not lengthen a shorter one.
