@@ -1,4 +1,4 @@
-foreach(unit driver_read driver_replies driver_session driver_write)
+foreach(unit driver_read driver_session driver_write)
   kv_test(${unit} LIBRARIES kv_l20v_host_link_objects)
 endforeach()
 

@@ -152,25 +152,6 @@ private slots:
         QCOMPARE(channel.fault(), B());
     }
 
-    // What one reply leaves behind in the buffer must not lengthen a shorter one.
-    void forgetsALongReplyBeforeTheNext()
-    {
-        DriverKV_L20V_HostLink driver;
-        ScriptedChannel endless("!|>CR 00|<CC 00|!|>RDS DM00001.H 1|<<" + QByteArray(2000, '1'));
-        QVERIFY(driver.read(&endless, DM1).isEmpty());
-        QCOMPARE(driver.getLastError(), QString::fromLatin1("invalid response:"));
-        ScriptedChannel cut("!|>CR 00|<CC 00|!|>RDS DM00001.H 1|<<123|~");
-        QVERIFY(driver.read(&cut, DM1).isEmpty());
-        ScriptedChannel good(QByteArray("!|>CR 00|<CC 00") + READ_DM1);
-        QCOMPARE(driver.read(&good, DM1).toHex(), QByteArray("3412"));
-        const CommunicatorCommand bit(Bit, 1, QLatin1String("R1"));
-        ScriptedChannel done("!|>CR 00|<CC 00|>WRS R1 1 1|<OK|!|>CQ|<CF");
-        QCOMPARE(driver.write(&done, bit, QByteArray(1, '\1')), 1);
-        ScriptedChannel cutOk("!|>CR 00|<CC 00|>WRS R1 1 1|<<OK|~");
-        driver.write(&cutOk, bit, QByteArray(1, '\1'));
-        QCOMPARE(driver.getLastError(), QString::fromLatin1("invalid response"));
-    }
-
     void describesItself()
     {
         DriverKV_L20V_HostLink object;
