@@ -4,7 +4,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "tests/driver_model.h"
-#include "tests/recording_channel.h"
+#include "tests/exchange_channel.h"
 
 inline int fuzzStation(FuzzInput &input)
 {
@@ -12,11 +12,11 @@ inline int fuzzStation(FuzzInput &input)
     return number <= 99 ? number : (number - 170) * 1000003;
 }
 
-class FuzzChannel : public RecordingChannel
+class FuzzChannel : public ExchangeChannel
 {
 public:
     FuzzChannel(FuzzInput &input, int retries, int chunk, int stationId)
-        : RecordingChannel(retries, stationId), m_input(input), m_chunk(chunk)
+        : ExchangeChannel(retries, stationId), m_input(input), m_chunk(chunk)
     {}
 
 protected:

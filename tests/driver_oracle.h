@@ -3,13 +3,13 @@
 #define TESTS_DRIVER_ORACLE_H
 
 #include "tests/driver_model.h"
-#include "tests/recording_channel.h"
+#include "tests/exchange_channel.h"
 
 /// The first thing that is wrong is kept in `wrong`.
 class DriverOracle
 {
 public:
-    DriverOracle(const RecordingChannel &channel, const DriverModel &request)
+    DriverOracle(const ExchangeChannel &channel, const DriverModel &request)
         : success(false), wrong(channel.wrong), m_channel(channel), m_request(request), m_at(0)
     {}
 
@@ -95,7 +95,7 @@ private:
         return false;
     }
 
-    const RecordingChannel &m_channel;
+    const ExchangeChannel &m_channel;
     const DriverModel &m_request;
     QByteArray m_reply; // to the last data line
     size_t m_at;

@@ -3,7 +3,7 @@
 #define TESTS_FAULTY_CHANNEL_H
 
 #include "drivers/communicator_command.h"
-#include "tests/recording_channel.h"
+#include "tests/exchange_channel.h"
 
 #include <QtCore/QList>
 #include <QtCore/QMap>
@@ -82,10 +82,10 @@ private:
 };
 
 /// Station 7, at which a peer answers.
-class FaultyChannel : public RecordingChannel
+class FaultyChannel : public ExchangeChannel
 {
 public:
-    FaultyChannel(const Peer &other, int retries) : RecordingChannel(retries, 7), peer(other) {}
+    FaultyChannel(const Peer &other, int retries) : ExchangeChannel(retries, 7), peer(other) {}
 
     Peer peer;
 

@@ -1,6 +1,6 @@
 /// A channel that writes down what the driver does.
-#ifndef TESTS_RECORDING_CHANNEL_H
-#define TESTS_RECORDING_CHANNEL_H
+#ifndef TESTS_EXCHANGE_CHANNEL_H
+#define TESTS_EXCHANGE_CHANNEL_H
 
 #include "drivers/abstract_device_interface.h"
 
@@ -20,10 +20,10 @@ struct Exchange {
 
 /// Where the replies come from is the derived class's. The first call that has no cause is kept in
 /// `wrong`.
-class RecordingChannel : public AbstractDeviceInterface
+class ExchangeChannel : public AbstractDeviceInterface
 {
 public:
-    RecordingChannel(int attemptsMore, int stationId)
+    ExchangeChannel(int attemptsMore, int stationId)
         : retry(attemptsMore), station(stationId), discardsAtEnd(0), broken(false)
     {}
 
