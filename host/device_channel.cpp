@@ -22,10 +22,11 @@ const int MIN_REST_MS = 10;
 
 DeviceChannel::DeviceChannel(QIODevice *port, const DriverSetting &setting)
     : m_port(port), m_serialPort(qobject_cast<QSerialPort *>(port)),
-      m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting),
-      m_timeoutMs(qMax(0, setting.timeout)), m_lineMs(0), m_answerDue(false), m_slowestAnswerMs(0),
-      m_attemptFailed(false)
-{}
+      m_socket(qobject_cast<QAbstractSocket *>(port)), m_setting(setting), m_timeoutMs(0),
+      m_lineMs(0), m_answerDue(false), m_slowestAnswerMs(0), m_attemptFailed(false)
+{
+    setTimeout(setting.timeout);
+}
 
 // A socket that has lost its peer stays open. It is left alone: any further call on it would
 // replace the reason of the loss, which people are to be told.
@@ -43,7 +44,7 @@ int DeviceChannel::read(char *buffer, int maxLength)
         return 0;
     if (m_answerDue) {
         // Forgets by an eighth, or one slow answer would make every later rest as long.
-        m_slowestAnswerMs = qMax(m_slowestAnswerMs - m_slowestAnswerMs / 8,
+        m_slowestAnswerMs = qMax(m_slowestAnswerMs - (m_slowestAnswerMs + 7) / 8,
                                  static_cast<int>(m_sinceLine.elapsed()) - m_lineMs);
         m_answerDue = false;
     }

@@ -11,20 +11,21 @@ class QAbstractSocket;
 class QIODevice;
 class QSerialPort;
 
-/// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. No call
-/// lasts longer than the link's time-out, whatever the peer does; where it waits for an answer, the
-/// time-out begins when a serial port has sent the line.
+/// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. Whatever
+/// the peer does, no call lasts longer than the link's time-out and the time that a serial port
+/// still needs for the line before.
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
     /// @param port    an open port that outlives the channel and is used by the channel's thread
     /// alone
     /// @param setting pacing of the link: time-out and delay in milliseconds, retries, station
-    ///                number; negative times count as 0
+    ///                number; negative times count as 0, a time-out above a day as a day
     DeviceChannel(QIODevice *port, const DriverSetting &setting);
 
-    /// Changes the time-out of the calls to come, in milliseconds; a negative one counts as 0.
-    void setTimeout(int ms) { m_timeoutMs = ms < 0 ? 0 : ms; }
+    /// Changes the time-out of the calls to come, in milliseconds; a negative one counts as 0, one
+    /// above a day as a day.
+    void setTimeout(int ms) { m_timeoutMs = qBound(0, ms, 24 * 60 * 60 * 1000); }
 
     /// Waits for the first bytes, at most the time-out from when the line before has left a serial
     /// port, and stores what is there.

@@ -107,8 +107,8 @@ void TracedChannel::note(char direction)
             m_record.errorReply = m_line;
             m_exchangeRefused = true;
         }
-        // Until the next line, whatever comes behind it.
-        if (m_line == "CF\r\n")
+        // A late one may come to another line, and more may come behind it.
+        if (m_line == "CF\r\n" && m_record.sent == "CQ\r\n")
             m_exchangeDone = !m_exchangeRefused;
         return;
     }

@@ -39,8 +39,9 @@ const char *expectedItems(const QByteArray &device, const QString &driverText)
     if (driverText == QLatin1String("invalid response2"))
         return "bits, 0 or 1";
     const QByteArray letters = device.left(2).toUpper();
-    const bool part = letters == "TC" || letters == "TS" || letters == "CC" || letters == "CS";
-    return part || letters.startsWith('A') ? "numbers of 10 digits" : "timer or counter items";
+    const bool numbersAlone = letters == "TC" || letters == "TS" || letters == "CC" ||
+                              letters == "CS" || letters.startsWith('A');
+    return numbersAlone ? "numbers of 10 digits" : "timer or counter items";
 }
 
 QString expectedReply(const QByteArray &line, const QString &driverText)
