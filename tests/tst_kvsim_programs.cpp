@@ -158,8 +158,9 @@ private slots:
     {
         const auto &row = currentRow(CUT_REPLIES);
         Simulator simulator(words("--pty --fault") << "cut:once 2,2");
-        const Outcome outcome = kvlink(simulator, QString("--retry 0 --timeout %1 ").arg(REPLY_MS) +
-                                                      QLatin1String(row.name));
+        const Outcome outcome =
+            kvlink(simulator,
+                   QString("--retry 0 --timeout %1 ").arg(5 * REPLY_MS) + QLatin1String(row.name));
         const QString expected = "unusable reply to " + row.expected.arg(simulator.place);
         QVERIFY2(outcome.err.contains(expected), qPrintable(outcome.err));
     }

@@ -225,7 +225,7 @@ private slots:
             Kvlink monitor(
                 words(QLatin1String("monitor DM1 --interval 20 --format value")) +
                 (isTcp ? first.road() : first.road().replaceInStrings(first.place(), link)) +
-                requestWords("--retry 0", isTcp ? 5 * REPLY_MS : LONG_MS));
+                requestWords("--retry 0", isTcp ? 10 * REPLY_MS : LONG_MS));
             QVERIFY(first.play(exchange));
             QCOMPARE(nextLine(&monitor), QLatin1String("4660\n"));
             QVERIFY(first.play(isTcp ? "S" : "<|>CC 00|<"));

@@ -20,8 +20,8 @@ struct Pacing {
 
 /// Time passes only while the driver waits, so that a million requests with time-outs take seconds.
 /// Some lines do not reach the PLC. What the driver cannot notice is marked: now and then one digit
-/// of a reply becomes another digit, for the line has no checksum; and a line is lost while an old
-/// reply is there, which before a write nothing throws away.
+/// of an item becomes another digit, for the line has no checksum; and a write's line is lost while
+/// an old reply is there, which nothing throws away before it.
 class FaultyLine : public AbstractDeviceInterface
 {
 public:
@@ -54,7 +54,7 @@ public:
     {
         if (happens(m_lossRate)) {
             ++m_lost;
-            m_lostBehindReply = m_lostBehindReply || !m_arriving.empty();
+            m_lostBehindReply = m_lostBehindReply || (isWrite(buffer) && !m_arriving.empty());
             return length;
         }
         m_plc.append(QByteArray(buffer, length));
@@ -121,6 +121,12 @@ private:
 
     bool happens(double rate) { return std::uniform_real_distribution<>()(m_chance) < rate; }
 
+    static bool isWrite(const char *line)
+    {
+        return std::memcmp(line, "WRS ", 4) == 0 || std::memcmp(line, "ST ", 3) == 0 ||
+               std::memcmp(line, "RS ", 3) == 0;
+    }
+
     void send(const QByteArray &reply)
     {
         QByteArray bytes(reply);
@@ -141,7 +147,7 @@ private:
     {
         const int at = static_cast<int>(m_chance() % static_cast<unsigned int>(bytes->size()));
         const char digit = bytes->at(at);
-        if (bytes->startsWith('E') || digit < '0' || digit > '1')
+        if (bytes->startsWith('E') || bytes->startsWith('C') || digit < '0' || digit > '1')
             return;
         (*bytes)[at] = static_cast<char>('0' + '1' - digit);
         m_digitChanged = true;
