@@ -11,9 +11,9 @@ class QAbstractSocket;
 class QIODevice;
 class QSerialPort;
 
-/// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link. Whatever
-/// the peer does, no call lasts longer than the link's time-out and the time that a serial port
-/// still needs for the line before.
+/// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link.
+/// Whatever the peer does, no call lasts longer than the link's time-out and the time that a serial
+/// port still needs for the line before.
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
