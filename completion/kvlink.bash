@@ -52,9 +52,9 @@ _kvlink() {
         ;;
     esac
     case $command in
-    read) options='--count --kind --word-order --max-gap --no-merge --format' ;;
+    read) options='--count --kind --word-order --max-gap --no-merge --twice --format' ;;
     write) options='--kind --word-order --dry-run --verify --format' ;;
-    monitor) options='--kind --word-order --max-gap --no-merge --format --interval --count --duration --changes-only' ;;
+    monitor) options='--kind --word-order --max-gap --no-merge --twice --format --interval --count --duration --changes-only' ;;
     ping) options='--count --interval' ;;
     bench) options='--requests --baud' ;;
     list-ports) options='--format' ;;

@@ -6,14 +6,15 @@
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QVector>
 
 class QAbstractSocket;
 class QIODevice;
 class QSerialPort;
 
 /// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link.
-/// Whatever the peer does, no call lasts longer than the link's time-out and the time that a serial
-/// port still needs for the line before.
+/// Whatever the peer does, `read` and `write` last no longer than the link's time-out and the time
+/// that a serial port still needs for the line before, and `control` no longer than six time-outs.
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
@@ -39,22 +40,37 @@ public:
     /// @return the number of bytes handed over; -1 when the port is closed or its peer is gone
     int write(const char *buffer, int length) override;
 
-    /// Code 12 throws away the input that has arrived and was not read. After a failed attempt it
-    /// first lets the line come to rest: an answer that is still on its way would be taken for one
-    /// to a later line, and every further attempt would leave another one behind.
+    /// Code 12 throws away the input that has arrived and was not read. A reply carries nothing that
+    /// tells which line it answers, so the channel first waits for replies that are still due:
+    /// - Each line gets one reply line. While a sent line has none, the channel waits for it, for up
+    ///   to five time-outs from when the line had left the port. After a wait in which nothing came
+    ///   the PLC counts as silent, and is not waited for again before something is heard of it.
+    /// - After a failed attempt the wire has to be silent for twice the time of the slowest answer,
+    ///   at most for a time-out.
     /// @return 1; 0 for other codes
     int control(int code, const QVariant &value) override;
 
-    /// Whoever makes the attempts asks for this after one that failed, and only then.
+    /// Also marks the attempt as failed: drivers ask only then.
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;
 
+protected:
+    /// Milliseconds of a clock that nobody sets.
+    virtual qint64 nowMs() const;
+
+    /// Whether `control` may go on waiting for late replies; asked about every 50 ms.
+    virtual bool mayWait() const { return true; }
+
 private:
     bool isBroken() const;
+    bool waitForInput(qint64 ms);
+    int take(char *buffer, int maxLength);
+    void skipInput();
     int restOfLineMs() const;
     void discardInput();
-    void letTheLineRest();
+    void awaitOpenLines();
+    void letTheWireRest();
     void discardOutput();
 
     QIODevice *m_port;
@@ -62,10 +78,12 @@ private:
     QAbstractSocket *m_socket; // likewise
     DriverSetting m_setting;
     int m_timeoutMs;
-    QElapsedTimer m_sinceLine; // since the last line was handed over
-    int m_lineMs;              // that it takes to be sent
-    bool m_answerDue;          // nothing has come since
-    int m_slowestAnswerMs;     // of late
+    QElapsedTimer m_clock;
+    qint64 m_lineSentAtMs;       // when the last line will have left the port
+    QVector<qint64> m_openLines; // the same of each line without a reply line, oldest first
+    bool m_isAnswerDue;          // nothing has come since the last line
+    bool m_isHeard;              // something came, and since then no wait ended with nothing
+    qint64 m_slowestAnswerMs;    // among the last answers
     bool m_attemptFailed;
 };
 

@@ -35,7 +35,7 @@ QString brokenPortText(const QIODevice &port)
     if (serial)
         return QLatin1String("the port is gone or broken");
     const QAbstractSocket *socket = qobject_cast<const QAbstractSocket *>(&port);
-    if (socket && socket->state() == QAbstractSocket::ConnectedState)
+    if (!socket || socket->state() == QAbstractSocket::ConnectedState)
         return QString();
     return portErrorText(port);
 }

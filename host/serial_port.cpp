@@ -8,8 +8,11 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <linux/serial.h>
 #include <poll.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace
@@ -116,6 +119,17 @@ bool applyFormat(QSerialPort *port, const SerialPortSetting &setting)
     return port->setDataBits(setting.dataBits) && port->setParity(setting.parity);
 }
 
+// Qt leaves the check of received characters off: a wrong one would be taken for a good one.
+bool checkReceivedCharacters(const QSerialPort &port)
+{
+    termios line;
+    if (tcgetattr(port.handle(), &line) != 0)
+        return false;
+    line.c_iflag |= INPCK;
+    line.c_iflag &= ~static_cast<tcflag_t>(IGNPAR | PARMRK);
+    return tcsetattr(port.handle(), TCSANOW, &line) == 0;
+}
+
 } // namespace
 
 bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error)
@@ -158,6 +172,18 @@ bool isIdle(const QSerialPort &port)
     return poll(&input, 1, 0) == 0;
 }
 
+SerialErrors serialErrors(const QSerialPort &port)
+{
+    SerialErrors errors;
+    serial_icounter_struct counts;
+    if (ioctl(port.handle(), TIOCGICOUNT, &counts) == 0) {
+        errors.parity = counts.parity;
+        errors.framing = counts.frame;
+        errors.overrun = counts.overrun + counts.buf_overrun;
+    }
+    return errors;
+}
+
 std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
                                             QStringList *warnings)
 {
@@ -175,15 +201,18 @@ std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QS
         *error = portErrorText(*port);
         return nullptr;
     }
-    if (applyFormat(port.get(), setting))
-        return port;
-    if (!isPseudoTerminal(path)) {
-        *error = portErrorText(*port);
-        return nullptr;
+    if (!applyFormat(port.get(), setting)) {
+        if (!isPseudoTerminal(path)) {
+            *error = portErrorText(*port);
+            return nullptr;
+        }
+        port->clearError();
+        warnings->append(QString::fromLatin1("pseudo-terminal %1 takes no parity or data bits; it "
+                                             "is used without them")
+                             .arg(setting.device));
     }
-    port->clearError();
-    warnings->append(QString::fromLatin1("pseudo-terminal %1 takes no parity or data bits; it is "
-                                         "used without them")
-                         .arg(setting.device));
-    return port;
+    if (checkReceivedCharacters(*port))
+        return port;
+    *error = QLatin1String("it cannot check received characters: ") + qt_error_string(errno);
+    return nullptr;
 }

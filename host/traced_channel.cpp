@@ -102,6 +102,8 @@ void TracedChannel::note(char direction)
     if (direction == IN) {
         if (m_record.reply.size() < MAX_LINE_LENGTH)
             m_record.reply += m_line;
+        if (m_record.sent == m_record.dataLine && m_record.dataReply.isEmpty())
+            m_record.dataReply = m_line;
         if (isErrorReply(m_line)) {
             m_record.refused = m_record.sent;
             m_record.errorReply = m_line;
@@ -120,6 +122,10 @@ void TracedChannel::note(char direction)
     m_exchangeDone = false;
     m_record.sent = m_line;
     m_record.reply.clear();
+    if (!m_line.startsWith("CR ") && !m_line.startsWith("CQ")) {
+        m_record.dataLine = m_line;
+        m_record.dataReply.clear();
+    }
 }
 
 void TracedChannel::endLine()

@@ -15,6 +15,8 @@ struct RequestRecord {
     int received = 0;      ///< bytes
     QByteArray sent;       ///< the latest line towards the PLC
     QByteArray reply;      ///< what came in answer to it
+    QByteArray dataLine;   ///< the latest line that is neither an open nor a close line
+    QByteArray dataReply;  ///< the first line of what came in answer to it
     QByteArray refused;    ///< the latest line that got an error reply
     QByteArray errorReply; ///< that reply
 };

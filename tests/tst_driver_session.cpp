@@ -80,6 +80,11 @@ const struct {
 
 } // namespace
 
+struct NoMemory : ScriptedChannel {
+    NoMemory() : ScriptedChannel("") {}
+    int getStationId() { throw std::bad_alloc(); }
+};
+
 class TestDriverSession : public QObject
 {
     Q_OBJECT
@@ -140,6 +145,16 @@ private slots:
         QCOMPARE(channel.fault(), QByteArray());
         QVERIFY(!driver.hasError());
         QCOMPARE(driver.getLastError(), QString::fromLatin1("Response During an Error:E1\r\n"));
+    }
+
+    void reportsThatMemoryIsShort()
+    {
+        NoMemory channel;
+        DriverKV_L20V_HostLink driver;
+        QCOMPARE(driver.read(&channel, DM1), B());
+        QCOMPARE(driver.write(&channel, DM1, B(2, '\0')), 0);
+        QVERIFY(driver.hasError());
+        QCOMPARE(driver.getLastError(), QString::fromLatin1("out of memory"));
     }
 
     void believesNoMoreThanItAskedFor()

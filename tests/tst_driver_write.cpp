@@ -78,6 +78,7 @@ const struct {
      "address \"R1 2\" holds the character 0x20 at position 2"},
     {"line end in the address", Word, "T1\r\n", 4,
      "address \"T1\\x0d\\x0a\" holds the character 0x0d at position 2"},
+    {"empty address", Bit, "", 1, "address is empty"},
     {"no set line", Bit, "DM100", 1, "device \"DM\" has no line that sets or resets a bit"},
     {"lower-case relay", Bit, "r00100", 1, "device \"r\" has no line that sets or resets a bit"},
     {"numbers beyond an int", Bit, "T2147483647", 2,

@@ -15,6 +15,8 @@
 #include <QtCore/QTextStream>
 #include <QtCore/QThread>
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <termios.h>
@@ -56,9 +58,10 @@ struct WatchedPort : public QIODevice {
         arrived += silent ? 0 : 5;
         return !silent;
     }
-    qint64 readData(char *, qint64 maxSize) override
+    qint64 readData(char *data, qint64 maxSize) override
     {
         const qint64 taken = qMin(maxSize, arrived);
+        std::fill_n(data, taken, '\n');
         arrived -= taken;
         return taken;
     }
@@ -68,6 +71,66 @@ struct WatchedPort : public QIODevice {
     int waitedMs;
     unsigned long lateMs;
     bool silent;
+};
+
+/// A wire on which each line is answered after a time, with a clock of its own.
+struct SlowWire : public QIODevice {
+    SlowWire() : nowMs(0), answerMs(-1) { open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override { return hasCome() ? 1 : 0; }
+    bool hasCome() const { return !answers.isEmpty() && answers.first() <= nowMs; }
+    bool waitForReadyRead(int msecs) override
+    {
+        const qint64 endMs = nowMs + msecs;
+        nowMs = answers.isEmpty() ? endMs : qMin(endMs, qMax(nowMs, answers.first()));
+        return hasCome();
+    }
+    qint64 readData(char *data, qint64) override
+    {
+        if (!hasCome())
+            return 0;
+        *data = '\n';
+        answers.removeFirst();
+        return 1;
+    }
+    qint64 writeData(const char *, qint64 size) override
+    {
+        if (answerMs >= 0)
+            answers.append(nowMs + answerMs);
+        return size;
+    }
+
+    qint64 nowMs;
+    qint64 answerMs; // negative for none
+    QList<qint64> answers;
+};
+
+struct SlowChannel : public DeviceChannel {
+    explicit SlowChannel(SlowWire *port) : DeviceChannel(port, withTimeout(100)), wire(port) {}
+
+    /// @return how long a line with its answer takes, and the discarding after it
+    qint64 exchange(qint64 answerMs)
+    {
+        const qint64 beginMs = wire->nowMs;
+        wire->answerMs = answerMs;
+        write("CQ\r\n", 4);
+        readOnce(*this);
+        control(DISCARD_INPUT, 0);
+        return wire->nowMs - beginMs;
+    }
+
+    qint64 nowMs() const override { return wire->nowMs; }
+
+    SlowWire *wire;
+};
+
+struct IdleChannel : public DeviceChannel {
+    using DeviceChannel::DeviceChannel;
+
+    qint64 nowMs() const override { return DeviceChannel::nowMs() + idleMs; }
+
+    qint64 idleMs = 0;
 };
 
 /// A port that this process has opened, and its far end.
@@ -233,6 +296,17 @@ private slots:
         QVERIFY(restAfter(20, 0) < restMs);
     }
 
+    // Five time-outs for each, but not for one PLC that stays silent again and again.
+    void waitsForRepliesThatAreStillDue()
+    {
+        SlowWire wire;
+        SlowChannel channel(&wire);
+        // The first answer may belong to the line before.
+        const qint64 rows[][2] = {{-1, 100}, {5, 500}, {5, 5}, {420, 420}, {-1, 500}, {-1, 100}};
+        for (const auto &row : rows)
+            QCOMPARE(channel.exchange(row[0]), row[1]);
+    }
+
     // Four characters of 12 bits at 300 baud take 160 ms.
     void countsFromTheEndOfALine()
     {
@@ -240,10 +314,13 @@ private slots:
         terminal.setting.baudRate = 300;
         const std::unique_ptr<QSerialPort> port = terminal.open();
         QVERIFY2(port, qPrintable(terminal.error));
-        DeviceChannel channel(port.get(), withTimeout(20));
+        IdleChannel channel(port.get(), withTimeout(20));
         terminal.clock.start();
         channel.write("CQ\r\n", 4);
         QCOMPARE(readOnce(channel), QByteArray());
+        channel.idleMs = qint64(25) * 24 * 60 * 60 * 1000;
+        QCOMPARE(readOnce(channel), QByteArray());
+        QVERIFY(terminal.clock.elapsed() < LONG_MS);
         QVERIFY(terminal.clock.restart() >= 180);
         channel.write("CQ\r\n", 4);
         channel.getRetry();
@@ -333,6 +410,7 @@ private slots:
         QCOMPARE(terminal.error, QString("another process uses it"));
         termios leftBehind;
         QCOMPARE(tcgetattr(port->handle(), &leftBehind), 0);
+        QVERIFY((leftBehind.c_iflag & (INPCK | IGNPAR | PARMRK)) == INPCK);
         port.reset();
         // A program without Qt locks only the open file, and keeps its settings of the line.
         const int other = ::open(qPrintable(terminal.peer.place()), O_RDWR | O_NOCTTY | O_CLOEXEC);

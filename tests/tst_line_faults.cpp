@@ -129,6 +129,25 @@ const struct {
     const char *name;
 } SERVERS[] = {{"--set DM1=7"}, {"--set DM1=7 --tcp 0"}};
 
+#define EXCHANGE(reply) "<|>CC 00|<|" reply "|<|>CF"
+
+// What the driver takes for done, and kvlink does not.
+const struct {
+    const char *name;
+    const char *script;
+    int status;
+    const char *output; // on either stream
+} ANSWERS[] = {
+    {"read DM1 -n 4", EXCHANGE(">1234"), 5, "expected 4 items, received 1 in \"1234\\r\\n\""},
+    {"read R100:bit", EXCHANGE(">1 0"), 5, "expected 1 item, received 2"},
+    {"read DM1 --twice", EXCHANGE(">0001") "|" EXCHANGE(">0002") "|" EXCHANGE(">0002"), 0, "2\n"},
+    {"read DM0:u32[200] --retry 0", EXCHANGE(">E1") "|" EXCHANGE(">E1"), 1,
+     "\"RDS DM00000.H 306\""},
+    {"write DM1=5", EXCHANGE(">E"), 5, "not confirmed: expected \"OK\" to \"WRS DM00001.H 1 0005"},
+    {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0005"), 0, ""},
+    {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0006"), 7, "wrote 5, read back 6"},
+};
+
 const struct {
     const char *name;
     QString message;
@@ -208,6 +227,19 @@ private slots:
         QCOMPARE(outcome.out, QString());
         QCOMPARE(outcome.status, 4);
         QVERIFY2(program.elapsedMs() < SLACK_MS, qPrintable(QString::number(program.elapsedMs())));
+    }
+
+    void believesOnlyWhatIsAnswered_data() { addRows(ANSWERS); }
+
+    void believesOnlyWhatIsAnswered()
+    {
+        const auto &row = currentRow(ANSWERS);
+        LinePeer peer(LinePeer::Pty);
+        Kvlink program(peer.road() + requestWords(row.name, LONG_MS));
+        QVERIFY(peer.play(row.script));
+        const Outcome outcome = ended(&program);
+        QVERIFY2((outcome.err + outcome.out).contains(row.output), qPrintable(outcome.err));
+        QCOMPARE(outcome.status, row.status);
     }
 
     // To another port, or out of a connection that has fallen silent.

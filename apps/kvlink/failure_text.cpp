@@ -55,6 +55,21 @@ QString expectedReply(const QByteArray &line, const QString &driverText)
     return QLatin1String(expectedItems(line.mid(4), driverText));
 }
 
+// What the port itself saw go wrong, with what follows from it; empty for nothing.
+QString portErrors(const SerialErrors &errors)
+{
+    QStringList counts;
+    if (errors.parity > 0)
+        counts += countText(errors.parity, "parity error", "parity errors");
+    if (errors.framing > 0)
+        counts += countText(errors.framing, "framing error", "framing errors");
+    if (errors.overrun > 0)
+        counts += countText(errors.overrun, "character lost", "characters lost");
+    return counts.isEmpty() ? QString()
+                            : QLatin1String("the port counted ") +
+                                  counts.join(QLatin1String(", ")) + QLatin1String("; ");
+}
+
 QString noReplyText(const RequestRecord &record, const RequestPlace &place)
 {
     if (record.sent.isEmpty())
@@ -70,6 +85,7 @@ QString noReplyText(const RequestRecord &record, const RequestPlace &place)
         return start + counts + place.broken +
                QLatin1String("; check that the port or the peer is still there");
     return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
+           portErrors(place.errors) +
            QLatin1String(record.sent.startsWith("CR ")
                              ? "check cable, baud rate, parity, station number"
                              : "the PLC had answered before; check cable, noise, --timeout");
@@ -93,10 +109,10 @@ QString unusableText(const QString &driverText, const RequestRecord &record,
                      const RequestPlace &place)
 {
     return QString::fromLatin1(
-               "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): "
+               "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): %7"
                "check noise, baud rate, parity, and whether another station answers")
         .arg(quotedLine(record.sent), place.port, expectedReply(record.sent, driverText),
-             quotedReply(record.reply), driverText, attempts(record));
+             quotedReply(record.reply), driverText, attempts(record), portErrors(place.errors));
 }
 
 } // namespace
@@ -117,6 +133,24 @@ QString requestFailureText(DriverOutcome outcome, const QString &driverText,
     return QString::fromLatin1("request refused%1 (address %2, port %3)")
         .arg(driverText.isEmpty() ? QString() : QLatin1String(": ") + driverText, place.address,
              place.port);
+}
+
+QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place)
+{
+    const QList<QByteArray> words = record.dataLine.trimmed().split(' ');
+    const int items = record.dataReply.count(' ') + 1;
+    if (words.first() == "RDS" && items != words.last().toInt())
+        return QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 in %5: "
+                                   "%6check noise, and whether another station answers")
+            .arg(quotedLine(record.dataLine), place.port,
+                 countText(words.last().toInt(), "item", "items"), QString::number(items),
+                 quotedReply(record.dataReply), portErrors(place.errors));
+    if (words.first() == "WRS" && record.dataReply != "OK\r\n")
+        return QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
+                                   "received %3: %4read the values back (--verify)")
+            .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
+                 quotedReply(record.dataReply), portErrors(place.errors));
+    return QString();
 }
 
 QString interruptedText(const RequestRecord &record, const RequestPlace &place)

@@ -47,7 +47,7 @@ int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &ou
     Session session(link, err);
     if (!session.loadDriver(&failure) || !session.openLink(&failure))
         return complain(err, failure.text, failure.status);
-    ItemReader reader(session, items, options.merge, options.order);
+    ItemReader reader(session, items, options.read, options.order);
     return printResults(items, reader.read(), options.format, out, err);
 }
 

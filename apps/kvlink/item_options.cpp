@@ -66,12 +66,15 @@ void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNa
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
     addTypeOptions(command, options);
     command
-        ->add_option("--max-gap", options->merge.maxGap,
+        ->add_option("--max-gap", options->read.merge.maxGap,
                      "Most unwanted words that one request may read between two items")
         ->transform(decimalRange(0, MAX_ITEM_COUNT))
         ->capture_default_str();
     command->add_flag_callback(
-        "--no-merge", [options] { options->merge.merge = false; }, "One request for each item");
+        "--no-merge", [options] { options->read.merge.merge = false; },
+        "One request for each item");
+    command->add_flag("--twice", options->read.twice,
+                      "Read until two readings agree, for values that must not be wrong");
     addFormatOption(command, &options->format);
 }
 

@@ -5,6 +5,7 @@
 #include "expression.h"
 #include "item_output.h"
 #include "item_plan.h"
+#include "item_reader.h"
 #include "item_values.h"
 
 #include <string>
@@ -18,7 +19,7 @@ class App;
 struct ItemOptions {
     std::vector<std::string> expressions;
     ItemDefaults defaults;
-    MergeOptions merge;
+    ReadOptions read;
     WordOrder order = WordOrder::LowFirst;
     OutputFormat format = OutputFormat::Text;
 };
@@ -26,7 +27,7 @@ struct ItemOptions {
 /// Adds -k and --word-order to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
-/// Adds the expressions, the number of values, -k, --word-order, --max-gap, --no-merge and --format
+/// Adds the expressions, the number of values, -k, --word-order, --max-gap, --no-merge, --twice and --format
 /// to a command that reads items. @param countNames the names of the option for the number of
 /// values
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");

@@ -38,9 +38,11 @@ QVector<Span> spansOf(const Item &item, int index)
 {
     QVector<Span> spans;
     const int words = (itemBytes(item) + 1) / 2;
-    for (int done = 0; done < words; done += MAX_WORDS)
+    // Whole values only: one that came in two replies could be half old, half new.
+    const int most = MAX_WORDS - (itemBits(item) == 32 ? MAX_WORDS % 2 : 0);
+    for (int done = 0; done < words; done += most)
         spans += Span{index, item.device.number + static_cast<quint32>(done),
-                      qMin(MAX_WORDS, words - done), 2 * done};
+                      qMin(most, words - done), 2 * done};
     return spans;
 }
 

@@ -1,8 +1,17 @@
 #include "item_reader.h"
 
-ItemReader::ItemReader(Session &session, const QVector<Item> &items, const MergeOptions &options,
+namespace
+{
+
+// The most readings of one request with --twice.
+const int MAX_READINGS = 10;
+
+} // namespace
+
+ItemReader::ItemReader(Session &session, const QVector<Item> &items, const ReadOptions &options,
                        WordOrder order)
-    : m_session(session), m_items(items), m_order(order), m_requests(planRequests(items, options))
+    : m_session(session), m_items(items), m_order(order), m_isTwice(options.twice),
+      m_requests(planRequests(items, options.merge))
 {}
 
 QVector<ItemResult> ItemReader::read()
@@ -25,10 +34,30 @@ QVector<ItemResult> ItemReader::read()
     return m_results;
 }
 
+QByteArray ItemReader::readRequest(const CommunicatorCommand &command, Failure *failure)
+{
+    QByteArray data = m_session.read(command, failure);
+    for (int readings = 1; m_isTwice && !data.isEmpty(); ++readings) {
+        if (readings == MAX_READINGS) {
+            failure->status = StatusUnusable;
+            failure->text = QString::fromLatin1("no two of %1 readings in a row of %2 agree: the "
+                                                "value changes too fast for --twice, or the wire "
+                                                "is disturbed")
+                                .arg(QString::number(readings), command.address);
+            return QByteArray();
+        }
+        const QByteArray again = m_session.read(command, failure);
+        if (again == data)
+            break;
+        data = again;
+    }
+    return data;
+}
+
 void ItemReader::readOrSplit(const ItemRequest &request)
 {
     Failure failure;
-    const QByteArray data = m_session.read(request.command, &failure);
+    const QByteArray data = readRequest(request.command, &failure);
     if (data.isEmpty() && failure.status == StatusPlcError && request.parts.size() > 1) {
         for (const ItemRequest &part : splitRequest(m_items, request))
             readOrSplit(part);

@@ -28,7 +28,7 @@ WriteRequest writeRequest(const Item &item, WordOrder order)
 
 ItemResult readItem(Session &session, const Item &item, WordOrder order)
 {
-    return ItemReader(session, QVector<Item>() << item, MergeOptions(), order).read().first();
+    return ItemReader(session, QVector<Item>() << item, ReadOptions(), order).read().first();
 }
 
 // The first value that was read back otherwise than it was written.
@@ -50,7 +50,9 @@ ItemResult writeItem(Session &session, const Item &item, WordOrder order, bool v
 {
     ItemResult result;
     const WriteRequest request = writeRequest(item, order);
-    if (!session.write(request.command, request.data, &result.failure))
+    // Whether the PLC took a write that it did not confirm is seen when it is read back.
+    if (!session.write(request.command, request.data, &result.failure) &&
+        !(verify && result.failure.isUnconfirmed))
         return result;
     result.values = plainValues(item);
     if (!verify)

@@ -18,6 +18,16 @@
 namespace
 {
 
+// A stop does not wait for late replies.
+class PortChannel : public DeviceChannel
+{
+public:
+    PortChannel(QIODevice *port, const DriverSetting &setting) : DeviceChannel(port, setting) {}
+
+protected:
+    bool mayWait() const override { return !stopRequested(); }
+};
+
 // Lets a driver end in step with the PLC when the program is asked to stop: a running exchange goes
 // on to its close line, for the time-out at most, and nothing new is begun.
 class StoppableChannel : public TracedChannel
@@ -81,7 +91,7 @@ bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceL
                             : openSocket(argumentText(options.tcp), setting.timeout, error);
     if (!opened)
         return false;
-    m_portChannel.reset(new DeviceChannel(m_port.get(), setting));
+    m_portChannel.reset(new PortChannel(m_port.get(), setting));
     m_channel.reset(new StoppableChannel(*m_portChannel, setting.timeout, trace));
     return true;
 }
@@ -121,6 +131,12 @@ bool Link::openSocket(const QString &text, int timeoutMs, QString *error)
     if (!m_port)
         *error = QString::fromLatin1("cannot connect to %1: %2").arg(text, *error);
     return m_port != nullptr;
+}
+
+SerialErrors Link::errors() const
+{
+    const QSerialPort *serial = qobject_cast<const QSerialPort *>(m_port.get());
+    return serial ? serialErrors(*serial) : SerialErrors();
 }
 
 QString Link::brokenText() const

@@ -14,6 +14,7 @@ class QTextStream;
 class TraceLog;
 class TracedChannel;
 struct LinkOptions;
+struct SerialErrors;
 
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
 class Link
@@ -42,6 +43,9 @@ public:
 
     /// The port's name, for people.
     QString name() const { return m_name; }
+
+    /// What the port has counted so far; all 0 where the link is no serial port.
+    SerialErrors errors() const;
 
     /// Why the port is broken; empty when it works.
     QString brokenText() const;

@@ -93,7 +93,7 @@ private:
 Monitor::Monitor(const MonitorOptions &options, bool live, Session &session,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
     : m_options(options), m_session(session), m_items(items), m_out(out), m_err(err),
-      m_reader(session, items, options.items.merge, options.items.order),
+      m_reader(session, items, options.items.read, options.items.order),
       m_printer(out, options.items.format, items), m_table(out, items), m_isLive(live),
       m_status(StatusNoReply), m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS), m_outageSinceMs(-1),
       m_missed(0)

@@ -139,22 +139,38 @@ bool Session::request(const std::function<bool(QString *)> &work, const QString 
 {
     QElapsedTimer time;
     time.start();
+    const SerialErrors before = m_link->errors();
     channel()->beginRequest();
     QString driverText;
-    const bool succeeded = work(&driverText);
+    bool succeeded = work(&driverText);
     channel()->endRequest();
-    if (!succeeded)
-        *failure = requestFailure(driverText, address);
     const RequestRecord &record = channel()->record();
+    if (!succeeded) {
+        *failure = requestFailure(driverText, placeOf(address, before));
+    } else {
+        // The driver reads missing items as 0, and takes any reply but a refusal for acceptance.
+        failure->text = unusableAnswerText(record, placeOf(address, before));
+        succeeded = failure->text.isEmpty();
+        failure->status = succeeded ? StatusGood : StatusUnusable;
+        failure->isUnconfirmed = !succeeded && record.dataLine.startsWith("WRS");
+    }
     const bool replied = succeeded || failure->status == StatusPlcError || !record.reply.isEmpty();
     m_statistics.add({replied, !succeeded, record.attempts, record.timeOuts, time.nsecsElapsed()});
     return succeeded;
 }
 
-Failure Session::requestFailure(const QString &driverText, const QString &address) const
+RequestPlace Session::placeOf(const QString &address, const SerialErrors &before) const
+{
+    SerialErrors errors = m_link->errors();
+    errors.parity -= before.parity;
+    errors.framing -= before.framing;
+    errors.overrun -= before.overrun;
+    return {address, m_link->name(), m_link->brokenText(), pacing().timeout, errors};
+}
+
+Failure Session::requestFailure(const QString &driverText, const RequestPlace &place) const
 {
     const RequestRecord &record = channel()->record();
-    const RequestPlace place = {address, m_link->name(), m_link->brokenText(), pacing().timeout};
     const DriverOutcome outcome = driverOutcome(driverText);
     Failure failure;
     failure.status = outcomeStatus(outcome);

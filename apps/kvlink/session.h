@@ -29,6 +29,7 @@ int complain(QTextStream &err, const QString &text, ExitStatus status);
 struct Failure {
     ExitStatus status = StatusGood;
     QString text;
+    bool isUnconfirmed = false; ///< a write that the PLC answered, but not with "OK"
 };
 
 /// Loads the driver, looks the station up in the project where that is asked for, opens the link,
@@ -51,7 +52,7 @@ public:
     /// Makes one read request. @return the data; empty with the reason in @p failure
     QByteArray read(const CommunicatorCommand &command, Failure *failure);
 
-    /// Makes one write request. @return whether the PLC took the data; else @p failure has the
+    /// Makes one write request. @return whether the PLC confirmed the data; else @p failure has the
     /// reason
     bool write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure);
 
@@ -83,7 +84,8 @@ private:
     bool findProject(Failure *failure);
     DriverSetting pacing() const;
     bool openTrace(Failure *failure);
-    Failure requestFailure(const QString &driverText, const QString &address) const;
+    RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
+    Failure requestFailure(const QString &driverText, const RequestPlace &place) const;
 
     const LinkOptions &m_options;
     QTextStream &m_err;

@@ -7,6 +7,7 @@
 #include "tools/tools.h"
 
 #include <climits>
+#include <new>
 
 namespace
 {
@@ -21,6 +22,11 @@ const int USUAL_ADDRESS_LENGTH = 16;
 // Far above what one reply can carry, and small enough for the panel's memory: a short reply to an
 // absurd request must not make the driver allocate what the request claims.
 const int MAX_DATA_LENGTH = 1024 * 1024;
+
+const char EMPTY_ADDRESS[] = "address is empty";
+
+// Made beforehand: when it is needed there is no memory for it.
+const QString OUT_OF_MEMORY = QLatin1String("out of memory");
 
 // The bit devices' numbers count channels of 16 bits; the format adds the channel's first bit.
 const struct {
@@ -81,7 +87,7 @@ DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
       m_timerCounterRsp(pattern("[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A")),
       m_errorRsp(pattern("E\\d\\x0D\\x0A")),
       m_hexWordsRsp(pattern("^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$", Qt::CaseInsensitive)),
-      m_rspBuf(RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(COMMAND_BUFFER_SIZE, '\0')
+      m_rspBuf(RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(COMMAND_BUFFER_SIZE, '\0'), m_givenAddress(0)
 {
     m_address.reserve(USUAL_ADDRESS_LENGTH);
     m_prefix.reserve(USUAL_ADDRESS_LENGTH);
@@ -227,16 +233,21 @@ int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
                                             const CommunicatorCommand &command)
 {
-    switch (command.kind) {
-    case Byte:
-    case Word:
-    case DoubleWord:
-    case Block:
-        return readBytes(device, command.address, command.byteLength());
-    case Bit:
-    case BitBlock:
-        return readBits(device, command);
-    default:
+    try {
+        switch (command.kind) {
+        case Byte:
+        case Word:
+        case DoubleWord:
+        case Block:
+            return readBytes(device, command.address, command.byteLength());
+        case Bit:
+        case BitBlock:
+            return readBits(device, command);
+        default:
+            return QByteArray();
+        }
+    } catch (const std::bad_alloc &) {
+        setCommError(OUT_OF_MEMORY);
         return QByteArray();
     }
 }
@@ -244,17 +255,21 @@ QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::writeOnce(AbstractDeviceInterface *device,
                                       const CommunicatorCommand &command, const QByteArray &data)
 {
-    switch (command.kind) {
-    case Byte:
-    case Word:
-    case DoubleWord:
-    case Block:
-        return writeBytes(device, command, data);
-    case Bit:
-    case BitBlock:
-        return writeBitKinds(device, command, data);
-    default:
-        return 0;
+    try {
+        switch (command.kind) {
+        case Byte:
+        case Word:
+        case DoubleWord:
+        case Block:
+            return writeBytes(device, command, data);
+        case Bit:
+        case BitBlock:
+            return writeBitKinds(device, command, data);
+        default:
+            return 0;
+        }
+    } catch (const std::bad_alloc &) {
+        return failed(OUT_OF_MEMORY);
     }
 }
 
@@ -264,8 +279,7 @@ bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
     if (bytes >= 0 && bytes <= MAX_DATA_LENGTH)
         return true;
     return failed(QString::fromLatin1("data length %1 is not in 0 to %2 bytes")
-                      .arg(bytes)
-                      .arg(MAX_DATA_LENGTH));
+                      .arg(QString::number(bytes), QString::number(MAX_DATA_LENGTH)));
 }
 
 // An address that goes into a line as it stands must not bring a blank, a line end or anything else
@@ -275,16 +289,18 @@ bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
     for (int i = 0; i < address.size(); ++i) {
         if (!isPrintable(address.at(i)))
             return failed(QString::fromLatin1("address %1 holds the character 0x%2 at position %3")
-                              .arg(quoted(address))
-                              .arg(address.at(i).unicode(), 2, 16, QLatin1Char('0'))
-                              .arg(i));
+                              .arg(quoted(address),
+                                   QString::number(address.at(i).unicode(), 16)
+                                       .rightJustified(2, QLatin1Char('0')),
+                                   QString::number(i)));
     }
-    return !address.isEmpty() || failed(QLatin1String("address is empty"));
+    return !address.isEmpty() || failed(QLatin1String(EMPTY_ADDRESS));
 }
 
 // The bytes of the request's address; a character that has none becomes a question mark.
 const QByteArray &DriverKV_L20V_HostLink::takeAddress(const QString &address)
 {
+    m_givenAddress = &address;
     if (m_address.size() != address.size())
         m_address.resize(address.size());
     char *bytes = m_address.data();
@@ -301,10 +317,11 @@ bool DriverKV_L20V_HostLink::parseWordAddress(const QByteArray &address, WordDev
     m_prefix.resize(0);
     if (!KV_L20V_ParseAddress(address, m_prefix, word.number))
         return failed(
-            QString::fromLatin1("address %1 holds no device number").arg(quoted(address)));
+            QString::fromLatin1("address %1 holds no device number").arg(quoted(*m_givenAddress)));
     const DeviceTable::const_iterator row = m_map.find(m_prefix);
     if (row == m_map.end())
-        return failed(QString::fromLatin1("address %1 names no known device").arg(quoted(address)));
+        return failed(
+            QString::fromLatin1("address %1 names no known device").arg(quoted(*m_givenAddress)));
     word.prefix = m_prefix.constData();
     word.format = row->second.constData();
     return true;
@@ -382,9 +399,8 @@ QByteArray DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *devic
     if (length == 0) {
         failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
                                    "%3 characters")
-                   .arg(count)
-                   .arg(quoted(QString::fromLatin1(address)))
-                   .arg(CONTINUOUS_READ_BUFFER_SIZE - 1));
+                   .arg(QString::number(count), quoted(*m_givenAddress),
+                        QString::number(CONTINUOUS_READ_BUFFER_SIZE - 1)));
         return QByteArray();
     }
     return readItems(device, line, length, form);
@@ -408,19 +424,18 @@ int DriverKV_L20V_HostLink::packWriteHexWordsCmd(const QByteArray &address, cons
     const int length = KV_L20V_HostLinkPackWRSWordsCmd(
         &m_cmdBuf[0], COMMAND_BUFFER_SIZE, word.prefix, word.number, word.format,
         reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
-    return checkWriteLine(length, address, data.size()) ? length : 0;
+    return checkWriteLine(length, data.size()) ? length : 0;
 }
 
 // Records the refusal of a write line that did not fit.
-bool DriverKV_L20V_HostLink::checkWriteLine(int length, const QByteArray &address, int dataBytes)
+bool DriverKV_L20V_HostLink::checkWriteLine(int length, int dataBytes)
 {
     if (length > 0)
         return true;
     return failed(QString::fromLatin1("write of %1 bytes to address %2 does not fit a line of %3 "
                                       "characters")
-                      .arg(dataBytes)
-                      .arg(quoted(QString::fromLatin1(address)))
-                      .arg(COMMAND_BUFFER_SIZE - 1));
+                      .arg(QString::number(dataBytes), quoted(*m_givenAddress),
+                           QString::number(COMMAND_BUFFER_SIZE - 1)));
 }
 
 int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
@@ -439,7 +454,7 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
             return 0;
         length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
             &m_cmdBuf[0], COMMAND_BUFFER_SIZE, carriedAddress(address), To32bitsData(data));
-        checkWriteLine(length, address, data.size());
+        checkWriteLine(length, data.size());
     }
     return length > 0 && writeItems(device, &m_cmdBuf[0], length, AnyReply);
 }
@@ -452,13 +467,14 @@ int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
     const QByteArray &address = takeAddress(command.address);
     if (KV_L20V_BitRunDevice(address))
         return checkCarriedAddress(command.address) && writeBits(device, address, data);
+    if (address.isEmpty() && !data.isEmpty())
+        return failed(QLatin1String(EMPTY_ADDRESS));
     const QByteArray prefix = ExtractPrefixSymbol(address);
     const int number = ExtractPLCDeviceAddress(address, 10);
     if (data.size() > 1 && number > INT_MAX - (data.size() - 1))
         return failed(QString::fromLatin1("%1 bits from address %2 on run beyond device number %3")
-                          .arg(data.size())
-                          .arg(quoted(command.address))
-                          .arg(INT_MAX));
+                          .arg(QString::number(data.size()), quoted(command.address),
+                               QString::number(INT_MAX)));
     int result = 1;
     for (int i = 0; i < data.size(); ++i) {
         result = writeBit(device, prefix, number + i, data.at(i) != 0);
@@ -473,8 +489,7 @@ int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QBy
 {
     const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE,
                                                         address.constData(), data);
-    return checkWriteLine(length, address, data.size()) &&
-           writeItems(device, &m_cmdBuf[0], length, OkReply);
+    return checkWriteLine(length, data.size()) && writeItems(device, &m_cmdBuf[0], length, OkReply);
 }
 
 int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByteArray &prefix,
@@ -482,7 +497,7 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
 {
     if (!KV_L20V_HasSetResetLine(prefix))
         return failed(QString::fromLatin1("device %1 has no line that sets or resets a bit")
-                          .arg(quoted(QString::fromLatin1(prefix))));
+                          .arg(quoted(QString::fromLatin1(prefix.constData(), prefix.size()))));
     const int length =
         KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], COMMAND_BUFFER_SIZE, prefix, number, value);
     return writeItems(device, &m_cmdBuf[0], length, OkReply);

@@ -140,7 +140,7 @@ private:
     bool parseWordAddress(const QByteArray &address, WordDevice &word);
     bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
-    bool checkWriteLine(int length, const QByteArray &address, int dataBytes);
+    bool checkWriteLine(int length, int dataBytes);
 
     bool m_hasError;
     bool m_debugMode;
@@ -155,8 +155,9 @@ private:
     std::vector<char> m_cmdBuf;
     DeviceTable m_map;
     KV_L20V_RequestLines m_requestLines;
-    QByteArray m_address; // of the request at hand, in bytes; kept for its allocation
-    QByteArray m_prefix;  // likewise
+    QByteArray m_address;          // of the request at hand, in bytes; kept for its allocation
+    QByteArray m_prefix;           // likewise
+    const QString *m_givenAddress; // the request's own text, for refusals
 };
 
 #endif

@@ -65,8 +65,7 @@ int DriverKV_L20V_HostLink::startComm(AbstractDeviceInterface *device)
     const int station = device->getStationId();
     if (station < 0 || station > MAX_STATION)
         return failed(QString::fromLatin1("station number %1 is not in 0 to %2")
-                          .arg(station)
-                          .arg(MAX_STATION));
+                          .arg(QString::number(station), QString::number(MAX_STATION)));
     char line[SESSION_BUFFER_SIZE] = "CR 00\r\n";
     setStation(line, station);
     char reply[SESSION_BUFFER_SIZE] = {};
@@ -176,7 +175,7 @@ bool DriverKV_L20V_HostLink::writeItems(AbstractDeviceInterface *device, const c
 {
     if (!ask(device, WriteLine, line, length))
         return false;
-    if (reply == OkReply && std::memcmp(&m_rspBuf[0], "OK\r\n", 4) != 0)
+    if (reply == OkReply && (rspLen() < 4 || std::memcmp(&m_rspBuf[0], "OK\r\n", 4) != 0))
         return failed(QLatin1String(INVALID_RESPONSE));
     return endComm(device) == 1;
 }

@@ -4,14 +4,21 @@
 
 #include <QtCore/QtPlugin>
 
+#include <new>
+
 extern "C" {
 
-/// Creates a further, independent driver object; the caller owns it and deletes it.
+/// Creates a further, independent driver object; the caller owns it and deletes it. Null when there
+/// is no memory for it.
 Q_DECL_EXPORT DriverInterface *CreateDriver();
 
 DriverInterface *CreateDriver()
 {
-    return new DriverKV_L20V_HostLink;
+    try {
+        return new DriverKV_L20V_HostLink;
+    } catch (const std::bad_alloc &) {
+        return 0;
+    }
 }
 }
 
