@@ -1,9 +1,11 @@
-// Drives the driver through a simulated PLC that misbehaves, and compares every value read and
+// Drives the driver and the channel over a wire that misbehaves, and compares every value read and
 // every write reported as done with what the PLC's memory may hold.
+#include "apps/kvlink/failure_text.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "host/device_channel.h"
 #include "host/serial_port.h"
-#include "tests/soak/faulty_line.h"
+#include "host/traced_channel.h"
+#include "tests/soak/faulty_wire.h"
 #include "tests/soak/plc_model.h"
 #include "tools/drv_dev_setting.h"
 #include "tools/tools.h"
@@ -48,8 +50,8 @@ const char *const FAULTS[] = {
     "wrong-close:%1",  "error-reply:%1", "no-reply:%1", "split:%1,1",
 };
 const double FAULT_RATE = 0.01;
-const double LOSS_RATE = 0.002;
-const double DIGIT_RATE = 0.0005;
+// Lines lost, parity errors, items dropped, half replies, another PLC's replies, changed digits.
+const WireFaults WIRE_FAULTS = {0.002, 0.001, 0.001, 0.001, 0.0001, 0.0005};
 
 // With 2 retries a request fails when three attempts in a row do.
 const double MOST_FAILED = 0.0002;
@@ -66,22 +68,23 @@ const char ERROR_REPLY[] = "Response During an Error:E";
 
 struct Counts {
     int requests, done, failed;
-    int changedDigits, changedValues;          // by the line, which nobody can see
-    int writesTakenForDone;                    // by an old reply, the line being lost
+    int unusableAnswers; // taken by the driver, and shown to be none by the reply itself
     int wrongValues, lostWrites, wrongLengths; // silently wrong
     int flaggedSuccesses, unknownTexts, endlessOutages, longestOutage;
     QMap<QByteArray, int> texts;
+    QMap<QByteArray, int> unseenValues; // wrong for a cause that nothing on the wire shows
     QMap<QByteArray, qint64> faults;
 };
 
 class Soak
 {
 public:
-    // The line and the memory are given where the PLC is in this process.
-    Soak(AbstractDeviceInterface &channel, quint32 seed, FaultyLine *line = nullptr,
+    // Takes what the driver takes, or what kvlink takes of it. The wire and the memory are given where
+    // the PLC is in this process.
+    Soak(AbstractDeviceInterface &channel, quint32 seed, bool asKvlink, FaultyWire *wire = nullptr,
          const PlcMemory *memory = nullptr)
-        : m_channel(channel), m_line(line), m_memory(memory), m_chance(seed), m_counts(),
-          m_failedInARow(0)
+        : m_asKvlink(asKvlink), m_channel(channel, nullptr), m_wire(wire), m_memory(memory),
+          m_chance(seed), m_counts(), m_failedInARow(0), m_wasUnseen(nullptr)
     {
         for (int i = 0; i < AREA_COUNT; ++i)
             m_cells.append(QVector<Cell>(AREAS[i].size));
@@ -111,8 +114,8 @@ public:
                 const CommunicatorCommand command(area.kind, area.count(1), area.address(at));
                 QByteArray data;
                 for (int patience = 0; patience < 5 && data.isEmpty(); ++patience)
-                    data = m_driver.read(&m_channel, command);
-                if (m_line && m_line->takeDigitChanged())
+                    data = readUsable(command);
+                if (takeUnseen() != nullptr)
                     continue;
                 if (data.isEmpty())
                     ++m_counts.endlessOutages;
@@ -126,16 +129,15 @@ private:
     void read(const Area &area, Cell *cells, int first, int count)
     {
         const CommunicatorCommand command(area.kind, area.count(count), area.address(first));
-        const QByteArray data = m_driver.read(&m_channel, command);
+        const QByteArray data = readUsable(command);
         const bool done = !data.isEmpty();
-        note(done);
+        note(done || m_isUnusable);
         m_counts.wrongLengths += done && data.size() != command.byteLength();
-        const bool digitChanged = m_line && m_line->takeDigitChanged();
-        m_counts.changedDigits += digitChanged;
+        const char *const unseen = takeUnseen();
         for (int k = 0; done && k < count; ++k) {
             const quint32 value = valueAt(area, data, k);
-            if (digitChanged)
-                m_counts.changedValues += !cells[k].mayBe(value);
+            if (unseen)
+                m_counts.unseenValues[unseen] += !cells[k].mayBe(value);
             else
                 m_counts.wrongValues += !cells[k].settle(value);
         }
@@ -146,10 +148,13 @@ private:
         const CommunicatorCommand command(area.kind, area.count(count), area.address(first));
         QVector<quint32> values;
         const QByteArray data = newData(area, count, &values);
-        const bool done = m_driver.write(&m_channel, command, data) == 1;
+        m_channel.beginRequest();
+        bool done = m_driver.write(&m_channel, command, data) == 1;
+        m_channel.endRequest();
         note(done);
-        int &lostOnes = m_line && m_line->takeLostBehindReply() ? m_counts.writesTakenForDone
-                                                                : m_counts.lostWrites;
+        done = done && isUsable();
+        const char *const unseen = takeUnseen();
+        int &lostOnes = unseen ? m_counts.unseenValues[unseen] : m_counts.lostWrites;
         for (int k = 0; k < count; ++k) {
             const bool lost = done && m_memory && area.held(*m_memory, first + k) != values.at(k);
             lostOnes += lost;
@@ -158,6 +163,33 @@ private:
             else
                 cells[k].perhapsWritten(values.at(k));
         }
+    }
+
+    // What kvlink makes of it.
+    bool isUsable()
+    {
+        m_isUnusable =
+            m_asKvlink && !unusableAnswerText(m_channel.record(), RequestPlace()).isEmpty();
+        m_counts.unusableAnswers += m_isUnusable;
+        return !m_isUnusable;
+    }
+
+    QByteArray readUsable(const CommunicatorCommand &command)
+    {
+        m_channel.beginRequest();
+        const QByteArray data = m_driver.read(&m_channel, command);
+        m_channel.endRequest();
+        m_isUnusable = false;
+        return !data.isEmpty() && isUsable() ? data : QByteArray();
+    }
+
+    // In this request or, as replies may come one request late, in the one before.
+    const char *takeUnseen()
+    {
+        const char *const unseen = m_wire ? m_wire->takeUnseen() : nullptr;
+        const char *const either = unseen ? unseen : m_wasUnseen;
+        m_wasUnseen = unseen;
+        return either;
     }
 
     int random(int below)
@@ -204,14 +236,17 @@ private:
         ++m_counts.texts[text];
     }
 
-    AbstractDeviceInterface &m_channel;
-    FaultyLine *m_line;
+    const bool m_asKvlink;
+    TracedChannel m_channel;
+    FaultyWire *m_wire;
     const PlcMemory *m_memory;
     DriverKV_L20V_HostLink m_driver;
     std::mt19937 m_chance;
     QVector<QVector<Cell>> m_cells;
     Counts m_counts;
     int m_failedInARow;
+    bool m_isUnusable; // the latest request
+    const char *m_wasUnseen;
 };
 
 QStringList faultOptions(int timeoutMs)
@@ -265,9 +300,10 @@ bool report(const char *road, const Counts &counts, bool limited)
     }
     // Of a few requests none may meet a rare fault.
     limits.most("faults that never came", missing, counts.requests < 10000 ? missing : 0);
-    print("requests with a digit changed by the line", counts.changedDigits);
-    print("values changed so", counts.changedValues);
-    print("values lost with a line behind an old reply", counts.writesTakenForDone);
+    print("answers that kvlink calls unusable", counts.unusableAnswers);
+    for (QMap<QByteArray, int>::const_iterator it = counts.unseenValues.begin();
+         it != counts.unseenValues.end(); ++it)
+        print("values wrong, and nothing shows it: " + it.key(), it.value());
     print("done", counts.done);
     for (QMap<QByteArray, int>::const_iterator it = counts.texts.begin(); it != counts.texts.end();
          ++it)
@@ -296,26 +332,33 @@ Counts run(Soak *soak, int requests)
     return soak->counts();
 }
 
-bool soakInMemory(const char *road, int requests, quint32 seed, const Pacing &pacing, bool limited)
+bool soakInMemory(const char *road, int requests, quint32 seed, int delayMs, bool rests,
+                  bool limited)
 {
     PlcMemory memory;
     FaultPlan plan(seed);
-    foreach (const QString &option, faultOptions(FaultyLine::TIMEOUT_US / 1000)) {
+    foreach (const QString &option, faultOptions(WireChannel::TIMEOUT_MS)) {
         QByteArray error;
         if (!plan.addOption(option.toLatin1(), &error)) {
             std::fprintf(stderr, "soak: %s\n", error.constData());
             return false;
         }
     }
-    FaultyLine line(memory, plan, LOSS_RATE, DIGIT_RATE, pacing, seed);
-    Soak soak(line, seed, &line, &memory);
+    FaultyWire wire(memory, plan, WIRE_FAULTS, seed);
+    WireChannel channel(&wire, delayMs, rests);
+    Soak soak(channel, seed, limited, &wire, &memory);
     Counts counts = run(&soak, requests);
     for (int kind = 0; kind < FAULT_KINDS; ++kind) {
         const FaultKind fault = static_cast<FaultKind>(kind);
         if (fault != FAULT_SILENCE && fault != FAULT_CLOSE_CONNECTION)
-            counts.faults[faultName(fault)] = static_cast<qint64>(line.engine().count(fault));
+            counts.faults[faultName(fault)] = static_cast<qint64>(wire.engine().count(fault));
     }
-    counts.faults["line lost"] = line.lost();
+    counts.faults["line lost"] = wire.counts().lost;
+    counts.faults["parity error"] = wire.counts().parity;
+    counts.faults["item dropped"] = wire.counts().dropped;
+    counts.faults["half a reply"] = wire.counts().half;
+    counts.faults["another PLC's reply"] = wire.counts().crosstalk;
+    counts.faults["digit changed"] = wire.counts().digit;
     return report(road, counts, limited);
 }
 
@@ -359,7 +402,7 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
         return false;
     }
     DeviceChannel channel(port.get(), DriverSetting(timeoutMs, 2, 0, 0));
-    Soak soak(channel, seed);
+    Soak soak(channel, seed, true);
     Counts counts = run(&soak, requests);
     simulator.terminate();
     simulator.waitForFinished();
@@ -378,14 +421,11 @@ int main(int argc, char **argv)
     }
     const int inMemory = QByteArray(argv[1]).toInt();
     const quint32 seed = QByteArray(argv[3]).toUInt();
-    const Pacing rest = {12000, 0};
-    const Pacing delay = {0, 12000};
-    const Pacing neither = {0, 0};
-    bool good = soakInMemory("in memory", inMemory, seed, rest, true);
-    good &=
-        soakInMemory("in memory, no rest but a delay of 12 ms", inMemory / 10, seed, delay, true);
+    bool good = soakInMemory("in memory", inMemory, seed, 0, true, true);
+    good &= soakInMemory("in memory, no rest but a delay of 12 ms", inMemory / 10, seed, 12, false,
+                         true);
     // What a runtime that does nothing against old replies would get.
-    soakInMemory("in memory, neither rest nor delay", inMemory / 10, seed, neither, false);
+    soakInMemory("in memory, neither rest nor delay", inMemory / 10, seed, 0, false, false);
     good &= soakOverPty(QByteArray(argv[2]).toInt(), seed, QString::fromLocal8Bit(argv[4]));
     return good ? 0 : 1;
 }
