@@ -18,6 +18,16 @@ int sumWithinInt(int a, int b)
     return a > INT_MAX - b ? INT_MAX : a + b;
 }
 
+// QByteArray::mid for any start and length; that of Qt 4.8 adds them up in an int.
+QByteArray midOf(const QByteArray &bytes, int start, int length)
+{
+    const qint64 size = bytes.size();
+    const qint64 end = length < 0 ? size : qMin<qint64>(size, qint64(start) + length);
+    const qint64 from = qMax(0, start);
+    return from < end ? bytes.mid(static_cast<int>(from), static_cast<int>(end - from))
+                      : QByteArray();
+}
+
 const unsigned char *bytesOf(const QByteArray &a)
 {
     return reinterpret_cast<const unsigned char *>(a.constData());
@@ -150,9 +160,8 @@ bool TxPackage::validSectionNumber(int i) const
 // negative.
 int TxPackage::lengthField(int position) const
 {
-    if (position > buffer.size() - LENGTH_FIELD_SIZE)
-        return 0;
-    return qMax(0, QByteArrayToInt(buffer.mid(position, LENGTH_FIELD_SIZE)));
+    const QByteArray field = midOf(buffer, position, LENGTH_FIELD_SIZE);
+    return field.size() == LENGTH_FIELD_SIZE ? qMax(0, QByteArrayToInt(field)) : 0;
 }
 
 // The sections from the first to the given one. One pass suffices, since a size reference counts
@@ -189,9 +198,7 @@ QByteArray TxPackage::dataAt(int i) const
     if (!validSectionNumber(i))
         return QByteArray();
     const Extent extent = extentsUpTo(i).last();
-    if (extent.start >= buffer.size())
-        return QByteArray();
-    return buffer.mid(extent.start, extent.size);
+    return midOf(buffer, extent.start, extent.size);
 }
 
 int TxPackage::arrayToInt(const QByteArray &bytes) const
