@@ -64,11 +64,14 @@ private slots:
 
     void readsPortTextsAsDecimalNumbers()
     {
-        for (const char *text : {"65536", "4294967297", "-1", "", "80a", "0x50", "010"}) {
-            DeviceSetting device = withTwoEntries();
-            device.setSocketData(QList<Texts>() << Texts("name", text));
-            QCOMPARE(entriesOf(device), QString(QString(text) == "010" ? "name|10 " : "name|0 "));
-        }
+        QList<Texts> texts;
+        for (const char *text : {"65536", "4294967297", "-1", "", "80a", "0x50", "1 0", "+ 1",
+                                 "010", "65535", " +7\t", "18446744073709551617"})
+            texts << Texts("", text);
+        texts << Texts("", QString("1") + QChar(0)) << Texts("", QString("2") + QChar(0x3000));
+        DeviceSetting device = withTwoEntries();
+        device.setSocketData(texts);
+        QCOMPARE(entriesOf(device), QString("|0 ").repeated(8) + "|10 |65535 |7 |0 |0 |2 ");
     }
 };
 

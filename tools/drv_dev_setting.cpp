@@ -6,6 +6,8 @@
 #include <QtCore/QIODevice>
 #include <QtCore/QTextStream>
 
+#include <climits>
+
 namespace
 {
 
@@ -141,8 +143,12 @@ void DeviceSetting::setCurrentIPIndex(int index)
 void DeviceSetting::setSocketData(const QList<QPair<QString, QString>> &data)
 {
     QList<QPair<QString, unsigned short>> entries;
-    for (int i = 0; i < data.size(); ++i)
-        entries.append(qMakePair(data.at(i).first, data.at(i).second.toUShort()));
+    for (const QPair<QString, QString> &texts : data) {
+        // Not toUShort: Qt 4.8 cuts the number to a long, which has 32 bits on the panel.
+        const qulonglong number = texts.second.toULongLong();
+        entries.append(
+            qMakePair(texts.first, static_cast<unsigned short>(number <= USHRT_MAX ? number : 0)));
+    }
     socketData = entries;
 }
 
