@@ -146,7 +146,7 @@ bool FaultPlan::addFile(const QByteArray &text, QByteArray *error)
 {
     std::vector<FaultRule> rules;
     int number = 0;
-    foreach (const QByteArray &line, text.split('\n')) {
+    for (const QByteArray &line : text.split('\n')) {
         ++number;
         const QByteArray words = line.simplified();
         if (words.isEmpty() || words.startsWith('#'))

@@ -118,7 +118,7 @@ bool loadPlcMemoryImage(const QByteArray &image, PlcMemory *memory, QByteArray *
 {
     Settings settings;
     int number = 0;
-    foreach (QByteArray line, image.split('\n')) {
+    for (QByteArray line : image.split('\n')) {
         ++number;
         if (line.endsWith('\r'))
             line.chop(1);

@@ -61,7 +61,7 @@ private slots:
                                      "c4b3a291",     "91a2b3c4",     "c404ccc404ccc404ccc404cc",
                                      "c4b30403ccdd", "b3c40304ddcc", "91a2b3c401020304ffeeddcc"};
         for (int k = 0; k < 9; ++k)
-            foreach (const QByteArray &format, QByteArray(formats[k]).split(' '))
+            for (const QByteArray &format : QByteArray(formats[k]).split(' '))
                 addRow(format.constData(), bytes[k]);
     }
 

@@ -26,7 +26,7 @@ const char *const TABLES =
 QString outcome(bool found, const QList<LinkIdStationId> &entries)
 {
     QString text(found ? "true" : "false");
-    foreach (const LinkIdStationId &entry, entries)
+    for (const LinkIdStationId &entry : entries)
         text += QString(" %1/%2").arg(entry.linkId).arg(entry.stationId);
     return text;
 }
@@ -66,7 +66,7 @@ private slots:
             QCOMPARE(database.open(), k > 0);
         }
         QSqlQuery query(QSqlDatabase::database("links"));
-        foreach (const QString &statement, QString(TABLES).split(';'))
+        for (const QString &statement : QString(TABLES).split(';'))
             QVERIFY(query.exec(statement));
     }
 

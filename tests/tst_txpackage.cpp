@@ -12,7 +12,7 @@ typedef QByteArray B;
 QList<int> sizesOf(const QString &texts)
 {
     QList<int> sizes;
-    foreach (const QString &text, texts.split(' '))
+    for (const QString &text : texts.split(' '))
         sizes.append(text.toInt());
     return sizes;
 }

@@ -68,7 +68,7 @@ void TxPackage::setSectionSize(const QList<int> &sizes)
 {
     sectionSizes = sizes;
     qint64 sum = 0;
-    foreach (int size, sizes)
+    for (int size : sizes)
         sum += size;
     const int newSize = sum < 0 || sum > MAX_FRAME_SIZE ? 0 : static_cast<int>(sum);
     const int oldSize = buffer.size();
