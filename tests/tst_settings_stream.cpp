@@ -5,6 +5,8 @@
 #include <QtCore/QTextCodec>
 #include <QtTest/QtTest>
 
+#include <cstring>
+
 namespace
 {
 
@@ -31,6 +33,32 @@ DeviceSetting deviceWithTwoEntries()
     device.setCurrentIPIndex(1);
     return device;
 }
+
+// A pipe or a decompressor: it gives its bytes, then nothing, and what it says of them is a guess.
+class Pipe : public QIODevice
+{
+public:
+    Pipe(const B &bytes, qint64 guess) : m_bytes(bytes), m_guess(guess)
+    {
+        open(ReadOnly | Unbuffered);
+    }
+    bool isSequential() const { return true; }
+    qint64 bytesAvailable() const { return m_guess; }
+
+protected:
+    qint64 readData(char *data, qint64 most)
+    {
+        const B given = m_bytes.left(static_cast<int>(most));
+        m_bytes.remove(0, given.size());
+        std::memcpy(data, given.constData(), static_cast<size_t>(given.size()));
+        return given.size();
+    }
+    qint64 writeData(const char *, qint64) { return -1; }
+
+private:
+    B m_bytes;
+    const qint64 m_guess;
+};
 
 } // namespace
 
@@ -108,6 +136,23 @@ private slots:
                 readInto(device, B::fromHex(B(TWO_ENTRIES[0], 68) + row.fromIndexOn));
             const QString rest = QString("at %1, status %2").arg(device.currentIPIndex).arg(status);
             QVERIFY2(entriesOf(device) + rest == row.outcome, row.name);
+        }
+    }
+
+    // The third record's count is hostile.
+    void readsRecordsFromAPipe()
+    {
+        const B record = B::fromHex(TWO_ENTRIES[0]);
+        for (qint64 guess : {0, 4096}) {
+            Pipe pipe(record + record + B(record).replace(38, 4, "\xFF\xFF\xFF\xFF"), guess);
+            QDataStream stream(&pipe);
+            for (int k = 0; k < 3; ++k) {
+                DeviceSetting device = deviceWithTwoEntries();
+                stream >> device;
+                const bool failed = k == 2 && guess > 0;
+                QCOMPARE(entriesOf(device), QString("1|8501 2|65534 ") + (failed ? "|0 " : ""));
+                QCOMPARE(stream.status() == QDataStream::ReadPastEnd, failed);
+            }
         }
     }
 

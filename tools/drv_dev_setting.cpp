@@ -43,22 +43,44 @@ private:
 
 typedef QList<QPair<QString, quint16>> SocketData;
 
-// Read by hand: Qt 4.8 keeps what it read of a list from a short stream, Qt 5 forgets it.
+// Reads a value and gives whether the stream had all of it, whatever its status was before.
+template <typename Value>
+bool readWhole(QDataStream &stream, Value &value)
+{
+    const QDataStream::Status former = stream.status();
+    stream.resetStatus();
+    stream >> value;
+    const bool whole = stream.status() != QDataStream::ReadPastEnd;
+    if (former != QDataStream::Ok) {
+        stream.resetStatus();
+        stream.setStatus(former);
+    }
+    return whole;
+}
+
+// A sequential device may call itself at its end while it merely does not know what is to come.
+bool atEnd(const QDataStream &stream)
+{
+    char next = 0;
+    return stream.atEnd() &&
+           (!stream.device()->isSequential() || stream.device()->peek(&next, 1) < 1);
+}
+
+// Read by hand: Qt 4.8 keeps what it read of a list from a short stream, Qt 5 forgets it. A device
+// that neither ends nor gives anything stops it, whatever the count.
 SocketData readSocketData(QDataStream &stream)
 {
     quint32 count = 0;
     stream >> count;
     SocketData entries;
-    for (quint32 i = 0; i < count; ++i) {
-        QIODevice *device = stream.device();
-        const qint64 before = device ? device->bytesAvailable() : 0;
+    bool more = count > 0;
+    while (more) {
         QPair<QString, quint16> entry(QString(), 0);
-        stream >> entry.first >> entry.second;
+        const bool wholeText = readWhole(stream, entry.first);
+        const bool wholePort = readWhole(stream, entry.second);
         entries.append(entry);
-        // A device that neither ends nor gives anything would never stop this.
-        const bool stuck = device && device->bytesAvailable() == before;
-        if (stream.atEnd() || stuck)
-            break;
+        more = wholeText && wholePort && static_cast<quint32>(entries.size()) < count &&
+               !atEnd(stream);
     }
     return entries;
 }

@@ -116,7 +116,8 @@ private:
 /// every text in Qt's encoding, in the byte order that the stream is set to. The auxiliary texts
 /// and flags are not in it. A stream that ends early gives zeros and empty texts and its status
 /// tells; a list of entries ends with the entry at whose reading the stream ended, whatever its
-/// count claims. The stored current index counts only when it names an entry.
+/// count claims. On a sequential device that is one which gives nothing more, whatever its
+/// bytesAvailable() says. The stored current index counts only when it names an entry.
 /// @return the stream
 /// @{
 /// Writes the four numbers.
