@@ -105,7 +105,8 @@ void checkSections(const TxPackage &package, const FrameModel &model)
         fuzzSame(start, package.sectionStartIndex(i), "the start of a section");
         fuzzSame(size, package.sectionSize(i), "the size of a section");
         QByteArray data;
-        for (qint64 at = start; at < qMin<qint64>(start + size, model.bytes.size()); ++at)
+        const qint64 end = size < 0 ? INT_MAX : start + size;
+        for (qint64 at = qMax<qint64>(start, 0); at < qMin<qint64>(end, model.bytes.size()); ++at)
             data += model.bytes.at(static_cast<int>(at));
         fuzzSame(data, package.dataAt(i), "the data of a section");
         fuzzSame(data.isEmpty() ? 0 : static_cast<unsigned char>(data.at(0)),

@@ -45,7 +45,7 @@ struct FrameModel {
     {
         qint64 sum = 0;
         for (int i = 0; i < section; ++i)
-            sum = qMin<qint64>(sum + size(i), INT_MAX);
+            sum = qBound<qint64>(INT_MIN, sum + size(i), INT_MAX);
         return sum;
     }
 
@@ -59,9 +59,9 @@ struct FrameModel {
             return 0;
         const qint64 at = start(static_cast<int>(field));
         qint64 value = 0;
-        for (int i = 3; i >= 0 && at + 4 <= bytes.size(); --i)
+        for (int i = 3; i >= 0 && at >= 0 && at + 4 <= bytes.size(); --i)
             value = value * 256 + static_cast<unsigned char>(bytes.at(static_cast<int>(at) + i));
-        return value > INT_MAX ? 0 : value;
+        return value > INT_MAX ? value - (Q_INT64_C(1) << 32) : value;
     }
 };
 

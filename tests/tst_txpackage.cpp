@@ -83,6 +83,9 @@ private slots:
             QCOMPARE(package.byteArrayData().toHex(), B(bytes[k]));
             QVERIFY(package.sectionSizes == sizesOf(sizes[k]) && package.appendedCount == 3);
         }
+        TxPackage large;
+        large.setSectionSize(sizesOf("67108864 1"));
+        QCOMPARE(large.totalSize(), 67108865);
     }
 
     void replacesItsBytesOnly()
@@ -110,7 +113,12 @@ private slots:
             {"short length field", "1 3 -1", "02 010000 0041", "0+1:02 1+3:010000 4+0:"},
             {"cut length field", "1 4 -1", "02 010000", "0+1:02 1+4:010000 5+0:"},
             {"nothing behind the length", "0 4 -1", "02000000", "0+0: 0+4:02000000 4+2:"},
-            {"length -1", "1 4 -1 1", "02 FFFFFFFF 41", "0+1:02 1+4:ffffffff 5+0: 5+1:41"},
+            {"length -1", "1 4 -1 1", "02 FFFFFFFF 41", "0+1:02 1+4:ffffffff 5+-1:41 4+1:ff"},
+            {"least length", "0 4 -1 4 -3 9", "00000080 4142434445464748",
+             "0+0: 0+4:00000080 4+-2147483648:4142434445464748 -2147483644+4: "
+             "-2147483640+0: -2147483640+9:"},
+            {"start below 0", "0 4 -1 9 -3", "FAFFFFFF 0100000041",
+             "0+0: 0+4:faffffff 4+-6:0100000041 -2+9:faffffff010000 7+0:"},
             {"greatest length", "0 4 -1", "FFFFFF7F 4142", "0+0: 0+4:ffffff7f 4+2147483647:4142"},
             {"itself", "1 -1", "02 0300000003", "0+1:02 1+0:"},
             {"ahead", "1 -2 4 1", "02 01000000 41", "0+1:02 1+0: 1+4:01000000 5+1:41"},

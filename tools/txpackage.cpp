@@ -3,19 +3,15 @@
 #include "tools/tools.h"
 
 #include <climits>
-#include <cstring>
 
 namespace
 {
 
 const int LENGTH_FIELD_SIZE = 4;
 
-// Far above any frame; a sum of sizes beyond it is a mistake, not a wish for memory.
-const int MAX_FRAME_SIZE = 64 * 1024 * 1024;
-
 int sumWithinInt(int a, int b)
 {
-    return a > INT_MAX - b ? INT_MAX : a + b;
+    return static_cast<int>(qBound<qint64>(INT_MIN, static_cast<qint64>(a) + b, INT_MAX));
 }
 
 // QByteArray::mid for any start and length; that of Qt 4.8 adds them up in an int.
@@ -70,11 +66,8 @@ void TxPackage::setSectionSize(const QList<int> &sizes)
     qint64 sum = 0;
     for (int size : sizes)
         sum += size;
-    const int newSize = sum < 0 || sum > MAX_FRAME_SIZE ? 0 : static_cast<int>(sum);
-    const int oldSize = buffer.size();
-    buffer.resize(newSize);
-    if (newSize > oldSize)
-        std::memset(buffer.data() + oldSize, 0, static_cast<size_t>(newSize - oldSize));
+    const int newSize = sum < 0 || sum > INT_MAX ? 0 : static_cast<int>(sum);
+    buffer = buffer.leftJustified(newSize, '\0', true);
 }
 
 void TxPackage::clearAll()
@@ -156,12 +149,11 @@ bool TxPackage::validSectionNumber(int i) const
     return i >= 0 && i < numberOfSections();
 }
 
-// The number in the four bytes from a position on; 0 where they are not all there or it is
-// negative.
+// The number in the four bytes from a position on; 0 where they are not all there.
 int TxPackage::lengthField(int position) const
 {
     const QByteArray field = midOf(buffer, position, LENGTH_FIELD_SIZE);
-    return field.size() == LENGTH_FIELD_SIZE ? qMax(0, QByteArrayToInt(field)) : 0;
+    return field.size() == LENGTH_FIELD_SIZE ? QByteArrayToInt(field) : 0;
 }
 
 // The sections from the first to the given one. One pass suffices, since a size reference counts

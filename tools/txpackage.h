@@ -14,9 +14,9 @@
 /// 8-bit sum of all bytes so far, the FCS their XOR. To take a received frame apart, set the
 /// section sizes and the bytes. A size of -k (k >= 1) is a size reference: the section is as long
 /// as the number at the start of section k says, 4 bytes, least significant first. That length
-/// field must come before the section it sizes and have a plain size of at least 4 bytes, all of
-/// them in the buffer; otherwise, and when the number is negative, the section's size is 0. No
-/// operation reads outside the buffer.
+/// field must come before the section it sizes and have a plain size of at least 4 bytes, the
+/// first 4 of them in the buffer; otherwise the section's size is 0. Sizes, negative ones of a
+/// damaged frame too, are taken as they are; no operation reads outside the buffer.
 class TxPackage
 {
 public:
@@ -40,8 +40,9 @@ public:
     int totalSize() const;
 
     /// Replaces the section sizes and resizes the buffer to their sum, in which a size reference
-    /// counts as its negative number. Added bytes are zero. A sum below 0, or beyond an int,
-    /// empties the buffer.
+    /// counts as its negative number. Added bytes are zero. A sum of 0 or less empties the
+    /// buffer, as does one beyond an int, which no byte array can hold. Where the system has no
+    /// memory for the sum, std::bad_alloc is thrown.
     void setSectionSize(const QList<int> &sizes);
 
     /// Forgets bytes, sections and `appendedCount`.
@@ -75,14 +76,15 @@ public:
     bool validSectionNumber(int i) const;
 
     /// The position of the section's first byte: the sum of the sizes before it, size references
-    /// resolved. -1 for a number that is not valid.
+    /// resolved, cut to an int. -1 for a number that is not valid.
     int sectionStartIndex(int i) const;
 
     /// The section's size in bytes, size references resolved; it may say more than the buffer
-    /// holds. 0 for a number that is not valid.
+    /// holds, and less than 0 where the length field does. 0 for a number that is not valid.
     int sectionSize(int i) const;
 
-    /// The section's bytes, cut at the end of the buffer. Empty for a number that is not valid.
+    /// What QByteArray::mid gives for the section's start and size: its bytes, cut to the buffer; all
+    /// from the start on where the size is negative. Empty for a number that is not valid.
     QByteArray dataAt(int i) const;
     /// @}
 
