@@ -119,7 +119,7 @@ private slots:
         std::vector<unsigned char> buffer(17);
         QCOMPARE(DataPack(buffer.data(), "C2nx1xN2vs", 0x17E, words, 0x01020304, words, -2), 17);
         QCOMPARE(hexOf(buffer), QByteArray("7e1234abcd0000010203043412cdabfeff"));
-        for (const char *beyondAnInt : {"1073741824v", "18446744073709551617v"})
+        for (const char *beyondAnInt : {"1073741824v", "4294967297v", "18446744073709551617v"})
             QCOMPARE(ByteArrayPack(beyondAnInt, words), QByteArray());
     }
 };

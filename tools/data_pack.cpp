@@ -22,9 +22,10 @@ Item takeItem(const char *&fmt)
         item.counted = true;
         item.count = 0;
         for (; *fmt >= '0' && *fmt <= '9'; ++fmt) {
-            item.count = item.count * 10 + static_cast<size_t>(*fmt - '0');
-            if (item.count > INT_MAX)
-                item.count = INT_MAX;
+            const size_t digit = static_cast<size_t>(*fmt - '0');
+            // Compared first: ten times the count may be beyond 32 bits.
+            const bool fits = item.count <= (INT_MAX - digit) / 10;
+            item.count = fits ? item.count * 10 + digit : INT_MAX;
         }
     }
     item.type = *fmt;
