@@ -3,6 +3,7 @@
 
 #include <QtTest/QtTest>
 
+#include <climits>
 #include <limits>
 
 namespace
@@ -93,6 +94,14 @@ private slots:
             }
             QCOMPARE(bitText(target), former);
         }
+    }
+
+    void copiesToTheLastBit()
+    {
+        QByteArray dst;
+        QByteArray src("\xFF\x01");
+        CopyBits(dst, src, INT_MAX, 9);
+        QCOMPARE(dst.mid(INT_MAX / 8).toHex(), QByteArray("80ff"));
     }
 
     void expandsBitsToBytes()

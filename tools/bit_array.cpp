@@ -151,7 +151,7 @@ void CopyBits(QByteArray &dst, QByteArray &src, int dstStart, int count)
         return;
     // Holds the bits when dst and src are one array.
     const QByteArray source(src); // NOLINT(performance-unnecessary-copy-initialization)
-    extendTo(dst, (dstStart + count - 1) / 8 + 1);
+    extendTo(dst, static_cast<int>((static_cast<qint64>(dstStart) + count - 1) / 8 + 1));
     const unsigned char *in = bytesOf(source);
     unsigned char *out = bytesOf(dst) + dstStart / 8;
     const int shift = dstStart % 8;
