@@ -1,5 +1,6 @@
 #include "tools/link_database.h"
 
+#include <QtCore/QScopedPointer>
 #include <QtCore/QVariant>
 #include <QtSql/QSqlDatabase>
 #include <QtSql/QSqlQuery>
@@ -14,24 +15,27 @@ class Lookup
 public:
     Lookup(const QString &connectionName, const QString &statement,
            const QVariant &boundText = QVariant())
-        : m_database(opened(connectionName)), m_query(m_database), m_executed(false)
+        : m_database(opened(connectionName)), m_executed(false)
     {
         if (!m_database.isOpen())
             return;
-        m_query.setForwardOnly(true);
-        if (!m_query.prepare(statement))
+        // Not sooner: a query of no connection takes the default one and logs when that is another
+        // thread's.
+        m_query.reset(new QSqlQuery(m_database));
+        m_query->setForwardOnly(true);
+        if (!m_query->prepare(statement))
             return;
         if (boundText.isValid())
-            m_query.addBindValue(boundText);
-        m_executed = m_query.exec();
+            m_query->addBindValue(boundText);
+        m_executed = m_query->exec();
     }
 
-    bool next() { return m_executed && m_query.next(); }
-    int number(int column) const { return m_query.value(column).toInt(); }
+    bool next() { return m_executed && m_query->next(); }
+    int number(int column) const { return m_query->value(column).toInt(); }
 
     unsigned char station(int column) const
     {
-        return static_cast<unsigned char>(m_query.value(column).toUInt() & 0xFF);
+        return static_cast<unsigned char>(m_query->value(column).toUInt() & 0xFF);
     }
 
 private:
@@ -45,7 +49,7 @@ private:
     }
 
     QSqlDatabase m_database;
-    QSqlQuery m_query;
+    QScopedPointer<QSqlQuery> m_query;
     bool m_executed;
 };
 
