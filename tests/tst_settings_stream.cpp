@@ -162,9 +162,12 @@ private slots:
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
         const QString name = QString::fromUtf8(" a\"b\\c\td\n\xC3\xA4\xCE\xA9\xE2\x82\xAC ");
         MessageCapture capture;
-        DriverSetting(500, 3, 0, -1, "", 0, "hidden", true).dump();
+        DriverSetting driver(500, 3, 0, -1, "", 0, "hidden", true);
+        void (DriverSetting::*const dumpDriver)() = &DriverSetting::dump;
+        (driver.*dumpDriver)();
         DeviceSetting device(static_cast<device_type>(0x80000070u), name, 9600, 8, 0, 2, 7, "aux");
-        device.dump();
+        void (DeviceSetting::*const dumpDevice)() = &DeviceSetting::dump;
+        (device.*dumpDevice)();
         device.setSocketData(QList<Texts>() << Texts("::1", "1") << Texts(name, "65535"));
         device.setCurrentIPIndex(1);
         device.linkID = 9;

@@ -174,7 +174,7 @@ void DeviceSetting::setSocketData(const QList<QPair<QString, QString>> &data)
     socketData = entries;
 }
 
-void DriverSetting::dump() const
+void DriverSetting::dump()
 {
     DumpText()
         .number("timeout:", timeout)
@@ -184,7 +184,7 @@ void DriverSetting::dump() const
         .print();
 }
 
-void DeviceSetting::dump() const
+void DeviceSetting::dump()
 {
     DumpText()
         .number("type:", static_cast<quint32>(type))

@@ -42,7 +42,7 @@ public:
     void copy(const DriverSetting &other);
 
     /// Prints the four numbers as one debug message.
-    void dump() const;
+    void dump();
 
     int timeout;     ///< milliseconds
     int retry;       ///< further attempts
@@ -93,7 +93,7 @@ public:
     void setSocketData(const QList<QPair<QString, QString>> &data);
 
     /// Prints the record, of its entries the current one, as one debug message.
-    void dump() const;
+    void dump();
 
     device_type type;   ///< kind of device
     QString string;     ///< device name, such as COM2

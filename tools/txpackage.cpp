@@ -198,7 +198,7 @@ int TxPackage::arrayToInt(const QByteArray &bytes) const
     return bytes.isEmpty() ? 0 : static_cast<unsigned char>(bytes.at(0));
 }
 
-QString TxPackage::toString() const
+QString TxPackage::toString()
 {
     return dumpByteArray(buffer);
 }

@@ -92,7 +92,7 @@ public:
     int arrayToInt(const QByteArray &bytes) const;
 
     /// `dumpByteArray` of the buffer.
-    QString toString() const;
+    QString toString();
 
     QByteArray buffer;       ///< the frame's bytes
     QList<int> sectionSizes; ///< plain sizes, or size references where negative
