@@ -79,7 +79,9 @@ QByteArray answered(SimulatedPlc &plc, const QByteArray &line)
         return reply;
     }
     // Where a read gives what a write takes, it gives what was written.
-    const QByteArray values = line.startsWith("WRS ") ? fields.mid(3).join(' ') : QByteArray();
+    QByteArray values = line.startsWith("WRS ") ? line.trimmed() : QByteArray();
+    for (int field = 0; field < 3; ++field)
+        values = values.mid(values.indexOf(' ') + 1);
     const QByteArray read = after.left(after.indexOf('\r'));
     if (!values.isEmpty() && read.size() == values.size())
         fuzzSame(values, read, "what was written");

@@ -97,7 +97,8 @@ void checkPrefix(const QByteArray &text)
         QByteArray("abcdefghijklmnopqrstuvwxyz_").contains(QByteArray(text).toLower().at(length)))
         ++length;
     fuzzSame(text.left(length), ExtractPrefixSymbol(text), "the symbol");
-    fuzzSame(text.left(length), ExtractPrefixSymbol(QString::fromLatin1(text)),
+    fuzzSame(text.left(length),
+             ExtractPrefixSymbol(QString::fromLatin1(text.constData(), text.size())),
              "the text's symbol");
 }
 

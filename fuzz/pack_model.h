@@ -4,8 +4,7 @@
 
 #include "fuzz/fuzz_input.h"
 
-#include <QtCore/QtEndian>
-
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -43,21 +42,10 @@ inline int widthOf(char type)
 
 inline QByteArray ordered(const unsigned char *value, char type)
 {
-    quint16 half = 0;
-    quint32 whole = 0;
-    QByteArray bytes(widthOf(type), '\0');
-    std::memcpy(bytes.size() == 2 ? static_cast<void *>(&half) : &whole, value,
-                static_cast<size_t>(bytes.size()));
-    if (bytes.size() == 1)
-        bytes[0] = static_cast<char>(*value);
-    else if (bytes.size() == 2 && type == 'n')
-        qToBigEndian(half, bytes.data());
-    else if (bytes.size() == 2)
-        qToLittleEndian(half, bytes.data());
-    else if (type == 'N')
-        qToBigEndian(whole, bytes.data());
-    else
-        qToLittleEndian(whole, bytes.data());
+    QByteArray bytes(reinterpret_cast<const char *>(value), widthOf(type));
+    const bool bigEndian = type == 'n' || type == 'N';
+    if (bigEndian != (Q_BYTE_ORDER == Q_BIG_ENDIAN))
+        std::reverse(bytes.begin(), bytes.end());
     return bytes;
 }
 
