@@ -58,6 +58,8 @@ class TestLinkDatabase : public QObject
 private slots:
     void initTestCase()
     {
+        if (!QSqlDatabase::isDriverAvailable("QSQLITE"))
+            QSKIP("this Qt has no SQLite driver", SkipAll);
         QVERIFY(m_file.open());
         const QString files[] = {m_file.fileName() + "/missing", ":memory:", m_file.fileName()};
         const char *const names[] = {"no file", "no tables", "links"};
