@@ -66,21 +66,23 @@ bool takeRate(QList<QByteArray> *words, FaultRule *rule, QByteArray *error)
         rule->rate = rate == "every" ? FaultRule::EVERY : FaultRule::ONCE;
         const QByteArray number = words->isEmpty() ? QByteArray() : words->takeFirst();
         return parseNumber(number, 1, 1000000000, &rule->number) ||
-               refuse('"' + rate + ' ' + number + "\" names no number from 1 on", error);
+               refuse(quotedPlcText(rate + ' ' + number) + " names no number from 1 on", error);
     }
     bool isNumber = false;
     rule->probability = rate.toDouble(&isNumber);
     return (isNumber && rule->probability >= 0 && rule->probability <= 1) ||
-           refuse("rate \"" + rate + "\" is no probability from 0 to 1, every N or once N", error);
+           refuse("rate " + quotedPlcText(rate) +
+                      " is no probability from 0 to 1, every N or once N",
+                  error);
 }
 
 bool parseParameter(const FaultRow &row, const QByteArray &text, int *parameter, QByteArray *error)
 {
     if (!row.parameter)
-        return refuse(QByteArray("fault ") + row.name + " takes no \"" + text + '"', error);
+        return refuse(QByteArray("fault ") + row.name + " takes no " + quotedPlcText(text), error);
     quint32 number = 0;
     if (!parseNumber(text, static_cast<quint32>(row.min), static_cast<quint32>(row.max), &number))
-        return refuse('"' + text + "\" is no " + row.parameter + " from " +
+        return refuse(quotedPlcText(text) + " is no " + row.parameter + " from " +
                           QByteArray::number(row.min) + " to " + QByteArray::number(row.max) +
                           " for fault " + row.name,
                       error);
@@ -93,14 +95,15 @@ bool parseRule(QList<QByteArray> words, FaultRule *rule, QByteArray *error)
     const QByteArray name = words.takeFirst();
     const FaultRow *row = findFault(name);
     if (!row)
-        return refuse("unknown fault \"" + name + "\"; known are " + knownFaults(), error);
+        return refuse("unknown fault " + quotedPlcText(name) + "; known are " + knownFaults(),
+                      error);
     rule->kind = row->kind;
     rule->parameter = row->usual;
     if (!takeRate(&words, rule, error))
         return false;
     if (!words.isEmpty() && !parseParameter(*row, words.takeFirst(), &rule->parameter, error))
         return false;
-    return words.isEmpty() || refuse("\"" + words.first() + "\" is too much", error);
+    return words.isEmpty() || refuse(quotedPlcText(words.first()) + " is too much", error);
 }
 
 } // namespace

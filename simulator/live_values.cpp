@@ -11,12 +11,13 @@ bool LiveValues::add(const QByteArray &text, QByteArray *error)
     const int equals = text.indexOf('=');
     LiveValue value;
     if (equals < 0 || parsePlcItemName(text.left(equals), &value.point) != PLC_NO_FAULT) {
-        *error = "no such device in \"" + text + "\", expected for example DM100=counter:1,1000";
+        *error = "no such device in " + quotedPlcText(text) +
+                 ", expected for example DM100=counter:1,1000";
         return false;
     }
     if (!parseShape(text.mid(equals + 1), &value)) {
-        *error = '"' + text.mid(equals + 1) +
-                 "\" is not counter:STEP,PERIOD, ramp:MIN,MAX,PERIOD or sine:MIN,MAX,PERIOD of "
+        *error = quotedPlcText(text.mid(equals + 1)) +
+                 " is not counter:STEP,PERIOD, ramp:MIN,MAX,PERIOD or sine:MIN,MAX,PERIOD of "
                  "values from 0 to " +
                  QByteArray::number(largestPlcValue(value.point.written)) +
                  " and a period in ms from 1 on";

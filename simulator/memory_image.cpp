@@ -62,10 +62,14 @@ bool addSetting(const QByteArray &text, const PlcPoint &point, PlcItems items, S
     return true;
 }
 
-bool addItem(QByteArray text, const PlcPoint &point, Settings *settings)
+QByteArray unquoted(const QByteArray &text)
 {
-    if (text.size() >= 2 && text.startsWith('"') && text.endsWith('"'))
-        text = text.mid(1, text.size() - 2);
+    const bool isQuoted = text.size() >= 2 && text.startsWith('"') && text.endsWith('"');
+    return isQuoted ? text.mid(1, text.size() - 2) : text;
+}
+
+bool addItem(const QByteArray &text, const PlcPoint &point, Settings *settings)
+{
     if (point.read != PLC_TIMERS)
         return addSetting(text, point, point.read, settings);
     const QList<QByteArray> values = text.split(',');
@@ -79,20 +83,19 @@ QByteArray addLine(const QByteArray &line, Settings *settings)
 {
     const int comma = line.indexOf(',');
     if (comma < 0)
-        return '"' + line + "\" is not device,value";
-    QByteArray name = line.left(comma);
-    if (name.size() > 2 && name.startsWith('"') && name.endsWith('"'))
-        name = name.mid(1, name.size() - 2);
+        return quotedPlcText(line) + " is not device,value";
+    const QByteArray name = unquoted(line.left(comma));
     PlcPoint point;
     if (parsePlcItemName(name, &point) != PLC_NO_FAULT)
-        return "no such device: \"" + name + '"';
-    const QByteArray value = line.mid(comma + 1);
+        return "no such device: " + quotedPlcText(name);
+    const QByteArray value = unquoted(line.mid(comma + 1));
     if (addItem(value, point, settings))
         return QByteArray();
     return point.read == PLC_TIMERS
-               ? value + " is not \"contact,current,preset\" of " + name
-               : '"' + value + "\" is no value from 0 to " +
-                     QByteArray::number(largestPlcValue(point.read)) + " for " + name;
+               ? quotedPlcText(value) + " is not contact,current,preset of " + quotedPlcText(name)
+               : quotedPlcText(value) + " is no value from 0 to " +
+                     QByteArray::number(largestPlcValue(point.read)) + " for " +
+                     quotedPlcText(name);
 }
 
 } // namespace

@@ -108,13 +108,14 @@ bool PlcMemory::preset(const QByteArray &assignment, QByteArray *error)
     const QByteArray device = assignment.left(equals);
     PlcPoint point;
     if (equals < 0 || parsePlcItemName(device, &point) != PLC_NO_FAULT) {
-        *error = "no such device in \"" + assignment + "\", expected for example DM100=4660";
+        *error =
+            "no such device in " + quotedPlcText(assignment) + ", expected for example DM100=4660";
         return false;
     }
     const PlcField text = {assignment.constData() + equals + 1, assignment.size() - equals - 1};
     quint32 value = 0;
     if (!parsePlcDecimal(text, &value) || value > largestPlcValue(point.written)) {
-        *error = "no value of the device's range in \"" + assignment + '"';
+        *error = "no value of the device's range in " + quotedPlcText(assignment);
         return false;
     }
     store(point.area, point.written, point.index, value);
@@ -128,13 +129,14 @@ bool PlcMemory::protect(const QByteArray &range, QByteArray *error)
     PlcPoint last;
     if (parsePlcItemName(dash < 0 ? range : range.left(dash), &first) != PLC_NO_FAULT ||
         parsePlcItemName(range.mid(dash + 1), &last) != PLC_NO_FAULT) {
-        *error = "no such devices: \"" + range + "\", expected for example DM100 or DM100-DM199";
+        *error = "no such devices: " + quotedPlcText(range) +
+                 ", expected for example DM100 or DM100-DM199";
         return false;
     }
     const Protected area = {first.area, firstUnit(first.read, first.index),
                             lastUnit(last.read, last.index)};
     if (first.area != last.area || area.first > area.last) {
-        *error = '"' + range + "\" does not go from a device to a later one of its kind";
+        *error = quotedPlcText(range) + " does not go from a device to a later one of its kind";
         return false;
     }
     m_protected.push_back(area);

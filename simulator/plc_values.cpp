@@ -5,6 +5,7 @@ namespace
 
 const int WORD_DIGITS = 4;
 const int DECIMAL_DIGITS = 10;
+const int MAX_QUOTED = 60;
 
 bool parseBit(const PlcField &field, quint32 *value)
 {
@@ -83,6 +84,11 @@ quint32 largestPlcValue(PlcItems items)
         break;
     }
     return 0xFFFFFFFFu;
+}
+
+QByteArray quotedPlcText(const QByteArray &text)
+{
+    return '"' + text.left(MAX_QUOTED) + (text.size() > MAX_QUOTED ? "...\"" : "\"");
 }
 
 void appendPlcWord(quint16 value, QByteArray *text)

@@ -48,6 +48,10 @@ bool parsePlcItem(const PlcField &field, PlcItems items, quint32 *value);
 /// The largest value that one item holds; for PLC_TIMERS that of the contact.
 quint32 largestPlcValue(PlcItems items);
 
+/// @return @p text in quotes, as an error text shows it; of a longer one the first 60 bytes and
+///         three dots. Control characters stay: who prints the error text escapes them
+QByteArray quotedPlcText(const QByteArray &text);
+
 /// Appends 4 upper-case hexadecimal digits.
 void appendPlcWord(quint16 value, QByteArray *text);
 

@@ -106,6 +106,7 @@ const struct {
     {"--baud 0", 2, "50 to 4000000"},
     {"--bits-per-char 10", 2, "--baud"},
     {"--load no/such/file", 3, "no/such/file"},
+    {"--load /dev/zero", 3, "cannot read /dev/zero: at least 67108865 bytes, above the limit"},
     {"--faults .", 3, "cannot read ."},
     {"--load " KVSIM_PROGRAM, 2, "line 1: the first line is not device,value"},
     {"--save no/such/folder/file", 3, "cannot write no/such/folder/file"},
@@ -123,6 +124,16 @@ const struct {
     {"--set XX1=1", 2, "XX1"},
     {"--tcp nowhere:0", 3, "nowhere"},
     {"--link no/such/directory/plc", 3, "no/such/directory/plc"},
+};
+
+// A file's last line is long, and holds what a terminal would obey.
+const struct {
+    const char *name;
+    QByteArray firstLine;
+    QString message;
+} HOSTILE_FILES[] = {
+    {"--load", "device,value\n", "line 2: \"\\x1b]0;\\x9b\\xffAAAA"},
+    {"--faults", "late\n", "line 2: unknown fault \"\\x1b]0;\\x9b\\xffAAAA"},
 };
 
 } // namespace
@@ -277,6 +288,22 @@ private slots:
         QCOMPARE(outcome.status, row.status);
         QVERIFY2(outcome.err.contains(row.message), qPrintable(outcome.err));
         QCOMPARE(outcome.out, QString());
+    }
+
+    void showsHostileLinesEscapedAndCut_data() { addRows(HOSTILE_FILES); }
+
+    void showsHostileLinesEscapedAndCut()
+    {
+        const auto &row = currentRow(HOSTILE_FILES);
+        QTemporaryFile file;
+        QVERIFY(file.open() && file.write(row.firstLine + "\x1B]0;\x9B\xFF") > 0 &&
+                file.write(QByteArray(1000000, 'A')) > 0 && file.flush());
+        QProcess process;
+        process.start(KVSIM_PROGRAM, QStringList() << row.name << file.fileName());
+        const Outcome outcome = ended(&process);
+        QCOMPARE(outcome.status, 2);
+        QVERIFY2(outcome.err.contains(row.message) && outcome.err.size() < 500,
+                 qPrintable(outcome.err.left(500)));
     }
 };
 

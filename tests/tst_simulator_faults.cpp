@@ -86,7 +86,7 @@ const struct {
     {"image device,value;DM0,1;DX1,1;", "line 3: no such device: \"DX1\""},
     {"image device,value;DM0,1;DM1,65536;", "line 3: \"65536\" is no value from 0 to 65535"},
     {"image device,value;DM0,1;DM1,;", "line 3: \"\" is no value"},
-    {"image device,value;DM0,1;T1,5;", "line 3: 5 is not \"contact,current,preset\""},
+    {"image device,value;DM0,1;T1,5;", "line 3: \"5\" is not contact,current,preset of \"T1\""},
     {"image device,value;DM0,1;T1,\"2,0,0\";", "line 3: \"2,0,0\" is not"},
     {"live DX1=counter:1,1", "no such device"},
     {"live DM1", "no such device"},

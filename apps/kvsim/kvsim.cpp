@@ -4,6 +4,7 @@
 #include "apps/kvsim/line_trace.h"
 #include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
+#include "host/escaped_text.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
 
@@ -18,7 +19,7 @@ const char DEFAULT_HOST[] = "127.0.0.1";
 
 int refuse(KvsimExit exitStatus, const QString &error, QTextStream &err)
 {
-    err << "kvsim: " << error << '\n';
+    err << "kvsim: " << escapedText(error.toUtf8()) << '\n';
     err.flush();
     return exitStatus;
 }

@@ -2,6 +2,7 @@
 #include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/trace_target.h"
+#include "host/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -173,7 +174,8 @@ int main(int argc, char **argv)
     parser.set_help_flag("-h,--help", "Print this help and exit");
     parser.get_formatter()->column_width(HELP_COLUMN);
     parser.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return "kvsim: " + std::string(error.what()) + "\nRun kvsim --help for its usage.\n";
+        return "kvsim: " + escapedText(error.what()).toStdString() +
+               "\nRun kvsim --help for its usage.\n";
     });
     KvsimOptions options;
     Texts texts;

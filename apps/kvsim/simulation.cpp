@@ -1,5 +1,6 @@
 #include "apps/kvsim/simulation.h"
 
+#include "host/escaped_text.h"
 #include "simulator/memory_image.h"
 
 #include <QtCore/QFile>
@@ -11,26 +12,37 @@ namespace
 // Far above every image and plan, far below what would fill the machine.
 const qint64 MAX_FILE_SIZE = 64 << 20;
 
+// A pipe or a device tells no size; what has been read is the least that it holds.
+QString aboveLimit(const QFile &file, qint64 sizeRead)
+{
+    return QString::fromLatin1("%1%2 bytes, above the limit of %3 (64 MiB)")
+        .arg(QLatin1String(file.isSequential() ? "at least " : ""))
+        .arg(qMax(file.size(), sizeRead))
+        .arg(MAX_FILE_SIZE);
+}
+
 bool readFile(const QString &path, QByteArray *content, QString *error)
 {
     QFile file(path);
     if (file.open(QIODevice::ReadOnly))
-        *content = file.read(MAX_FILE_SIZE);
-    if (file.error() == QFileDevice::NoError)
+        *content = file.read(MAX_FILE_SIZE + 1);
+    const bool isRead = file.error() == QFileDevice::NoError;
+    if (isRead && content->size() <= MAX_FILE_SIZE)
         return true;
-    *error = QString::fromLatin1("cannot read %1: %2").arg(path, file.errorString());
+    *error = QString::fromLatin1("cannot read %1: %2")
+                 .arg(path, isRead ? aboveLimit(file, content->size()) : file.errorString());
     return false;
 }
 
 KvsimExit refuse(const QByteArray &reason, QString *error)
 {
-    *error = QString::fromUtf8(reason);
+    *error = escapedText(reason);
     return KVSIM_USAGE;
 }
 
 KvsimExit refuseLine(const QString &path, const QByteArray &reason, QString *error)
 {
-    *error = QString::fromLatin1("%1: %2").arg(path, QString::fromUtf8(reason));
+    *error = QString::fromLatin1("%1: %2").arg(path, escapedText(reason));
     return KVSIM_USAGE;
 }
 
