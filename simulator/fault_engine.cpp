@@ -13,7 +13,8 @@ bool isOpened(const QByteArray &reply)
     return reply.startsWith("CC ") && reply.size() == OPENED_SIZE;
 }
 
-// Whether a fault changes this reply at all: one that does not must not count as injected.
+// Whether a fault changes this reply at all: one that does not must not count as injected. Without
+// a limit, some thirty doublings would fill the machine.
 bool fits(const FaultRule &rule, const QByteArray &reply)
 {
     switch (rule.kind) {
@@ -24,6 +25,12 @@ bool fits(const FaultRule &rule, const QByteArray &reply)
     case FAULT_CUT:
         return reply.size() > qMax(rule.parameter, 1);
     case FAULT_NOISE_INSIDE:
+        return reply.size() > 1 && reply.size() + rule.parameter <= FaultEngine::MAX_REPLY;
+    case FAULT_NOISE_BEFORE:
+    case FAULT_NOISE_AFTER:
+        return reply.size() + rule.parameter <= FaultEngine::MAX_REPLY;
+    case FAULT_DOUBLED:
+        return 2 * reply.size() <= FaultEngine::MAX_REPLY;
     case FAULT_SPLIT:
         return reply.size() > 1;
     default:

@@ -32,6 +32,9 @@ class FaultEngine
 public:
     explicit FaultEngine(const FaultPlan &plan = FaultPlan());
 
+    /// No fault makes a reply longer than this, in bytes; one that would does not happen.
+    enum { MAX_REPLY = 65536 };
+
     /// Requires: @p reply is not empty.
     FaultedReply apply(const QByteArray &reply);
 

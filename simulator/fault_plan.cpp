@@ -4,6 +4,8 @@
 
 #include <QtCore/QList>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -106,6 +108,11 @@ bool parseRule(QList<QByteArray> words, FaultRule *rule, QByteArray *error)
     return words.isEmpty() || refuse(quotedPlcText(words.first()) + " is too much", error);
 }
 
+bool goesBefore(const FaultRule &rule, const FaultRule &other)
+{
+    return rule.kind < other.kind;
+}
+
 } // namespace
 
 const char *faultName(FaultKind kind)
@@ -141,13 +148,14 @@ bool FaultPlan::addOption(const QByteArray &text, QByteArray *error)
     FaultRule rule;
     if (!parseRule(words, &rule, error))
         return false;
-    add(rule);
+    m_rules.insert(std::upper_bound(m_rules.begin(), m_rules.end(), rule, goesBefore), rule);
+    m_chances.assign(m_rules.size(), 0);
     return true;
 }
 
 bool FaultPlan::addFile(const QByteArray &text, QByteArray *error)
 {
-    std::vector<FaultRule> rules;
+    std::vector<FaultRule> rules = m_rules;
     int number = 0;
     for (const QByteArray &line : text.split('\n')) {
         ++number;
@@ -160,18 +168,11 @@ bool FaultPlan::addFile(const QByteArray &text, QByteArray *error)
             return refuse("line " + QByteArray::number(number) + ": " + reason, error);
         rules.push_back(rule);
     }
-    for (const FaultRule &rule : rules)
-        add(rule);
-    return true;
-}
-
-void FaultPlan::add(const FaultRule &rule)
-{
-    std::vector<FaultRule>::iterator at = m_rules.begin();
-    while (at != m_rules.end() && at->kind <= rule.kind)
-        ++at;
-    m_rules.insert(at, rule);
+    // All at once: a plan may have very many rules.
+    std::stable_sort(rules.begin(), rules.end(), goesBefore);
+    m_rules.swap(rules);
     m_chances.assign(m_rules.size(), 0);
+    return true;
 }
 
 bool FaultPlan::strikes(size_t rule)

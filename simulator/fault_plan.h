@@ -76,8 +76,6 @@ public:
     quint32 random(quint32 below);
 
 private:
-    void add(const FaultRule &rule);
-
     std::vector<FaultRule> m_rules;
     std::vector<quint32> m_chances; // of each rule: the replies counted so far
     std::mt19937 m_random;

@@ -6,6 +6,8 @@
 #include "simulator/simulated_plc.h"
 #include "tests/table.h"
 
+#include <QtCore/QElapsedTimer>
+
 namespace
 {
 
@@ -62,6 +64,9 @@ const struct {
     {"late 1 800", "CF\r\n", "[800000]CF\r\n", 1},
     {"late\tevery 1 5;# both;; split", "1\n", "[5000]1[1000]\n", 2},
     {"doubled;no-reply;", "CF\r\n", "", 1},
+    {"doubled; ", QByteArray(32768, '0'), "[0]" + QByteArray(65536, '0'), 1},
+    {"noise-before;noise-inside;noise-after;doubled", QByteArray(65536, '0'),
+     "[0]" + QByteArray(65536, '0'), 0},
 };
 
 const struct {
@@ -156,6 +161,16 @@ private slots:
         QVERIFY(differs);
         const quint64 struck = first.count(FAULT_NO_REPLY);
         QVERIFY2(struck > 400 && struck < 600, QByteArray::number(struck).constData());
+    }
+
+    // Time that grew with the square of the rules would be twenty seconds here.
+    void loadsAVeryLongPlanAtOnce()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const FaultEngine faulty = engine(QByteArray("late 0\ncut 0\n").repeated(100000));
+        QCOMPARE(faulty.plan().rules().size(), size_t(200000));
+        QVERIFY(timer.elapsed() < 2000 * KV_TEST_PATIENCE);
     }
 
     void bringsAnImageBack()
