@@ -8,6 +8,8 @@
 namespace
 {
 
+// What one client may send before it is the others' turn: the socket holds no more, and the event
+// loop asks each socket once a round.
 const qint64 READ_CHUNK = 4096;
 
 // One client and the session that lives as long as its connection.
@@ -17,18 +19,14 @@ public:
     TcpLine(QTcpSocket *client, PlcService &service)
         : QObject(client), m_client(*client), m_scheduler(service, *this)
     {
-        connect(client, &QTcpSocket::readyRead, this, [this]() { serve(); });
+        client->setReadBufferSize(READ_CHUNK);
+        connect(client, &QTcpSocket::readyRead, this,
+                [this]() { m_scheduler.receive(m_client.readAll()); });
     }
 
     bool isValid() const { return m_scheduler.isValid(); }
 
 private:
-    void serve()
-    {
-        while (m_client.bytesAvailable() > 0)
-            m_scheduler.receive(m_client.read(READ_CHUNK));
-    }
-
     void send(const QByteArray &bytes) override
     {
         m_client.write(bytes);

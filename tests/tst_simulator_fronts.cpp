@@ -148,7 +148,14 @@ private slots:
         // More than a socket's buffers ever hold.
         const int requests = 5000;
         client.write("CR 00\r\n" + QByteArray("RDS DM0.H 1000\r\n").repeated(requests));
-        QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == requests + 1; },
+        client.flush();
+        // A client that floods the PLC takes turns with the others.
+        QTcpSocket other;
+        QVERIFY(connectTo(other, front.port()));
+        QCOMPARE(exchange(other, "CR 00\r\n", 7), QByteArray("CC 00\r\n"));
+        QVERIFY2(front.counts().requests < 2000,
+                 qPrintable(QString::number(front.counts().requests)));
+        QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == requests + 2; },
                                 DEADLINE_MS));
         QVERIFY(front.droppedReplies() > 0);
         const int kept = requests - static_cast<int>(front.droppedReplies());
