@@ -136,6 +136,11 @@ const struct {
     {"--faults", "late\n", "line 2: unknown fault \"\\x1b]0;\\x9b\\xffAAAA"},
 };
 
+const struct {
+    const char *name;
+    int signal;
+} STOP_SIGNALS[] = {{"SIGTERM", SIGTERM}, {"SIGHUP", SIGHUP}};
+
 } // namespace
 
 class TestKvsimPrograms : public QObject
@@ -213,6 +218,8 @@ private slots:
         QCOMPARE(kvlink(simulator, "--retry 20 --timeout 100 read DM5").status, 0);
     }
 
+    void servesALinkUntilStopped_data() { addRows(STOP_SIGNALS); }
+
     void servesALinkUntilStopped()
     {
         QTemporaryDir folder;
@@ -222,7 +229,7 @@ private slots:
         QCOMPARE(simulator.place, QFile::symLinkTarget(path));
         simulator.road.last().replace(simulator.place, path);
         QCOMPARE(kvlink(simulator, "--station 12 read DM100").out, QString("4660\n"));
-        simulator.process.terminate();
+        QCOMPARE(::kill(pid_t(simulator.process.processId()), currentRow(STOP_SIGNALS).signal), 0);
         const Outcome end = ended(&simulator.process);
         QCOMPARE(end.status, 0);
         QCOMPARE(end.out, QString());

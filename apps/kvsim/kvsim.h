@@ -11,7 +11,7 @@ class QTextStream;
 
 /// Exit statuses of the program.
 enum KvsimExit {
-    KVSIM_OK = 0,         ///< stopped by SIGINT or SIGTERM
+    KVSIM_OK = 0,         ///< stopped by SIGINT, SIGTERM or SIGHUP
     KVSIM_USAGE = 2,      ///< an option, its value or a line of a file makes no sense
     KVSIM_CANNOT_OPEN = 3 ///< the port, the link or a file cannot be opened or written
 };
@@ -35,7 +35,7 @@ struct KvsimOptions {
     QString trace; ///< file, "-" for stderr; empty for no trace
 };
 
-/// Serves until SIGINT or SIGTERM. When ready it prints one line on @p out, flushed: "pty " and the
+/// Serves until SIGINT, SIGTERM or SIGHUP. When ready it prints one line on @p out, flushed: "pty " and the
 /// device, or "tcp ", host, colon and port. Errors, the trace and the closing summary go to @p err.
 /// Requires: a QCoreApplication, and no second thread.
 /// @return a value of KvsimExit

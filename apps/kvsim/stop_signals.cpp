@@ -16,12 +16,26 @@ StopSignals::~StopSignals()
         ::close(m_fd);
 }
 
+namespace
+{
+
+// As nohup leaves it: the program is to outlive its terminal.
+bool isIgnored(int signal)
+{
+    struct sigaction action;
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+} // namespace
+
 bool StopSignals::watch(QString *error)
 {
     sigset_t stopSet;
     sigemptyset(&stopSet);
     sigaddset(&stopSet, SIGINT);
     sigaddset(&stopSet, SIGTERM);
+    if (!isIgnored(SIGHUP))
+        sigaddset(&stopSet, SIGHUP);
     if (sigprocmask(SIG_BLOCK, &stopSet, nullptr) == 0)
         m_fd = signalfd(-1, &stopSet, SFD_NONBLOCK | SFD_CLOEXEC);
     if (m_fd < 0) {

@@ -1,12 +1,12 @@
-/// SIGINT and SIGTERM as an event.
+/// SIGINT, SIGTERM and SIGHUP as an event.
 #ifndef APPS_KVSIM_STOP_SIGNALS_H
 #define APPS_KVSIM_STOP_SIGNALS_H
 
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
-/// From a successful watch() on, the two signals no longer end the process but emit stopped() from
-/// the event loop.
+/// From a successful watch() on, the signals no longer end the process but emit stopped() from the
+/// event loop. A SIGHUP that the process ignores already stays ignored.
 class StopSignals : public QObject
 {
     Q_OBJECT
