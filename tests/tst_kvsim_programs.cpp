@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -266,6 +267,33 @@ private slots:
         QVERIFY(image.open(QIODevice::ReadOnly));
         QCOMPARE(image.readAll(),
                  QByteArray("device,value\nDM1,6\nDM2,8\nDM10,77\nT3,\"1,2,3\"\n"));
+    }
+
+    // A file system that takes no more ends the save at once, or its signal ends the program.
+    void keepsTheOldFileWhenASaveFails()
+    {
+        QTemporaryDir folder;
+        QFile file(folder.filePath("plc.csv"));
+        QByteArray image = "device,value\n";
+        for (int i = 0; i < 20000; ++i)
+            image += "DM" + QByteArray::number(i) + ",1\n";
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == image.size());
+        file.close();
+        for (const bool isKilled : {false, true}) {
+            std::signal(SIGXFSZ, isKilled ? SIG_DFL : SIG_IGN); // the program inherits it
+            Simulator simulator(QStringList() << "--load" << file.fileName() << "--save"
+                                              << file.fileName() << words("--set DM0=2"));
+            std::signal(SIGXFSZ, SIG_DFL);
+            const rlimit limit = {100000, 100000};
+            QCOMPARE(::prlimit(pid_t(simulator.process.processId()), RLIMIT_FSIZE, &limit, nullptr),
+                     0);
+            const Outcome end = simulator.stop();
+            QCOMPARE(end.status, isKilled ? -1 : 3);
+            QVERIFY2(isKilled || end.err.contains("cannot write " + file.fileName()),
+                     qPrintable(end.err));
+            QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll() == image);
+            file.close();
+        }
     }
 
     void tracesInKvlinksFormat()

@@ -2,6 +2,7 @@
 #include "simulator/background_simulator.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
+#include "tests/table.h"
 
 #include <QtCore/QFile>
 #include <QtNetwork/QTcpSocket>
@@ -59,6 +60,26 @@ bool connectTo(QTcpSocket &client, quint16 port)
     client.connectToHost("127.0.0.1", port);
     return client.waitForConnected(DEADLINE_MS);
 }
+
+LineTiming timing(int baud, int replyDelayMs, int jitterMs)
+{
+    LineTiming timing;
+    timing.baud = baud;
+    timing.replyDelayMs = replyDelayMs;
+    timing.jitterMs = jitterMs;
+    return timing;
+}
+
+const struct {
+    const char *name;
+    LineTiming timing;
+    const char *faults;
+} DELAYS[] = {
+    {"jitter", timing(0, 1, 10), ""},
+    {"some late", timing(0, 0, 0), "late 0.3 15\n"},
+    {"some split", timing(0, 0, 0), "split 0.3 2\n"},
+    {"all on a paced line", timing(115200, 0, 5), "split 0.3 2\nlate 0.3 15"},
+};
 
 } // namespace
 
@@ -161,6 +182,37 @@ private slots:
         const int kept = requests - static_cast<int>(front.droppedReplies());
         client.setReadBufferSize(0);
         QCOMPARE(exchange(client, QByteArray(), 7 + kept * 5001).size(), 7 + kept * 5001);
+    }
+
+    // Whatever delays the replies get, each leaves whole before the next one begins.
+    void repliesNeverOvertakeEachOther_data() { addRows(DELAYS); }
+
+    void repliesNeverOvertakeEachOther()
+    {
+        const auto &row = currentRow(DELAYS);
+        PlcMemory memory;
+        PlcService service(memory, 0);
+        service.timing = row.timing;
+        FaultPlan plan;
+        QByteArray error;
+        QVERIFY2(plan.addFile(row.faults, &error), error.constData());
+        service.faults = FaultEngine(plan);
+        TcpFront front(service);
+        QString listenError;
+        QVERIFY2(front.listen("127.0.0.1", 0, &listenError), qPrintable(listenError));
+        QTcpSocket client;
+        QVERIFY(connectTo(client, front.port()));
+        QByteArray requests = "CR 00\r\n";
+        QByteArray replies = "CC 00\r\n";
+        for (unsigned int i = 0; i < 40; ++i) {
+            QVERIFY(memory.setWord("DM", i, static_cast<quint16>(1000 + i)));
+            requests += "RDS DM" + QByteArray::number(i) + ".H 1\r\n";
+            replies += QByteArray::number(1000 + i, 16).rightJustified(4, '0').toUpper() + "\r\n";
+        }
+        // In two parts, so that some come in while replies wait.
+        client.write(requests.left(requests.size() / 2));
+        QTest::qWait(5);
+        QCOMPARE(exchange(client, requests.mid(requests.size() / 2), replies.size()), replies);
     }
 };
 

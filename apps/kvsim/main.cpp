@@ -27,8 +27,8 @@ const char EXAMPLES[] =
 
 const char NOTES[] =
     "When ready it prints one line: \"pty DEVICE\" or \"tcp HOST:PORT\". SIGINT, SIGTERM\n"
-    "and SIGHUP end it. Exit status: 0 ended by a signal, 2 usage, 3 a port, a link or a\n"
-    "file cannot be opened or written.";
+    "and SIGHUP end it. Exit status: 0 ended by a signal, 2 usage, 3 a port, a link or\n"
+    "a file cannot be opened or written.";
 
 const std::string::size_type HELP_WIDTH = 80;
 

@@ -46,6 +46,19 @@ KvsimExit refuseLine(const QString &path, const QByteArray &reason, QString *err
     return KVSIM_USAGE;
 }
 
+// A file system that is nearly full takes a part, and tells the reason only when it is given the
+// rest.
+bool writeAll(const QByteArray &bytes, QSaveFile *file)
+{
+    qint64 written = 0;
+    qint64 taken = 1;
+    while (written < bytes.size() && taken > 0) {
+        taken = file->write(bytes.constData() + written, bytes.size() - written);
+        written += taken;
+    }
+    return written == bytes.size();
+}
+
 QString cannotSave(const QSaveFile &file)
 {
     return QString::fromLatin1("cannot write %1: %2").arg(file.fileName(), file.errorString());
@@ -135,11 +148,9 @@ bool Simulation::save(QString *error)
     if (m_options.saveFile.isEmpty())
         return true;
     QSaveFile file(m_options.saveFile);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(plcMemoryImage(m_memory));
-        if (file.commit())
-            return true;
-    }
+    if (file.open(QIODevice::WriteOnly) && writeAll(plcMemoryImage(m_memory), &file) &&
+        file.commit())
+        return true;
     *error = cannotSave(file);
     return false;
 }
