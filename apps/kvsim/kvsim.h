@@ -35,8 +35,9 @@ struct KvsimOptions {
     QString trace; ///< file, "-" for stderr; empty for no trace
 };
 
-/// Serves until SIGINT, SIGTERM or SIGHUP. When ready it prints one line on @p out, flushed: "pty " and the
-/// device, or "tcp ", host, colon and port. Errors, the trace and the closing summary go to @p err.
+/// Serves until SIGINT, SIGTERM or SIGHUP. When ready it prints one line on @p out, flushed: "pty "
+/// and the device, or "tcp ", host, colon and port. Errors, the trace and the closing summary go to
+/// @p err.
 /// Requires: a QCoreApplication, and no second thread.
 /// @return a value of KvsimExit
 int runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err);
