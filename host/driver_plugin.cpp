@@ -61,6 +61,8 @@ bool DriverPlugin::load(const QString &path, QString *error)
                 .arg(path, found, expected);
         return false;
     }
+    // A missing function would otherwise end the whole program when it is first called.
+    m_loader.setLoadHints(m_loader.loadHints() | QLibrary::ResolveAllSymbolsHint);
     m_driver = qobject_cast<DriverInterface *>(m_loader.instance());
     if (!m_driver)
         *error = QString::fromLatin1("driver plug-in %1: cannot be loaded (%2)")

@@ -22,7 +22,8 @@ public:
     /// Loads a plug-in and finds its driver.
     /// @param path  the library's file
     /// @param error gets the reason of a failure: no such file, not a plug-in, a plug-in of another
-    ///              kind (with both interface identifiers), or what the system's loader says
+    ///              kind (with both interface identifiers), or what the system's loader says,
+    ///              such as the name of a function that no library has
     /// @return whether `driver` is ready
     bool load(const QString &path, QString *error);
 

@@ -437,7 +437,8 @@ private slots:
         const QString plugins = QCoreApplication::libraryPaths().first();
         const QString rows[][2] = {{plugins, "not a file"},
                                    {QFINDTESTDATA("tst_host.cpp"), "not a plug-in"},
-                                   {plugins + "/sqldrivers/libqsqlite.so", "another kind"}};
+                                   {plugins + "/sqldrivers/libqsqlite.so", "another kind"},
+                                   {KV_UNRESOLVED_PLUGIN, "functionOfNoLibrary"}};
         for (const auto &row : rows) {
             DriverPlugin plugin;
             QString error;
