@@ -2,9 +2,11 @@
 
 #include <QtCore/QElapsedTimer>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <iterator>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,6 +15,8 @@
 
 namespace
 {
+
+const int STOP_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
 
 // The handler may run in any thread, also in that of a simulated PLC.
 std::atomic<bool> requested(false);
@@ -27,8 +31,8 @@ extern "C" void noteStop(int)
     const int error = errno;
     clock_gettime(CLOCK_MONOTONIC, &requestedAt);
     requested = true;
-    static_cast<void>(std::signal(SIGINT, SIG_DFL));
-    static_cast<void>(std::signal(SIGTERM, SIG_DFL));
+    for (int number : STOP_SIGNALS)
+        static_cast<void>(std::signal(number, SIG_DFL));
     const ssize_t written = write(wakeUp[1], "s", 1);
     static_cast<void>(written);
     errno = error;
@@ -37,6 +41,9 @@ extern "C" void noteStop(int)
 bool watchSignal(int number)
 {
     struct sigaction action;
+    if (number == SIGHUP && sigaction(number, nullptr, &action) == 0 &&
+        action.sa_handler == SIG_IGN)
+        return true;
     sigemptyset(&action.sa_mask);
     action.sa_handler = noteStop;
     action.sa_flags = SA_RESTART;
@@ -47,8 +54,8 @@ bool watchSignal(int number)
 
 bool watchStopSignals()
 {
-    return pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 && watchSignal(SIGINT) &&
-           watchSignal(SIGTERM);
+    return pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 &&
+           std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchSignal);
 }
 
 bool stopRequested()

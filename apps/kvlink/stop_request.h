@@ -1,11 +1,12 @@
-/// SIGINT and SIGTERM as a request to end a running command in an orderly way.
+/// SIGINT, SIGTERM and SIGHUP as a request to end a running command in an orderly way.
 #ifndef APPS_KVLINK_STOP_REQUEST_H
 #define APPS_KVLINK_STOP_REQUEST_H
 
 #include <QtCore/QtGlobal>
 
-/// From here on the first signal only notes the request; a second one, of either kind, ends the
-/// process at once. @return false when the system refuses; the signals then end the process as ever
+/// From here on the first signal only notes the request; a second one, of any kind, ends the
+/// process at once. A SIGHUP that is ignored, as below nohup, stays so.
+/// @return false when the system refuses; the signals then end the process as ever
 bool watchStopSignals();
 
 /// Whether a signal has come since `watchStopSignals`.
