@@ -128,6 +128,14 @@ bool readLoggedText(const QString &text, QByteArray *bytes)
 
 } // namespace
 
+QString wallTime()
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    QString text = now.toOffsetFromUtc(now.offsetFromUtc()).toString(Qt::ISODateWithMs);
+    // All times of a log have the same width.
+    return text.replace(QLatin1Char('Z'), QLatin1String("+00:00"));
+}
+
 QString lineMeaning(char direction, const QByteArray &line)
 {
     if (!line.endsWith("\r\n"))
@@ -149,8 +157,7 @@ bool TraceLog::failed() const
 void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
 {
     const qint64 now = m_clock.nsecsElapsed();
-    m_out << QDateTime::currentDateTime().toString(QLatin1String("yyyy-MM-ddTHH:mm:ss.zzz")) << ' '
-          << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
+    m_out << wallTime() << ' ' << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
     if (attempt > 0)
         m_out << '#' << attempt << ' ';
     m_out << direction << ' ' << loggedText(bytes) << " ; " << lineMeaning(direction, bytes)
@@ -161,9 +168,9 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
 
 bool parseTracedLine(const QString &text, TracedLine *line)
 {
-    static const QRegularExpression form(
-        QLatin1String("\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12} [0-9]+\\.[0-9]{6} "
-                      "\\+[0-9]+\\.[0-9]{6} (?:#[0-9]+ )?([<>]) (.+) ; .+\\z"));
+    static const QRegularExpression form(QLatin1String(
+        "\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}(?:[+-][0-9:]{5})? [0-9]+\\.[0-9]{6} "
+        "\\+[0-9]+\\.[0-9]{6} (?:#[0-9]+ )?([<>]) (.+) ; .+\\z"));
     const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch() || !readLoggedText(match.captured(2), &line->bytes))
         return false;

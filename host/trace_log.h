@@ -8,6 +8,10 @@
 
 class QTextStream;
 
+/// @return the wall-clock time for people and machines: local, ISO 8601 with milliseconds and the
+///         offset from UTC, such as 2026-11-22T21:09:01.123+01:00
+QString wallTime();
+
 /// What a line of the protocol means, told from the line alone, in a few words: "open station 00",
 /// "read 2 words from DM100", "2 words", "error reply 0"; "unknown" for a complete line of no known
 /// form, "no line end" for one without CR LF.
@@ -15,7 +19,7 @@ class QTextStream;
 QString lineMeaning(char direction, const QByteArray &line);
 
 /// Prints lines such as
-/// `2026-11-22T21:09:01.123 0.001250 +0.000310 #1 > CR 00\r\n ; open station 00`: wall time,
+/// `2026-11-22T21:09:01.123+01:00 0.001250 +0.000310 #1 > CR 00\r\n ; open station 00`: wall time,
 /// seconds since the log began and since its line before (both from a clock that nobody sets),
 /// attempt, direction, text with escapes, meaning.
 class TraceLog
@@ -45,7 +49,7 @@ struct TracedLine {
     QByteArray bytes; ///< without the escapes
 };
 
-/// Reads one line that a `TraceLog` has printed.
+/// Reads one line that a `TraceLog` has printed; the offset of its time may be missing.
 /// @return false when it has another form
 bool parseTracedLine(const QString &text, TracedLine *line);
 

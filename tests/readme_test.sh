@@ -13,7 +13,7 @@ finish() {
 trap finish EXIT
 
 normalised() {
-    sed -E -e 's#/dev/pts/[0-9]+#/dev/pts/N#' -e 's#^[0-9]{4}-[0-9-]+T[0-9:.]+ [0-9.]+ \+[0-9.]+#TIMES#'
+    sed -E -e 's#/dev/pts/[0-9]+#/dev/pts/N#' -e 's#^[0-9]{4}-[0-9-]+T[0-9:.]+[+-][0-9:]+ [0-9.]+ \+[0-9.]+#TIMES#'
 }
 
 sed -n '/^\$ kvsim/,/^```/p' "$readme" | sed '/^```/,$d' >"$work/session"

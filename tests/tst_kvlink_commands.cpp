@@ -27,12 +27,13 @@ const char RECORDED[] =
     "2026-11-22T21:09:01.127 0.005250 +0.001000 > CQ\\r\\n ; close\n"
     "2026-11-22T21:09:01.128 0.006250 +0.001000 < CF\\r\\n ; closed\n";
 
+const QString TIME = "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d ";
+
 // The expression for one line of a trace from its direction on.
 QString traced(const char *attempt, const char *rest)
 {
-    return QString("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\d+\\.\\d{6} "
-                   "\\+\\d+\\.\\d{6} %1%2\n")
-        .arg(QLatin1String(attempt), QRegularExpression::escape(QLatin1String(rest)));
+    return TIME + QString("\\d+\\.\\d{6} \\+\\d+\\.\\d{6} %1%2\n")
+                      .arg(QLatin1String(attempt), QRegularExpression::escape(QLatin1String(rest)));
 }
 
 const struct {
@@ -63,7 +64,6 @@ const struct {
     {"<CR 07", "unknown"},
 };
 
-const QString TIME = "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3} ";
 const QString EXCHANGE = traced("#1 ", "> CR 07\\r\\n ; open station 07") +
                          traced("#1 ", "< CC 07\\r\\n ; opened") +
                          traced("#1 ", "> RDS DM00100.H 2\\r\\n ; read 2 words from DM100") +

@@ -178,8 +178,8 @@ const struct {
      "DM102:u32 32704\nDM102:u32[1] 32704\n", ""},
     {"read DM100 DM101 --format value", 0, "4660\n255\n", ""},
     {"read DM100[2] DM110:string[4] --format csv", 0,
-     "time,address,type,index,value,status,error\n,DM100,u16,0,4660,ok,\n"
-     ",DM100,u16,1,255,ok,\n,DM110,string,0,\"ab,\",ok,\n",
+     "time,address,type,index,value,status,error\nTIME,DM100,u16,0,4660,ok,\n"
+     "TIME,DM100,u16,1,255,ok,\nTIME,DM110,string,0,\"ab,\",ok,\n",
      ""},
     {"--trace read DM100 DM105", 0, "DM100 4660\nDM105 4779\n", "> RDS DM00100.H 6\\r\\n"},
     {"--trace read DM100 DM105 --max-gap 3", 0, "DM100 4660\nDM105 4779\n",
@@ -207,9 +207,9 @@ const struct {
     {"write CTC1=5 CTC2=5", 5, "", "can't write word to CTC1"},
     {"write DM1=1 DM2 --format jsonl", 0,
      "{\"address\":\"DM1\",\"error\":null,\"item\":\"DM1\",\"operation\":\"write\","
-     "\"status\":\"ok\",\"time\":null,\"type\":\"u16\",\"values\":[1]}\n"
+     "\"status\":\"ok\",\"time\":\"TIME\",\"type\":\"u16\",\"values\":[1]}\n"
      "{\"address\":\"DM2\",\"error\":null,\"item\":\"DM2\",\"operation\":\"read\","
-     "\"status\":\"ok\",\"time\":null,\"type\":\"u16\",\"values\":[8]}\n",
+     "\"status\":\"ok\",\"time\":\"TIME\",\"type\":\"u16\",\"values\":[8]}\n",
      ""},
     {"write DM1=9 DM5 T3:bit=0 PCTC2=1 --dry-run --station 5", 0,
      "CR 05\nWRS DM00001.H 1 0009\nCQ\nCR 05\nRDS DM00005.H 1\nCQ\n"
@@ -353,7 +353,9 @@ private:
         QStringList all = words(arguments);
         if (!all.contains("--dry-run"))
             all += words("--retry 0") + m_plc.road;
-        return kvlink(all);
+        Outcome outcome = kvlink(all);
+        outcome.out.replace(QRegularExpression("[0-9-]{10}T[0-9:.]{12}[+-][0-9:]{5}"), "TIME");
+        return outcome;
     }
 
     // DM900 moves by itself between 1 and 2.

@@ -28,7 +28,8 @@ int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
                  OutputFormat format, QTextStream &out, QTextStream &err)
 {
     ItemPrinter printer(out, format, items);
-    printer.print(results);
+    const bool forPeople = format == OutputFormat::Text || format == OutputFormat::Value;
+    printer.print(results, forPeople ? QString() : wallTime());
     printer.finish();
     return reportFailures(err, items, results);
 }

@@ -12,7 +12,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <QtCore/QDateTime>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
 
@@ -187,8 +186,7 @@ void Monitor::report(const QVector<ItemResult> &results)
 
 void Monitor::show(const QVector<ItemResult> &results)
 {
-    const QString time =
-        QDateTime::currentDateTime().toString(QLatin1String("yyyy-MM-ddTHH:mm:ss.zzz"));
+    const QString time = wallTime();
     if (m_isLive) {
         winsize size = {};
         const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
