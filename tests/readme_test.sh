@@ -16,7 +16,7 @@ normalised() {
     sed -E -e 's#/dev/pts/[0-9]+#/dev/pts/N#' -e 's#^[0-9]{4}-[0-9-]+T[0-9:.]+[+-][0-9:]+ [0-9.]+ \+[0-9.]+#TIMES#'
 }
 
-sed -n '/^\$ kvsim/,/^```/p' "$readme" | sed '/^```/,$d' >"$work/session"
+sed -n '/^\$ kvsim/,/^```/p' "$readme" | sed -e '/^```/,$d' -e "s#/tmp/plc#$work/plc#g" >"$work/session"
 grep -q '^\$ kvlink' "$work/session" || { echo "README has no session"; exit 1; }
 PATH=$bin:$PATH
 while IFS= read -r line; do
