@@ -18,6 +18,9 @@ const int ETHERNET_HMI_PORT = 2000;
 
 const char EXAMPLE_CONNECTION[] = "example-project";
 
+const char PROBING_STATEMENT[] = "SELECT LINK.LINKID, LINK.HMIPORT, NODE.LINKID, NODE.STATIONID, "
+                                 "NODE.IP, NODE.PORT, NODE.ISDEFAULT FROM LINK, NODE LIMIT 0";
+
 const char *const EXAMPLE_STATEMENTS[] = {
     "CREATE TABLE LINK (LINKID INTEGER PRIMARY KEY, HMIPORT INTEGER)",
     "CREATE TABLE NODE (LINKID INTEGER, STATIONID INTEGER, IP TEXT, PORT INTEGER, "
@@ -71,8 +74,8 @@ bool registerProjectDatabase(const QString &file, QString *error)
         QSqlDatabase::removeDatabase(QLatin1String(PROJECT_CONNECTION));
     QSqlDatabase database = addSqlite(PROJECT_CONNECTION, path);
     database.setConnectOptions(QLatin1String("QSQLITE_OPEN_READONLY"));
-    // SQLite looks into the file at the first statement only.
-    if (database.open() && execute(database, "SELECT 1 FROM LINK, NODE LIMIT 1", error))
+    // SQLite looks into the file at the first statement only. All columns that a lookup names.
+    if (database.open() && execute(database, PROBING_STATEMENT, error))
         return true;
     if (!database.isOpen())
         *error = database.lastError().databaseText();

@@ -3,6 +3,8 @@
 #include "tests/table.h"
 
 #include <QtCore/QTemporaryDir>
+#include <QtSql/QSqlDatabase>
+#include <QtSql/QSqlQuery>
 
 namespace
 {
@@ -116,9 +118,19 @@ private slots:
             QVERIFY2(outcome.err.contains(row.message), qPrintable(outcome.err));
             QCOMPARE(outcome.status, row.status);
         }
+        QVERIFY(execute(file, "ALTER TABLE NODE RENAME COLUMN IP TO ADDRESS"));
+        const Outcome incomplete = kvlink(words("read DM1 --project-port COM2 --sim") + of);
+        QVERIFY2(incomplete.err.contains("no such column: NODE.IP"), qPrintable(incomplete.err));
     }
 
 private:
+    static bool execute(const QString &file, const char *statement)
+    {
+        QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE");
+        database.setDatabaseName(file);
+        return database.open() && QSqlQuery(database).exec(statement);
+    }
+
     Simulator m_terminal{words("--pty --station 7")};
     Simulator m_server{words("--tcp 0 --station 7")};
 };
