@@ -1,5 +1,7 @@
 #include "host/escaped_text.h"
 
+#include <QtCore/QStringList>
+
 QString escapedText(const QByteArray &bytes)
 {
     QString text;
@@ -15,4 +17,12 @@ QString escapedText(const QByteArray &bytes)
             text += QString::fromLatin1("\\x%1").arg(c, 2, 16, QLatin1Char('0'));
     }
     return text;
+}
+
+QString reversiblyEscapedText(const QByteArray &bytes)
+{
+    QStringList parts;
+    for (const QByteArray &part : bytes.split('\\'))
+        parts += escapedText(part);
+    return parts.join(QLatin1String("\\x5c"));
 }

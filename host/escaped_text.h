@@ -9,4 +9,7 @@
 ///         two lower-case hexadecimal digits; text that is escaped already stays as it is
 QString escapedText(const QByteArray &bytes);
 
+/// @return the same with each backslash as \\x5c, so that the bytes can be told from the text
+QString reversiblyEscapedText(const QByteArray &bytes);
+
 #endif

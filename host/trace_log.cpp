@@ -95,16 +95,7 @@ QString replyMeaning(const QString &text)
     return QLatin1String("unknown");
 }
 
-// A backslash of the line itself is escaped too, so that the bytes can be told from the text.
-QString loggedText(const QByteArray &bytes)
-{
-    QStringList parts;
-    for (const QByteArray &part : bytes.split('\\'))
-        parts += escapedText(part);
-    return parts.join(QLatin1String("\\x5c"));
-}
-
-// @return false for an escape that `loggedText` does not make
+// @return false for an escape that `reversiblyEscapedText` does not make
 bool readLoggedText(const QString &text, QByteArray *bytes)
 {
     static const QRegularExpression piece(
@@ -160,8 +151,8 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
     m_out << wallTime() << ' ' << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
     if (attempt > 0)
         m_out << '#' << attempt << ' ';
-    m_out << direction << ' ' << loggedText(bytes) << " ; " << lineMeaning(direction, bytes)
-          << '\n';
+    m_out << direction << ' ' << reversiblyEscapedText(bytes) << " ; "
+          << lineMeaning(direction, bytes) << '\n';
     m_out.flush();
     m_previousNs = now;
 }

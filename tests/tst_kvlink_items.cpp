@@ -181,6 +181,10 @@ const struct {
      "time,address,type,index,value,status,error\nTIME,DM100,u16,0,4660,ok,\n"
      "TIME,DM100,u16,1,255,ok,\nTIME,DM110,string,0,\"ab,\",ok,\n",
      ""},
+    {"read DM130:string[3] DM131:s16 --format csv", 0,
+     "time,address,type,index,value,status,error\n"
+     "TIME,DM130,string,0,\"'=\"\"\\x5c\",ok,\nTIME,DM131,s16,0,-164,ok,\n",
+     ""},
     {"--trace read DM100 DM105", 0, "DM100 4660\nDM105 4779\n", "> RDS DM00100.H 6\\r\\n"},
     {"--trace read DM100 DM105 --max-gap 3", 0, "DM100 4660\nDM105 4779\n",
      "> RDS DM00105.H 1\\r\\n"},
@@ -362,7 +366,7 @@ private:
     Simulator m_plc{words("--tcp 0 --live DM900=ramp:1,2,1000 --set DM100=4660 --set DM101=255 "
                           "--set T3=77 --set R1215=1 --set DM110=25185 --set DM111=44 "
                           "--set DM103=32704 --set DM105=4779 --set DM112=228 --set DM120=23323 "
-                          "--set DM65533=8")};
+                          "--set DM65533=8 --set DM130=8765 --set DM131=65372")};
 };
 
 QTEST_GUILESS_MAIN(TestKvlinkItems)

@@ -69,7 +69,7 @@ QString asciiJson(const QJsonObject &object)
 
 QString shown(const QString &value)
 {
-    return escapedText(value.toLatin1());
+    return reversiblyEscapedText(value.toLatin1());
 }
 
 QString csvField(const QString &text)
@@ -80,6 +80,15 @@ QString csvField(const QString &text)
         field = QLatin1Char('"') + field + QLatin1Char('"');
     }
     return field;
+}
+
+// A spreadsheet runs what begins with =, +, - or @ as a formula, and takes what follows an
+// apostrophe as text.
+QString csvValue(ItemType type, const QString &value)
+{
+    const bool needsMark = type == ItemType::String && !value.isEmpty() &&
+                           QLatin1String("=+-@'").contains(value.at(0));
+    return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + shown(value));
 }
 
 } // namespace
@@ -184,7 +193,7 @@ void ItemPrinter::printCsv(const Item &item, const ItemResult &result, const QSt
         QString::fromLatin1(",%1,%2\n")
             .arg(QLatin1String(statusName(result.failure.status)), csvField(result.failure.text));
     for (int i = 0; i < result.values.size(); ++i)
-        m_out << start << i << ',' << csvField(shown(result.values.at(i))) << end;
+        m_out << start << i << ',' << csvValue(item.type, result.values.at(i)) << end;
     if (result.values.isEmpty())
         m_out << start << ',' << end;
 }

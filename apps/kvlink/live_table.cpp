@@ -10,7 +10,7 @@ namespace
 QString valueText(const ItemResult &result)
 {
     return result.failure.status == StatusGood
-               ? escapedText(result.values.join(QLatin1Char(' ')).toUtf8())
+               ? reversiblyEscapedText(result.values.join(QLatin1Char(' ')).toLatin1())
                : QString::fromLatin1("(failed)");
 }
 
