@@ -100,6 +100,8 @@ const struct {
      "line 4: \"RDS DM00100.H 1\\\\r\\\\n\": recorded \"12\\\\x80\\\\\\\\r\\\\n\", received "
      "\"1234\\\\r\\\\n\"\n",
      "1 different reply"},
+    {"TCP replay FOLDER/beginning", 7, "line 4: [^\n]* recorded \"12\", received [^\n]*\n",
+     "1 different reply"},
     {"TCP replay FOLDER/broken", 2, "", "broken:5: not a line of a trace"},
     {"TCP replay FOLDER/empty", 2, "", "holds no request"},
     {"TCP replay FOLDER/none", 2, "", "cannot read the trace"},
@@ -133,6 +135,7 @@ private slots:
     {
         writeFile("equal", QString::fromLatin1(RECORDED).arg("1234"));
         writeFile("different", QString::fromLatin1(RECORDED).arg("12\\x80\\x5c"));
+        writeFile("beginning", QString::fromLatin1(RECORDED).replace("%1\\r\\n", "12"));
         writeFile("broken", QString::fromLatin1(RECORDED).arg("12\\q"));
         writeFile("empty", QString());
     }
