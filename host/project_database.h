@@ -15,14 +15,15 @@ struct ProjectLink {
 };
 
 /// Registers a project database, an SQLite file that is opened for reading only, under
-/// PROJECT_CONNECTION. An earlier registration is replaced. Requires: a QCoreApplication.
+/// PROJECT_CONNECTION. An earlier registration is replaced. SIGINT, SIGTERM and SIGHUP end the
+/// process meanwhile, unless they are ignored: a database may never answer. Requires: a QCoreApplication.
 /// @param file  path of the database; empty for the file beside the program, `GetDatabaseName()`
 /// @param error gets the reason of a failure: no such file, not a database, no SQLite driver
 /// @return whether the database is open
 bool registerProjectDatabase(const QString &file, QString *error);
 
 /// Looks up the link of a panel port, such as COM2 or ETHERNET, and its default station.
-/// Requires: a registered project database.
+/// Signals end the process meanwhile, as above. Requires: a registered project database.
 /// @param ip    IP address text of the PLC where it has one; empty to take the link's first default
 /// node
 /// @param port  port number that goes with @p ip

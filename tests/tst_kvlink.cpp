@@ -121,6 +121,17 @@ private slots:
         QVERIFY(execute(file, "ALTER TABLE NODE RENAME COLUMN IP TO ADDRESS"));
         const Outcome incomplete = kvlink(words("read DM1 --project-port COM2 --sim") + of);
         QVERIFY2(incomplete.err.contains("no such column: NODE.IP"), qPrintable(incomplete.err));
+        // A view without end.
+        QVERIFY(execute(file, "ALTER TABLE NODE RENAME COLUMN ADDRESS TO IP"));
+        QVERIFY(execute(file, "DROP TABLE LINK"));
+        QVERIFY(execute(file, "CREATE VIEW LINK AS WITH RECURSIVE N(LINKID, HMIPORT) AS (SELECT 9, "
+                              "0 UNION ALL SELECT 9, 0 FROM N) SELECT * FROM N"));
+        QProcess endless;
+        endless.start(KVLINK_PROGRAM, words("read DM1 --project-port COM2 --sim") + of);
+        QVERIFY(!endless.waitForFinished(REPLY_MS * 5));
+        endless.terminate();
+        QVERIFY(endless.waitForFinished(REPLY_MS * 20));
+        QCOMPARE(endless.exitStatus(), QProcess::CrashExit);
     }
 
 private:
