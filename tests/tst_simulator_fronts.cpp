@@ -2,7 +2,6 @@
 #include "simulator/background_simulator.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
-#include "tests/table.h"
 
 #include <QtCore/QFile>
 #include <QtNetwork/QTcpSocket>
@@ -60,26 +59,6 @@ bool connectTo(QTcpSocket &client, quint16 port)
     client.connectToHost("127.0.0.1", port);
     return client.waitForConnected(DEADLINE_MS);
 }
-
-LineTiming timing(int baud, int replyDelayMs, int jitterMs)
-{
-    LineTiming timing;
-    timing.baud = baud;
-    timing.replyDelayMs = replyDelayMs;
-    timing.jitterMs = jitterMs;
-    return timing;
-}
-
-const struct {
-    const char *name;
-    LineTiming timing;
-    const char *faults;
-} DELAYS[] = {
-    {"jitter", timing(0, 1, 10), ""},
-    {"some late", timing(0, 0, 0), "late 0.3 15\n"},
-    {"some split", timing(0, 0, 0), "split 0.3 2\n"},
-    {"all on a paced line", timing(115200, 0, 5), "split 0.3 2\nlate 0.3 15"},
-};
 
 } // namespace
 
@@ -185,17 +164,14 @@ private slots:
     }
 
     // Whatever delays the replies get, each leaves whole before the next one begins.
-    void repliesNeverOvertakeEachOther_data() { addRows(DELAYS); }
-
     void repliesNeverOvertakeEachOther()
     {
-        const auto &row = currentRow(DELAYS);
         PlcMemory memory;
         PlcService service(memory, 0);
-        service.timing = row.timing;
+        service.timing.jitterMs = 5;
         FaultPlan plan;
         QByteArray error;
-        QVERIFY2(plan.addFile(row.faults, &error), error.constData());
+        QVERIFY2(plan.addFile("split 0.3 2\nlate 0.3 15", &error), error.constData());
         service.faults = FaultEngine(plan);
         TcpFront front(service);
         QString listenError;

@@ -84,7 +84,7 @@ public:
     Soak(AbstractDeviceInterface &channel, quint32 seed, bool asKvlink, FaultyWire *wire = nullptr,
          const PlcMemory *memory = nullptr)
         : m_asKvlink(asKvlink), m_channel(channel, nullptr), m_wire(wire), m_memory(memory),
-          m_chance(seed), m_counts(), m_failedInARow(0), m_wasUnseen(nullptr)
+          m_chance(seed), m_counts(), m_failedInARow(0), m_isUnusable(false), m_wasUnseen(nullptr)
     {
         for (int i = 0; i < AREA_COUNT; ++i)
             m_cells.append(QVector<Cell>(AREAS[i].size));
