@@ -16,7 +16,8 @@ struct ProjectLink {
 
 /// Registers a project database, an SQLite file that is opened for reading only, under
 /// PROJECT_CONNECTION. An earlier registration is replaced. SIGINT, SIGTERM and SIGHUP end the
-/// process meanwhile, unless they are ignored: a database may never answer. Requires: a QCoreApplication.
+/// process meanwhile, unless they are ignored: a database may never answer.
+/// Requires: a QCoreApplication.
 /// @param file  path of the database; empty for the file beside the program, `GetDatabaseName()`
 /// @param error gets the reason of a failure: no such file, not a database, no SQLite driver
 /// @return whether the database is open

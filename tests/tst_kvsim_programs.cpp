@@ -284,7 +284,7 @@ private slots:
         Simulator simulator(words("--trace --fault") << "noise-after:once 3");
         kvlink(simulator, QString("--retry 0 --timeout %1 read DM1").arg(REPLY_MS));
         static const QRegularExpression stamp(
-            "^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}(?:[+-]\\d\\d:\\d\\d)? "
+            "^\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d "
             "\\d+\\.\\d{6} \\+\\d+\\.\\d{6} ",
             QRegularExpression::MultilineOption);
         const QString lines = simulator.stop().err.remove(stamp);

@@ -55,7 +55,7 @@ QString expectedReply(const QByteArray &line, const QString &driverText)
     return QLatin1String(expectedItems(line.mid(4), driverText));
 }
 
-// What the port itself saw go wrong, with what follows from it; empty for nothing.
+// What the port itself counted during the request; empty for nothing.
 QString portErrors(const SerialErrors &errors)
 {
     QStringList counts;
