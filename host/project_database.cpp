@@ -9,8 +9,6 @@
 #include <QtSql/QSqlError>
 #include <QtSql/QSqlQuery>
 
-#include <csignal>
-
 const char PROJECT_CONNECTION[] = "project";
 
 namespace
@@ -31,36 +29,6 @@ const char *const EXAMPLE_STATEMENTS[] = {
     "INSERT INTO NODE VALUES (1, 1, '', 0, 1), (1, 2, '', 0, 0), "
     "(2, 0, '127.0.0.1', 8501, 1), (2, 3, '127.0.0.1', 8502, 1)",
 };
-
-// While it exists a signal to stop ends the process at once: nothing else ends a statement that
-// SQLite never finishes, and nothing is open yet that would need an orderly end.
-class EndedBySignals
-{
-public:
-    EndedBySignals()
-    {
-        for (int i = 0; i < COUNT; ++i) {
-            sigaction(NUMBERS[i], nullptr, &m_before[i]);
-            if (m_before[i].sa_handler != SIG_IGN)
-                static_cast<void>(std::signal(NUMBERS[i], SIG_DFL));
-        }
-    }
-
-    ~EndedBySignals()
-    {
-        for (int i = 0; i < COUNT; ++i)
-            sigaction(NUMBERS[i], &m_before[i], nullptr);
-    }
-
-private:
-    Q_DISABLE_COPY(EndedBySignals)
-    enum { COUNT = 3 };
-    static const int NUMBERS[COUNT];
-
-    struct sigaction m_before[COUNT];
-};
-
-const int EndedBySignals::NUMBERS[] = {SIGINT, SIGTERM, SIGHUP};
 
 QSqlDatabase addSqlite(const char *connection, const QString &file)
 {
@@ -97,7 +65,6 @@ bool fillExample(const QString &file, QString *error)
 
 bool registerProjectDatabase(const QString &file, QString *error)
 {
-    const EndedBySignals endless;
     const QString path = file.isEmpty() ? GetDatabaseName() : file;
     if (!QFileInfo(path).isFile()) {
         *error = QString::fromLatin1("no project database %1").arg(path);
@@ -119,7 +86,6 @@ bool registerProjectDatabase(const QString &file, QString *error)
 bool findProjectLink(const QString &portName, const QString &ip, unsigned short port,
                      ProjectLink *link, QString *error)
 {
-    const EndedBySignals endless;
     const QString connection = QLatin1String(PROJECT_CONNECTION);
     const int hmiPort = DevStrToHmiPort(portName);
     if (hmiPort < 0) {

@@ -15,8 +15,8 @@ struct ProjectLink {
 };
 
 /// Registers a project database, an SQLite file that is opened for reading only, under
-/// PROJECT_CONNECTION. An earlier registration is replaced. SIGINT, SIGTERM and SIGHUP end the
-/// process meanwhile, unless they are ignored: a database may never answer.
+/// PROJECT_CONNECTION. An earlier registration is replaced. A database may never answer (a view
+/// without end), so a program catches signals only after its lookups.
 /// Requires: a QCoreApplication.
 /// @param file  path of the database; empty for the file beside the program, `GetDatabaseName()`
 /// @param error gets the reason of a failure: no such file, not a database, no SQLite driver

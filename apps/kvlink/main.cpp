@@ -4,7 +4,6 @@
 #include "exit_status.h"
 #include "link.h"
 #include "session.h"
-#include "stop_request.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextStream>
@@ -24,8 +23,6 @@ int main(int argc, char **argv)
     QString error;
     if (!Link::check(line.link, &error))
         return complain(err, error, StatusUsage);
-    if (!watchStopSignals())
-        return complain(err, QLatin1String("cannot watch for signals"), StatusOpen);
     status = line.run(line.link, out, err);
     out.flush();
     if (out.status() == QTextStream::Ok)

@@ -98,9 +98,13 @@ bool Session::openTrace(Failure *failure)
 
 bool Session::openLink(Failure *failure)
 {
+    failure->status = StatusOpen;
+    if (!m_link && !watchStopSignals()) {
+        failure->text = QLatin1String("cannot watch for signals");
+        return false;
+    }
     m_link.reset(); // a port is locked: it cannot be opened anew before it is closed
     m_link.reset(new Link);
-    failure->status = StatusOpen;
     if (!openTrace(failure) ||
         !m_link->open(m_options, pacing(), m_trace.get(), m_err, &failure->text))
         return false;
