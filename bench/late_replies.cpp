@@ -1,9 +1,9 @@
 // Reads words that hold their own address through one of several clients, and counts what comes of
 // late and doubled replies. Prints a row of a Markdown table.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "host/device_channel.h"
-#include "host/serial_port.h"
-#include "host/tcp_port.h"
+#include "runtime/device_channel.h"
+#include "runtime/serial_port.h"
+#include "runtime/tcp_port.h"
 #include "tools/drv_dev_setting.h"
 
 #include <modbus.h>

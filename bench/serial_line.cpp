@@ -1,6 +1,6 @@
 #include "serial_line.h"
 
-#include "host/serial_port.h"
+#include "runtime/serial_port.h"
 
 #include <iostream>
 

@@ -2,7 +2,7 @@
 #ifndef BENCH_SERIAL_LINE_H
 #define BENCH_SERIAL_LINE_H
 
-#include "host/device_channel.h"
+#include "runtime/device_channel.h"
 
 #include <memory>
 

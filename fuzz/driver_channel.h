@@ -3,8 +3,8 @@
 #define FUZZ_DRIVER_CHANNEL_H
 
 #include "fuzz/fuzz_input.h"
-#include "tests/driver_model.h"
-#include "tests/exchange_channel.h"
+#include "tests/driver/driver_model.h"
+#include "tests/driver/exchange_channel.h"
 
 inline int fuzzStation(FuzzInput &input)
 {

@@ -2,7 +2,7 @@
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "fuzz/driver_channel.h"
 #include "fuzz/fuzz_check.h"
-#include "tests/driver_oracle.h"
+#include "tests/driver/driver_oracle.h"
 
 namespace
 {

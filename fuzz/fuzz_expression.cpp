@@ -4,10 +4,10 @@
 #include "fuzz/fuzz_input.h"
 #include "fuzz/item_checks.h"
 #include "fuzz/simulator_texts.h"
-#include "host/escaped_text.h"
-#include "host/serial_port.h"
-#include "host/tcp_port.h"
-#include "host/trace_log.h"
+#include "runtime/escaped_text.h"
+#include "runtime/serial_port.h"
+#include "runtime/tcp_port.h"
+#include "runtime/trace_log.h"
 
 #include <QtCore/QTextStream>
 

@@ -2,7 +2,7 @@
 // again, and what is not in the stream stays.
 #include "fuzz/fuzz_check.h"
 #include "fuzz/fuzz_input.h"
-#include "tests/settings_io.h"
+#include "tests/tools/settings_io.h"
 #include "tools/drv_dev_setting.h"
 
 namespace

@@ -2,7 +2,7 @@
 #include "fuzz/fuzz_check.h"
 #include "fuzz/fuzz_input.h"
 #include "simulator/simulated_plc.h"
-#include "tests/driver_model.h"
+#include "tests/driver/driver_model.h"
 
 #include <QtCore/QList>
 

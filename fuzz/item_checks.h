@@ -2,9 +2,9 @@
 #ifndef FUZZ_ITEM_CHECKS_H
 #define FUZZ_ITEM_CHECKS_H
 
-#include "apps/kvlink/expression.h"
-#include "apps/kvlink/item_plan.h"
-#include "apps/kvlink/item_values.h"
+#include "items/expression.h"
+#include "items/item_plan.h"
+#include "items/item_values.h"
 #include "fuzz/fuzz_check.h"
 #include "fuzz/fuzz_input.h"
 

@@ -2,11 +2,11 @@
 #include "apps/decimal_range.h"
 #include "command_line.h"
 #include "commands.h"
-#include "device_address.h"
+#include "items/device_address.h"
 #include "drivers/communicator_command.h"
-#include "host/serial_port.h"
-#include "session.h"
-#include "stop_request.h"
+#include "runtime/serial_port.h"
+#include "runtime/client.h"
+#include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
 
@@ -41,16 +41,16 @@ LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
 {
     SerialPortSetting setting;
     QString error;
-    if (options.port.empty() || !parseSerialPort(argumentText(options.port), &setting, &error))
+    if (options.port.isEmpty() || !parseSerialPort(options.port, &setting, &error))
         return {bench.baudRate, BITS_OF_8E1};
     const int bits = 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
                      (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
     return {bench.baudRate > 0 ? bench.baudRate : setting.baudRate, bits};
 }
 
-void printResult(const Session &session, const LineSpeed &speed, double seconds, QTextStream &out)
+void printResult(const Client &client, const LineSpeed &speed, double seconds, QTextStream &out)
 {
-    const Statistics &statistics = session.statistics();
+    const Statistics &statistics = client.statistics();
     const int good = statistics.requests() - statistics.errors();
     out << "requests per second: " << QString::number(good / seconds, 'f', 1) << '\n'
         << "p50: " << QString::number(statistics.timeMs(50), 'f', 3) << " ms\n"
@@ -58,7 +58,7 @@ void printResult(const Session &session, const LineSpeed &speed, double seconds,
     if (speed.baudRate == 0)
         return;
     const double lineSeconds =
-        static_cast<double>(session.channel()->bytes()) * speed.bitsPerCharacter / speed.baudRate;
+        static_cast<double>(client.channel()->bytes()) * speed.bitsPerCharacter / speed.baudRate;
     out << "share of the line's time: " << QString::number(100 * lineSeconds / seconds, 'f', 1)
         << " % at " << speed.baudRate << " baud\n";
 }
@@ -73,29 +73,29 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
         return complain(
             err, QString::fromLatin1("%1 is no word, such as DM0").arg(argumentText(bench.address)),
             StatusUsage);
-    Session session(options, err);
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+    Client client(options, err);
+    if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
     const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
                                       argumentText(bench.address));
     QElapsedTimer time;
     time.start();
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
-        if (!session.read(command, &failure).isEmpty())
+        if (!client.read(command, &failure).isEmpty())
             continue;
-        if (session.statistics().errors() == 1)
+        if (client.statistics().errors() == 1)
             complain(err, failure.text, failure.status);
     }
-    const Statistics &statistics = session.statistics();
+    const Statistics &statistics = client.statistics();
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
-        printResult(session, lineSpeed(bench, options),
+        printResult(client, lineSpeed(bench, options),
                     static_cast<double>(time.nsecsElapsed()) / 1e9, out);
     if (statistics.requests() < bench.requests)
         return complain(err, QLatin1String("interrupted: ") + statistics.text(), StatusNoReply);
-    const ExitStatus status = !someSucceeded            ? failure.status
-                              : statistics.errors() > 0 ? StatusSome
-                                                        : StatusGood;
+    const Status status = !someSucceeded            ? failure.status
+                          : statistics.errors() > 0 ? StatusSome
+                                                    : StatusGood;
     return complain(err, statistics.text(), status);
 }
 

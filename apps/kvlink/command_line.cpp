@@ -3,7 +3,7 @@
 #include "apps/decimal_range.h"
 #include "apps/trace_target.h"
 #include "commands.h"
-#include "exit_status.h"
+#include "runtime/failure.h"
 
 #include <CLI/CLI.hpp>
 
@@ -42,10 +42,12 @@ public:
 
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
-    CLI::Option *port = app.add_option("--port", link->port, "Serial port; 9600,8e1 unless given")
+    CLI::Option *port = app.add_option_function<std::string>("--port", into(&link->port),
+                                                             "Serial port; 9600,8e1 unless given")
                             ->option_text("DEV[,BAUD[,FORMAT]]");
     CLI::Option *tcp =
-        app.add_option("--tcp", link->tcp, "TCP connection")->option_text("HOST:PORT");
+        app.add_option_function<std::string>("--tcp", into(&link->tcp), "TCP connection")
+            ->option_text("HOST:PORT");
     CLI::Option *sim =
         app.add_flag("--sim", link->simulated, "Own simulated PLC")->option_text(" ");
     port->excludes(tcp)->excludes(sim);
@@ -53,11 +55,13 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
     CLI::Option *station = app.add_option("--station", link->station, "Station number")
                                ->option_text("N")
                                ->transform(decimalRange(0, 99));
-    CLI::Option *projectPort = app.add_option("--project-port", link->projectPort,
-                                              "Station of this panel port, such as COM2")
-                                   ->option_text("NAME")
-                                   ->excludes(station);
-    app.add_option("--project", link->projectFile, "Project database to look in")
+    CLI::Option *projectPort =
+        app.add_option_function<std::string>("--project-port", into(&link->projectPort),
+                                             "Station of this panel port, such as COM2")
+            ->option_text("NAME")
+            ->excludes(station);
+    app.add_option_function<std::string>("--project", into(&link->projectFile),
+                                         "Project database to look in")
         ->option_text("FILE")
         ->needs(projectPort);
     app.add_option("--retry", link->retry, "Further attempts after a failed one")
@@ -69,15 +73,18 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
     app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
         ->option_text("MS")
         ->transform(decimalRange(1, 600000));
-    app.add_flag("--trace", link->trace, "Log each line, to stderr or FILE")
+    app.add_flag("--trace", "Log each line, to stderr or FILE")
         ->option_text("[=FILE]")
-        ->transform(traceTarget());
-    app.add_option("--driver", link->driverPath, "Driver plug-in to load")->option_text("FILE");
+        ->transform(traceTarget())
+        ->each(into(&link->trace));
+    app.add_option_function<std::string>("--driver", into(&link->driverPath),
+                                         "Driver plug-in to load")
+        ->option_text("FILE");
 }
 
 bool namesLink(const LinkOptions &link)
 {
-    return !link.port.empty() || !link.tcp.empty() || link.simulated;
+    return !link.port.isEmpty() || !link.tcp.isEmpty() || link.simulated;
 }
 
 } // namespace

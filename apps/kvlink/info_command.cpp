@@ -1,7 +1,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "drivers/driver_interface.h"
-#include "session.h"
+#include "runtime/client.h"
 #include "tools/drv_dev_setting.h"
 
 #include <CLI/CLI.hpp>
@@ -13,11 +13,11 @@ namespace
 
 int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
-    Session session(options, err);
+    Client client(options, err);
     Failure failure;
-    if (!session.loadDriver(&failure))
+    if (!client.loadDriver(&failure))
         return complain(err, failure.text, failure.status);
-    DriverInterface *driver = session.driver();
+    DriverInterface *driver = client.driver();
     const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
     const std::unique_ptr<DriverSetting> link(driver->getDefaultDriverSetting());
     out << "name: " << driver->name() << '\n'
@@ -33,8 +33,8 @@ int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
         << "total size: " << driver->totalSize() << '\n'
         << "block size: " << driver->getBlockAccessSize() << '\n'
         << "bit block size: " << driver->getBitBlockAccessSize() << '\n'
-        << "plug-in: " << session.plugin().path() << '\n';
-    if (const ProjectLink *project = session.project())
+        << "plug-in: " << client.plugin().path() << '\n';
+    if (const ProjectLink *project = client.project())
         out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
             << ", station " << project->station << '\n';
     return StatusGood;

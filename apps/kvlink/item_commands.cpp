@@ -2,11 +2,11 @@
 #include "command_line.h"
 #include "commands.h"
 #include "drivers/driver_interface.h"
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 #include "item_options.h"
-#include "item_reader.h"
-#include "item_writer.h"
-#include "session.h"
+#include "items/item_reader.h"
+#include "items/item_writer.h"
+#include "runtime/client.h"
 #include "tools/drv_dev_setting.h"
 
 #include <CLI/CLI.hpp>
@@ -45,10 +45,10 @@ int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &ou
             return complain(err, item.text + QLatin1String(" has values: write takes them"),
                             StatusUsage);
     }
-    Session session(link, err);
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+    Client client(link, err);
+    if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
-    ItemReader reader(session, items, options.read, options.order);
+    ItemReader reader(client, items, options.read, options.order);
     return printResults(items, reader.read(), options.format, out, err);
 }
 
@@ -74,20 +74,20 @@ bool parseArguments(const ItemOptions &options, QVector<Item> *items, QString *e
     return !items->isEmpty();
 }
 
-int stationOf(const LinkOptions &link, const Session &session)
+int stationOf(const LinkOptions &link, const Client &client)
 {
-    const std::unique_ptr<DriverSetting> defaults(session.driver()->getDefaultDriverSetting());
-    if (session.project())
-        return session.project()->station;
+    const std::unique_ptr<DriverSetting> defaults(client.driver()->getDefaultDriverSetting());
+    if (client.project())
+        return client.project()->station;
     return link.station < 0 ? defaults->stationid : link.station;
 }
 
 int rehearse(const WriteOptions &options, const QVector<Item> &items, const LinkOptions &link,
-             const Session &session, QTextStream &out, QTextStream &err)
+             const Client &client, QTextStream &out, QTextStream &err)
 {
     QByteArray sent;
     const QVector<ItemResult> results =
-        rehearseItems(session.driver(), stationOf(link, session), items, options.items.order,
+        rehearseItems(client.driver(), stationOf(link, client), items, options.items.order,
                       options.verify, &sent);
     for (const QByteArray &line : sent.replace("\r\n", "\n").split('\n')) {
         if (!line.isEmpty())
@@ -104,21 +104,21 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
     QVector<Item> items;
     if (!parseArguments(options.items, &items, &failure.text))
         return complain(err, failure.text, StatusUsage);
-    Session session(link, err);
-    if (!session.loadDriver(&failure))
+    Client client(link, err);
+    if (!client.loadDriver(&failure))
         return complain(err, failure.text, failure.status);
     if (options.dryRun)
-        return rehearse(options, items, link, session, out, err);
+        return rehearse(options, items, link, client, out, err);
     // What the driver refuses is found before the first item is written.
     QByteArray lines;
     const int refused = reportFailures(err, items,
-                                       rehearseItems(session.driver(), stationOf(link, session),
+                                       rehearseItems(client.driver(), stationOf(link, client),
                                                      items, options.items.order, false, &lines));
     if (refused != StatusGood)
         return StatusUnusable;
-    if (!session.openLink(&failure))
+    if (!client.openLink(&failure))
         return complain(err, failure.text, failure.status);
-    return printResults(items, writeItems(session, items, options.items.order, options.verify),
+    return printResults(items, writeItems(client, items, options.items.order, options.verify),
                         options.items.format, out, err);
 }
 

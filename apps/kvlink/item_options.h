@@ -2,11 +2,11 @@
 #ifndef APPS_KVLINK_ITEM_OPTIONS_H
 #define APPS_KVLINK_ITEM_OPTIONS_H
 
-#include "expression.h"
+#include "items/expression.h"
 #include "item_output.h"
-#include "item_plan.h"
-#include "item_reader.h"
-#include "item_values.h"
+#include "items/item_plan.h"
+#include "items/item_reader.h"
+#include "items/item_values.h"
 
 #include <string>
 #include <vector>

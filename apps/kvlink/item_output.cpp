@@ -1,6 +1,6 @@
 #include "item_output.h"
 
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,7 +14,7 @@
 namespace
 {
 
-const char *statusName(ExitStatus status)
+const char *statusName(Status status)
 {
     switch (status) {
     case StatusGood:
@@ -198,12 +198,12 @@ void ItemPrinter::printCsv(const Item &item, const ItemResult &result, const QSt
         m_out << start << ',' << end;
 }
 
-ExitStatus reportFailures(QTextStream &err, const QVector<Item> &items,
-                          const QVector<ItemResult> &results)
+Status reportFailures(QTextStream &err, const QVector<Item> &items,
+                      const QVector<ItemResult> &results)
 {
     QStringList reasons;
     QVector<QStringList> names;
-    ExitStatus first = StatusDiffers; // of those that are no mere differences
+    Status first = StatusDiffers; // of those that are no mere differences
     int failed = 0;
     for (int i = 0; i < results.size(); ++i) {
         const Failure &failure = results.at(i).failure;

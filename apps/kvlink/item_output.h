@@ -2,8 +2,8 @@
 #ifndef APPS_KVLINK_ITEM_OUTPUT_H
 #define APPS_KVLINK_ITEM_OUTPUT_H
 
-#include "expression.h"
-#include "item_reader.h"
+#include "items/expression.h"
+#include "items/item_reader.h"
 
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -53,7 +53,7 @@ private:
 /// @return the program's exit status: 0 when all items succeeded, the first failure's own when all
 /// failed
 ///         or all failures are of values read back, else 6
-ExitStatus reportFailures(QTextStream &err, const QVector<Item> &items,
-                          const QVector<ItemResult> &results);
+Status reportFailures(QTextStream &err, const QVector<Item> &items,
+                      const QVector<ItemResult> &results);
 
 #endif

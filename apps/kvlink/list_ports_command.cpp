@@ -1,8 +1,8 @@
 // list-ports: the serial ports of this machine.
 #include "command_line.h"
 #include "commands.h"
-#include "exit_status.h"
-#include "host/escaped_text.h"
+#include "runtime/failure.h"
+#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "live_table.h"
 
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 
 #include <QtCore/QTextStream>
 

@@ -2,8 +2,8 @@
 #ifndef APPS_KVLINK_LIVE_TABLE_H
 #define APPS_KVLINK_LIVE_TABLE_H
 
-#include "expression.h"
-#include "item_reader.h"
+#include "items/expression.h"
+#include "items/item_reader.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>

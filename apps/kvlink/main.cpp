@@ -1,9 +1,9 @@
 // kvlink: reads and writes the devices of a PLC through the driver plug-in.
 #include "apps/standard_streams.h"
 #include "command_line.h"
-#include "exit_status.h"
-#include "link.h"
-#include "session.h"
+#include "runtime/failure.h"
+#include "runtime/link.h"
+#include "runtime/client.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextStream>

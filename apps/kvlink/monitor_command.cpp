@@ -4,11 +4,11 @@
 #include "command_line.h"
 #include "commands.h"
 #include "item_options.h"
-#include "item_reader.h"
+#include "items/item_reader.h"
 #include "live_table.h"
 #include "schedule.h"
-#include "session.h"
-#include "stop_request.h"
+#include "runtime/client.h"
+#include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
 
@@ -53,11 +53,11 @@ class Monitor
 {
 public:
     /// @param live whether to redraw a table rather than to print rows
-    Monitor(const MonitorOptions &options, bool live, Session &session, const QVector<Item> &items,
+    Monitor(const MonitorOptions &options, bool live, Client &client, const QVector<Item> &items,
             QTextStream &out, QTextStream &err);
 
     /// @return the exit status that the last sample calls for
-    ExitStatus run();
+    Status run();
 
     /// Ticks that were left out, as the sample before took too long.
     qint64 missed() const { return m_missed; }
@@ -70,7 +70,7 @@ private:
     void show(const QVector<ItemResult> &results);
 
     const MonitorOptions &m_options;
-    Session &m_session;
+    Client &m_client;
     const QVector<Item> m_items;
     QTextStream &m_out;
     QTextStream &m_err;
@@ -81,7 +81,7 @@ private:
     QElapsedTimer m_clock;
     QVector<ItemResult> m_shown;
     QString m_reported;  // failures, as far as they are no outage
-    ExitStatus m_status; // of the last sample
+    Status m_status;     // of the last sample
     Failure m_down;      // why the link is not open; good while it is
     qint64 m_reopenAtMs; // not before
     int m_backOffMs;
@@ -89,10 +89,10 @@ private:
     qint64 m_missed;
 };
 
-Monitor::Monitor(const MonitorOptions &options, bool live, Session &session,
+Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
-    : m_options(options), m_session(session), m_items(items), m_out(out), m_err(err),
-      m_reader(session, items, options.items.read, options.items.order),
+    : m_options(options), m_client(client), m_items(items), m_out(out), m_err(err),
+      m_reader(client, items, options.items.read, options.items.order),
       m_printer(out, options.items.format, items), m_table(out, items), m_isLive(live),
       m_status(StatusNoReply), m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS), m_outageSinceMs(-1),
       m_missed(0)
@@ -100,7 +100,7 @@ Monitor::Monitor(const MonitorOptions &options, bool live, Session &session,
     m_clock.start();
 }
 
-ExitStatus Monitor::run()
+Status Monitor::run()
 {
     const qint64 endMs = qint64(m_options.durationS) * 1000;
     qint64 tick = 0;
@@ -126,7 +126,7 @@ QVector<ItemResult> Monitor::sample()
 {
     if (m_down.status != StatusGood && m_clock.elapsed() >= m_reopenAtMs) {
         Failure failure;
-        if (m_session.openLink(&failure))
+        if (m_client.openLink(&failure))
             m_down = Failure();
         else
             noteOutage(failure);
@@ -140,7 +140,7 @@ QVector<ItemResult> Monitor::sample()
     const Failure *outage = outageIn(results);
     if (!outage)
         m_backOffMs = FIRST_BACK_OFF_MS;
-    else if (m_session.doubtsLink())
+    else if (m_client.doubtsLink())
         noteOutage(*outage);
     return results;
 }
@@ -213,18 +213,18 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
         if (!item.values.isEmpty())
             return complain(err, item.text + QLatin1String(" has a value to write"), StatusUsage);
     }
-    Session session(link, err);
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+    Client client(link, err);
+    if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
     // A trace on the same terminal would run through the table.
     const bool live = isatty(STDOUT_FILENO) && options.items.format == OutputFormat::Text &&
                       !options.changesOnly && link.trace != "-";
-    Monitor monitor(options, live, session, items, out, err);
-    const ExitStatus status = monitor.run();
+    Monitor monitor(options, live, client, items, out, err);
+    const Status status = monitor.run();
     out.flush();
     if (out.status() != QTextStream::Ok || readerIsGone())
         return StatusOpen;
-    QString summary = session.statistics().text();
+    QString summary = client.statistics().text();
     if (monitor.missed() > 0)
         summary += QLatin1String("; ") + countText(monitor.missed(), "sample", "samples") +
                    QLatin1String(" left out");

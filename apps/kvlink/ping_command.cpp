@@ -2,8 +2,8 @@
 #include "apps/decimal_range.h"
 #include "command_line.h"
 #include "commands.h"
-#include "session.h"
-#include "stop_request.h"
+#include "runtime/client.h"
+#include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
 
@@ -72,7 +72,7 @@ bool pingOnce(AbstractDeviceInterface *channel, double *openMs, double *closeMs,
 }
 
 // @return the first good status, else the last failure's
-int pingAll(const PingOptions &ping, Session &session, QTextStream &out, QTextStream &err)
+int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStream &err)
 {
     int status = -1;
     QElapsedTimer clock;
@@ -82,9 +82,9 @@ int pingAll(const PingOptions &ping, Session &session, QTextStream &out, QTextSt
         double closeMs = 0;
         Failure failure;
         const auto work = [&](QString *text) {
-            return pingOnce(session.channel(), &openMs, &closeMs, text);
+            return pingOnce(client.channel(), &openMs, &closeMs, text);
         };
-        if (session.request(work, QString(), &failure)) {
+        if (client.request(work, QString(), &failure)) {
             out << n << ": open " << QString::number(openMs, 'f', 3) << " ms, close "
                 << QString::number(closeMs, 'f', 3) << " ms\n";
             out.flush();
@@ -105,14 +105,14 @@ int pingAll(const PingOptions &ping, Session &session, QTextStream &out, QTextSt
 
 int runPing(const PingOptions &ping, const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
-    Session session(options, err);
+    Client client(options, err);
     Failure failure;
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+    if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
-    const int status = pingAll(ping, session, out, err);
+    const int status = pingAll(ping, client, out, err);
     if (out.status() != QTextStream::Ok)
         return StatusOpen;
-    return complain(err, session.statistics().text(), static_cast<ExitStatus>(status));
+    return complain(err, client.statistics().text(), static_cast<Status>(status));
 }
 
 } // namespace

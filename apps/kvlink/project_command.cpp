@@ -1,9 +1,9 @@
 #include "command_line.h"
 #include "commands.h"
-#include "exit_status.h"
-#include "host/escaped_text.h"
-#include "host/project_database.h"
-#include "session.h"
+#include "runtime/failure.h"
+#include "runtime/escaped_text.h"
+#include "runtime/project_database.h"
+#include "runtime/client.h"
 
 #include <CLI/CLI.hpp>
 
@@ -15,7 +15,7 @@ namespace
 int runProjectInit(const LinkOptions &options, QTextStream &, QTextStream &err)
 {
     QString error;
-    const QString file = argumentText(options.projectFile);
+    const QString file = options.projectFile;
     if (!writeExampleProject(file, &error))
         return complain(err, error, StatusOpen);
     err << "kvlink: wrote " << escapedText(file.toUtf8())
@@ -34,7 +34,8 @@ void addProjectCommand(CLI::App &app, CommandLine *line)
         line->needsLink = false;
         line->run = runProjectInit;
     });
-    init->add_option("file", line->link.projectFile, "File that does not exist yet")
+    init->add_option_function<std::string>("file", into(&line->link.projectFile),
+                                           "File that does not exist yet")
         ->required()
         ->type_name("FILE");
 }

@@ -1,10 +1,10 @@
 // replay: sends the requests of a trace again and compares the replies.
 #include "command_line.h"
 #include "commands.h"
-#include "host/escaped_text.h"
-#include "host/trace_log.h"
-#include "session.h"
-#include "stop_request.h"
+#include "runtime/escaped_text.h"
+#include "runtime/trace_log.h"
+#include "runtime/client.h"
+#include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
 
@@ -81,11 +81,11 @@ QString replyText(const QByteArray &reply)
                            : QLatin1Char('"') + escapedText(reply) + QLatin1Char('"');
 }
 
-int replay(const QVector<Recorded> &recording, Session &session, QTextStream &out, QTextStream &err)
+int replay(const QVector<Recorded> &recording, Client &client, QTextStream &out, QTextStream &err)
 {
     int sent = 0;
     int different = 0;
-    AbstractDeviceInterface *channel = session.channel();
+    AbstractDeviceInterface *channel = client.channel();
     for (const Recorded &exchange : recording) {
         channel->control(CONTROL_DISCARD_INPUT, QVariant(0));
         if (stopRequested())
@@ -117,14 +117,14 @@ int replay(const QVector<Recorded> &recording, Session &session, QTextStream &ou
 int runReplay(const std::string &file, const LinkOptions &options, QTextStream &out,
               QTextStream &err)
 {
-    Session session(options, err);
+    Client client(options, err);
     QVector<Recorded> recording;
     Failure failure;
     if (!readTrace(argumentText(file), &recording, &failure.text))
         return complain(err, failure.text, StatusUsage);
-    if (!session.loadDriver(&failure) || !session.openLink(&failure))
+    if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
-    return replay(recording, session, out, err);
+    return replay(recording, client, out, err);
 }
 
 } // namespace

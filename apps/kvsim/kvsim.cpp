@@ -4,7 +4,7 @@
 #include "apps/kvsim/line_trace.h"
 #include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
 

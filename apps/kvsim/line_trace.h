@@ -2,7 +2,7 @@
 #ifndef APPS_KVSIM_LINE_TRACE_H
 #define APPS_KVSIM_LINE_TRACE_H
 
-#include "host/trace_log.h"
+#include "runtime/trace_log.h"
 #include "simulator/plc_service.h"
 
 #include <QtCore/QFile>

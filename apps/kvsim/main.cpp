@@ -2,7 +2,7 @@
 #include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/trace_target.h"
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "apps/kvsim/simulation.h"
 
-#include "host/escaped_text.h"
+#include "runtime/escaped_text.h"
 #include "simulator/memory_image.h"
 
 #include <QtCore/QFile>

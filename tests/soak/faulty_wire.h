@@ -2,7 +2,7 @@
 #ifndef TESTS_SOAK_FAULTY_WIRE_H
 #define TESTS_SOAK_FAULTY_WIRE_H
 
-#include "host/device_channel.h"
+#include "runtime/device_channel.h"
 #include "simulator/fault_engine.h"
 #include "simulator/simulated_plc.h"
 

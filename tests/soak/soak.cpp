@@ -1,10 +1,10 @@
 // Drives the driver and the channel over a wire that misbehaves, and compares every value read and
 // every write reported as done with what the PLC's memory may hold.
-#include "apps/kvlink/failure_text.h"
+#include "runtime/failure_text.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "host/device_channel.h"
-#include "host/serial_port.h"
-#include "host/traced_channel.h"
+#include "runtime/device_channel.h"
+#include "runtime/serial_port.h"
+#include "runtime/traced_channel.h"
 #include "tests/soak/faulty_wire.h"
 #include "tests/soak/plc_model.h"
 #include "tools/drv_dev_setting.h"

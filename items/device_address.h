@@ -1,0 +1,31 @@
+/// What kvlink itself has to know of a device: how its numbers run on, and whether it holds words.
+#ifndef ITEMS_DEVICE_ADDRESS_H
+#define ITEMS_DEVICE_ADDRESS_H
+
+#include <QtCore/QString>
+
+/// What the numbers of a device count.
+enum class DeviceForm {
+    Words,    ///< words of 16 bits, such as DM
+    Channels, ///< channels of 16 relays when read by words, single relays when read by bits; such
+              ///< as R
+    Values    ///< timers, counters and all other devices: one value of 32 bits each
+};
+
+/// A device address in its parts.
+struct DeviceAddress {
+    QString prefix; ///< upper case
+    quint32 number = 0;
+    int base = 10; ///< of the number: 10, or 16 for B, W and VB
+    DeviceForm form = DeviceForm::Values;
+
+    /// The address of another number of the device. @param other the number
+    QString at(quint32 other) const;
+};
+
+/// Splits an address such as DM100, w1F or CTC3: letters and a number, which is hexadecimal for B,
+/// W and VB and else decimal, and is at most 99999999.
+/// @return whether @p text is such an address; else @p address is unchanged
+bool parseDeviceAddress(const QString &text, DeviceAddress *address);
+
+#endif

@@ -1,0 +1,163 @@
+#include "items/item_plan.h"
+
+#include "items/item_values.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// What a reply can hold.
+const int MAX_WORDS = 307;
+const int MAX_RELAYS = 768;
+const int MAX_VALUES = 64; // of timers and counters, which have the longest items
+
+const int CHANNEL_BITS = 16;
+
+// Words of one device that one item wants.
+struct Span {
+    int item;
+    quint32 first;
+    int words;
+    int to; // first byte in the item's data
+
+    quint32 end() const { return first + static_cast<quint32>(words); }
+};
+
+bool isOfWords(const Item &item)
+{
+    return item.device.form != DeviceForm::Values && item.type != ItemType::Bit;
+}
+
+CommunicatorCommand command(CommandKind kind, int count, const QString &address)
+{
+    return CommunicatorCommand(kind, static_cast<quint32>(count), address);
+}
+
+QVector<Span> spansOf(const Item &item, int index)
+{
+    QVector<Span> spans;
+    const int words = (itemBytes(item) + 1) / 2;
+    // Whole values only: one that came in two replies could be half old, half new.
+    const int most = MAX_WORDS - (itemBits(item) == 32 ? MAX_WORDS % 2 : 0);
+    for (int done = 0; done < words; done += most)
+        spans += Span{index, item.device.number + static_cast<quint32>(done),
+                      qMin(most, words - done), 2 * done};
+    return spans;
+}
+
+// The request for spans of one device that lie between the first one's start and an end.
+ItemRequest wordRequest(const QVector<Item> &items, const QVector<Span> &spans, quint32 end)
+{
+    const quint32 first = spans.first().first;
+    const DeviceAddress &device = items.at(spans.first().item).device;
+    ItemRequest request = {command(Word, static_cast<int>(end - first), device.at(first)),
+                           QVector<ItemPart>()};
+    for (const Span &span : spans) {
+        const int from = 2 * static_cast<int>(span.first - first);
+        const int rest = itemBytes(items.at(span.item)) - span.to;
+        request.parts += ItemPart{span.item, from, span.to, qMin(2 * span.words, rest)};
+    }
+    return request;
+}
+
+// The number that lies some bits or values behind an item's first.
+quint32 numberBehind(const Item &item, int count)
+{
+    const bool decimalRelay = item.device.form == DeviceForm::Channels && item.device.base == 10;
+    return item.device.number +
+           static_cast<quint32>(decimalRelay ? count / CHANNEL_BITS * 100 : count);
+}
+
+// Bits and values: one item a request, or several requests for a large item.
+void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
+{
+    const bool bits = item.type == ItemType::Bit;
+    const int room = item.device.form == DeviceForm::Channels ? MAX_RELAYS : MAX_VALUES;
+    for (int done = 0; done < item.count; done += room) {
+        const int count = qMin(room, item.count - done);
+        const QString address = done == 0 ? item.address : item.device.at(numberBehind(item, done));
+        const ItemRequest request = {command(bits ? Bit : DoubleWord, count, address),
+                                     QVector<ItemPart>()};
+        requests->append(request);
+        const int to = bits ? done / 8 : 4 * done;
+        requests->last().parts += ItemPart{index, 0, to, request.command.byteLength()};
+    }
+}
+
+// Requests for spans in the order of their devices and first words.
+void mergeSpans(const QVector<Item> &items, const QVector<Span> &spans, const MergeOptions &options,
+                QVector<ItemRequest> *requests)
+{
+    QVector<Span> block;
+    quint32 end = 0;
+    for (const Span &span : spans) {
+        const bool joins =
+            options.merge && !block.isEmpty() &&
+            items.at(block.first().item).device.prefix == items.at(span.item).device.prefix &&
+            span.first <= end + static_cast<quint32>(options.maxGap) &&
+            span.end() - block.first().first <= static_cast<quint32>(MAX_WORDS);
+        if (!joins && !block.isEmpty()) {
+            *requests += wordRequest(items, block, end);
+            block.clear();
+            end = 0;
+        }
+        block += span;
+        end = qMax(end, span.end());
+    }
+    if (!block.isEmpty())
+        *requests += wordRequest(items, block, end);
+}
+
+int firstItem(const ItemRequest &request)
+{
+    int first = request.parts.first().item;
+    for (const ItemPart &part : request.parts)
+        first = qMin(first, part.item);
+    return first;
+}
+
+} // namespace
+
+QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options)
+{
+    QVector<ItemRequest> requests;
+    QVector<Span> spans;
+    for (int i = 0; i < items.size(); ++i) {
+        if (isOfWords(items.at(i)))
+            spans += spansOf(items.at(i), i);
+        else
+            planNumbers(items.at(i), i, &requests);
+    }
+    const auto before = [&items](const Span &a, const Span &b) {
+        const QString &deviceA = items.at(a.item).device.prefix;
+        const QString &deviceB = items.at(b.item).device.prefix;
+        return deviceA == deviceB ? a.first < b.first : deviceA < deviceB;
+    };
+    if (options.merge)
+        std::stable_sort(spans.begin(), spans.end(), before);
+    mergeSpans(items, spans, options, &requests);
+    std::stable_sort(
+        requests.begin(), requests.end(),
+        [](const ItemRequest &a, const ItemRequest &b) { return firstItem(a) < firstItem(b); });
+    return requests;
+}
+
+QVector<ItemRequest> planItem(const Item &item)
+{
+    MergeOptions apart;
+    apart.merge = false;
+    return planRequests(QVector<Item>() << item, apart);
+}
+
+QVector<ItemRequest> splitRequest(const QVector<Item> &items, const ItemRequest &request)
+{
+    QVector<ItemRequest> requests;
+    for (const ItemPart &part : request.parts) {
+        const quint32 first = items.at(part.item).device.number + static_cast<quint32>(part.to / 2);
+        requests += wordRequest(
+            items, QVector<Span>() << Span{part.item, first, (part.length + 1) / 2, part.to},
+            first + static_cast<quint32>((part.length + 1) / 2));
+    }
+    return requests;
+}

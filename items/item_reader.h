@@ -1,0 +1,50 @@
+/// Reads a list of items, any number of times.
+#ifndef ITEMS_ITEM_READER_H
+#define ITEMS_ITEM_READER_H
+
+#include "items/item_plan.h"
+#include "items/item_values.h"
+#include "runtime/client.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+/// What became of an item.
+struct ItemResult {
+    Failure failure; ///< StatusGood when the item was read or written
+    QStringList values;
+};
+
+/// How items are read.
+struct ReadOptions {
+    MergeOptions merge;
+    bool twice = false; ///< each request again and again until two readings in a row agree
+};
+
+/// Reads items in as few requests as allowed. A block for several items that the PLC refuses with
+/// its error reply is given up: its items are read one by one, then and from then on.
+class ItemReader
+{
+public:
+    /// Requires: @p client outlives the reader; its link is open whenever `read` is called.
+    ItemReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
+               WordOrder order);
+
+    /// Reads all items. @return one result for each item
+    QVector<ItemResult> read();
+
+private:
+    QByteArray readRequest(const CommunicatorCommand &command, Failure *failure);
+    void readOrSplit(const ItemRequest &request);
+
+    Client &m_client;
+    const QVector<Item> m_items;
+    const WordOrder m_order;
+    const bool m_isTwice;
+    QVector<ItemRequest> m_requests; // without the blocks that were refused
+    QVector<QByteArray> m_data;
+    QVector<ItemResult> m_results;
+};
+
+#endif

@@ -1,0 +1,313 @@
+#include "items/item_values.h"
+
+#include "runtime/escaped_text.h"
+
+#include <QtCore/QRegularExpression>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace
+{
+
+// Digits that tell every float from its neighbours; fewer do for most.
+const int MAX_FLOAT_DIGITS = 9;
+const int MIN_FLOAT_DIGITS = 6;
+
+// From half a step above the largest float on, numbers round to infinity.
+const double MAX_FLOAT = static_cast<double>(std::numeric_limits<float>::max());
+const double FLOAT_LIMIT = std::ldexp(2.0 - std::ldexp(1.0, -24), 127);
+
+// Whole numbers below it are printed without an exponent.
+const float PLAIN_FLOAT_LIMIT = 1e9f;
+
+bool isSigned(ItemType type)
+{
+    return type == ItemType::S16 || type == ItemType::S32;
+}
+
+qint64 maxValue(const Item &item)
+{
+    return (qint64(1) << (itemBits(item) - (isSigned(item.type) ? 1 : 0))) - 1;
+}
+
+qint64 minValue(const Item &item)
+{
+    const int bits = itemBits(item);
+    return bits > 1 && (isSigned(item.type) || item.eitherSign) ? -(qint64(1) << (bits - 1)) : 0;
+}
+
+// One or more digits of a base and nothing else.
+bool parseDigits(const QString &text, int base, qint64 *value)
+{
+    const bool plain = std::all_of(text.begin(), text.end(), [](QChar c) {
+        return c.unicode() <= 0x7F && std::isxdigit(c.unicode()) != 0;
+    });
+    bool ok = false;
+    *value = text.toLongLong(&ok, base);
+    return ok && plain;
+}
+
+// The text behind a mark such as 0x, in either case of its letter.
+QString behindMark(const QString &text, const char *mark)
+{
+    return text.startsWith(QLatin1String(mark), Qt::CaseInsensitive) ? text.mid(2) : text;
+}
+
+bool parseInteger(const QString &text, qint64 *value)
+{
+    const bool negative = text.startsWith(QLatin1Char('-'));
+    const QString magnitude = negative ? text.mid(1) : text;
+    const QString behind = behindMark(magnitude, "0x");
+    const bool ok = parseDigits(behind, behind.size() < magnitude.size() ? 16 : 10, value);
+    if (negative)
+        *value = -*value;
+    return ok;
+}
+
+// A number that rounds to a float, which QString::toFloat refuses next to the largest one.
+bool toSingle(const QString &text, float *single)
+{
+    bool ok = false;
+    const double number = text.toDouble(&ok);
+    const double size = std::fabs(number);
+    *single = std::isfinite(number) && size > MAX_FLOAT
+                  ? static_cast<float>(std::copysign(MAX_FLOAT, number))
+                  : static_cast<float>(number);
+    const bool inRange = !std::isfinite(number) || size < FLOAT_LIMIT;
+    const bool vanishes = number != 0 && *single == 0;
+    return ok && inRange && !vanishes;
+}
+
+bool parseFloat(const QString &text, qint64 *value)
+{
+    static const QRegularExpression form(QLatin1String(
+        "\\A(?:nan|-?(?:inf|(?:[0-9]+\\.?[0-9]*|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?))\\z"));
+    float number = 0;
+    const bool ok = form.match(text).hasMatch() && toSingle(text, &number);
+    quint32 bits = 0;
+    std::memcpy(&bits, &number, sizeof bits);
+    *value = bits;
+    return ok;
+}
+
+bool parseValue(const Item &item, const QString &text, qint64 *value)
+{
+    switch (item.type) {
+    case ItemType::F32:
+        return parseFloat(text, value);
+    case ItemType::Hex:
+        return parseDigits(behindMark(text, "0x"), 16, value);
+    case ItemType::Bin:
+        return parseDigits(behindMark(text, "0b"), 2, value);
+    case ItemType::Bcd:
+        return parseDigits(text, 10, value) && parseDigits(text, 16, value); // a digit is four bits
+    default:
+        return parseInteger(text, value);
+    }
+}
+
+// What a value of an item may be.
+QString rangeText(const Item &item)
+{
+    const int bits = itemBits(item);
+    switch (item.type) {
+    case ItemType::F32:
+        return QLatin1String("number of single precision");
+    case ItemType::Hex:
+        return QString::fromLatin1("number of %1 hexadecimal digits").arg(bits / 4);
+    case ItemType::Bin:
+        return QString::fromLatin1("number of %1 binary digits").arg(bits);
+    case ItemType::Bcd:
+        return QString::fromLatin1("number of %1 decimal digits").arg(bits / 4);
+    default:
+        return QString::fromLatin1("number from %1 to %2").arg(minValue(item)).arg(maxValue(item));
+    }
+}
+
+// Swaps the words of a value where the high one comes first.
+quint32 inOrder(const Item &item, WordOrder order, quint32 value)
+{
+    const bool swap = order == WordOrder::HighFirst && itemBits(item) == 32 &&
+                      item.device.form != DeviceForm::Values;
+    return swap ? (value << 16) | (value >> 16) : value;
+}
+
+bool packString(const Item &item, QByteArray *data, QString *error)
+{
+    const QString &text = item.values.first();
+    for (const QChar c : text) {
+        if (c.unicode() == 0 || c.unicode() > 0xFF) {
+            *error = QString::fromLatin1("the text of \"%1\" has a character that is not Latin-1")
+                         .arg(item.text);
+            return false;
+        }
+    }
+    *data = text.toLatin1().leftJustified(item.count, '\0');
+    return true;
+}
+
+QString floatText(quint32 bits)
+{
+    float value = 0;
+    std::memcpy(&value, &bits, sizeof value);
+    if (std::isfinite(value) && std::fabs(value) < PLAIN_FLOAT_LIMIT && std::floor(value) == value)
+        return QString::number(static_cast<qint64>(value));
+    QString text;
+    float shown = 0;
+    for (int digits = MIN_FLOAT_DIGITS; digits <= MAX_FLOAT_DIGITS; ++digits) {
+        text = QString::number(static_cast<double>(value), 'g', digits);
+        if (toSingle(text, &shown) && shown == value)
+            break;
+    }
+    return text;
+}
+
+QString digitsText(quint32 value, int digits, int base)
+{
+    return QString::fromLatin1("%1").arg(value, digits, base, QLatin1Char('0')).toUpper();
+}
+
+bool formatValue(const Item &item, quint32 value, QString *text)
+{
+    const int bits = itemBits(item);
+    switch (item.type) {
+    case ItemType::S16:
+        *text = QString::number(static_cast<qint16>(value));
+        break;
+    case ItemType::S32:
+        *text = QString::number(static_cast<qint32>(value));
+        break;
+    case ItemType::F32:
+        *text = floatText(value);
+        break;
+    case ItemType::Hex:
+        *text = QLatin1String("0x") + digitsText(value, bits / 4, 16);
+        break;
+    case ItemType::Bin:
+        *text = digitsText(value, bits, 2);
+        break;
+    case ItemType::Bcd: {
+        bool ok = false;
+        *text = QString::number(QString::number(value, 16).toUInt(&ok, 10));
+        return ok;
+    }
+    default:
+        *text = QString::number(value);
+    }
+    return true;
+}
+
+} // namespace
+
+int itemBits(const Item &item)
+{
+    switch (item.type) {
+    case ItemType::Bit:
+        return 1;
+    case ItemType::U8:
+    case ItemType::String:
+        return 8;
+    case ItemType::U16:
+    case ItemType::S16:
+        return 16;
+    case ItemType::U32:
+    case ItemType::S32:
+    case ItemType::F32:
+        return 32;
+    case ItemType::Hex:
+    case ItemType::Bin:
+    case ItemType::Bcd:
+        break;
+    }
+    return item.device.form == DeviceForm::Values ? 32 : 16;
+}
+
+int itemBytes(const Item &item)
+{
+    return (item.count * itemBits(item) + 7) / 8;
+}
+
+QString valueAddress(const Item &item, int index)
+{
+    const DeviceAddress &device = item.device;
+    const quint32 offset = static_cast<quint32>(index);
+    if (device.form == DeviceForm::Values)
+        return device.at(device.number + offset);
+    if (item.type != ItemType::Bit)
+        return device.at(device.number + offset * static_cast<quint32>(itemBits(item)) / 16);
+    if (device.base == 16)
+        return device.at(device.number + offset);
+    const quint32 bit = device.number % 100 + offset;
+    return device.at((device.number / 100 + bit / 16) * 100 + bit % 16);
+}
+
+bool packValues(const Item &item, WordOrder order, QByteArray *data, QString *error)
+{
+    if (item.type == ItemType::String)
+        return packString(item, data, error);
+    const bool ranged = item.type != ItemType::F32;
+    QByteArray packed;
+    for (const QString &text : item.values) {
+        qint64 value = 0;
+        if (!parseValue(item, text, &value) ||
+            (ranged && (value < minValue(item) || value > maxValue(item)))) {
+            *error = QString::fromLatin1("value \"%1\" of %2 is no %3 (type %4)")
+                         .arg(escapedText(text.toUtf8()), item.text, rangeText(item),
+                              itemTypeName(item.type));
+            return false;
+        }
+        const quint32 bits = inOrder(item, order, static_cast<quint32>(value));
+        for (int shift = 0; shift < itemBits(item); shift += 8)
+            packed += static_cast<char>((bits >> shift) & 0xFF);
+    }
+    *data = packed;
+    return true;
+}
+
+bool unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values,
+                  QString *error)
+{
+    if (item.type == ItemType::String) {
+        const QByteArray text = data.left(item.count);
+        *values = QStringList(QString::fromLatin1(
+            text.constData(),
+            static_cast<int>(qstrnlen(text.constData(), static_cast<uint>(text.size())))));
+        return true;
+    }
+    const int bits = itemBits(item);
+    QStringList texts;
+    for (int i = 0; i < item.count; ++i) {
+        quint32 value = 0;
+        if (bits == 1)
+            value = (static_cast<unsigned char>(data.at(i / 8)) >> (i % 8)) & 1u;
+        for (int byte = bits / 8 - 1; byte >= 0; --byte)
+            value = (value << 8) | static_cast<unsigned char>(data.at(i * (bits / 8) + byte));
+        value = inOrder(item, order, value);
+        QString text;
+        if (!formatValue(item, value, &text)) {
+            *error = QString::fromLatin1("%1 holds 0x%2, which is no BCD number")
+                         .arg(valueAddress(item, i), digitsText(value, bits / 4, 16));
+            return false;
+        }
+        texts += text;
+    }
+    *values = texts;
+    return true;
+}
+
+QStringList plainValues(const Item &item)
+{
+    QByteArray data;
+    QString error;
+    QStringList values;
+    packValues(item, WordOrder::LowFirst, &data, &error);
+    if (item.type != ItemType::Bit)
+        unpackValues(item, WordOrder::LowFirst, data, &values, &error);
+    for (int i = 0; item.type == ItemType::Bit && i < data.size(); ++i)
+        values += QString::number(static_cast<int>(data.at(i)));
+    return values;
+}

@@ -1,0 +1,110 @@
+#include "items/item_writer.h"
+
+#include "drivers/driver_interface.h"
+#include "runtime/driver_outcome.h"
+#include "runtime/recording_channel.h"
+
+namespace
+{
+
+struct WriteRequest {
+    CommunicatorCommand command;
+    QByteArray data;
+};
+
+WriteRequest writeRequest(const Item &item, WordOrder order)
+{
+    CommandKind kind = DoubleWord;
+    if (item.type == ItemType::Bit)
+        kind = Bit;
+    else if (itemBits(item) < 32)
+        kind = itemBits(item) == 8 ? Byte : Word;
+    WriteRequest request = {
+        CommunicatorCommand(kind, static_cast<quint32>(item.count), item.address), QByteArray()};
+    QString error;
+    packValues(item, order, &request.data, &error);
+    return request;
+}
+
+ItemResult readItem(Client &client, const Item &item, WordOrder order)
+{
+    return ItemReader(client, QVector<Item>() << item, ReadOptions(), order).read().first();
+}
+
+// The first value that was read back otherwise than it was written.
+void compare(const Item &item, const QStringList &written, const QStringList &found,
+             Failure *failure)
+{
+    for (int i = 0; i < written.size(); ++i) {
+        if (written.at(i) == found.at(i))
+            continue;
+        failure->status = StatusDiffers;
+        failure->text = QString::fromLatin1("%1 differs: wrote %2, read back %3: check whether the "
+                                            "PLC's program writes it as well")
+                            .arg(valueAddress(item, i), written.at(i), found.at(i));
+        return;
+    }
+}
+
+ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool verify)
+{
+    ItemResult result;
+    const WriteRequest request = writeRequest(item, order);
+    // Whether the PLC took a write that it did not confirm is seen when it is read back.
+    if (!client.write(request.command, request.data, &result.failure) &&
+        !(verify && result.failure.isUnconfirmed))
+        return result;
+    result.values = plainValues(item);
+    if (!verify)
+        return result;
+    const ItemResult found = readItem(client, item, order);
+    result.failure = found.failure;
+    if (found.failure.status == StatusGood)
+        compare(item, result.values, found.values, &result.failure);
+    return result;
+}
+
+// What the driver says against a request that no PLC has refused.
+void noteRefusal(DriverInterface *driver, const Item &item, Failure *failure)
+{
+    if (driverOutcome(driver->getLastError()) != DriverOutcome::Refused)
+        return;
+    failure->status = StatusUnusable;
+    failure->text = QString::fromLatin1("request refused: %1 (address %2); nothing is sent for it")
+                        .arg(driver->getLastError(), item.address);
+}
+
+} // namespace
+
+QVector<ItemResult> writeItems(Client &client, const QVector<Item> &items, WordOrder order,
+                               bool verify)
+{
+    QVector<ItemResult> results;
+    for (const Item &item : items)
+        results += item.values.isEmpty() ? readItem(client, item, order)
+                                         : writeItem(client, item, order, verify);
+    return results;
+}
+
+QVector<ItemResult> rehearseItems(DriverInterface *driver, int station, const QVector<Item> &items,
+                                  WordOrder order, bool verify, QByteArray *lines)
+{
+    RecordingChannel channel(station);
+    QVector<ItemResult> results;
+    driver->initialize(&channel);
+    for (const Item &item : items) {
+        ItemResult result;
+        const WriteRequest request = writeRequest(item, order);
+        if (!item.values.isEmpty() && driver->write(&channel, request.command, request.data) != 1)
+            noteRefusal(driver, item, &result.failure);
+        const bool reads = item.values.isEmpty() || verify;
+        for (const ItemRequest &read : planItem(item)) {
+            if (reads && result.failure.status == StatusGood &&
+                driver->read(&channel, read.command).isEmpty())
+                noteRefusal(driver, item, &result.failure);
+        }
+        results += result;
+    }
+    *lines = channel.sent();
+    return results;
+}

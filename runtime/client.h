@@ -1,0 +1,95 @@
+/// A driver and the link it works on, for the length of one command.
+#ifndef RUNTIME_CLIENT_H
+#define RUNTIME_CLIENT_H
+
+#include "runtime/failure.h"
+#include "runtime/failure_text.h"
+#include "runtime/driver_plugin.h"
+#include "runtime/project_database.h"
+#include "runtime/trace_log.h"
+#include "runtime/link.h"
+#include "runtime/statistics.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QFile>
+#include <QtCore/QString>
+#include <QtCore/QTextStream>
+
+#include <functional>
+
+class CommunicatorCommand;
+class DriverInterface;
+class DriverSetting;
+struct LinkOptions;
+
+/// Prints a message on one line, however unprintable its parts are. @return @p status
+int complain(QTextStream &err, const QString &text, Status status);
+
+/// Loads the driver, looks the station up in the project where that is asked for, opens the link,
+/// and makes requests.
+class Client
+{
+public:
+    /// @param options what to load and open; outlives the client
+    /// @param err     gets warnings and the trace; outlives the client
+    Client(const LinkOptions &options, QTextStream &err);
+    ~Client();
+
+    /// Loads the driver and looks the station up; opens no port.
+    bool loadDriver(Failure *failure);
+
+    /// Opens the link, or opens it anew, and the trace where one is asked for.
+    /// Requires: `loadDriver` succeeded.
+    bool openLink(Failure *failure);
+
+    /// Makes one read request. @return the data; empty with the reason in @p failure
+    QByteArray read(const CommunicatorCommand &command, Failure *failure);
+
+    /// Makes one write request. @return whether the PLC confirmed the data; else @p failure has the
+    /// reason
+    bool write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure);
+
+    const DriverPlugin &plugin() const { return m_plugin; }
+    DriverInterface *driver() const { return m_plugin.driver(); }
+
+    /// The open link's channel. Requires: `openLink` succeeded.
+    TracedChannel *channel() const { return m_link->channel(); }
+
+    /// Whether the link is worth opening anew after a request without a reply: the port is broken,
+    /// or is a connection, whose other end may be gone unnoticed. Requires: `openLink` was called.
+    bool doubtsLink() const;
+
+    /// Makes and counts a request in any way. Requires: `openLink` succeeded.
+    /// @param work    uses the channel; gives whether it succeeded, else the text in a driver's
+    /// words
+    /// @param address what the request is about, for the failure's text
+    /// @return whether the work succeeded; else @p failure has the reason
+    bool request(const std::function<bool(QString *)> &work, const QString &address,
+                 Failure *failure);
+
+    /// What the requests so far came to.
+    const Statistics &statistics() const { return m_statistics; }
+
+    /// What the project says of the link; null when none was asked for.
+    const ProjectLink *project() const { return m_hasProject ? &m_project : nullptr; }
+
+private:
+    bool findProject(Failure *failure);
+    DriverSetting pacing() const;
+    bool openTrace(Failure *failure);
+    RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
+    Failure requestFailure(const QString &driverText, const RequestPlace &place) const;
+
+    const LinkOptions &m_options;
+    QTextStream &m_err;
+    DriverPlugin m_plugin;
+    QFile m_traceFile;
+    QTextStream m_traceText;
+    std::unique_ptr<TraceLog> m_trace;
+    std::unique_ptr<Link> m_link;
+    bool m_hasProject;
+    ProjectLink m_project;
+    Statistics m_statistics;
+};
+
+#endif

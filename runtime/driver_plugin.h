@@ -1,0 +1,41 @@
+/// The loading of a driver plug-in at run time.
+#ifndef RUNTIME_DRIVER_PLUGIN_H
+#define RUNTIME_DRIVER_PLUGIN_H
+
+#include <QtCore/QPluginLoader>
+#include <QtCore/QString>
+
+class DriverInterface;
+
+/// A driver plug-in's file and the driver in it. The library stays loaded until the program ends.
+class DriverPlugin
+{
+public:
+    DriverPlugin();
+
+    /// Where the driver is expected: the environment variable KV_HOSTLINK_DRIVER, else the first
+    /// file that exists below the directory above the program's own: in lib/kv-hostlink/drivers,
+    /// then in the installation's library directory. The first of them when there is none.
+    /// Requires: a QCoreApplication.
+    static QString defaultPath();
+
+    /// Loads a plug-in and finds its driver.
+    /// @param path  the library's file
+    /// @param error gets the reason of a failure: no such file, not a plug-in, a plug-in of another
+    ///              kind (with both interface identifiers), or what the system's loader says,
+    ///              such as the name of a function that no library has
+    /// @return whether `driver` is ready
+    bool load(const QString &path, QString *error);
+
+    /// The plug-in's driver, owned by the plug-in; null before a successful `load`.
+    DriverInterface *driver() const { return m_driver; }
+
+    /// Absolute path of the loaded plug-in.
+    QString path() const { return m_loader.fileName(); }
+
+private:
+    QPluginLoader m_loader;
+    DriverInterface *m_driver;
+};
+
+#endif

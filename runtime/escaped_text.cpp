@@ -1,0 +1,28 @@
+#include "runtime/escaped_text.h"
+
+#include <QtCore/QStringList>
+
+QString escapedText(const QByteArray &bytes)
+{
+    QString text;
+    for (int i = 0; i < bytes.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(bytes.at(i));
+        if (c == '\r')
+            text += QLatin1String("\\r");
+        else if (c == '\n')
+            text += QLatin1String("\\n");
+        else if (c >= 0x20 && c <= 0x7E)
+            text += QLatin1Char(bytes.at(i));
+        else
+            text += QString::fromLatin1("\\x%1").arg(c, 2, 16, QLatin1Char('0'));
+    }
+    return text;
+}
+
+QString reversiblyEscapedText(const QByteArray &bytes)
+{
+    QStringList parts;
+    for (const QByteArray &part : bytes.split('\\'))
+        parts += escapedText(part);
+    return parts.join(QLatin1String("\\x5c"));
+}

@@ -1,0 +1,15 @@
+/// Bytes from a line as text that a terminal can show.
+#ifndef RUNTIME_ESCAPED_TEXT_H
+#define RUNTIME_ESCAPED_TEXT_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+/// @return @p bytes with CR as \\r, LF as \\n and every other byte outside 0x20 to 0x7E as \\x and
+///         two lower-case hexadecimal digits; text that is escaped already stays as it is
+QString escapedText(const QByteArray &bytes);
+
+/// @return the same with each backslash as \\x5c, so that the bytes can be told from the text
+QString reversiblyEscapedText(const QByteArray &bytes);
+
+#endif

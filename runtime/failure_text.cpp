@@ -1,0 +1,163 @@
+#include "runtime/failure_text.h"
+
+#include "runtime/escaped_text.h"
+#include "runtime/statistics.h"
+
+namespace
+{
+
+const int SHOWN_BYTES = 60;
+
+// A line in quotes, without its end: every line that we send has it.
+QString quotedLine(const QByteArray &line)
+{
+    return QLatin1Char('"') + escapedText(line.trimmed()) + QLatin1Char('"');
+}
+
+// Received bytes in quotes, as they are: a missing line end matters.
+QString quotedReply(const QByteArray &reply)
+{
+    return QLatin1Char('"') + escapedText(reply.left(SHOWN_BYTES)) +
+           QLatin1String(reply.size() > SHOWN_BYTES ? "...\"" : "\"");
+}
+
+QString attempts(const RequestRecord &record)
+{
+    return countText(record.attempts, "attempt", "attempts");
+}
+
+bool isSessionLine(const QByteArray &line)
+{
+    return line.startsWith("CR") || line.startsWith("CQ");
+}
+
+// What a reply to a read is made of; the driver's text alone does not tell numbers from items.
+const char *expectedItems(const QByteArray &device, const QString &driverText)
+{
+    if (driverText == QLatin1String("invalid response:"))
+        return "words of 4 hexadecimal digits";
+    if (driverText == QLatin1String("invalid response2"))
+        return "bits, 0 or 1";
+    const QByteArray letters = device.left(2).toUpper();
+    const bool numbersAlone = letters == "TC" || letters == "TS" || letters == "CC" ||
+                              letters == "CS" || letters.startsWith('A');
+    return numbersAlone ? "numbers of 10 digits" : "timer or counter items";
+}
+
+QString expectedReply(const QByteArray &line, const QString &driverText)
+{
+    if (line.startsWith("CR "))
+        return QLatin1String("\"CC ") + escapedText(line.mid(3).trimmed()) + QLatin1Char('"');
+    if (line.startsWith("CQ"))
+        return QLatin1String("\"CF\"");
+    if (!line.startsWith("RDS "))
+        return QLatin1String("\"OK\"");
+    return QLatin1String(expectedItems(line.mid(4), driverText));
+}
+
+// What the port itself counted during the request; empty for nothing.
+QString portErrors(const SerialErrors &errors)
+{
+    QStringList counts;
+    if (errors.parity > 0)
+        counts += countText(errors.parity, "parity error", "parity errors");
+    if (errors.framing > 0)
+        counts += countText(errors.framing, "framing error", "framing errors");
+    if (errors.overrun > 0)
+        counts += countText(errors.overrun, "character lost", "characters lost");
+    return counts.isEmpty() ? QString()
+                            : QLatin1String("the port counted ") +
+                                  counts.join(QLatin1String(", ")) + QLatin1String("; ");
+}
+
+QString noReplyText(const RequestRecord &record, const RequestPlace &place)
+{
+    if (record.sent.isEmpty())
+        return QString::fromLatin1("nothing can be sent on %1: %2; check that the port or the peer "
+                                   "is still there")
+            .arg(place.port, place.broken);
+    const QString start =
+        QString::fromLatin1("no reply to %1 on %2").arg(quotedLine(record.sent), place.port);
+    const QString counts = QString::fromLatin1(" (%1, %2): ")
+                               .arg(attempts(record), countText(record.received, "byte", "bytes"));
+    // A broken port is not waited for.
+    if (!place.broken.isEmpty())
+        return start + counts + place.broken +
+               QLatin1String("; check that the port or the peer is still there");
+    return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
+           portErrors(place.errors) +
+           QLatin1String(record.sent.startsWith("CR ")
+                             ? "check cable, baud rate, parity, station number"
+                             : "the PLC had answered before; check cable, noise, --timeout");
+}
+
+QString plcErrorText(const QString &driverText, const RequestRecord &record,
+                     const RequestPlace &place)
+{
+    const char *hint = "check that device and number exist, and the PLC's mode";
+    if (isSessionLine(record.refused))
+        hint = "check the station number and the PLC's mode";
+    else if (!record.refused.startsWith("RDS"))
+        hint = "check that device and number exist, the PLC's mode (RUN or PROGRAM), and write "
+               "protection";
+    return QString::fromLatin1("error reply %1 to %2 on %3 (%4, %5): %6")
+        .arg(quotedLine(record.errorReply), quotedLine(record.refused), place.port,
+             driverText.trimmed(), attempts(record), QLatin1String(hint));
+}
+
+QString unusableText(const QString &driverText, const RequestRecord &record,
+                     const RequestPlace &place)
+{
+    return QString::fromLatin1(
+               "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): %7"
+               "check noise, baud rate, parity, and whether another station answers")
+        .arg(quotedLine(record.sent), place.port, expectedReply(record.sent, driverText),
+             quotedReply(record.reply), driverText, attempts(record), portErrors(place.errors));
+}
+
+} // namespace
+
+QString requestFailureText(DriverOutcome outcome, const QString &driverText,
+                           const RequestRecord &record, const RequestPlace &place)
+{
+    switch (outcome) {
+    case DriverOutcome::NoReply:
+        return noReplyText(record, place);
+    case DriverOutcome::PlcError:
+        return plcErrorText(driverText, record, place);
+    case DriverOutcome::UnusableReply:
+        return unusableText(driverText, record, place);
+    case DriverOutcome::Refused:
+        break;
+    }
+    return QString::fromLatin1("request refused%1 (address %2, port %3)")
+        .arg(driverText.isEmpty() ? QString() : QLatin1String(": ") + driverText, place.address,
+             place.port);
+}
+
+QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place)
+{
+    const QList<QByteArray> words = record.dataLine.trimmed().split(' ');
+    const int items = record.dataReply.count(' ') + 1;
+    if (words.first() == "RDS" && items != words.last().toInt())
+        return QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 in %5: "
+                                   "%6check noise, and whether another station answers")
+            .arg(quotedLine(record.dataLine), place.port,
+                 countText(words.last().toInt(), "item", "items"), QString::number(items),
+                 quotedReply(record.dataReply), portErrors(place.errors));
+    if (words.first() == "WRS" && record.dataReply != "OK\r\n")
+        return QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
+                                   "received %3: %4read the values back (--verify)")
+            .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
+                 quotedReply(record.dataReply), portErrors(place.errors));
+    return QString();
+}
+
+QString interruptedText(const RequestRecord &record, const RequestPlace &place)
+{
+    if (record.sent.isEmpty())
+        return QString::fromLatin1("interrupted before anything was sent on %1").arg(place.port);
+    return QString::fromLatin1("interrupted without a reply to %1 on %2 (%3, %4)")
+        .arg(quotedLine(record.sent), place.port, attempts(record),
+             countText(record.received, "byte", "bytes"));
+}

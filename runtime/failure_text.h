@@ -1,0 +1,33 @@
+/// What went wrong with a request, for people.
+#ifndef RUNTIME_FAILURE_TEXT_H
+#define RUNTIME_FAILURE_TEXT_H
+
+#include "runtime/driver_outcome.h"
+#include "runtime/serial_port.h"
+#include "runtime/traced_channel.h"
+
+#include <QtCore/QString>
+
+/// Where a request went.
+struct RequestPlace {
+    QString address; ///< of the first item
+    QString port;
+    QString broken; ///< why the port is broken; empty when it works
+    int timeoutMs;
+    SerialErrors errors; ///< of the port, during the request
+};
+
+/// Says what failed, where, what was sent and received, and what to check next.
+/// @param driverText the driver's error text, empty when it gave none
+QString requestFailureText(DriverOutcome outcome, const QString &driverText,
+                           const RequestRecord &record, const RequestPlace &place);
+
+/// Whether a request that the driver takes for done was answered as its data line asks: a read with
+/// as many items as it names, a write with "OK".
+/// @return an empty text, or what is wrong
+QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place);
+
+/// The text of a request that a signal has ended.
+QString interruptedText(const RequestRecord &record, const RequestPlace &place);
+
+#endif

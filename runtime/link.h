@@ -1,0 +1,80 @@
+/// The link that a client's requests go over.
+#ifndef RUNTIME_LINK_H
+#define RUNTIME_LINK_H
+
+#include <QtCore/QString>
+
+#include <memory>
+
+class BackgroundSimulator;
+class DeviceChannel;
+class DriverSetting;
+class QIODevice;
+class QTextStream;
+class TraceLog;
+class TracedChannel;
+struct SerialErrors;
+
+/// Which PLC to talk to, and how. A pacing value of -1 stands for the driver's default.
+struct LinkOptions {
+    QString port;           ///< serial port, empty for none
+    QString tcp;            ///< TCP address, empty for none
+    bool simulated = false; ///< talk to an own simulated PLC
+    int station = -1;       ///< 0 to 99
+    int retry = -1;         ///< further attempts
+    int delayMs = -1;       ///< pause before an attempt, in milliseconds
+    int timeoutMs = -1;     ///< wait for a reply, in milliseconds
+    QString trace;          ///< file for each line that passes, "-" for stderr, empty for none
+    QString projectPort;    ///< panel port whose station the project database names, or empty
+    QString projectFile;    ///< project database, empty for the one beside the program
+    QString driverPath;     ///< plug-in file, empty for the usual one
+};
+
+/// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
+class Link
+{
+public:
+    Link();
+    ~Link();
+
+    /// Opens what the options name.
+    /// Requires: exactly one of the options port, tcp and simulated.
+    /// @param setting pacing of the link
+    /// @param trace   gets each line and outlives the link; null for none
+    /// @param warning where remarks about the port are printed
+    /// @param error   gets the reason of a failure
+    /// @return whether `channel` is ready
+    bool open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
+              QTextStream &warning, QString *error);
+
+    /// Whether the options name a port or an address in the right form.
+    /// @return true, or false with the reason in @p error
+    static bool check(const LinkOptions &options, QString *error);
+
+    /// The channel, null before a successful `open`. Once the program is asked to stop it begins no
+    /// further exchange, grants no retry and waits for no delay.
+    TracedChannel *channel() const { return m_channel.get(); }
+
+    /// The port's name, for people.
+    QString name() const { return m_name; }
+
+    /// What the port has counted so far; all 0 where the link is no serial port.
+    SerialErrors errors() const;
+
+    /// Why the port is broken; empty when it works.
+    QString brokenText() const;
+
+private:
+    bool openSerial(const QString &text, QTextStream &warning, QString *error);
+    bool openSimulated(int station, QTextStream &warning, QString *error);
+    bool openSocket(const QString &text, int timeoutMs, QString *error);
+
+    QString m_name;
+    // In the order of their construction: each is used by the next one.
+    std::unique_ptr<BackgroundSimulator> m_simulator;
+    std::unique_ptr<QIODevice> m_port;
+    std::unique_ptr<DeviceChannel> m_portChannel;
+    std::unique_ptr<TracedChannel> m_channel;
+};
+
+#endif

@@ -1,0 +1,69 @@
+#include "runtime/statistics.h"
+
+namespace
+{
+
+const qint64 KEPT_LIMIT = 1000; // three digits
+
+qint64 rounded(qint64 microseconds)
+{
+    qint64 unit = 1;
+    while (microseconds / unit >= KEPT_LIMIT)
+        unit *= 10;
+    return (microseconds + unit / 2) / unit * unit;
+}
+
+QString milliseconds(double ms)
+{
+    return QString::number(ms, 'f', ms < 10 ? 2 : ms < 100 ? 1 : 0);
+}
+
+} // namespace
+
+QString countText(qint64 count, const char *singular, const char *plural)
+{
+    return QString::fromLatin1("%1 %2").arg(count).arg(
+        QLatin1String(count == 1 ? singular : plural));
+}
+
+Statistics::Statistics() : m_requests(0), m_replies(0), m_retries(0), m_timeOuts(0), m_errors(0) {}
+
+void Statistics::add(const RequestOutcome &request)
+{
+    ++m_requests;
+    m_retries += qMax(0, request.attempts - 1);
+    m_timeOuts += request.timeOuts;
+    if (request.failed)
+        ++m_errors;
+    if (!request.replied)
+        return;
+    ++m_replies;
+    ++m_times[rounded(request.timeNs / 1000)];
+}
+
+double Statistics::timeMs(int percent) const
+{
+    // The nearest rank: the smallest time that enough others do not exceed.
+    const qint64 rank = qMax<qint64>(1, (qint64(m_replies) * percent + 99) / 100);
+    qint64 seen = 0;
+    for (auto time = m_times.constBegin(); time != m_times.constEnd(); ++time) {
+        seen += time.value();
+        if (seen >= rank)
+            return static_cast<double>(time.key()) / 1000;
+    }
+    return 0;
+}
+
+QString Statistics::text() const
+{
+    QString text = countText(m_requests, "request", "requests") + QLatin1String(", ") +
+                   countText(m_replies, "reply", "replies") + QLatin1String(", ") +
+                   countText(m_retries, "retry", "retries") + QLatin1String(", ") +
+                   countText(m_timeOuts, "time-out", "time-outs") + QLatin1String(", ") +
+                   countText(m_errors, "error", "errors");
+    if (m_replies > 0)
+        text += QString::fromLatin1("; min %1, median %2, p99 %3, max %4 ms")
+                    .arg(milliseconds(timeMs(0)), milliseconds(timeMs(50)),
+                         milliseconds(timeMs(99)), milliseconds(timeMs(100)));
+    return text;
+}

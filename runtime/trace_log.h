@@ -1,0 +1,56 @@
+/// A timed log of the lines between a client and its PLC.
+#ifndef RUNTIME_TRACE_LOG_H
+#define RUNTIME_TRACE_LOG_H
+
+#include <QtCore/QByteArray>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QString>
+
+class QTextStream;
+
+/// @return the wall-clock time for people and machines: local, ISO 8601 with milliseconds and the
+///         offset from UTC, such as 2026-11-22T21:09:01.123+01:00
+QString wallTime();
+
+/// What a line of the protocol means, told from the line alone, in a few words: "open station 00",
+/// "read 2 words from DM100", "2 words", "error reply 0"; "unknown" for a complete line of no known
+/// form, "no line end" for one without CR LF.
+/// @param direction '>' towards the PLC, '<' from it
+QString lineMeaning(char direction, const QByteArray &line);
+
+/// Prints lines such as
+/// `2026-11-22T21:09:01.123+01:00 0.001250 +0.000310 #1 > CR 00\r\n ; open station 00`: wall time,
+/// seconds since the log began and since its line before (both from a clock that nobody sets),
+/// attempt, direction, text with escapes, meaning.
+class TraceLog
+{
+public:
+    /// @param out where to print; outlives the log
+    explicit TraceLog(QTextStream &out);
+
+    /// Prints one line and flushes.
+    /// @param direction '>' towards the PLC, '<' from it
+    /// @param bytes     the whole line with its end
+    /// @param attempt   number of the attempt within a request, from 1; 0 leaves it out
+    void line(char direction, const QByteArray &bytes, int attempt);
+
+    /// Whether a line could not be written.
+    bool failed() const;
+
+private:
+    QTextStream &m_out;
+    QElapsedTimer m_clock;
+    qint64 m_previousNs;
+};
+
+/// A line of such a log, read back.
+struct TracedLine {
+    char direction;   ///< '>' towards the PLC, '<' from it
+    QByteArray bytes; ///< without the escapes
+};
+
+/// Reads one line that a `TraceLog` has printed; the offset of its time may be missing.
+/// @return false when it has another form
+bool parseTracedLine(const QString &text, TracedLine *line);
+
+#endif

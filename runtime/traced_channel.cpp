@@ -1,0 +1,139 @@
+#include "runtime/traced_channel.h"
+
+#include "runtime/trace_log.h"
+
+namespace
+{
+
+const char OUT = '>';
+const char IN = '<';
+
+// Longer than any line of the protocol: a peer that never ends its line must not fill the memory.
+const int MAX_LINE_LENGTH = 4096;
+
+bool isErrorReply(const QByteArray &line)
+{
+    return line.size() == 4 && line.at(0) == 'E' && line.at(1) >= '0' && line.at(1) <= '9' &&
+           line.endsWith("\r\n");
+}
+
+} // namespace
+
+TracedChannel::TracedChannel(AbstractDeviceInterface &channel, TraceLog *log)
+    : m_channel(channel), m_log(log), m_direction(OUT), m_bytes(0), m_inRequest(false),
+      m_exchangeDone(false), m_exchangeRefused(false)
+{}
+
+TracedChannel::~TracedChannel()
+{
+    endLine();
+}
+
+void TracedChannel::beginRequest()
+{
+    endLine();
+    m_record = RequestRecord();
+    m_inRequest = true;
+    m_exchangeDone = false; // the first open line begins an attempt
+}
+
+void TracedChannel::endRequest()
+{
+    endLine();
+    m_inRequest = false;
+}
+
+int TracedChannel::read(char *buffer, int maxLength)
+{
+    const int received = m_channel.read(buffer, maxLength);
+    if (received > 0) {
+        gather(IN, buffer, qMin(received, maxLength));
+    } else {
+        ++m_record.timeOuts;
+        endLine();
+    }
+    return received;
+}
+
+int TracedChannel::write(const char *buffer, int length)
+{
+    const int written = m_channel.write(buffer, length);
+    gather(OUT, buffer, qBound(0, written, length));
+    return written;
+}
+
+int TracedChannel::control(int code, const QVariant &value)
+{
+    return m_channel.control(code, value);
+}
+
+int TracedChannel::getRetry()
+{
+    return m_channel.getRetry();
+}
+
+int TracedChannel::getStationId()
+{
+    return m_channel.getStationId();
+}
+
+unsigned long TracedChannel::getDelay()
+{
+    return m_channel.getDelay();
+}
+
+void TracedChannel::gather(char direction, const char *bytes, int length)
+{
+    if (direction != m_direction)
+        endLine();
+    m_direction = direction;
+    m_bytes += length;
+    if (direction == IN)
+        m_record.received += length;
+    for (int i = 0; i < length; ++i) {
+        m_line += bytes[i];
+        if (bytes[i] == '\n' || m_line.size() == MAX_LINE_LENGTH)
+            endLine();
+    }
+}
+
+void TracedChannel::note(char direction)
+{
+    if (direction == IN) {
+        if (m_record.reply.size() < MAX_LINE_LENGTH)
+            m_record.reply += m_line;
+        if (m_record.sent == m_record.dataLine && m_record.dataReply.isEmpty())
+            m_record.dataReply = m_line;
+        if (isErrorReply(m_line)) {
+            m_record.refused = m_record.sent;
+            m_record.errorReply = m_line;
+            m_exchangeRefused = true;
+        }
+        // A late one may come to another line, and more may come behind it.
+        if (m_line == "CF\r\n" && m_record.sent == "CQ\r\n")
+            m_exchangeDone = !m_exchangeRefused;
+        return;
+    }
+    if (m_line.startsWith("CR ")) {
+        if (!m_exchangeDone)
+            ++m_record.attempts;
+        m_exchangeRefused = false;
+    }
+    m_exchangeDone = false;
+    m_record.sent = m_line;
+    m_record.reply.clear();
+    if (!m_line.startsWith("CR ") && !m_line.startsWith("CQ")) {
+        m_record.dataLine = m_line;
+        m_record.dataReply.clear();
+    }
+}
+
+void TracedChannel::endLine()
+{
+    if (m_line.isEmpty())
+        return;
+    note(m_direction);
+    if (m_log)
+        m_log->line(m_direction, m_line, m_inRequest ? m_record.attempts : 0);
+    m_line.clear();
+}

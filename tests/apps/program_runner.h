@@ -1,0 +1,94 @@
+/// Runs the programs as a user does, and keeps what they printed.
+#ifndef TESTS_APPS_PROGRAM_RUNNER_H
+#define TESTS_APPS_PROGRAM_RUNNER_H
+
+#include <QtCore/QProcess>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <csignal>
+
+/// Far longer than any run of a program takes.
+const int PATIENCE_MS = 20000;
+
+/// A time-out that a PLC which answers at once always keeps, while a test can still afford to wait
+/// for its end.
+const int REPLY_MS = 100 * KV_TEST_PATIENCE;
+
+/// How a program ended; the status is -1 when it did not end by itself.
+struct Outcome {
+    int status;
+    QString out;
+    QString err;
+};
+
+/// Sends SIGINT. The id of a program that does not run is 0, by which kill() means every process of
+/// this group.
+inline void interrupt(const QProcess &process)
+{
+    if (process.processId() > 0)
+        ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+}
+
+/// The next line of a program's output; what is left of it when there is none in time.
+inline QString nextLine(QProcess *process)
+{
+    while (!process->canReadLine() && process->waitForReadyRead(PATIENCE_MS)) {
+    }
+    return QString::fromUtf8(process->readLine());
+}
+
+/// Waits for a program's end.
+inline Outcome ended(QProcess *process)
+{
+    Outcome outcome = {-1, QString(), QString()};
+    if (process->waitForFinished(PATIENCE_MS) && process->exitStatus() == QProcess::NormalExit)
+        outcome.status = process->exitCode();
+    outcome.out = QString::fromUtf8(process->readAllStandardOutput());
+    outcome.err = QString::fromUtf8(process->readAllStandardError());
+    return outcome;
+}
+
+inline Outcome kvlink(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(KVLINK_PROGRAM, arguments);
+    return ended(&process);
+}
+
+/// The words of a command line without quotes.
+inline QStringList words(const QString &text)
+{
+    return text.split(' ', Qt::SkipEmptyParts);
+}
+
+/// A kvsim that serves until it is stopped.
+class Simulator
+{
+public:
+    explicit Simulator(const QStringList &arguments)
+    {
+        process.start(KVSIM_PROGRAM, arguments);
+        const QString ready = nextLine(&process).trimmed();
+        const bool tcp = ready.startsWith("tcp");
+        place = ready.section(' ', 1);
+        road = words(QLatin1String(tcp ? "--tcp %1" : "--port %1,9600,8n1"))
+                   .replaceInStrings("%1", place);
+    }
+    ~Simulator() { stop(); }
+
+    Outcome stop()
+    {
+        interrupt(process);
+        return ended(&process);
+    }
+
+    QProcess process;
+    QString place;    ///< the terminal's path, or HOST:PORT
+    QStringList road; ///< the options with which kvlink finds it
+
+private:
+    Q_DISABLE_COPY(Simulator)
+};
+
+#endif

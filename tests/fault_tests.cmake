@@ -1,1 +1,0 @@
-kv_test(fault_matrix LIBRARIES kv_l20v_host_link_objects)

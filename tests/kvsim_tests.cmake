@@ -1,5 +1,0 @@
-kv_test(simulator_faults LIBRARIES simulator)
-if(KV_QT EQUAL 5)
-  kv_test(kvsim_programs LIBRARIES Qt5::Core)
-  kv_test_starts_programs(kvsim_programs)
-endif()

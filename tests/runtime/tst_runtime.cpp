@@ -1,0 +1,504 @@
+// The stand-in runtime: channels over real ports, port texts, plug-in loading, the trace.
+#include "runtime/device_channel.h"
+#include "runtime/driver_outcome.h"
+#include "runtime/driver_plugin.h"
+#include "runtime/port_error.h"
+#include "runtime/serial_port.h"
+#include "runtime/tcp_port.h"
+#include "runtime/trace_log.h"
+#include "runtime/traced_channel.h"
+#include "tests/runtime/line_peer.h"
+#include "tests/driver/scripted_channel.h"
+#include "tests/table.h"
+
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTextStream>
+#include <QtCore/QThread>
+
+#include <algorithm>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace
+{
+
+const int DISCARD_INPUT = 12;
+const int LONG_MS = 5000;
+
+DriverSetting withTimeout(int timeoutMs)
+{
+    return DriverSetting(timeoutMs, 3, 0, 0);
+}
+
+QByteArray readOnce(AbstractDeviceInterface &channel, int maxLength = 100)
+{
+    QByteArray buffer(maxLength, '\0');
+    const int count = channel.read(buffer.data(), maxLength);
+    return count > 0 ? buffer.left(count) : QByteArray();
+}
+
+/// A port that notes for how long it is waited for. Unless it is silent, something comes in every
+/// wait, `lateMs` after its beginning.
+struct WatchedPort : public QIODevice {
+    WatchedPort() : arrived(0), waitedMs(0), lateMs(0), silent(false)
+    {
+        open(QIODevice::ReadWrite | QIODevice::Unbuffered);
+    }
+
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override { return arrived; }
+    bool waitForReadyRead(int msecs) override
+    {
+        waitedMs += msecs;
+        if (msecs > 0)
+            QThread::msleep(lateMs);
+        arrived += silent ? 0 : 5;
+        return !silent;
+    }
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const qint64 taken = qMin(maxSize, arrived);
+        std::fill_n(data, taken, '\n');
+        arrived -= taken;
+        return taken;
+    }
+    qint64 writeData(const char *, qint64 size) override { return size; }
+
+    qint64 arrived;
+    int waitedMs;
+    unsigned long lateMs;
+    bool silent;
+};
+
+/// A wire on which each line is answered after a time, with a clock of its own.
+struct SlowWire : public QIODevice {
+    SlowWire() : nowMs(0), answerMs(-1) { open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+
+    bool isSequential() const override { return true; }
+    qint64 bytesAvailable() const override { return hasCome() ? 1 : 0; }
+    bool hasCome() const { return !answers.isEmpty() && answers.first() <= nowMs; }
+    bool waitForReadyRead(int msecs) override
+    {
+        const qint64 endMs = nowMs + msecs;
+        nowMs = answers.isEmpty() ? endMs : qMin(endMs, qMax(nowMs, answers.first()));
+        return hasCome();
+    }
+    qint64 readData(char *data, qint64) override
+    {
+        if (!hasCome())
+            return 0;
+        *data = '\n';
+        answers.removeFirst();
+        return 1;
+    }
+    qint64 writeData(const char *, qint64 size) override
+    {
+        if (answerMs >= 0)
+            answers.append(nowMs + answerMs);
+        return size;
+    }
+
+    qint64 nowMs;
+    qint64 answerMs; // negative for none
+    QList<qint64> answers;
+};
+
+struct SlowChannel : public DeviceChannel {
+    explicit SlowChannel(SlowWire *port) : DeviceChannel(port, withTimeout(100)), wire(port) {}
+
+    /// @return how long a line with its answer takes, and the discarding after it
+    qint64 exchange(qint64 answerMs)
+    {
+        const qint64 beginMs = wire->nowMs;
+        wire->answerMs = answerMs;
+        write("CQ\r\n", 4);
+        readOnce(*this);
+        control(DISCARD_INPUT, 0);
+        return wire->nowMs - beginMs;
+    }
+
+    qint64 nowMs() const override { return wire->nowMs; }
+
+    SlowWire *wire;
+};
+
+struct IdleChannel : public DeviceChannel {
+    using DeviceChannel::DeviceChannel;
+
+    qint64 nowMs() const override { return DeviceChannel::nowMs() + idleMs; }
+
+    qint64 idleMs = 0;
+};
+
+/// A port that this process has opened, and its far end.
+struct Line {
+    explicit Line(LinePeer::Road road) : peer(road)
+    {
+        setting.device = peer.place();
+        if (parseTcpAddress(peer.place(), &address, &error))
+            socket = openTcp(address, LONG_MS, &error);
+        clock.start();
+    }
+
+    std::unique_ptr<QSerialPort> open()
+    {
+        error.clear();
+        warnings.clear();
+        return openSerialPort(setting, &error, &warnings);
+    }
+
+    LinePeer peer;
+    SerialPortSetting setting;
+    TcpAddress address;
+    QString error;
+    QStringList warnings;
+    std::unique_ptr<QTcpSocket> socket; // of a TCP connection
+    QElapsedTimer clock;                // since the connection was made
+};
+
+// Device, baud rate, data bits, Qt's code of the parity and stop bits, or host and port.
+QString portText(bool isTcp, const TcpAddress &tcp, const SerialPortSetting &serial)
+{
+    return isTcp ? QString::asprintf("%s %d", qPrintable(tcp.host), tcp.port)
+                 : QString::asprintf("%s %d %d %d %d", qPrintable(serial.device), serial.baudRate,
+                                     serial.dataBits, serial.parity, serial.stopBits);
+}
+
+const struct {
+    const char *name;
+    bool isTcp;
+    QString expected;
+} PORTS[] = {
+    {"/dev/ttyS1", false, "/dev/ttyS1 9600 8 2 1"},
+    {"ttyS1,38400,7o2", false, "ttyS1 38400 7 3 2"},
+    {"ttyS1,50,5n1", false, "ttyS1 50 5 0 1"},
+    {"ttyS1,4000000,6M1", false, "ttyS1 4000000 6 5 1"},
+    {"ttyS1,9600,8s1", false, "ttyS1 9600 8 4 1"},
+    {"plc.local:1", true, "plc.local 1"},
+    {"[::1]:65535", true, "::1 65535"},
+};
+
+const char *const NO_SERIAL_PORTS[] = {"",
+                                       ",9600",
+                                       "ttyS1,",
+                                       "ttyS1,49",
+                                       "ttyS1,4000001",
+                                       "ttyS1,96x0",
+                                       "ttyS1, 9600",
+                                       "ttyS1,9600,",
+                                       "ttyS1,9600,4e1",
+                                       "ttyS1,9600,9e1",
+                                       "ttyS1,9600,8x1",
+                                       "ttyS1,9600,8e3",
+                                       "ttyS1,9600,8e11",
+                                       "ttyS1,9600,8e1,x"};
+
+const char *const NO_TCP_ADDRESSES[] = {
+    "::1:8501",      "plc.local", "plc.local:", "plc.local:0", "plc.local:65536",
+    "plc.local:85x", ":8501",     "[]:8501",    "[::1]"};
+
+} // namespace
+
+class TestRuntime : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void waitsOnlyAsLongAsTheTimeout()
+    {
+        Line line(LinePeer::Tcp);
+        QVERIFY2(line.socket, qPrintable(line.error));
+        DeviceChannel channel(line.socket.get(), withTimeout(30));
+        QCOMPARE(readOnce(channel), QByteArray());
+        QVERIFY(line.clock.elapsed() >= 29);
+        QVERIFY(line.clock.elapsed() < LONG_MS);
+        QVERIFY(brokenPortText(*line.socket).isEmpty());
+        // A negative time-out is no wait at all, not an endless one.
+        DeviceChannel hasty(line.socket.get(), withTimeout(-1));
+        QCOMPARE(readOnce(hasty), QByteArray());
+    }
+
+    void discardsInputThatWaitsInTheKernel()
+    {
+        Line line(LinePeer::Tcp);
+        QVERIFY2(line.socket, qPrintable(line.error));
+        DeviceChannel channel(line.socket.get(), withTimeout(LONG_MS));
+        QVERIFY(line.peer.play(">E1"));
+        QCOMPARE(readOnce(channel, 1), QByteArray("E"));
+        QVERIFY(line.peer.play(">stale"));
+        QCOMPARE(channel.control(DISCARD_INPUT + 1, 0), 0);
+        QCOMPARE(readOnce(channel, 1), QByteArray("1"));
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QVERIFY(line.peer.play(">CF"));
+        QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+    }
+
+    void discardsInputOfASerialPort()
+    {
+        Line terminal(LinePeer::Pty);
+        const std::unique_ptr<QSerialPort> port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        DeviceChannel channel(port.get(), withTimeout(LONG_MS));
+        const auto send = [&terminal](const char *line) { return terminal.peer.play(line); };
+        // In Qt's buffer alone, in the kernel alone, in both, in none.
+        for (const char *script : {"r", "k", "rk", ""}) {
+            const bool inQt = QByteArray(script).contains('r');
+            QVERIFY(!inQt || send(">E1"));
+            QCOMPARE(inQt ? readOnce(channel, 1) : "E", QByteArray("E"));
+            QVERIFY(!QByteArray(script).contains('k') || send(">stale"));
+            QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+            QVERIFY(send(">CF"));
+            QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+        }
+        QVERIFY(brokenPortText(*port).isEmpty());
+        terminal.peer.vanish();
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QVERIFY(!brokenPortText(*port).isEmpty());
+    }
+
+    void discardingEndsOnAnEndlessSender()
+    {
+        WatchedPort port;
+        DeviceChannel channel(&port, withTimeout(40));
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QCOMPARE(port.waitedMs, 0);
+        QCOMPARE(port.arrived, qint64(0));
+        channel.getRetry();
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QVERIFY(port.waitedMs > 10); // anew after all that comes
+        QCOMPARE(port.arrived, qint64(0));
+    }
+
+    // For twice the time of the slowest answer, which quick ones make it forget.
+    void letsTheLineRestAfterAFailedAttempt()
+    {
+        WatchedPort port;
+        DeviceChannel channel(&port, withTimeout(LONG_MS));
+        const auto restAfter = [&](int answers, unsigned long lateMs) {
+            port.lateMs = lateMs;
+            for (port.silent = false; answers > 0; --answers) {
+                channel.write("CQ\r\n", 4);
+                readOnce(channel);
+            }
+            port.silent = true;
+            port.waitedMs = 0;
+            channel.getRetry();
+            channel.control(DISCARD_INPUT, 0);
+            return port.waitedMs;
+        };
+        QVERIFY(restAfter(1, 200) >= 410);
+        const int restMs = restAfter(1, 0);
+        channel.control(DISCARD_INPUT, 0);
+        QVERIFY(restMs >= 360 && restMs == port.waitedMs);
+        QVERIFY(restAfter(20, 0) < restMs);
+    }
+
+    // Five time-outs for each, but not for one PLC that stays silent again and again.
+    void waitsForRepliesThatAreStillDue()
+    {
+        SlowWire wire;
+        SlowChannel channel(&wire);
+        // The first answer may belong to the line before.
+        const qint64 rows[][2] = {{-1, 100}, {5, 500}, {5, 5}, {420, 420}, {-1, 500}, {-1, 100}};
+        for (const auto &row : rows)
+            QCOMPARE(channel.exchange(row[0]), row[1]);
+    }
+
+    // Four characters of 12 bits at 300 baud take 160 ms.
+    void countsFromTheEndOfALine()
+    {
+        Line terminal(LinePeer::Pty);
+        terminal.setting.baudRate = 300;
+        const std::unique_ptr<QSerialPort> port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        IdleChannel channel(port.get(), withTimeout(20));
+        terminal.clock.start();
+        channel.write("CQ\r\n", 4);
+        QCOMPARE(readOnce(channel), QByteArray());
+        channel.idleMs = qint64(25) * 24 * 60 * 60 * 1000;
+        QCOMPARE(readOnce(channel), QByteArray());
+        QVERIFY(terminal.clock.elapsed() < LONG_MS);
+        QVERIFY(terminal.clock.restart() >= 180);
+        channel.write("CQ\r\n", 4);
+        channel.getRetry();
+        channel.control(DISCARD_INPUT, 0);
+        QVERIFY(terminal.clock.elapsed() >= 170);
+    }
+
+    void unsentBytesDoNotComeLate()
+    {
+        for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
+            Line line(road);
+            const std::unique_ptr<QSerialPort> port = line.open();
+            QVERIFY2(port || line.socket, qPrintable(line.error));
+            QIODevice *const device =
+                port ? static_cast<QIODevice *>(port.get()) : line.socket.get();
+            DeviceChannel channel(device, withTimeout(50));
+            const QByteArray flood(64 * 1024 * 1024, 'x'); // more than the kernel takes
+            line.clock.start();
+            const int taken = channel.write(flood.constData(), flood.size());
+            QVERIFY(taken > 0 && taken < flood.size());
+            QVERIFY(line.clock.elapsed() >= 50 && line.clock.elapsed() < LONG_MS);
+            const int come = line.peer.rest().size();
+            QCOMPARE(channel.write("CR 00\r\n", 7), port ? 7 : -1);
+            QByteArray later = line.peer.rest();
+            if (port)
+                QTRY_VERIFY((later += line.peer.rest()).endsWith("CR 00\r\n"));
+            else
+                QCOMPARE(line.socket->state(), QAbstractSocket::UnconnectedState);
+            QCOMPARE(device->bytesToWrite(), qint64(0));
+            QVERIFY(come + later.size() <= taken + (port ? 7 : 0));
+        }
+    }
+
+    void noticesThatThePeerIsGone()
+    {
+        Line line(LinePeer::Tcp);
+        QVERIFY2(line.socket, qPrintable(line.error));
+        DeviceChannel channel(line.socket.get(), withTimeout(LONG_MS));
+        QVERIFY(line.peer.play(">CF"));
+        line.peer.vanish();
+        QCOMPARE(readOnce(channel, 1), QByteArray("C"));
+        QCOMPARE(readOnce(channel), QByteArray("F\r\n"));
+        QCOMPARE(readOnce(channel), QByteArray());
+        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+        QCOMPARE(channel.write("CQ\r\n", 4), -1);
+        QVERIFY(line.clock.elapsed() < LONG_MS);
+        QVERIFY(!brokenPortText(*line.socket).isEmpty());
+    }
+
+    void parsesPortTexts_data() { addRows(PORTS); }
+
+    void parsesPortTexts()
+    {
+        const auto &row = currentRow(PORTS);
+        const QString text = QString::fromLatin1(row.name);
+        SerialPortSetting serial;
+        TcpAddress tcp;
+        QString error;
+        const bool ok = row.isTcp ? parseTcpAddress(text, &tcp, &error)
+                                  : parseSerialPort(text, &serial, &error);
+        QVERIFY(ok && error.isEmpty());
+        QCOMPARE(portText(row.isTcp, tcp, serial), row.expected);
+    }
+
+    void refusesPortTexts()
+    {
+        SerialPortSetting serial;
+        TcpAddress tcp;
+        for (const char *text : NO_SERIAL_PORTS) {
+            QString error;
+            QVERIFY2(!parseSerialPort(text, &serial, &error) && !error.isEmpty(), text);
+        }
+        for (const char *text : NO_TCP_ADDRESSES) {
+            QString error;
+            QVERIFY2(!parseTcpAddress(text, &tcp, &error) && !error.isEmpty(), text);
+        }
+        QCOMPARE(portText(false, tcp, serial) + portText(true, tcp, serial),
+                 QString(" 9600 8 2 1 0"));
+    }
+
+    void opensATerminalAloneAndWithoutParity()
+    {
+        Line terminal(LinePeer::Pty);
+        std::unique_ptr<QSerialPort> port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        QVERIFY(!terminal.open());
+        QCOMPARE(terminal.error, QString("another process uses it"));
+        termios leftBehind;
+        QCOMPARE(tcgetattr(port->handle(), &leftBehind), 0);
+        QVERIFY((leftBehind.c_iflag & (INPCK | IGNPAR | PARMRK)) == INPCK);
+        port.reset();
+        // A program without Qt locks only the open file, and keeps its settings of the line.
+        const int other = ::open(qPrintable(terminal.peer.place()), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        QCOMPARE(flock(other, LOCK_EX | LOCK_NB), 0);
+        QCOMPARE(tcsetattr(other, TCSANOW, &leftBehind), 0);
+        terminal.setting.device.remove("/dev/");
+        terminal.setting.baudRate = 115200;
+        QVERIFY(!terminal.open());
+        QCOMPARE(terminal.error, QString("another process uses it"));
+        termios kept;
+        QCOMPARE(tcgetattr(other, &kept), 0);
+        QCOMPARE(cfgetospeed(&kept), speed_t(B9600));
+        // A program that was killed leaves its settings behind; with these in place the terminal
+        // refuses parity instead of ignoring it.
+        ::close(other);
+        port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        QVERIFY(brokenPortText(*port).isEmpty());
+        QCOMPARE(terminal.warnings.filter(terminal.setting.device).size(), 1);
+    }
+
+    void refusesOtherPlugins()
+    {
+        const QString plugins = QCoreApplication::libraryPaths().first();
+        const QString rows[][2] = {{plugins, "not a file"},
+                                   {QFINDTESTDATA("tst_runtime.cpp"), "not a plug-in"},
+                                   {plugins + "/sqldrivers/libqsqlite.so", "another kind"},
+                                   {KV_UNRESOLVED_PLUGIN, "functionOfNoLibrary"}};
+        for (const auto &row : rows) {
+            DriverPlugin plugin;
+            QString error;
+            QVERIFY(!plugin.load(row[0], &error) && !plugin.driver());
+            QVERIFY2(error.contains(row[1]) && error.contains(row[0]), qPrintable(error));
+        }
+    }
+
+    void theEnvironmentNamesAnotherDriver()
+    {
+        qputenv("KV_HOSTLINK_DRIVER", "other.so");
+        const QString chosen = DriverPlugin::defaultPath();
+        qunsetenv("KV_HOSTLINK_DRIVER");
+        QCOMPARE(chosen, QString("other.so"));
+    }
+
+    void sortsErrorTexts()
+    {
+        for (const char *text :
+             {"invalid response", "invalid response:", "invalid response2", "invalid response3"})
+            QVERIFY2(driverOutcome(QLatin1String(text)) == DriverOutcome::UnusableReply, text);
+        for (const char *text :
+             {"address \"PLC no response\" holds no device number", "invalid", ""})
+            QVERIFY2(driverOutcome(QLatin1String(text)) == DriverOutcome::Refused, text);
+    }
+
+    // An exchange that a close has ended is followed by the next one of the same attempt.
+    void countsAttempts()
+    {
+        ScriptedChannel channel(">CR 00|<CF|>CR 00|<CC 00|>CQ|<CF{CR}{LF}x|>CR 00|<CF");
+        TracedChannel traced(channel, nullptr);
+        traced.beginRequest();
+        for (const char *line : {"CR 00\r\n", "CR 00\r\n", "CQ\r\n", "CR 00\r\n"}) {
+            traced.write(line, static_cast<int>(qstrlen(line)));
+            readOnce(traced);
+        }
+        QCOMPARE(channel.fault(), QByteArray());
+        QCOMPARE(traced.record().attempts, 2);
+    }
+
+    void tracesLinesNotChunks()
+    {
+        ScriptedChannel channel(">CR 00|<<C|<<C 00{CR}{LF}{NUL}\x80 half|~");
+        QString text;
+        QTextStream out(&text);
+        TraceLog log(out);
+        TracedChannel traced(channel, &log);
+        QCOMPARE(traced.write("CR 00\r\n", 7), 7);
+        QCOMPARE(readOnce(traced), QByteArray("C"));
+        QCOMPARE(readOnce(traced).size(), 13);
+        QCOMPARE(readOnce(traced), QByteArray());
+        QCOMPARE(channel.fault(), QByteArray());
+        QCOMPARE(traced.bytes(), qint64(21));
+        text.remove(QRegularExpression("[-0-9]+T[0-9:.]+[+-][0-9:]+ [0-9.]+ \\+[0-9.]+ "));
+        QCOMPARE(text, QString("> CR 00\\r\\n ; open station 00\n"
+                               "< CC 00\\r\\n ; opened\n"
+                               "< \\x00\\x80 half ; no line end\n"));
+    }
+};
+
+QTEST_MAIN(TestRuntime)
+
+#include "tst_runtime.moc"

@@ -1,7 +1,0 @@
-if(KV_QT EQUAL 5)
-  add_executable(soak soak/soak.cpp)
-  target_link_libraries(soak PRIVATE kv_l20v_host_link_objects kvlink_commands simulator)
-  add_dependencies(soak kvsim)
-  add_test(NAME soak COMMAND soak 50000 500 1 ${programs_dir}/kvsim)
-  set_tests_properties(soak PROPERTIES TIMEOUT 120)
-endif()
