@@ -4,6 +4,7 @@
 #include "simulator/memory_image.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 #include <QtCore/QSaveFile>
 
 namespace
@@ -62,6 +63,19 @@ bool writeAll(const QByteArray &bytes, QSaveFile *file)
 QString cannotSave(const QSaveFile &file)
 {
     return QString::fromLatin1("cannot write %1: %2").arg(file.fileName(), file.errorString());
+}
+
+// A device or a pipe would give way to a plain file of that name, /dev/null among them.
+bool openToSave(QSaveFile *file, QString *error)
+{
+    const QFileInfo there(file->fileName());
+    const bool isSpecial = there.exists() && !there.isFile() && !there.isDir();
+    if (!isSpecial && file->open(QIODevice::WriteOnly))
+        return true;
+    *error = isSpecial
+                 ? QString::fromLatin1("cannot write %1: it is no plain file").arg(file->fileName())
+                 : cannotSave(*file);
+    return false;
 }
 
 } // namespace
@@ -135,12 +149,10 @@ bool Simulation::canSave(QString *error) const
     if (m_options.saveFile.isEmpty())
         return true;
     QSaveFile file(m_options.saveFile);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.cancelWriting();
-        return true;
-    }
-    *error = cannotSave(file);
-    return false;
+    if (!openToSave(&file, error))
+        return false;
+    file.cancelWriting();
+    return true;
 }
 
 bool Simulation::save(QString *error)
@@ -148,8 +160,9 @@ bool Simulation::save(QString *error)
     if (m_options.saveFile.isEmpty())
         return true;
     QSaveFile file(m_options.saveFile);
-    if (file.open(QIODevice::WriteOnly) && writeAll(plcMemoryImage(m_memory), &file) &&
-        file.commit())
+    if (!openToSave(&file, error))
+        return false;
+    if (writeAll(plcMemoryImage(m_memory), &file) && file.commit())
         return true;
     *error = cannotSave(file);
     return false;
