@@ -29,6 +29,8 @@ public:
 private:
     void send(const QByteArray &bytes) override
     {
+        if (!m_client.isOpen())
+            return; // the client has gone, with replies still to come
         m_client.write(bytes);
         // Not left to the event loop: a paced character is to leave now.
         m_client.flush();

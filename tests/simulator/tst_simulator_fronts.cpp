@@ -2,6 +2,7 @@
 #include "simulator/background_simulator.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
+#include "tests/message_capture.h"
 
 #include <QtCore/QFile>
 #include <QtNetwork/QTcpSocket>
@@ -158,6 +159,16 @@ private slots:
         QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == requests + 2; },
                                 DEADLINE_MS));
         QVERIFY(front.droppedReplies() > 0);
+        {
+            QTcpSocket gone;
+            QVERIFY(connectTo(gone, front.port()));
+            gone.write(QByteArray("\r\n").repeated(2000));
+            gone.flush();
+        }
+        const MessageCapture messages;
+        QVERIFY(QTest::qWaitFor([&]() { return front.counts().requests == requests + 2002; },
+                                DEADLINE_MS));
+        QCOMPARE(messages.texts, QList<QString>());
         const int kept = requests - static_cast<int>(front.droppedReplies());
         client.setReadBufferSize(0);
         QCOMPARE(exchange(client, QByteArray(), 7 + kept * 5001).size(), 7 + kept * 5001);
