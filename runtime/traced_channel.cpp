@@ -11,13 +11,13 @@ const char IN = '<';
 // Longer than any line of the protocol: a peer that never ends its line must not fill the memory.
 const int MAX_LINE_LENGTH = 4096;
 
+} // namespace
+
 bool isErrorReply(const QByteArray &line)
 {
     return line.size() == 4 && line.at(0) == 'E' && line.at(1) >= '0' && line.at(1) <= '9' &&
            line.endsWith("\r\n");
 }
-
-} // namespace
 
 TracedChannel::TracedChannel(AbstractDeviceInterface &channel, TraceLog *log)
     : m_channel(channel), m_log(log), m_direction(OUT), m_bytes(0), m_inRequest(false),

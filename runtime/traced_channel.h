@@ -8,6 +8,9 @@
 
 class TraceLog;
 
+/// @return whether a line, with its end, is the PLC's error reply: E, a digit, CR LF
+bool isErrorReply(const QByteArray &line);
+
 /// What went over the line for one request of a driver, all of its attempts together.
 struct RequestRecord {
     int attempts = 0;      ///< attempts begun, each with an open line of its own

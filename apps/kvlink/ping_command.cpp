@@ -52,7 +52,7 @@ double roundTrip(AbstractDeviceInterface *channel, const QByteArray &line,
         return ms;
     if (reply.isEmpty())
         *driverText = QLatin1String("PLC no response");
-    else if (reply.size() == 4 && reply.startsWith('E') && reply.endsWith("\r\n"))
+    else if (isErrorReply(reply))
         *driverText = QLatin1String("Response During an Error:") + QString::fromLatin1(reply);
     else
         *driverText = QLatin1String("invalid response");
