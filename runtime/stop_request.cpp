@@ -31,8 +31,11 @@ extern "C" void noteStop(int)
     const int error = errno;
     clock_gettime(CLOCK_MONOTONIC, &requestedAt);
     requested = true;
-    for (int number : STOP_SIGNALS)
-        static_cast<void>(std::signal(number, SIG_DFL));
+    for (int number : STOP_SIGNALS) {
+        struct sigaction action;
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == noteStop)
+            static_cast<void>(std::signal(number, SIG_DFL));
+    }
     const ssize_t written = write(wakeUp[1], "s", 1);
     static_cast<void>(written);
     errno = error;

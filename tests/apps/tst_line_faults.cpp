@@ -146,6 +146,7 @@ const struct {
     {"write DM1=5", EXCHANGE(">E"), 5, "not confirmed: expected \"OK\" to \"WRS DM00001.H 1 0005"},
     {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0005"), 0, ""},
     {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0006"), 7, "wrote 5, read back 6"},
+    {"ping --count 1", "<|>EX", 5, "expected \"CC 00\", received \"EX\\r\\n\""},
 };
 
 const struct {
@@ -306,6 +307,8 @@ private slots:
                 row("twice") << (QList<int>() << number << number) << silence << LONG_MS << -number;
                 row("other") << (QList<int>() << number << other) << silence << LONG_MS << -other;
             }
+            QTest::newRow(isTcp ? "tcp below nohup" : "pty below nohup")
+                << isTcp << (QList<int>() << SIGTERM << SIGHUP) << silence << 300 << 4;
         }
     }
 
@@ -317,8 +320,11 @@ private slots:
         QFETCH(int, timeoutMs);
         QFETCH(int, status);
         LinePeer peer(isTcp ? LinePeer::Tcp : LinePeer::Pty);
+        const bool isIgnored = QByteArray(QTest::currentDataTag()).endsWith("nohup");
+        std::signal(SIGHUP, isIgnored ? SIG_IGN : SIG_DFL); // the program inherits it
         Kvlink program(peer.road() + requestWords("read DM1 T1 --retry 1000", timeoutMs));
         QVERIFY(peer.play("<"));
+        std::signal(SIGHUP, SIG_DFL);
         for (int number : signalNumbers) {
             program.send(number);
             QVERIFY(program.hasHandled(number));
