@@ -3,6 +3,7 @@
 #include "apps/decimal_range.h"
 #include "apps/trace_target.h"
 #include "commands.h"
+#include "runtime/escaped_text.h"
 #include "runtime/failure.h"
 
 #include <CLI/CLI.hpp>
@@ -40,6 +41,13 @@ public:
     }
 };
 
+// An empty shell variable must not lead to another station than the project's.
+CLI::Validator notEmpty()
+{
+    return CLI::Validator(
+        [](std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); }, "");
+}
+
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
     CLI::Option *port = app.add_option_function<std::string>("--port", into(&link->port),
@@ -59,6 +67,7 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         app.add_option_function<std::string>("--project-port", into(&link->projectPort),
                                              "Station of this panel port, such as COM2")
             ->option_text("NAME")
+            ->check(notEmpty())
             ->excludes(station);
     app.add_option_function<std::string>("--project", into(&link->projectFile),
                                          "Project database to look in")
@@ -101,7 +110,8 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     app.require_subcommand(1);
     app.fallthrough();
     app.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return "kvlink: " + std::string(error.what()) + "\nRun kvlink --help for its usage.\n";
+        return "kvlink: " + escapedText(error.what()).toStdString() +
+               "\nRun kvlink --help for its usage.\n";
     });
     addLinkOptions(app, &line->link);
     addInfoCommand(app, line);

@@ -112,12 +112,16 @@ private slots:
             {"--project-port COM --sim", 3, "no port of a panel"},
             {"--project-port ETHERNET --tcp 127.0.0.1:8503", 3, "no default station at ETHERNET"},
             {"--project-port COM2 --station 1 --sim", 2, "--station"},
+            {"--project-port COM2 --sim \x1b[3A", 2, "\\x1b[3A"},
         };
         for (const auto &row : rows) {
             const Outcome outcome = kvlink(words("read DM1") + words(row.arguments) + of);
             QVERIFY2(outcome.err.contains(row.message), qPrintable(outcome.err));
             QCOMPARE(outcome.status, row.status);
         }
+        const Outcome unnamed =
+            kvlink(words("read DM1 --sim --project-port") + QStringList("") + of);
+        QVERIFY2(unnamed.err.contains("--project-port: it names nothing"), qPrintable(unnamed.err));
         QVERIFY(execute(file, "ALTER TABLE NODE RENAME COLUMN IP TO ADDRESS"));
         const Outcome incomplete = kvlink(words("read DM1 --project-port COM2 --sim") + of);
         QVERIFY2(incomplete.err.contains("no such column: NODE.IP"), qPrintable(incomplete.err));
