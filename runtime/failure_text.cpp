@@ -17,7 +17,7 @@ QString quotedLine(const QByteArray &line)
 // Received bytes in quotes, as they are: a missing line end matters.
 QString quotedReply(const QByteArray &reply)
 {
-    return QLatin1Char('"') + escapedText(reply.left(SHOWN_BYTES)) +
+    return QLatin1Char('"') + reversiblyEscapedText(reply.left(SHOWN_BYTES)) +
            QLatin1String(reply.size() > SHOWN_BYTES ? "...\"" : "\"");
 }
 

@@ -78,7 +78,7 @@ QByteArray receive(AbstractDeviceInterface *channel, const QByteArray &recorded)
 QString replyText(const QByteArray &reply)
 {
     return reply.isEmpty() ? QString::fromLatin1("nothing")
-                           : QLatin1Char('"') + escapedText(reply) + QLatin1Char('"');
+                           : QLatin1Char('"') + reversiblyEscapedText(reply) + QLatin1Char('"');
 }
 
 int replay(const QVector<Recorded> &recording, Client &client, QTextStream &out, QTextStream &err)

@@ -97,7 +97,7 @@ const struct {
      "2 requests, 2 replies, 2 retries, 0 time-outs, 2 errors; min "},
     {"TCP replay FOLDER/equal", 0, "", "3 of 3 recorded requests sent, 0 different replies"},
     {"TCP replay FOLDER/different", 7,
-     "line 4: \"RDS DM00100.H 1\\\\r\\\\n\": recorded \"12\\\\x80\\\\\\\\r\\\\n\", received "
+     "line 4: \"RDS DM00100.H 1\\\\r\\\\n\": recorded \"12\\\\x80\\\\x5c\\\\r\\\\n\", received "
      "\"1234\\\\r\\\\n\"\n",
      "1 different reply"},
     {"TCP replay FOLDER/beginning", 7, "line 4: [^\n]* recorded \"12\", received [^\n]*\n",

@@ -144,6 +144,7 @@ const struct {
     {"read DM0:u32[200] --retry 0", EXCHANGE(">E1") "|" EXCHANGE(">E1"), 1,
      "\"RDS DM00000.H 306\""},
     {"write DM1=5", EXCHANGE(">E"), 5, "not confirmed: expected \"OK\" to \"WRS DM00001.H 1 0005"},
+    {"write DM1=5", EXCHANGE(">\\x1b"), 5, "received \"\\x5cx1b\\r\\n\""},
     {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0005"), 0, ""},
     {"write DM1=5 --verify", EXCHANGE(">E") "|" EXCHANGE(">0006"), 7, "wrote 5, read back 6"},
     {"ping --count 1", "<|>EX", 5, "expected \"CC 00\", received \"EX\\r\\n\""},
