@@ -2,6 +2,7 @@
 #ifndef TESTS_APPS_PROGRAM_RUNNER_H
 #define TESTS_APPS_PROGRAM_RUNNER_H
 
+#include <QtCore/QDir>
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -28,6 +29,14 @@ inline void interrupt(const QProcess &process)
 {
     if (process.processId() > 0)
         ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+}
+
+/// How many files a process has open.
+inline int openFiles(qint64 process)
+{
+    return QDir(QString("/proc/%1/fd").arg(process))
+        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+        .size();
 }
 
 /// The next line of a program's output; what is left of it when there is none in time.

@@ -119,6 +119,8 @@ const struct {
     {"TCP monitor DM100 --duration 1 --interval 600", 0, QString("(%1DM100 4660\n){2}").arg(TIME),
      "2 requests"},
     {"TCP monitor DM100=1", 2, "", "value to write"},
+    {"--station 8 --timeout 1001 --delay 1500 --retry 0 --trace read DM1 --tcp PLACE", 4, "",
+     "\\A\\S+ (1\\.[5-9]|[2-9])[^>]+> CR 08.* within 1001 ms"},
     {"--station 8 --timeout 20 ping --count 2 --interval 1 --tcp PLACE", 4, "",
      "2: no reply to \"CR 08\" on .*\nkvlink: 2 requests, 0 replies, 0 retries, "
      "2 time-outs, 2 errors\n"},
@@ -216,15 +218,16 @@ private slots:
                                 .arg(link)
                                 .arg(REPLY_MS)));
         QVERIFY(nextLine(&monitor).contains("\"ok\""));
+        const int files = openFiles(monitor.processId());
         first.stop();
         QVERIFY(nextLine(&monitor).contains("\"no-reply\""));
         QVERIFY(nextLine(&monitor).contains("\"not-open\""));
         Simulator second(serve);
         QString line = nextLine(&monitor);
-        // A port that is being set up may still be silent.
         while (line.contains("\"no-reply\"") || line.contains("\"not-open\""))
-            line = nextLine(&monitor);
+            line = nextLine(&monitor); // a port that is being set up may still be silent
         QVERIFY2(line.contains("\"ok\""), qPrintable(line));
+        QCOMPARE(openFiles(monitor.processId()), files);
         interrupt(monitor);
         const Outcome outcome = ended(&monitor);
         QCOMPARE(outcome.status, 0);

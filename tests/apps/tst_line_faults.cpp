@@ -8,7 +8,6 @@
 #include "tests/runtime/line_peer.h"
 #include "tests/table.h"
 
-#include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTemporaryDir>
 
@@ -40,13 +39,6 @@ qint64 heapBytes()
 #else
     return static_cast<qint64>(mallinfo2().uordblks);
 #endif
-}
-
-int openFiles(qint64 process)
-{
-    return QDir(QString::fromLatin1("/proc/%1/fd").arg(process))
-        .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-        .size();
 }
 
 /// A kvlink whom file modes bind, even when root runs the tests.
@@ -247,7 +239,7 @@ private slots:
     // To another port, or out of a connection that has fallen silent.
     void monitorFollowsItsLink()
     {
-        const char exchange[] = "<|>CC 00|<|>1234|<|>CF";
+        const char exchange[] = EXCHANGE(">1234");
         for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
             const bool isTcp = road == LinePeer::Tcp;
             QTemporaryDir folder;
@@ -262,6 +254,7 @@ private slots:
                 requestWords("--retry 0", isTcp ? 10 * REPLY_MS : LONG_MS));
             QVERIFY(first.play(exchange));
             QCOMPARE(nextLine(&monitor), QLatin1String("4660\n"));
+            const int files = openFiles(monitor.processId());
             QVERIFY(first.play(isTcp ? "S" : "<|>CC 00|<"));
             if (!isTcp) {
                 QVERIFY(QFile::remove(link) && QFile::link(second.place(), link));
@@ -269,6 +262,7 @@ private slots:
             }
             QVERIFY(second.play(exchange));
             QCOMPARE(nextLine(&monitor), QLatin1String("4660\n"));
+            QCOMPARE(openFiles(monitor.processId()), files);
             QVERIFY(second.play("<"));
             monitor.send(SIGINT);
             QVERIFY(second.play(">CC 00|<|>1234|<|>CF"));

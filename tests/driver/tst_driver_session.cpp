@@ -9,6 +9,8 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QScopedPointer>
 
+#include <ctime>
+
 namespace
 {
 
@@ -16,6 +18,8 @@ typedef QByteArray B;
 
 const CommunicatorCommand DM1(Word, 1, QLatin1String("DM1"));
 const char READ_DM1[] = "|!|>RDS DM00001.H 1|<1234|!|>CQ|<CF";
+
+qint64 sleptMs = 0;
 
 // Overrides nothing that has a base behaviour.
 class BareDriver : public DriverInterface
@@ -80,6 +84,13 @@ const struct {
 
 } // namespace
 
+// What Qt 5 sleeps by, which takes no time here.
+extern "C" Q_DECL_EXPORT int nanosleep(const timespec *time, timespec *)
+{
+    sleptMs += qint64(time->tv_sec) * 1000 + time->tv_nsec / 1000000;
+    return 0;
+}
+
 struct NoMemory : ScriptedChannel {
     NoMemory() : ScriptedChannel("") {}
     int getStationId() { throw std::bad_alloc(); }
@@ -126,12 +137,12 @@ private slots:
     {
         ScriptedChannel channel("!|>CR 00|~|!|>CR 00|~");
         channel.retry = 1;
-        channel.delayMs = 20;
+        channel.delayMs = 3000;
         DriverKV_L20V_HostLink driver;
         QElapsedTimer timer;
         timer.start();
         driver.read(&channel, DM1);
-        QVERIFY2(timer.elapsed() >= 40, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(sleptMs + timer.elapsed() >= 6000, qPrintable(QString::number(sleptMs)));
     }
 
     void keepsTheTextOfTheLatestFailure()

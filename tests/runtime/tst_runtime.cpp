@@ -13,9 +13,9 @@
 
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
-#include <QtCore/QThread>
 
 #include <algorithm>
+#include <climits>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -40,58 +40,32 @@ QByteArray readOnce(AbstractDeviceInterface &channel, int maxLength = 100)
     return count > 0 ? buffer.left(count) : QByteArray();
 }
 
-/// A port that notes for how long it is waited for. Unless it is silent, something comes in every
-/// wait, `lateMs` after its beginning.
-struct WatchedPort : public QIODevice {
-    WatchedPort() : arrived(0), waitedMs(0), lateMs(0), silent(false)
-    {
-        open(QIODevice::ReadWrite | QIODevice::Unbuffered);
-    }
-
-    bool isSequential() const override { return true; }
-    qint64 bytesAvailable() const override { return arrived; }
-    bool waitForReadyRead(int msecs) override
-    {
-        waitedMs += msecs;
-        if (msecs > 0)
-            QThread::msleep(lateMs);
-        arrived += silent ? 0 : 5;
-        return !silent;
-    }
-    qint64 readData(char *data, qint64 maxSize) override
-    {
-        const qint64 taken = qMin(maxSize, arrived);
-        std::fill_n(data, taken, '\n');
-        arrived -= taken;
-        return taken;
-    }
-    qint64 writeData(const char *, qint64 size) override { return size; }
-
-    qint64 arrived;
-    int waitedMs;
-    unsigned long lateMs;
-    bool silent;
-};
-
 /// A wire on which each line is answered after a time, with a clock of its own.
 struct SlowWire : public QIODevice {
-    SlowWire() : nowMs(0), answerMs(-1) { open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+    SlowWire() { open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
 
     bool isSequential() const override { return true; }
     qint64 bytesAvailable() const override { return hasCome() ? 1 : 0; }
-    bool hasCome() const { return !answers.isEmpty() && answers.first() <= nowMs; }
+    qint64 bytesToWrite() const override { return isFull ? 4 : 0; }
+    bool hasCome() const { return isEndless || (!answers.isEmpty() && answers.first() <= nowMs); }
     bool waitForReadyRead(int msecs) override
     {
         const qint64 endMs = nowMs + msecs;
         nowMs = answers.isEmpty() ? endMs : qMin(endMs, qMax(nowMs, answers.first()));
         return hasCome();
     }
+    bool waitForBytesWritten(int msecs) override
+    {
+        nowMs += msecs;
+        return false;
+    }
     qint64 readData(char *data, qint64) override
     {
         if (!hasCome())
             return 0;
         *data = '\n';
-        answers.removeFirst();
+        if (!isEndless)
+            answers.removeFirst();
         return 1;
     }
     qint64 writeData(const char *, qint64 size) override
@@ -101,21 +75,27 @@ struct SlowWire : public QIODevice {
         return size;
     }
 
-    qint64 nowMs;
-    qint64 answerMs; // negative for none
+    qint64 nowMs = 0;
+    qint64 answerMs = -1; // negative for none
     QList<qint64> answers;
+    bool isFull = false;    // takes no byte
+    bool isEndless = false; // sends all the time
 };
 
 struct SlowChannel : public DeviceChannel {
-    explicit SlowChannel(SlowWire *port) : DeviceChannel(port, withTimeout(100)), wire(port) {}
+    explicit SlowChannel(SlowWire *port)
+        : DeviceChannel(port, DriverSetting(100, 1000, 99, 600000)), wire(port)
+    {}
 
     /// @return how long a line with its answer takes, and the discarding after it
-    qint64 exchange(qint64 answerMs)
+    qint64 exchange(qint64 answerMs, bool fails)
     {
         const qint64 beginMs = wire->nowMs;
         wire->answerMs = answerMs;
         write("CQ\r\n", 4);
         readOnce(*this);
+        if (fails)
+            getRetry();
         control(DISCARD_INPUT, 0);
         return wire->nowMs - beginMs;
     }
@@ -150,13 +130,21 @@ struct Line {
         return openSerialPort(setting, &error, &warnings);
     }
 
+    /// The socket, or the port after its opening; null with the reason in `error`.
+    QIODevice *device()
+    {
+        port = socket ? nullptr : open();
+        return socket ? static_cast<QIODevice *>(socket.get()) : port.get();
+    }
+
     LinePeer peer;
     SerialPortSetting setting;
     TcpAddress address;
     QString error;
     QStringList warnings;
     std::unique_ptr<QTcpSocket> socket; // of a TCP connection
-    QElapsedTimer clock;                // since the connection was made
+    std::unique_ptr<QSerialPort> port;
+    QElapsedTimer clock; // since the connection was made
 };
 
 // Device, baud rate, data bits, Qt's code of the parity and stop bits, or host and port.
@@ -181,24 +169,12 @@ const struct {
     {"[::1]:65535", true, "::1 65535"},
 };
 
-const char *const NO_SERIAL_PORTS[] = {"",
-                                       ",9600",
-                                       "ttyS1,",
-                                       "ttyS1,49",
-                                       "ttyS1,4000001",
-                                       "ttyS1,96x0",
-                                       "ttyS1, 9600",
-                                       "ttyS1,9600,",
-                                       "ttyS1,9600,4e1",
-                                       "ttyS1,9600,9e1",
-                                       "ttyS1,9600,8x1",
-                                       "ttyS1,9600,8e3",
-                                       "ttyS1,9600,8e11",
-                                       "ttyS1,9600,8e1,x"};
+const char NO_SERIAL_PORTS[] =
+    "|,9600|ttyS1,|ttyS1,49|ttyS1,4000001|ttyS1,96x0|ttyS1, 9600|ttyS1,9600,|ttyS1,9600,4e1|"
+    "ttyS1,9600,9e1|ttyS1,9600,8x1|ttyS1,9600,8e3|ttyS1,9600,8e11|ttyS1,9600,8e1,x";
 
-const char *const NO_TCP_ADDRESSES[] = {
-    "::1:8501",      "plc.local", "plc.local:", "plc.local:0", "plc.local:65536",
-    "plc.local:85x", ":8501",     "[]:8501",    "[::1]"};
+const char NO_TCP_ADDRESSES[] = "::1:8501|plc.local|plc.local:|plc.local:0|plc.local:65536|"
+                                "plc.local:85x|:8501|[]:8501|[::1]";
 
 } // namespace
 
@@ -207,104 +183,81 @@ class TestRuntime : public QObject
     Q_OBJECT
 
 private slots:
-    void waitsOnlyAsLongAsTheTimeout()
-    {
-        Line line(LinePeer::Tcp);
-        QVERIFY2(line.socket, qPrintable(line.error));
-        DeviceChannel channel(line.socket.get(), withTimeout(30));
-        QCOMPARE(readOnce(channel), QByteArray());
-        QVERIFY(line.clock.elapsed() >= 29);
-        QVERIFY(line.clock.elapsed() < LONG_MS);
-        QVERIFY(brokenPortText(*line.socket).isEmpty());
-        // A negative time-out is no wait at all, not an endless one.
-        DeviceChannel hasty(line.socket.get(), withTimeout(-1));
-        QCOMPARE(readOnce(hasty), QByteArray());
-    }
+    void init() { m_files = openFiles(QCoreApplication::applicationPid()); }
+    void cleanup() { QCOMPARE(openFiles(QCoreApplication::applicationPid()), m_files); }
 
-    void discardsInputThatWaitsInTheKernel()
+    // In Qt's buffer alone, in the kernel alone, in both, in none.
+    void discardsInput()
     {
-        Line line(LinePeer::Tcp);
-        QVERIFY2(line.socket, qPrintable(line.error));
-        DeviceChannel channel(line.socket.get(), withTimeout(LONG_MS));
-        QVERIFY(line.peer.play(">E1"));
-        QCOMPARE(readOnce(channel, 1), QByteArray("E"));
-        QVERIFY(line.peer.play(">stale"));
-        QCOMPARE(channel.control(DISCARD_INPUT + 1, 0), 0);
-        QCOMPARE(readOnce(channel, 1), QByteArray("1"));
-        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QVERIFY(line.peer.play(">CF"));
-        QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
-    }
-
-    void discardsInputOfASerialPort()
-    {
-        Line terminal(LinePeer::Pty);
-        const std::unique_ptr<QSerialPort> port = terminal.open();
-        QVERIFY2(port, qPrintable(terminal.error));
-        DeviceChannel channel(port.get(), withTimeout(LONG_MS));
-        const auto send = [&terminal](const char *line) { return terminal.peer.play(line); };
-        // In Qt's buffer alone, in the kernel alone, in both, in none.
-        for (const char *script : {"r", "k", "rk", ""}) {
-            const bool inQt = QByteArray(script).contains('r');
-            QVERIFY(!inQt || send(">E1"));
-            QCOMPARE(inQt ? readOnce(channel, 1) : "E", QByteArray("E"));
-            QVERIFY(!QByteArray(script).contains('k') || send(">stale"));
+        for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
+            Line line(road);
+            QIODevice *const device = line.device();
+            QVERIFY2(device, qPrintable(line.error));
+            DeviceChannel channel(device, withTimeout(LONG_MS));
+            for (const QByteArray script : {"r", "k", "rk", ""}) {
+                const bool inQt = script.contains('r');
+                QVERIFY(!inQt || line.peer.play(">E1"));
+                QCOMPARE(inQt ? readOnce(channel, 1) : "E", QByteArray("E"));
+                QVERIFY(!script.contains('k') || line.peer.play(">stale"));
+                QCOMPARE(channel.control(DISCARD_INPUT + 1, 0), 0);
+                QCOMPARE(inQt ? readOnce(channel, 1) : "1", QByteArray("1"));
+                QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+                QVERIFY(line.peer.play(">CF"));
+                QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+            }
+            QVERIFY(brokenPortText(*device).isEmpty());
+            line.peer.vanish();
             QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-            QVERIFY(send(">CF"));
-            QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+            QVERIFY(!brokenPortText(*device).isEmpty());
         }
-        QVERIFY(brokenPortText(*port).isEmpty());
-        terminal.peer.vanish();
-        QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QVERIFY(!brokenPortText(*port).isEmpty());
     }
 
     void discardingEndsOnAnEndlessSender()
     {
-        WatchedPort port;
-        DeviceChannel channel(&port, withTimeout(40));
+        SlowWire wire;
+        wire.isEndless = true;
+        SlowChannel channel(&wire);
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QCOMPARE(port.waitedMs, 0);
-        QCOMPARE(port.arrived, qint64(0));
+        QCOMPARE(wire.nowMs, qint64(0));
         channel.getRetry();
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QVERIFY(port.waitedMs > 10); // anew after all that comes
-        QCOMPARE(port.arrived, qint64(0));
+        QCOMPARE(wire.nowMs, qint64(100)); // silent for 10 ms at no time
     }
 
-    // For twice the time of the slowest answer, which quick ones make it forget.
-    void letsTheLineRestAfterAFailedAttempt()
+    // Five time-outs for each reply, but not for one PLC that stays silent again and again. After a
+    // failed attempt twice the time of the slowest answer, which quick ones make it forget.
+    void waitsForWhatMayStillCome()
     {
-        WatchedPort port;
-        DeviceChannel channel(&port, withTimeout(LONG_MS));
-        const auto restAfter = [&](int answers, unsigned long lateMs) {
-            port.lateMs = lateMs;
-            for (port.silent = false; answers > 0; --answers) {
-                channel.write("CQ\r\n", 4);
-                readOnce(channel);
-            }
-            port.silent = true;
-            port.waitedMs = 0;
-            channel.getRetry();
-            channel.control(DISCARD_INPUT, 0);
-            return port.waitedMs;
-        };
-        QVERIFY(restAfter(1, 200) >= 410);
-        const int restMs = restAfter(1, 0);
-        channel.control(DISCARD_INPUT, 0);
-        QVERIFY(restMs >= 360 && restMs == port.waitedMs);
-        QVERIFY(restAfter(20, 0) < restMs);
-    }
-
-    // Five time-outs for each, but not for one PLC that stays silent again and again.
-    void waitsForRepliesThatAreStillDue()
-    {
+        // Time-out, answer, whether the attempt failed, the whole time. The first answer may belong
+        // to the line before.
+        const qint64 rows[][4] = {{100, -1, 0, 100},
+                                  {100, 5, 0, 500},
+                                  {100, 5, 0, 5},
+                                  {100, 420, 0, 420},
+                                  {100, -1, 0, 500},
+                                  {100, -1, 0, 100},
+                                  {600000, 5, 0, 3000000},
+                                  {600000, 30000, 1, 90010},
+                                  {600000, 0, 0, 0},
+                                  {600000, 0, 1, 45946},
+                                  {20, 0, 1, 20},
+                                  {20, -1, 0, 100},
+                                  {INT_MAX, -1, 0, 86400000},
+                                  {-1, -1, 0, 0}};
         SlowWire wire;
         SlowChannel channel(&wire);
-        // The first answer may belong to the line before.
-        const qint64 rows[][2] = {{-1, 100}, {5, 500}, {5, 5}, {420, 420}, {-1, 500}, {-1, 100}};
-        for (const auto &row : rows)
-            QCOMPARE(channel.exchange(row[0]), row[1]);
+        for (const auto &row : rows) {
+            channel.setTimeout(static_cast<int>(row[0]));
+            QCOMPARE(channel.exchange(row[1], row[2] == 1), row[3]);
+        }
+        channel.setTimeout(600000);
+        wire.isFull = true;
+        wire.nowMs = 0;
+        QCOMPARE(channel.write("CQ\r\n", 4), 0);
+        QVERIFY(wire.nowMs > 590000 && wire.nowMs <= 600000);
+        QCOMPARE(channel.getRetry(), 1000);
+        QCOMPARE(channel.getStationId(), 99);
+        QCOMPARE(channel.getDelay(), 600000ul);
     }
 
     // Four characters of 12 bits at 300 baud take 160 ms.
@@ -332,10 +285,8 @@ private slots:
     {
         for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
             Line line(road);
-            const std::unique_ptr<QSerialPort> port = line.open();
-            QVERIFY2(port || line.socket, qPrintable(line.error));
-            QIODevice *const device =
-                port ? static_cast<QIODevice *>(port.get()) : line.socket.get();
+            QIODevice *const device = line.device();
+            QVERIFY2(device, qPrintable(line.error));
             DeviceChannel channel(device, withTimeout(50));
             const QByteArray flood(64 * 1024 * 1024, 'x'); // more than the kernel takes
             line.clock.start();
@@ -343,14 +294,14 @@ private slots:
             QVERIFY(taken > 0 && taken < flood.size());
             QVERIFY(line.clock.elapsed() >= 50 && line.clock.elapsed() < LONG_MS);
             const int come = line.peer.rest().size();
-            QCOMPARE(channel.write("CR 00\r\n", 7), port ? 7 : -1);
+            QCOMPARE(channel.write("CR 00\r\n", 7), line.port ? 7 : -1);
             QByteArray later = line.peer.rest();
-            if (port)
+            if (line.port)
                 QTRY_VERIFY((later += line.peer.rest()).endsWith("CR 00\r\n"));
             else
                 QCOMPARE(line.socket->state(), QAbstractSocket::UnconnectedState);
             QCOMPARE(device->bytesToWrite(), qint64(0));
-            QVERIFY(come + later.size() <= taken + (port ? 7 : 0));
+            QVERIFY(come + later.size() <= taken + (line.port ? 7 : 0));
         }
     }
 
@@ -368,6 +319,8 @@ private slots:
         QCOMPARE(channel.write("CQ\r\n", 4), -1);
         QVERIFY(line.clock.elapsed() < LONG_MS);
         QVERIFY(!brokenPortText(*line.socket).isEmpty());
+        line.address.port = 0;
+        QVERIFY(!openTcp(line.address, LONG_MS, &line.error));
     }
 
     void parsesPortTexts_data() { addRows(PORTS); }
@@ -389,16 +342,37 @@ private slots:
     {
         SerialPortSetting serial;
         TcpAddress tcp;
-        for (const char *text : NO_SERIAL_PORTS) {
+        for (const QString &text : QString(NO_SERIAL_PORTS).split('|')) {
             QString error;
-            QVERIFY2(!parseSerialPort(text, &serial, &error) && !error.isEmpty(), text);
+            QVERIFY2(!parseSerialPort(text, &serial, &error) && !error.isEmpty(), qPrintable(text));
         }
-        for (const char *text : NO_TCP_ADDRESSES) {
+        for (const QString &text : QString(NO_TCP_ADDRESSES).split('|')) {
             QString error;
-            QVERIFY2(!parseTcpAddress(text, &tcp, &error) && !error.isEmpty(), text);
+            QVERIFY2(!parseTcpAddress(text, &tcp, &error) && !error.isEmpty(), qPrintable(text));
         }
         QCOMPARE(portText(false, tcp, serial) + portText(true, tcp, serial),
                  QString(" 9600 8 2 1 0"));
+    }
+
+    // A pseudo-terminal refuses even parity and other data bits than 8.
+    void setsTheParametersOfALine()
+    {
+        const QMap<QString, tcflag_t> rows = {{"38400,8n2", B38400 | CSTOPB},
+                                              {"9600,8n1", B9600},
+                                              {"9600,7n1", B9600},
+                                              {"300,8e1", B300},
+                                              {"9600,8o1", B9600 | PARODD}};
+        Line terminal(LinePeer::Pty);
+        const QString place = terminal.setting.device;
+        for (const QString &format : rows.keys()) {
+            QVERIFY(parseSerialPort(place + ',' + format, &terminal.setting, &terminal.error));
+            const std::unique_ptr<QSerialPort> port = terminal.open();
+            QVERIFY2(port, qPrintable(terminal.error));
+            termios line;
+            QCOMPARE(tcgetattr(port->handle(), &line), 0);
+            QCOMPARE(line.c_cflag & (CBAUD | CSTOPB | PARODD), rows.value(format));
+            QCOMPARE(terminal.warnings.isEmpty(), format != "9600,7n1" && format != "300,8e1");
+        }
     }
 
     void opensATerminalAloneAndWithoutParity()
@@ -430,6 +404,9 @@ private slots:
         QVERIFY2(port, qPrintable(terminal.error));
         QVERIFY(brokenPortText(*port).isEmpty());
         QCOMPARE(terminal.warnings.filter(terminal.setting.device).size(), 1);
+        terminal.setting.device = "/dev/null";
+        QVERIFY(!terminal.open());
+        QCOMPARE(terminal.error, QString("it is no serial port"));
     }
 
     void refusesOtherPlugins()
@@ -497,6 +474,9 @@ private slots:
                                "< CC 00\\r\\n ; opened\n"
                                "< \\x00\\x80 half ; no line end\n"));
     }
+
+private:
+    int m_files;
 };
 
 QTEST_MAIN(TestRuntime)
