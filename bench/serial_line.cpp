@@ -11,7 +11,7 @@ const int TIMEOUT_MS = 5000;
 
 } // namespace
 
-CountingChannel::CountingChannel(QIODevice *port)
+CountingChannel::CountingChannel(Port &port)
     : DeviceChannel(port, DriverSetting(TIMEOUT_MS, 0, 0, 0)), m_characters(0)
 {}
 
@@ -43,7 +43,7 @@ bool SerialLine::open(const char *device)
     QStringList warnings;
     m_port = openSerialPort(setting, &error, &warnings);
     if (m_port)
-        m_channel.reset(new CountingChannel(m_port.get()));
+        m_channel.reset(new CountingChannel(*m_port));
     else
         std::cerr << device << ": " << qPrintable(error) << "\n";
     return m_port != nullptr;

@@ -6,12 +6,12 @@
 
 #include <memory>
 
-class QSerialPort;
+class Port;
 
 class CountingChannel : public DeviceChannel
 {
 public:
-    explicit CountingChannel(QIODevice *port);
+    explicit CountingChannel(Port &port);
 
     int read(char *buffer, int maxLength) override;
     int write(const char *buffer, int length) override;
@@ -38,7 +38,7 @@ public:
     CountingChannel *channel() { return m_channel.get(); }
 
 private:
-    std::unique_ptr<QSerialPort> m_port;
+    std::unique_ptr<Port> m_port;
     std::unique_ptr<CountingChannel> m_channel;
 };
 

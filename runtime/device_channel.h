@@ -1,28 +1,24 @@
-/// The channel that a runtime lends to a driver, over any port that Qt can wait for.
+/// The channel that a runtime lends to a driver, over any port.
 #ifndef RUNTIME_DEVICE_CHANNEL_H
 #define RUNTIME_DEVICE_CHANNEL_H
 
 #include "drivers/abstract_device_interface.h"
 #include "tools/drv_dev_setting.h"
 
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QVector>
 
-class QAbstractSocket;
-class QIODevice;
-class QSerialPort;
+class Port;
 
-/// Bytes in and out of an open port (serial port, socket, ...) with the pacing of one link.
+/// Bytes in and out of an open port with the pacing of one link.
 /// Whatever the peer does, `read` and `write` last no longer than the link's time-out and the time
 /// that a serial port still needs for the line before, and `control` no longer than six time-outs.
 class DeviceChannel : public AbstractDeviceInterface
 {
 public:
-    /// @param port    an open port that outlives the channel and is used by the channel's thread
-    /// alone
+    /// @param port    outlives the channel, and is used by the channel's thread alone
     /// @param setting pacing of the link: time-out and delay in milliseconds, retries, station
     ///                number; negative times count as 0, a time-out above a day as a day
-    DeviceChannel(QIODevice *port, const DriverSetting &setting);
+    DeviceChannel(Port &port, const DriverSetting &setting);
 
     /// Changes the time-out of the calls to come, in milliseconds; a negative one counts as 0, one
     /// above a day as a day.
@@ -34,10 +30,8 @@ public:
     ///         or its peer is gone
     int read(char *buffer, int maxLength) override;
 
-    /// Hands @p length bytes to the operating system, for which it waits at most the time-out. When
-    /// that is not enough, a serial port's unsent bytes are thrown away, and a socket is closed:
-    /// they must not reach the PLC in front of a later line.
-    /// @return the number of bytes handed over; -1 when the port is closed or its peer is gone
+    /// Hands @p length bytes to the port, for which it waits at most the time-out.
+    /// @return the number of bytes handed over; -1 when the port is broken
     int write(const char *buffer, int length) override;
 
     /// Code 12 throws away the input that has arrived and was not read. A reply carries nothing that
@@ -50,35 +44,32 @@ public:
     /// @return 1; 0 for other codes
     int control(int code, const QVariant &value) override;
 
+    /// Waits for replies that are still due, as code 12 does, also when the PLC is silent. Whoever
+    /// opens the port next would otherwise get them.
+    void awaitReplies();
+
     /// Also marks the attempt as failed: drivers ask only then.
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;
 
 protected:
-    /// Milliseconds of a clock that nobody sets.
-    virtual qint64 nowMs() const;
-
     /// Whether `control` may go on waiting for late replies; asked about every 50 ms.
     virtual bool mayWait() const { return true; }
 
 private:
-    bool isBroken() const;
-    bool waitForInput(qint64 ms);
-    int take(char *buffer, int maxLength);
-    void skipInput();
-    int restOfLineMs() const;
-    void discardInput();
-    void awaitOpenLines();
-    void letTheWireRest();
-    void discardOutput();
+    Q_DISABLE_COPY(DeviceChannel)
 
-    QIODevice *m_port;
-    QSerialPort *m_serialPort; // the port, when it is one; else null
-    QAbstractSocket *m_socket; // likewise
+    int take(char *buffer, int maxLength);
+    qint64 restOfLineMs() const;
+    void discardInput();
+    qint64 latestReplyMs() const;
+    void forgetOldLines();
+    void letTheWireRest();
+
+    Port &m_port;
     DriverSetting m_setting;
     int m_timeoutMs;
-    QElapsedTimer m_clock;
     qint64 m_lineSentAtMs;       // when the last line will have left the port
     QVector<qint64> m_openLines; // the same of each line without a reply line, oldest first
     bool m_isAnswerDue;          // nothing has come since the last line

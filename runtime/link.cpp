@@ -2,7 +2,6 @@
 
 #include "runtime/device_channel.h"
 #include "runtime/escaped_text.h"
-#include "runtime/port_error.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
 #include "runtime/traced_channel.h"
@@ -21,7 +20,7 @@ namespace
 class PortChannel : public DeviceChannel
 {
 public:
-    PortChannel(QIODevice *port, const DriverSetting &setting) : DeviceChannel(port, setting) {}
+    PortChannel(Port &port, const DriverSetting &setting) : DeviceChannel(port, setting) {}
 
 protected:
     bool mayWait() const override { return !stopRequested(); }
@@ -69,9 +68,14 @@ private:
 
 } // namespace
 
-Link::Link() {}
+Link::Link() : m_isShared(false) {}
 
-Link::~Link() {}
+// A serial wire has no memory of who asked: the next program would get the replies still due.
+Link::~Link()
+{
+    if (m_portChannel && m_isShared)
+        m_portChannel->awaitReplies();
+}
 
 bool Link::check(const LinkOptions &options, QString *error)
 {
@@ -89,7 +93,8 @@ bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceL
                                                 : openSocket(options.tcp, setting.timeout, error);
     if (!opened)
         return false;
-    m_portChannel.reset(new PortChannel(m_port.get(), setting));
+    m_isShared = !options.simulated && options.tcp.isEmpty();
+    m_portChannel.reset(new PortChannel(*m_port, setting));
     m_channel.reset(new StoppableChannel(*m_portChannel, setting.timeout, trace));
     return true;
 }
@@ -133,11 +138,10 @@ bool Link::openSocket(const QString &text, int timeoutMs, QString *error)
 
 SerialErrors Link::errors() const
 {
-    const QSerialPort *serial = qobject_cast<const QSerialPort *>(m_port.get());
-    return serial ? serialErrors(*serial) : SerialErrors();
+    return m_port->errors();
 }
 
 QString Link::brokenText() const
 {
-    return brokenPortText(*m_port);
+    return m_port->brokenText();
 }

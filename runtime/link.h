@@ -9,7 +9,7 @@
 class BackgroundSimulator;
 class DeviceChannel;
 class DriverSetting;
-class QIODevice;
+class Port;
 class QTextStream;
 class TraceLog;
 class TracedChannel;
@@ -70,9 +70,10 @@ private:
     bool openSocket(const QString &text, int timeoutMs, QString *error);
 
     QString m_name;
+    bool m_isShared; // others may use the wire after this link
     // In the order of their construction: each is used by the next one.
     std::unique_ptr<BackgroundSimulator> m_simulator;
-    std::unique_ptr<QIODevice> m_port;
+    std::unique_ptr<Port> m_port;
     std::unique_ptr<DeviceChannel> m_portChannel;
     std::unique_ptr<TracedChannel> m_channel;
 };

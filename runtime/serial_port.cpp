@@ -1,10 +1,11 @@
 #include "runtime/serial_port.h"
 
-#include "runtime/port_error.h"
+#include "runtime/descriptor_port.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QRegularExpression>
+#include <QtSerialPort/QSerialPort>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -76,25 +77,36 @@ bool isPseudoTerminal(const QString &path)
     return path.startsWith(QLatin1String("/dev/pts/"));
 }
 
-// A port with a lock that is taken before the port is opened, since opening alone sets the line's
-// parameters, also those of a port that another process is using. The lock holds across all names
-// of a device, and for root, whom the exclusive mode of terminals does not stop.
-class LockedSerialPort : public QSerialPort
+// Why Qt could not open or set a port. One that we may open and yet may not use is in somebody
+// else's hands.
+QString openingError(const QSerialPort &port, const QString &path)
+{
+    const QFileInfo file(path);
+    if (port.error() == QSerialPort::PermissionError && file.isReadable() && file.isWritable())
+        return QLatin1String("another process uses it");
+    return port.errorString();
+}
+
+// Qt opens the port, sets it, and sets it back when it is closed; the bytes go past it. The lock is
+// taken before the port is opened, since opening alone sets the line's parameters, also those of a
+// port that another process is using. It holds across all names of a device, and for root, whom the
+// exclusive mode of terminals does not stop.
+class SerialPort : public DescriptorPort
 {
 public:
-    explicit LockedSerialPort(const QString &path) : QSerialPort(path), m_lock(-1) {}
+    explicit SerialPort(const QString &path) : m_path(path), m_port(path), m_lock(-1) {}
 
-    ~LockedSerialPort() override
+    ~SerialPort() override
     {
-        close();
+        m_port.close();
         if (m_lock >= 0)
             ::close(m_lock);
     }
 
-    bool lock(const QString &path, QString *error)
+    bool lock(QString *error)
     {
-        m_lock =
-            ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        m_lock = ::open(QFile::encodeName(m_path).constData(),
+                        O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
         if (m_lock >= 0 && !isatty(m_lock)) {
             *error = QLatin1String("it is no serial port");
             return false;
@@ -107,28 +119,89 @@ public:
         return false;
     }
 
-private:
-    Q_DISABLE_COPY(LockedSerialPort)
+    bool open(const SerialPortSetting &setting, QString *error, QStringList *warnings)
+    {
+        m_port.setBaudRate(setting.baudRate);
+        m_port.setStopBits(setting.stopBits);
+        // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them
+        // fails as a whole, so they come second.
+        m_port.setDataBits(QSerialPort::Data8);
+        m_port.setParity(QSerialPort::NoParity);
+        if (!m_port.open(QIODevice::ReadWrite)) {
+            *error = openingError(m_port, m_path);
+            return false;
+        }
+        setDescriptor(m_port.handle());
+        if (!m_port.setDataBits(setting.dataBits) || !m_port.setParity(setting.parity)) {
+            if (!isPseudoTerminal(m_path)) {
+                *error = openingError(m_port, m_path);
+                return false;
+            }
+            warnings->append(QString::fromLatin1("pseudo-terminal %1 takes no parity or data "
+                                                 "bits; it is used without them")
+                                 .arg(setting.device));
+        }
+        if (checkReceivedCharacters())
+            return true;
+        *error = QLatin1String("it cannot check received characters: ") + qt_error_string(errno);
+        return false;
+    }
 
+    qint64 transmissionMs(int bytes) const override
+    {
+        const qint64 bits = qint64(MAX_BITS_PER_CHARACTER) * bytes;
+        return qMin(bits * 1000 / m_port.baudRate() + 1, MAX_TRANSMISSION_MS);
+    }
+
+    SerialErrors errors() const override
+    {
+        SerialErrors errors;
+        serial_icounter_struct counts;
+        if (ioctl(descriptor(), TIOCGICOUNT, &counts) == 0) {
+            errors.parity = counts.parity;
+            errors.framing = counts.frame;
+            errors.overrun = counts.overrun + counts.buf_overrun;
+        }
+        return errors;
+    }
+
+protected:
+    // A terminal without input reads like one that is gone.
+    qint64 readSome(char *buffer, int maxLength) override
+    {
+        const ssize_t received = ::read(descriptor(), buffer, static_cast<size_t>(maxLength));
+        if (received != 0)
+            return received;
+        pollfd state = {descriptor(), POLLIN, 0};
+        errno = EAGAIN;
+        return poll(&state, 1, 0) == 1 && (state.revents & (POLLHUP | POLLERR | POLLNVAL)) ? 0 : -1;
+    }
+
+    qint64 writeSome(const char *bytes, int length) override
+    {
+        return ::write(descriptor(), bytes, static_cast<size_t>(length));
+    }
+
+    void giveUpOutput() override { tcflush(descriptor(), TCOFLUSH); }
+
+    QString lossText(int) const override { return QLatin1String("the port is gone or broken"); }
+
+private:
+    // Qt leaves the check of received characters off: a wrong one would be taken for a good one.
+    bool checkReceivedCharacters() const
+    {
+        termios line;
+        if (tcgetattr(descriptor(), &line) != 0)
+            return false;
+        line.c_iflag |= INPCK;
+        line.c_iflag &= ~static_cast<tcflag_t>(IGNPAR | PARMRK);
+        return tcsetattr(descriptor(), TCSANOW, &line) == 0;
+    }
+
+    QString m_path;
+    QSerialPort m_port;
     int m_lock;
 };
-
-// Parity and data bits of an open port.
-bool applyFormat(QSerialPort *port, const SerialPortSetting &setting)
-{
-    return port->setDataBits(setting.dataBits) && port->setParity(setting.parity);
-}
-
-// Qt leaves the check of received characters off: a wrong one would be taken for a good one.
-bool checkReceivedCharacters(const QSerialPort &port)
-{
-    termios line;
-    if (tcgetattr(port.handle(), &line) != 0)
-        return false;
-    line.c_iflag |= INPCK;
-    line.c_iflag &= ~static_cast<tcflag_t>(IGNPAR | PARMRK);
-    return tcsetattr(port.handle(), TCSANOW, &line) == 0;
-}
 
 } // namespace
 
@@ -158,61 +231,11 @@ bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *e
     return false;
 }
 
-int transmissionMs(const QSerialPort &port, int bytes)
+std::unique_ptr<Port> openSerialPort(const SerialPortSetting &setting, QString *error,
+                                     QStringList *warnings)
 {
-    const qint64 bits = qint64(MAX_BITS_PER_CHARACTER) * bytes;
-    return static_cast<int>(qMin(bits * 1000 / port.baudRate() + 1, MAX_TRANSMISSION_MS));
-}
-
-bool isIdle(const QSerialPort &port)
-{
-    if (port.bytesAvailable() > 0 || port.bytesToWrite() > 0)
-        return false;
-    pollfd input = {port.handle(), POLLIN, 0};
-    return poll(&input, 1, 0) == 0;
-}
-
-SerialErrors serialErrors(const QSerialPort &port)
-{
-    SerialErrors errors;
-    serial_icounter_struct counts;
-    if (ioctl(port.handle(), TIOCGICOUNT, &counts) == 0) {
-        errors.parity = counts.parity;
-        errors.framing = counts.frame;
-        errors.overrun = counts.overrun + counts.buf_overrun;
-    }
-    return errors;
-}
-
-std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
-                                            QStringList *warnings)
-{
-    const QString path = devicePath(setting.device);
-    std::unique_ptr<LockedSerialPort> port(new LockedSerialPort(path));
-    if (!port->lock(path, error))
+    std::unique_ptr<SerialPort> port(new SerialPort(devicePath(setting.device)));
+    if (!port->lock(error) || !port->open(setting, error, warnings))
         return nullptr;
-    port->setBaudRate(setting.baudRate);
-    port->setStopBits(setting.stopBits);
-    // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them
-    // fails as a whole, so they come second.
-    port->setDataBits(QSerialPort::Data8);
-    port->setParity(QSerialPort::NoParity);
-    if (!port->open(QIODevice::ReadWrite)) {
-        *error = portErrorText(*port);
-        return nullptr;
-    }
-    if (!applyFormat(port.get(), setting)) {
-        if (!isPseudoTerminal(path)) {
-            *error = portErrorText(*port);
-            return nullptr;
-        }
-        port->clearError();
-        warnings->append(QString::fromLatin1("pseudo-terminal %1 takes no parity or data bits; it "
-                                             "is used without them")
-                             .arg(setting.device));
-    }
-    if (checkReceivedCharacters(*port))
-        return port;
-    *error = QLatin1String("it cannot check received characters: ") + qt_error_string(errno);
-    return nullptr;
+    return std::unique_ptr<Port>(port.release());
 }

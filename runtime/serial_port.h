@@ -2,6 +2,8 @@
 #ifndef RUNTIME_SERIAL_PORT_H
 #define RUNTIME_SERIAL_PORT_H
 
+#include "runtime/port.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtSerialPort/QSerialPort>
@@ -17,40 +19,21 @@ struct SerialPortSetting {
     QSerialPort::StopBits stopBits = QSerialPort::OneStop;
 };
 
-/// What the system counted on a port since it was made.
-struct SerialErrors {
-    int parity = 0;  ///< characters with a wrong parity bit
-    int framing = 0; ///< characters without a stop bit
-    int overrun = 0; ///< characters lost as the system was too slow, in the port or behind it
-};
-
 /// Reads the text "DEVICE[,BAUD[,FORMAT]]". BAUD is a decimal number of bits per second from 50 to
 /// 4000000. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark,
 /// space) and the stop bits 1 or 2, such as 8e1. What is left out is 9600 and 8e1.
 /// @return true, or false with the reason in @p error; @p setting is changed only on success
 bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error);
 
-/// @return the milliseconds that an open port takes at most to send so many bytes, whatever its
-///         format: 12 bits each at its baud rate; an hour for what takes longer
-int transmissionMs(const QSerialPort &port, int bytes);
-
-/// Asks the system, without Qt's clocks and signals.
-/// @return whether an open port has certainly nothing to do: nothing received or to be sent is
-///         left, and its peer is there. A false says that Qt has to have a look.
-bool isIdle(const QSerialPort &port);
-
-/// @return the counts of an open port; all 0 for a port that has none, such as a pseudo-terminal
-SerialErrors serialErrors(const QSerialPort &port);
-
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed. A character that arrives with a parity or framing error is read as a zero
-/// byte, which no reply holds.
+/// byte, which no reply holds. Requires: no event loop runs in the port's thread.
 /// @param error    gets the reason of a failure: no such device, no serial port, no permission,
 ///                 in use by another process, or line parameters that the port refuses
 /// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all
 ///                 the same, as they have no meaning there
 /// @return the open port; null on failure
-std::unique_ptr<QSerialPort> openSerialPort(const SerialPortSetting &setting, QString *error,
-                                            QStringList *warnings);
+std::unique_ptr<Port> openSerialPort(const SerialPortSetting &setting, QString *error,
+                                     QStringList *warnings);
 
 #endif

@@ -1,9 +1,64 @@
 #include "runtime/tcp_port.h"
 
-#include "runtime/port_error.h"
+#include "runtime/descriptor_port.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QNetworkProxy>
+#include <QtNetwork/QTcpSocket>
+
+#include <cerrno>
+#include <sys/socket.h>
+
+namespace
+{
+
+// Qt finds the host and connects; the bytes go past it.
+class TcpPort : public DescriptorPort
+{
+public:
+    bool open(const TcpAddress &address, int timeoutMs, QString *error)
+    {
+        m_socket.setProxy(QNetworkProxy::NoProxy);
+        m_socket.connectToHost(address.host, address.port);
+        if (!m_socket.waitForConnected(timeoutMs)) {
+            *error = m_socket.errorString();
+            return false;
+        }
+        m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        setDescriptor(static_cast<int>(m_socket.socketDescriptor()));
+        return true;
+    }
+
+protected:
+    qint64 readSome(char *buffer, int maxLength) override
+    {
+        return recv(descriptor(), buffer, static_cast<size_t>(maxLength), 0);
+    }
+
+    qint64 writeSome(const char *bytes, int length) override
+    {
+        return send(descriptor(), bytes, static_cast<size_t>(length), MSG_NOSIGNAL);
+    }
+
+    // A part of a line cannot be taken back.
+    void giveUpOutput() override
+    {
+        setBroken(QLatin1String("Socket operation timed out"));
+        m_socket.abort();
+    }
+
+    QString lossText(int error) const override
+    {
+        return error == 0 || error == ECONNRESET || error == EPIPE
+                   ? QLatin1String("The remote host closed the connection")
+                   : qt_error_string(error);
+    }
+
+private:
+    QTcpSocket m_socket;
+};
+
+} // namespace
 
 bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error)
 {
@@ -23,15 +78,10 @@ bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error)
     return true;
 }
 
-std::unique_ptr<QTcpSocket> openTcp(const TcpAddress &address, int timeoutMs, QString *error)
+std::unique_ptr<Port> openTcp(const TcpAddress &address, int timeoutMs, QString *error)
 {
-    std::unique_ptr<QTcpSocket> socket(new QTcpSocket);
-    socket->setProxy(QNetworkProxy::NoProxy);
-    socket->connectToHost(address.host, address.port);
-    if (!socket->waitForConnected(timeoutMs)) {
-        *error = portErrorText(*socket);
+    std::unique_ptr<TcpPort> port(new TcpPort);
+    if (!port->open(address, timeoutMs, error))
         return nullptr;
-    }
-    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-    return socket;
+    return std::unique_ptr<Port>(port.release());
 }

@@ -2,8 +2,9 @@
 #ifndef RUNTIME_TCP_PORT_H
 #define RUNTIME_TCP_PORT_H
 
+#include "runtime/port.h"
+
 #include <QtCore/QString>
-#include <QtNetwork/QTcpSocket>
 
 #include <memory>
 
@@ -21,7 +22,7 @@ bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error);
 /// Connects, with small packets sent at once.
 /// @param timeoutMs how long to wait for the connection, in milliseconds
 /// @param error     gets the reason of a failure: host not found, refused, no answer in time
-/// @return the connected socket; null on failure
-std::unique_ptr<QTcpSocket> openTcp(const TcpAddress &address, int timeoutMs, QString *error);
+/// @return the connection; null on failure. Requires: no event loop runs in its thread.
+std::unique_ptr<Port> openTcp(const TcpAddress &address, int timeoutMs, QString *error);
 
 #endif

@@ -400,7 +400,7 @@ private slots:
         QString error;
         QVERIFY2(plugin.load(QLatin1String(KV_PLUGIN_FILE), &error), qPrintable(error));
         const CommunicatorCommand word(Word, 1, QLatin1String("DM1"));
-        const auto openLine = [&]() -> std::unique_ptr<QIODevice> {
+        const auto openLine = [&]() -> std::unique_ptr<Port> {
             TcpAddress address;
             SerialPortSetting setting;
             QStringList warnings;
@@ -420,9 +420,9 @@ private slots:
                 others = openFiles(plc.process.processId());
                 heap = heapBytes();
             }
-            const std::unique_ptr<QIODevice> port = openLine();
+            const std::unique_ptr<Port> port = openLine();
             QVERIFY2(port, qPrintable(error));
-            DeviceChannel channel(port.get(), DriverSetting(PATIENCE_MS, 0, 0, 0));
+            DeviceChannel channel(*port, DriverSetting(PATIENCE_MS, 0, 0, 0));
             QCOMPARE(plugin.driver()->read(&channel, word), QByteArray("\7\0", 2));
         }
         const qint64 growth = heapBytes() - heap;

@@ -81,6 +81,14 @@ public:
         return bytes;
     }
 
+    /// The settings that the terminal's user has made.
+    termios settings() const
+    {
+        termios made = termios();
+        tcgetattr(m_held, &made);
+        return made;
+    }
+
     void vanish()
     {
         closeIfOpen(&m_held);

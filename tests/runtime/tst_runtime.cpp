@@ -2,7 +2,7 @@
 #include "runtime/device_channel.h"
 #include "runtime/driver_outcome.h"
 #include "runtime/driver_plugin.h"
-#include "runtime/port_error.h"
+#include "runtime/port.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
 #include "runtime/trace_log.h"
@@ -41,41 +41,38 @@ QByteArray readOnce(AbstractDeviceInterface &channel, int maxLength = 100)
 }
 
 /// A wire on which each line is answered after a time, with a clock of its own.
-struct SlowWire : public QIODevice {
-    SlowWire() { open(QIODevice::ReadWrite | QIODevice::Unbuffered); }
-
-    bool isSequential() const override { return true; }
-    qint64 bytesAvailable() const override { return hasCome() ? 1 : 0; }
-    qint64 bytesToWrite() const override { return isFull ? 4 : 0; }
-    bool hasCome() const { return isEndless || (!answers.isEmpty() && answers.first() <= nowMs); }
-    bool waitForReadyRead(int msecs) override
-    {
-        const qint64 endMs = nowMs + msecs;
-        nowMs = answers.isEmpty() ? endMs : qMin(endMs, qMax(nowMs, answers.first()));
-        return hasCome();
-    }
-    bool waitForBytesWritten(int msecs) override
-    {
-        nowMs += msecs;
-        return false;
-    }
-    qint64 readData(char *data, qint64) override
+struct SlowWire : public Port {
+    int read(char *buffer, int) override
     {
         if (!hasCome())
             return 0;
-        *data = '\n';
+        *buffer = '\n';
         if (!isEndless)
             answers.removeFirst();
         return 1;
     }
-    qint64 writeData(const char *, qint64 size) override
+    int write(const char *, int length, int timeoutMs) override
     {
+        ms += isFull ? timeoutMs : 0;
         if (answerMs >= 0)
-            answers.append(nowMs + answerMs);
-        return size;
+            answers.append(ms + answerMs);
+        return isFull ? 0 : length;
     }
+    bool waitForInput(qint64 atMostMs) override
+    {
+        const qint64 endMs = ms + atMostMs;
+        if (isEndless)
+            ms = qMin(endMs, ms + 1);
+        else
+            ms = answers.isEmpty() ? endMs : qMin(endMs, qMax(ms, answers.first()));
+        return hasCome();
+    }
+    bool hasCome() const { return isEndless || (!answers.isEmpty() && answers.first() <= ms); }
+    qint64 nowMs() const override { return ms; }
+    qint64 transmissionMs(int) const override { return lineMs; }
 
-    qint64 nowMs = 0;
+    qint64 ms = 0;
+    qint64 lineMs = 0;    // that a line takes to leave
     qint64 answerMs = -1; // negative for none
     QList<qint64> answers;
     bool isFull = false;    // takes no byte
@@ -83,34 +80,24 @@ struct SlowWire : public QIODevice {
 };
 
 struct SlowChannel : public DeviceChannel {
-    explicit SlowChannel(SlowWire *port)
+    explicit SlowChannel(SlowWire &port)
         : DeviceChannel(port, DriverSetting(100, 1000, 99, 600000)), wire(port)
     {}
 
     /// @return how long a line with its answer takes, and the discarding after it
     qint64 exchange(qint64 answerMs, bool fails)
     {
-        const qint64 beginMs = wire->nowMs;
-        wire->answerMs = answerMs;
+        const qint64 beginMs = wire.ms;
+        wire.answerMs = answerMs;
         write("CQ\r\n", 4);
         readOnce(*this);
         if (fails)
             getRetry();
         control(DISCARD_INPUT, 0);
-        return wire->nowMs - beginMs;
+        return wire.ms - beginMs;
     }
 
-    qint64 nowMs() const override { return wire->nowMs; }
-
-    SlowWire *wire;
-};
-
-struct IdleChannel : public DeviceChannel {
-    using DeviceChannel::DeviceChannel;
-
-    qint64 nowMs() const override { return DeviceChannel::nowMs() + idleMs; }
-
-    qint64 idleMs = 0;
+    SlowWire &wire;
 };
 
 /// A port that this process has opened, and its far end.
@@ -118,33 +105,26 @@ struct Line {
     explicit Line(LinePeer::Road road) : peer(road)
     {
         setting.device = peer.place();
-        if (parseTcpAddress(peer.place(), &address, &error))
-            socket = openTcp(address, LONG_MS, &error);
+        isTcp = parseTcpAddress(peer.place(), &address, &error);
         clock.start();
     }
 
-    std::unique_ptr<QSerialPort> open()
+    std::unique_ptr<Port> open()
     {
         error.clear();
         warnings.clear();
-        return openSerialPort(setting, &error, &warnings);
-    }
-
-    /// The socket, or the port after its opening; null with the reason in `error`.
-    QIODevice *device()
-    {
-        port = socket ? nullptr : open();
-        return socket ? static_cast<QIODevice *>(socket.get()) : port.get();
+        clock.restart();
+        return isTcp ? openTcp(address, LONG_MS, &error)
+                     : openSerialPort(setting, &error, &warnings);
     }
 
     LinePeer peer;
     SerialPortSetting setting;
     TcpAddress address;
+    bool isTcp;
     QString error;
     QStringList warnings;
-    std::unique_ptr<QTcpSocket> socket; // of a TCP connection
-    std::unique_ptr<QSerialPort> port;
-    QElapsedTimer clock; // since the connection was made
+    QElapsedTimer clock; // since the latest opening
 };
 
 // Device, baud rate, data bits, Qt's code of the parity and stop bits, or host and port.
@@ -186,29 +166,24 @@ private slots:
     void init() { m_files = openFiles(QCoreApplication::applicationPid()); }
     void cleanup() { QCOMPARE(openFiles(QCoreApplication::applicationPid()), m_files); }
 
-    // In Qt's buffer alone, in the kernel alone, in both, in none.
     void discardsInput()
     {
         for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
             Line line(road);
-            QIODevice *const device = line.device();
-            QVERIFY2(device, qPrintable(line.error));
-            DeviceChannel channel(device, withTimeout(LONG_MS));
-            for (const QByteArray script : {"r", "k", "rk", ""}) {
-                const bool inQt = script.contains('r');
-                QVERIFY(!inQt || line.peer.play(">E1"));
-                QCOMPARE(inQt ? readOnce(channel, 1) : "E", QByteArray("E"));
-                QVERIFY(!script.contains('k') || line.peer.play(">stale"));
-                QCOMPARE(channel.control(DISCARD_INPUT + 1, 0), 0);
-                QCOMPARE(inQt ? readOnce(channel, 1) : "1", QByteArray("1"));
-                QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-                QVERIFY(line.peer.play(">CF"));
-                QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
-            }
-            QVERIFY(brokenPortText(*device).isEmpty());
+            const std::unique_ptr<Port> port = line.open();
+            QVERIFY2(port, qPrintable(line.error));
+            DeviceChannel channel(*port, withTimeout(LONG_MS));
+            QVERIFY(line.peer.play(">E1"));
+            QCOMPARE(readOnce(channel, 1), QByteArray("E"));
+            QCOMPARE(channel.control(DISCARD_INPUT + 1, 0), 0);
+            QCOMPARE(readOnce(channel, 1), QByteArray("1"));
+            QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
+            QVERIFY(line.peer.play(">CF"));
+            QCOMPARE(readOnce(channel), QByteArray("CF\r\n"));
+            QVERIFY(!port->isBroken());
             line.peer.vanish();
             QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-            QVERIFY(!brokenPortText(*device).isEmpty());
+            QVERIFY(!port->brokenText().isEmpty());
         }
     }
 
@@ -216,12 +191,12 @@ private slots:
     {
         SlowWire wire;
         wire.isEndless = true;
-        SlowChannel channel(&wire);
+        SlowChannel channel(wire);
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QCOMPARE(wire.nowMs, qint64(0));
+        QCOMPARE(wire.ms, qint64(0));
         channel.getRetry();
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
-        QCOMPARE(wire.nowMs, qint64(100)); // silent for 10 ms at no time
+        QCOMPARE(wire.ms, qint64(100)); // never silent for 10 ms
     }
 
     // Five time-outs for each reply, but not for one PLC that stays silent again and again. After a
@@ -245,16 +220,23 @@ private slots:
                                   {INT_MAX, -1, 0, 86400000},
                                   {-1, -1, 0, 0}};
         SlowWire wire;
-        SlowChannel channel(&wire);
+        SlowChannel channel(wire);
         for (const auto &row : rows) {
             channel.setTimeout(static_cast<int>(row[0]));
             QCOMPARE(channel.exchange(row[1], row[2] == 1), row[3]);
         }
+        // Whoever uses the port next would get the reply.
+        channel.setTimeout(100);
+        channel.exchange(-1, false);
+        channel.write("CQ\r\n", 4);
+        const qint64 beginMs = wire.ms;
+        channel.awaitReplies();
+        QCOMPARE(wire.ms - beginMs, qint64(500));
         channel.setTimeout(600000);
         wire.isFull = true;
-        wire.nowMs = 0;
+        wire.ms = 0;
         QCOMPARE(channel.write("CQ\r\n", 4), 0);
-        QVERIFY(wire.nowMs > 590000 && wire.nowMs <= 600000);
+        QVERIFY(wire.ms > 590000 && wire.ms <= 600000);
         QCOMPARE(channel.getRetry(), 1000);
         QCOMPARE(channel.getStationId(), 99);
         QCOMPARE(channel.getDelay(), 600000ul);
@@ -265,51 +247,52 @@ private slots:
     {
         Line terminal(LinePeer::Pty);
         terminal.setting.baudRate = 300;
-        const std::unique_ptr<QSerialPort> port = terminal.open();
+        const std::unique_ptr<Port> port = terminal.open();
         QVERIFY2(port, qPrintable(terminal.error));
-        IdleChannel channel(port.get(), withTimeout(20));
-        terminal.clock.start();
-        channel.write("CQ\r\n", 4);
-        QCOMPARE(readOnce(channel), QByteArray());
-        channel.idleMs = qint64(25) * 24 * 60 * 60 * 1000;
-        QCOMPARE(readOnce(channel), QByteArray());
-        QVERIFY(terminal.clock.elapsed() < LONG_MS);
-        QVERIFY(terminal.clock.restart() >= 180);
+        QCOMPARE(port->transmissionMs(4), qint64(161));
+        SlowWire wire;
+        wire.lineMs = 161;
+        SlowChannel channel(wire);
+        QCOMPARE(channel.exchange(-1, false), qint64(261));
+        wire.ms += qint64(25) * 24 * 60 * 60 * 1000;
+        const qint64 beginMs = wire.ms;
+        readOnce(channel);
+        QCOMPARE(wire.ms - beginMs, qint64(100));
         channel.write("CQ\r\n", 4);
         channel.getRetry();
         channel.control(DISCARD_INPUT, 0);
-        QVERIFY(terminal.clock.elapsed() >= 170);
+        QCOMPARE(wire.ms - beginMs, qint64(100 + 161 + 10));
     }
 
     void unsentBytesDoNotComeLate()
     {
         for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
             Line line(road);
-            QIODevice *const device = line.device();
-            QVERIFY2(device, qPrintable(line.error));
-            DeviceChannel channel(device, withTimeout(50));
+            const std::unique_ptr<Port> port = line.open();
+            QVERIFY2(port, qPrintable(line.error));
+            DeviceChannel channel(*port, withTimeout(50));
             const QByteArray flood(64 * 1024 * 1024, 'x'); // more than the kernel takes
             line.clock.start();
             const int taken = channel.write(flood.constData(), flood.size());
             QVERIFY(taken > 0 && taken < flood.size());
-            QVERIFY(line.clock.elapsed() >= 50 && line.clock.elapsed() < LONG_MS);
+            QVERIFY(line.clock.elapsed() >= 49 && line.clock.elapsed() < LONG_MS);
             const int come = line.peer.rest().size();
-            QCOMPARE(channel.write("CR 00\r\n", 7), line.port ? 7 : -1);
+            QCOMPARE(channel.write("CR 00\r\n", 7), line.isTcp ? -1 : 7);
             QByteArray later = line.peer.rest();
-            if (line.port)
+            if (!line.isTcp)
                 QTRY_VERIFY((later += line.peer.rest()).endsWith("CR 00\r\n"));
             else
-                QCOMPARE(line.socket->state(), QAbstractSocket::UnconnectedState);
-            QCOMPARE(device->bytesToWrite(), qint64(0));
-            QVERIFY(come + later.size() <= taken + (line.port ? 7 : 0));
+                QVERIFY(port->isBroken());
+            QVERIFY(come + later.size() <= taken + (line.isTcp ? 0 : 7));
         }
     }
 
     void noticesThatThePeerIsGone()
     {
         Line line(LinePeer::Tcp);
-        QVERIFY2(line.socket, qPrintable(line.error));
-        DeviceChannel channel(line.socket.get(), withTimeout(LONG_MS));
+        const std::unique_ptr<Port> port = line.open();
+        QVERIFY2(port, qPrintable(line.error));
+        DeviceChannel channel(*port, withTimeout(LONG_MS));
         QVERIFY(line.peer.play(">CF"));
         line.peer.vanish();
         QCOMPARE(readOnce(channel, 1), QByteArray("C"));
@@ -318,7 +301,7 @@ private slots:
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
         QCOMPARE(channel.write("CQ\r\n", 4), -1);
         QVERIFY(line.clock.elapsed() < LONG_MS);
-        QVERIFY(!brokenPortText(*line.socket).isEmpty());
+        QVERIFY(!port->brokenText().isEmpty());
         line.address.port = 0;
         QVERIFY(!openTcp(line.address, LONG_MS, &line.error));
     }
@@ -366,11 +349,10 @@ private slots:
         const QString place = terminal.setting.device;
         for (const QString &format : rows.keys()) {
             QVERIFY(parseSerialPort(place + ',' + format, &terminal.setting, &terminal.error));
-            const std::unique_ptr<QSerialPort> port = terminal.open();
+            const std::unique_ptr<Port> port = terminal.open();
             QVERIFY2(port, qPrintable(terminal.error));
-            termios line;
-            QCOMPARE(tcgetattr(port->handle(), &line), 0);
-            QCOMPARE(line.c_cflag & (CBAUD | CSTOPB | PARODD), rows.value(format));
+            QCOMPARE(terminal.peer.settings().c_cflag & (CBAUD | CSTOPB | PARODD),
+                     rows.value(format));
             QCOMPARE(terminal.warnings.isEmpty(), format != "9600,7n1" && format != "300,8e1");
         }
     }
@@ -378,12 +360,11 @@ private slots:
     void opensATerminalAloneAndWithoutParity()
     {
         Line terminal(LinePeer::Pty);
-        std::unique_ptr<QSerialPort> port = terminal.open();
+        std::unique_ptr<Port> port = terminal.open();
         QVERIFY2(port, qPrintable(terminal.error));
         QVERIFY(!terminal.open());
         QCOMPARE(terminal.error, QString("another process uses it"));
-        termios leftBehind;
-        QCOMPARE(tcgetattr(port->handle(), &leftBehind), 0);
+        const termios leftBehind = terminal.peer.settings();
         QVERIFY((leftBehind.c_iflag & (INPCK | IGNPAR | PARMRK)) == INPCK);
         port.reset();
         // A program without Qt locks only the open file, and keeps its settings of the line.
@@ -402,7 +383,7 @@ private slots:
         ::close(other);
         port = terminal.open();
         QVERIFY2(port, qPrintable(terminal.error));
-        QVERIFY(brokenPortText(*port).isEmpty());
+        QVERIFY(!port->isBroken());
         QCOMPARE(terminal.warnings.filter(terminal.setting.device).size(), 1);
         terminal.setting.device = "/dev/null";
         QVERIFY(!terminal.open());
