@@ -20,6 +20,10 @@ in_root --install "$package" >"$root/var/log/install.log" 2>&1 || { cat "$root/v
 "$root/usr/bin/kvlink" info | grep '^plug-in: ' | grep -F "$root/usr/lib"
 "$root/usr/bin/kvlink" --sim read DM0 | grep -qx 0
 "$root/usr/bin/kvsim" --version
+find "$root/usr/lib" -name libkv_l20v_host_link.so -exec readelf --dyn-syms -W {} + | grep _chk@GLIBC >/dev/null || {
+    echo "the plug-in is built without checked library calls" >&2
+    exit 1
+}
 installed=$(contents | wc -l)
 in_root --purge kv-hostlink >"$root/var/log/remove.log" 2>&1 || { cat "$root/var/log/remove.log" >&2; exit 1; }
 after=$(contents)
