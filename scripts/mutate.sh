@@ -13,7 +13,7 @@ lists=tests/mutations
 wanted=95 # per cent caught
 all_tests=(
     bit_array byte_order data_pack checksum plc_address command drv_dev_setting settings_stream txpackage
-    host_environment link_database driver_session driver_read driver_write plugin fault_matrix runtime
+    host_environment link_database driver_session driver_read driver_write plugin explorer runtime
 )
 memory_kib=4194304 # a run that asks for more fails, as an endless one does after its test's time-out
 

@@ -10,6 +10,12 @@ const int TIMEOUT_MS = 20;
 /// All forms that a fault takes with one reply; the first ones stand for the others.
 typedef QList<Pieces> Variants;
 
+// Of a long reply some of the places stand for all.
+inline int step(const QByteArray &good)
+{
+    return 1 + good.size() / 32;
+}
+
 inline Variants whole(const QList<QByteArray> &replies)
 {
     Variants list;
@@ -30,7 +36,7 @@ inline Pieces bytewise(const QByteArray &bytes)
 inline Variants inserted(const QByteArray &good, const QByteArray &noise)
 {
     Variants list;
-    for (int at = 0; at <= good.size(); ++at)
+    for (int at = 0; at <= good.size(); at += step(good))
         list << arriving(QByteArray(good).insert(at, noise))
              << arriving(good.left(at)) + arriving(noise) + arriving(good.mid(at));
     return list;
@@ -60,7 +66,7 @@ inline Variants doubled(const QByteArray &good)
 inline Variants cut(const QByteArray &good)
 {
     Variants list;
-    for (int i = 1; i < good.size(); ++i) {
+    for (int i = 1; i < good.size(); i += step(good)) {
         const int at = (good.size() / 2 + i - 1) % (good.size() - 1) + 1;
         list << arriving(good.left(at))
              << arriving(good.left(at)) + arriving(good.mid(at), TIMEOUT_MS * 3 / 2);
@@ -71,7 +77,7 @@ inline Variants cut(const QByteArray &good)
 inline Variants bitFlipped(const QByteArray &good)
 {
     Variants list;
-    for (int i = 0; i < 8 * good.size(); ++i) {
+    for (int i = 0; i < 8 * good.size(); i += step(good)) {
         QByteArray flipped(good);
         flipped[i / 8] = static_cast<char>(flipped.at(i / 8) ^ (1 << i % 8));
         list << arriving(flipped);
@@ -82,9 +88,23 @@ inline Variants bitFlipped(const QByteArray &good)
 inline Variants bytesLost(const QByteArray &good)
 {
     Variants list;
-    for (int count = 1; count < good.size(); ++count) {
-        for (int at = 0; at + count <= good.size(); ++at)
+    for (int count = 1; count < good.size(); count += step(good)) {
+        for (int at = 0; at + count <= good.size(); at += step(good))
             list << arriving(QByteArray(good).remove(at, count));
+    }
+    return list;
+}
+
+// An item and its blank, at either end or inside.
+inline Variants itemDropped(const QByteArray &good)
+{
+    const QList<QByteArray> items = good.left(good.size() - 2).split(' ');
+    Variants list;
+    for (int i = 0; i < items.size() && items.size() > 1; i += step(good)) {
+        QByteArray left;
+        for (int k = 0; k < items.size(); ++k)
+            left += k == i ? QByteArray() : (left.isEmpty() ? "" : " ") + items.at(k);
+        list << arriving(left + "\r\n");
     }
     return list;
 }
@@ -93,7 +113,7 @@ inline Variants bytesLost(const QByteArray &good)
 inline Variants parity(const QByteArray &good)
 {
     Variants list;
-    for (int at = 0; at < good.size(); ++at)
+    for (int at = 0; at < good.size(); at += step(good))
         list << arriving(QByteArray(good).replace(at, 1, QByteArray(1, '\0')));
     return list + inserted(good, QByteArray(1, '\0'));
 }
@@ -161,21 +181,23 @@ inline Variants crosstalk(const QByteArray &good)
 const struct WireFault {
     const char *name;
     Variants (*variants)(const QByteArray &good);
-    int most; ///< variants that stand for all of them where faults come in pairs
+    int most;    ///< variants that stand for all of them where faults come in pairs
+    bool forges; ///< may make another good reply of a good one, which nothing shows
 } WIRE_FAULTS[] = {
-    {"no reply", silent, 1},
-    {"late", late, 2},
-    {"doubled", doubled, 3},
-    {"cut", cut, 2},
-    {"bit flipped", bitFlipped, 0},
-    {"bytes lost", bytesLost, 0},
-    {"parity", parity, 1},
-    {"noise", noise, 1},
-    {"no line end", lineEndMissing, 1},
-    {"too long", tooLong, 2},
-    {"refused", refused, 1},
-    {"wrong bracket", wrongBracket, 1},
-    {"crosstalk", crosstalk, 0},
+    {"no reply", silent, 1, false},
+    {"late", late, 2, false},
+    {"doubled", doubled, 3, false},
+    {"cut", cut, 2, false},
+    {"item dropped", itemDropped, 1, false},
+    {"parity", parity, 1, false},
+    {"no line end", lineEndMissing, 1, false},
+    {"too long", tooLong, 2, false},
+    {"refused", refused, 1, false},
+    {"wrong bracket", wrongBracket, 1, false},
+    {"noise", noise, 1, true},
+    {"bit flipped", bitFlipped, 0, true},
+    {"bytes lost", bytesLost, 0, true},
+    {"crosstalk", crosstalk, 0, true},
 };
 const int WIRE_FAULT_COUNT = sizeof WIRE_FAULTS / sizeof *WIRE_FAULTS;
 

@@ -5,7 +5,7 @@
 #include "runtime/device_channel.h"
 #include "runtime/serial_port.h"
 #include "runtime/traced_channel.h"
-#include "tests/soak/faulty_wire.h"
+#include "tests/explorer/wire_faults.h"
 #include "tests/soak/plc_model.h"
 #include "tools/drv_dev_setting.h"
 #include "tools/tools.h"
@@ -18,6 +18,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <random>
 
 const Area AREAS[] = {
     // device, first number, base, kind, bytes, size, most read and written
@@ -43,15 +44,16 @@ const int AREA_COUNT = sizeof AREAS / sizeof *AREAS;
 namespace
 {
 
-// In one reply in a hundred, in equal shares. LATE stands for a time beyond the time-out.
+// In one reply in a hundred, in equal shares: in memory those of the wire, over a pseudo-terminal
+// kvsim's. LATE stands for a time beyond the time-out.
 const char *const FAULTS[] = {
     "late:%1,LATE",    "late:%1,5",      "doubled:%1",  "noise-before:%1",
     "noise-inside:%1", "noise-after:%1", "cut:%1",      "wrong-station:%1",
     "wrong-close:%1",  "error-reply:%1", "no-reply:%1", "split:%1,1",
 };
 const double FAULT_RATE = 0.01;
-// Lines lost, parity errors, items dropped, half replies, another PLC's replies, changed digits.
-const WireFaults WIRE_FAULTS = {0.002, 0.001, 0.001, 0.001, 0.0001, 0.0005};
+const double LOST_LINE_RATE = 0.002;
+const int FORGED_SHARE = 25; // of the faults that forge replies only so many per cent
 
 // With 2 retries a request fails when three attempts in a row do.
 const double MOST_FAILED = 0.0002;
@@ -74,6 +76,101 @@ struct Counts {
     QMap<QByteArray, int> texts;
     QMap<QByteArray, int> unseenValues; // wrong for a cause that nothing on the wire shows
     QMap<QByteArray, qint64> faults;
+};
+
+// A wire on which faults come at random.
+class FaultyWire : public VirtualWire
+{
+public:
+    FaultyWire(PlcMemory &memory, quint32 seed) : VirtualWire(memory), m_chance(seed), m_unseen(0)
+    {
+        for (const WireFault &fault : WIRE_FAULTS)
+            counts[fault.name] = 0;
+        damage = [this](const QByteArray &reply) { return damaged(reply); };
+    }
+
+    int write(const char *bytes, int length, int timeoutMs) override
+    {
+        lineIsLost = happens(LOST_LINE_RATE);
+        counts["line lost"] += lineIsLost;
+        // Nothing throws old replies away before a write's line.
+        if (lineIsLost && isWrite(bytes) && waitForInput(0))
+            m_unseen = "a write lost behind an old reply";
+        return VirtualWire::write(bytes, length, timeoutMs);
+    }
+
+    /// The last thing since the last call that nothing on the wire shows; null for none.
+    const char *takeUnseen()
+    {
+        const char *const unseen = m_unseen;
+        m_unseen = nullptr;
+        return unseen;
+    }
+
+    QMap<QByteArray, qint64> counts; ///< faults that have happened
+
+private:
+    bool happens(double rate) { return std::uniform_real_distribution<>()(m_chance) < rate; }
+
+    int random(int below)
+    {
+        return static_cast<int>(m_chance() % static_cast<unsigned int>(below));
+    }
+
+    static bool isWrite(const char *line)
+    {
+        return std::memcmp(line, "WRS ", 4) == 0 || std::memcmp(line, "ST ", 3) == 0 ||
+               std::memcmp(line, "RS ", 3) == 0;
+    }
+
+    Pieces damaged(const QByteArray &reply)
+    {
+        const WireFault &fault = WIRE_FAULTS[random(WIRE_FAULT_COUNT)];
+        if (reply.isEmpty() || !happens(FAULT_RATE) ||
+            (fault.forges && random(100) >= FORGED_SHARE))
+            return arriving(reply);
+        const Variants variants = fault.variants(reply);
+        if (variants.isEmpty())
+            return arriving(reply);
+        ++counts[fault.name];
+        m_unseen = fault.forges ? fault.name : m_unseen;
+        return variants.at(random(variants.size()));
+    }
+
+    std::mt19937 m_chance;
+    const char *m_unseen;
+};
+
+// The channel on such a wire.
+class WireChannel : public DeviceChannel
+{
+public:
+    WireChannel(FaultyWire &wire, int delayMs, bool rests)
+        : DeviceChannel(wire, DriverSetting(TIMEOUT_MS, 2, VirtualWire::STATION, 0)), m_wire(wire),
+          m_delayMs(delayMs), m_rests(rests)
+    {}
+
+    // Without rest: what a runtime does that throws away only what has arrived.
+    int control(int code, const QVariant &value) override
+    {
+        char bytes[256];
+        if (m_rests)
+            return DeviceChannel::control(code, value);
+        while (m_wire.read(bytes, sizeof bytes) > 0) {
+        }
+        return 1;
+    }
+
+    unsigned long getDelay() override
+    {
+        m_wire.pass(m_delayMs);
+        return 0;
+    }
+
+private:
+    FaultyWire &m_wire;
+    const int m_delayMs;
+    const bool m_rests;
 };
 
 class Soak
@@ -336,29 +433,11 @@ bool soakInMemory(const char *road, int requests, quint32 seed, int delayMs, boo
                   bool limited)
 {
     PlcMemory memory;
-    FaultPlan plan(seed);
-    foreach (const QString &option, faultOptions(WireChannel::TIMEOUT_MS)) {
-        QByteArray error;
-        if (!plan.addOption(option.toLatin1(), &error)) {
-            std::fprintf(stderr, "soak: %s\n", error.constData());
-            return false;
-        }
-    }
-    FaultyWire wire(memory, plan, WIRE_FAULTS, seed);
-    WireChannel channel(&wire, delayMs, rests);
+    FaultyWire wire(memory, seed);
+    WireChannel channel(wire, delayMs, rests);
     Soak soak(channel, seed, limited, &wire, &memory);
     Counts counts = run(&soak, requests);
-    for (int kind = 0; kind < FAULT_KINDS; ++kind) {
-        const FaultKind fault = static_cast<FaultKind>(kind);
-        if (fault != FAULT_SILENCE && fault != FAULT_CLOSE_CONNECTION)
-            counts.faults[faultName(fault)] = static_cast<qint64>(wire.engine().count(fault));
-    }
-    counts.faults["line lost"] = wire.counts().lost;
-    counts.faults["parity error"] = wire.counts().parity;
-    counts.faults["item dropped"] = wire.counts().dropped;
-    counts.faults["half a reply"] = wire.counts().half;
-    counts.faults["another PLC's reply"] = wire.counts().crosstalk;
-    counts.faults["digit changed"] = wire.counts().digit;
+    counts.faults = wire.counts;
     return report(road, counts, limited);
 }
 
@@ -367,7 +446,7 @@ void takeFaults(const QByteArray &text, Counts *counts)
 {
     for (const char *option : FAULTS)
         counts->faults[QByteArray(option).split(':').at(0)] = 0;
-    foreach (const QByteArray &line, text.split('\n')) {
+    for (const QByteArray &line : text.split('\n')) {
         const QList<QByteArray> words = line.split(' ');
         if (words.size() == 4 && words.at(1) == "fault")
             counts->faults[words.at(2).left(words.at(2).size() - 1)] = words.at(3).toLongLong();
@@ -381,7 +460,7 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
     QStringList arguments;
     arguments << QLatin1String("--seed") << QString::number(seed) << QLatin1String("--baud")
               << QString::number(PTY_BAUD);
-    foreach (const QString &option, faultOptions(timeoutMs))
+    for (const QString &option : faultOptions(timeoutMs))
         arguments << QLatin1String("--fault") << option;
     QProcess simulator;
     simulator.start(kvsim, arguments);
@@ -396,12 +475,12 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
     setting.parity = QSerialPort::NoParity;
     QString error;
     QStringList warnings;
-    const std::unique_ptr<QSerialPort> port = openSerialPort(setting, &error, &warnings);
+    const std::unique_ptr<Port> port = openSerialPort(setting, &error, &warnings);
     if (!port) {
         std::fprintf(stderr, "soak: %s\n", qPrintable(error));
         return false;
     }
-    DeviceChannel channel(port.get(), DriverSetting(timeoutMs, 2, 0, 0));
+    DeviceChannel channel(*port, DriverSetting(timeoutMs, 2, 0, 0));
     Soak soak(channel, seed, true);
     Counts counts = run(&soak, requests);
     simulator.terminate();
@@ -422,8 +501,9 @@ int main(int argc, char **argv)
     const int inMemory = QByteArray(argv[1]).toInt();
     const quint32 seed = QByteArray(argv[3]).toUInt();
     bool good = soakInMemory("in memory", inMemory, seed, 0, true, true);
-    good &= soakInMemory("in memory, no rest but a delay of 12 ms", inMemory / 10, seed, 12, false,
-                         true);
+    // Longer than the latest reply.
+    good &= soakInMemory("in memory, no rest but a delay of 110 ms", inMemory / 10, seed, 110,
+                         false, true);
     // What a runtime that does nothing against old replies would get.
     soakInMemory("in memory, neither rest nor delay", inMemory / 10, seed, 0, false, false);
     good &= soakOverPty(QByteArray(argv[2]).toInt(), seed, QString::fromLocal8Bit(argv[4]));
