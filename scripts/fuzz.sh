@@ -7,6 +7,7 @@ build=build/fuzz
 seconds=
 runs=
 jobs=2
+longest=96 # bytes of an input: as short as shows everything, for speed
 targets=()
 
 usage() {
@@ -16,7 +17,7 @@ usage: ./dev fuzz [--seconds N] [--runs N] [--jobs N] [TARGET...]
   --seconds N  time for each target, 30 unless --runs is given
   --runs N     executions of each target, with no limit of time unless --seconds is given
   --jobs N     targets at a time, 2 by default
-  TARGET       driver, expression, pack, settings, simulator, text, txpackage; all of them by default
+  TARGET       driver, expression, simulator, tools; all of them by default
 TEXT
 }
 
@@ -47,21 +48,12 @@ if [ ${#targets[@]} -eq 0 ]; then
     done
 fi
 
-# The longest input in bytes: as short as shows everything, for speed.
-longest() {
-    case $1 in
-    text) echo 48 ;;
-    driver | expression | pack | simulator) echo 64 ;;
-    *) echo 256 ;;
-    esac
-}
-
 # One target: its corpus is a copy, so that nothing is ever written into the sources.
 run_target() {
     local target=$1 log=$build/$1.log corpus status=0
     corpus=$(mktemp -d "$build/corpus-$target-XXXXXX")
     cp "fuzz/corpus/$target"/* "$corpus"
-    local options=("-max_len=$(longest "$target")" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1
+    local options=("-max_len=$longest" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1
         "-artifact_prefix=$build/$target-")
     [ -z "$seconds" ] || options+=("-max_total_time=$seconds")
     [ -z "$runs" ] || options+=("-runs=$runs")
@@ -96,8 +88,8 @@ report() {
 # Allocation stacks cost half of the speed; running the crashing input alone shows them. Two frames stay, since
 # a leak is not seen with fewer.
 export ASAN_OPTIONS=malloc_context_size=2:quarantine_size_mb=8${ASAN_OPTIONS:+:$ASAN_OPTIONS}
-export build seconds runs
-export -f run_target report longest
+export build seconds runs longest
+export -f run_target report
 mkdir -p "$build"
 printf '%s\n' "${targets[@]}" |
     xargs -P "$jobs" -I '{}' bash -c 'set -uo pipefail; run_target "$1" || exit 1' run '{}'
