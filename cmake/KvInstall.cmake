@@ -13,7 +13,7 @@ if(KV_QT EQUAL 5)
   install(FILES man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
   install(FILES man/kvsim-faults.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT programs)
   foreach(program kvlink kvsim)
-    install(FILES completion/kvlink.bash RENAME ${program} COMPONENT programs
+    install(FILES ${PROJECT_BINARY_DIR}/completion/kvlink.bash RENAME ${program} COMPONENT programs
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     )
   endforeach()
@@ -26,6 +26,8 @@ install(TARGETS tools drivers EXPORT KvHostLinkTargets
 )
 install(DIRECTORY tools drivers DESTINATION ${KV_INSTALL_INCLUDE}
   FILES_MATCHING PATTERN "*.h"
+  PATTERN "kv_l20v_exchange.h" EXCLUDE
+  PATTERN "kv_l20v_limits.h" EXCLUDE
   PATTERN "kv_l20v_lines.h" EXCLUDE
   PATTERN "kv_l20v_replies.h" EXCLUDE
 )

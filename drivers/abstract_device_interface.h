@@ -11,6 +11,11 @@ class QVariant;
 class AbstractDeviceInterface
 {
 public:
+    /// The codes of `control` that drivers use.
+    enum ControlCode {
+        DiscardInput = 12 ///< throw away input that has not been read yet; takes the integer 0
+    };
+
     virtual ~AbstractDeviceInterface() {}
 
     /// Receives up to @p maxLength bytes into @p buffer.
@@ -22,9 +27,8 @@ public:
     /// @return how many bytes were taken, or less than 0 when the channel is broken
     virtual int write(const char *buffer, int length) = 0;
 
-    /// A command to the channel itself. Code 12 with the integer 0 throws away input that has not
-    /// been read yet; drivers issue it before they ask a question whose answer they are about to
-    /// read.
+    /// A command to the channel itself. Drivers issue `DiscardInput` before they ask a question whose
+    /// answer they are about to read.
     /// @return 1 when the channel knows the code, else 0
     virtual int control(int code, const QVariant &value) = 0;
 

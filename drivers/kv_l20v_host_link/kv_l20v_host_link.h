@@ -4,6 +4,7 @@
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_HOST_LINK_H
 
 #include "drivers/driver_interface.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_request_lines.h"
 #include "tools/qt_compat.h"
 
@@ -15,8 +16,8 @@
 #include <map>
 #include <vector>
 
-/// Every request is one bracketed exchange: the open line, one data line, the close line, each with
-/// its reply. Failures are reported by result and `hasError` / `getLastError`; nothing is logged
+/// Every request is three exchanges, a line and its reply each: the open line, one data line, the
+/// close line. Failures are reported by result and `hasError` / `getLastError`. Nothing is logged,
 /// and nothing is kept between calls but the error state and the lines of the latest reads.
 class DriverKV_L20V_HostLink : public QObject, public DriverInterface
 {
@@ -62,26 +63,16 @@ public:
 private:
     typedef std::map<QByteArray, QByteArray, ci_less> DeviceTable;
 
-    enum LineKind { ReadLine, WriteLine };
+    enum Acceptance { AnyReply, OkReply };
 
-    enum WriteReply { AnyReply, OkReply };
-
-    // What the reply to a read must look like, the error text for one that does not, and what is
-    // wanted of it: how many items, into how many bytes.
+    // What the reply to a read must look like, what decodes it, and the error text for one that
+    // looks otherwise.
     struct ReplyForm {
-        const QRegExp *pattern;
-        bool (*decode)(const char *rsp, int length, int count, char *out);
+        QRegExp DriverKV_L20V_HostLink::*pattern;
+        int (*decode)(const char *rsp, int length, int count, char *out);
         const char *wrongForm;
-        int count;
-        int bytes;
     };
-
-    // A word device's address, taken apart for a line.
-    struct WordDevice {
-        const char *prefix;
-        unsigned int number;
-        const char *format;
-    };
+    static const ReplyForm REPLY_FORMS[]; // by KV_L20V_Form
 
     void beginAttempt(AbstractDeviceInterface *device);
     bool tryAgain(AbstractDeviceInterface *device, int attempt);
@@ -89,36 +80,19 @@ private:
     int writeOnce(AbstractDeviceInterface *device, const CommunicatorCommand &command,
                   const QByteArray &data);
 
-    // The session. Each result is 1, or 0 with the error recorded.
-    int startComm(AbstractDeviceInterface *device);
-    int endComm(AbstractDeviceInterface *device);
-    bool sessionStep(AbstractDeviceInterface *device, const char *line, int length, char *reply);
-    bool failed(const QString &text);
-
-    // One bracketed exchange, from its open line on.
-    bool ask(AbstractDeviceInterface *device, LineKind kind, const char *line, int length);
-    QByteArray readItems(AbstractDeviceInterface *device, const char *line, int length,
-                         const ReplyForm &form);
-    bool writeItems(AbstractDeviceInterface *device, const char *line, int length,
-                    WriteReply reply);
-
-    // The reply of a data line, received into the cleared response buffer.
-    void resetRsp();
-    int readRspUntilLF(AbstractDeviceInterface *device);
-    int rspLen() const { return m_rspLen; }
-    bool failedByErrorReply(const char *reply, int received);
-    bool decodeRsp(const ReplyForm &form, char *out);
-
     // Reads. Each result is the data, or empty with the error recorded.
     QByteArray readBytes(AbstractDeviceInterface *device, const QString &addressText,
                          int byteLength);
-    QByteArray readHexWords(AbstractDeviceInterface *device, const char *line, int length,
-                            unsigned int words, int byteLength);
-    QByteArray readUInt32s(AbstractDeviceInterface *device, const QByteArray &address,
-                           int byteLength);
+    QByteArray readUInt32s(AbstractDeviceInterface *device, const KV_L20V_Device &row,
+                           const QString &addressText, int byteLength);
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
-    QByteArray continuousRead(AbstractDeviceInterface *device, const char *address,
-                              const ReplyForm &form);
+    QByteArray continuousRead(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
+                              int bytes);
+    int sendReadHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address, uint words);
+    QByteArray receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
+                            int bytes);
+    int hexWordsRspToByteArray(QByteArray &words);
+    int decodeRsp(KV_L20V_Form form, int count, char *out);
 
     // Writes. Each result is 1, or 0 with the error recorded.
     int writeBytes(AbstractDeviceInterface *device, const CommunicatorCommand &command,
@@ -128,19 +102,34 @@ private:
     int writeBits(AbstractDeviceInterface *device, const QByteArray &address,
                   const QByteArray &data);
     int writeBit(AbstractDeviceInterface *device, const QByteArray &prefix, int number, bool value);
-
-    // Lines into the command buffer. Each result is the length, or 0 with the error recorded.
-    int packReadHexWordsCmd(const QByteArray &address, unsigned int words);
-    int packWriteHexWordsCmd(const QByteArray &address, const QByteArray &data);
-
-    const QByteArray &takeAddress(const QString &address);
+    int packWriteHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address,
+                             const QByteArray &words);
+    bool writeLine(AbstractDeviceInterface *device, int length, Acceptance wanted);
 
     // What is refused before anything is sent. Each result is true, or false with the error
     // recorded.
-    bool parseWordAddress(const QByteArray &address, WordDevice &word);
+    bool checkWordAddress(const KV_L20V_Device &row, const QByteArray &address);
     bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
     bool checkWriteLine(int length, int dataBytes);
+    bool failed(const QString &text);
+
+    const QByteArray &takeAddress(const QString &address);
+    void dropPresetLetter(const KV_L20V_Device &row);
+    const char *numberFormat(const QByteArray &address, unsigned int &number);
+
+    // Exchanges. Each result is 1 or true, or 0 or false with the error recorded.
+    int startComm(AbstractDeviceInterface *device);
+    int endComm(AbstractDeviceInterface *device);
+    bool bracket(AbstractDeviceInterface *device, const char *line, int length, char *reply);
+    bool receiveRsp(AbstractDeviceInterface *device);
+    bool receiveAcceptance(AbstractDeviceInterface *device, Acceptance wanted);
+    bool failedByErrorReply(const char *reply, int received);
+
+    // The reply of a data line, in the response buffer.
+    void resetRsp();
+    int readRspUntilLF(AbstractDeviceInterface *device);
+    int rspLen() const { return m_rspLen; }
 
     bool m_hasError;
     bool m_debugMode;

@@ -1,5 +1,6 @@
 #include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
 
+#include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
 #include "tools/tools.h"
 
 #include <cstring>
@@ -112,52 +113,6 @@ private:
     bool m_fits;
 };
 
-// How many characters a device prefix has, and how its number is written.
-struct PrefixForm {
-    int length; // 0: no known device
-    bool hexadecimal;
-};
-
-PrefixForm prefixForm(char c0, char c1)
-{
-    const PrefixForm none = {0, false};
-    const PrefixForm one = {1, false};
-    const PrefixForm two = {2, false};
-    const PrefixForm three = {3, false};
-    const PrefixForm four = {4, false};
-    const PrefixForm oneHex = {1, true};
-    const PrefixForm twoHex = {2, true};
-    switch (c0) {
-    case 'A':
-    case 'T':
-    case 'Z':
-        return isDigit(c1) ? one : two;
-    case 'B':
-    case 'W':
-        return oneHex;
-    case 'C':
-        if (c1 == 'T')
-            return three;
-        return isDigit(c1) ? one : two;
-    case 'D':
-    case 'E':
-    case 'F':
-    case 'L':
-    case 'M':
-        return two;
-    case 'P':
-        return four;
-    case 'R':
-        return one;
-    case 'V':
-        if (c1 == 'M')
-            return two;
-        return c1 == 'B' ? twoHex : none;
-    default:
-        return none;
-    }
-}
-
 // One to nine digits, as nearly every number has, without a look at blanks, signs and limits.
 // @return whether the text is that
 bool parseShortDecimal(const char *text, int length, unsigned int *number)
@@ -178,93 +133,31 @@ bool parseShortDecimal(const char *text, int length, unsigned int *number)
 
 int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned int &number)
 {
-    const char c0 = upperAt(address, 0);
-    const char c1 = upperAt(address, 1);
-    const PrefixForm form = prefixForm(c0, c1);
-    if (form.length == 0) {
-        prefix.append(c0);
+    const KV_L20V_Device &device = KV_L20V_DeviceOf(address);
+    const int letters = static_cast<int>(std::strlen(device.prefix));
+    if (letters == 0) {
+        prefix.append(upperAt(address, 0));
         return 0;
     }
-    const int length = qMin(form.length, address.size());
-    char letters[4] = {c0, c1, '\0', '\0'};
-    for (int i = form.length == 4 ? 1 : 2; i < length; ++i)
-        letters[i] = address.at(i);
-    prefix.append(letters, form.length > 2 ? length : form.length);
+    const int length = qMin(letters, address.size());
+    // Of the four letters of PCTC the first one alone is put into upper case.
+    char name[4] = {upperAt(address, 0), upperAt(address, 1), '\0', '\0'};
+    for (int i = letters == 4 ? 1 : 2; i < length; ++i)
+        name[i] = address.at(i);
+    prefix.append(name, letters > 2 ? length : letters);
     const char *const text = address.constData() + length;
     const int textLength = address.size() - length;
-    if (!form.hexadecimal && parseShortDecimal(text, textLength, &number))
+    const bool decimal = device.number.base == 10;
+    if (decimal && parseShortDecimal(text, textLength, &number))
         return 1;
     bool converted = false;
-    number = NumberTextToUInt(text, textLength, form.hexadecimal ? 16 : 10, &converted);
-    return converted || !form.hexadecimal ? 1 : 0;
+    number = NumberTextToUInt(text, textLength, device.number.base, &converted);
+    return converted || decimal ? 1 : 0;
 }
 
 bool KV_L20V_HexWordDataFormat(const QByteArray &address)
 {
-    const char second = upperAt(address, 1);
-    switch (upperAt(address, 0)) {
-    case 'B':
-    case 'R':
-    case 'W':
-    case 'Z':
-        return true;
-    case 'C':
-        return second == 'R' || second == 'M';
-    case 'D':
-    case 'E':
-    case 'F':
-    case 'T':
-        return second == 'M';
-    case 'L':
-    case 'M':
-        return second == 'R';
-    case 'V':
-        return second == 'B' || second == 'M';
-    default:
-        return false;
-    }
-}
-
-bool KV_L20V_Dec10DataFormat(const QByteArray &address)
-{
-    const char first = upperAt(address, 0);
-    const char second = upperAt(address, 1);
-    return first == 'A' || ((first == 'C' || first == 'T') && (second == 'C' || second == 'S'));
-}
-
-bool KV_L20V_TimerCounterBits(const QByteArray &address)
-{
-    const char first = upperAt(address, 0);
-    if (first != 'C' && first != 'T')
-        return false;
-    const bool numbered = address.size() > 1 && isDigit(address.at(1));
-    return numbered || (first == 'C' && qstrncmp(address.constData() + 1, "TC", 2) == 0);
-}
-
-bool KV_L20V_BitRunDevice(const QByteArray &address)
-{
-    if (address.isEmpty())
-        return false;
-    const char second = address.size() > 1 ? address.at(1) : '\0';
-    switch (address.at(0)) {
-    case 'B':
-    case 'L':
-    case 'M':
-    case 'R':
-        return true;
-    case 'V':
-        return second == 'B';
-    case 'C':
-        return second == 'R';
-    default:
-        return false;
-    }
-}
-
-bool KV_L20V_HasSetResetLine(const QByteArray &prefix)
-{
-    const char first = upperAt(prefix, 0);
-    return first == 'C' || first == 'T';
+    return KV_L20V_DeviceOf(address).forms.read == KV_L20V_HexWords;
 }
 
 int KV_L20V_HostLinkPackRDSWordsCmd(char *dst, int size, const char *prefix, unsigned int number,
@@ -340,15 +233,12 @@ int KV_L20V_HostLinkPackWriteBitsCmd(char *dst, int size, const char *address,
     return line.end();
 }
 
-int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const QByteArray &prefix, int number,
+int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const char *name, int digits, int number,
                                     bool value)
 {
-    const bool ctc =
-        upperAt(prefix, 0) == 'C' && upperAt(prefix, 1) == 'T' && upperAt(prefix, 2) == 'C';
-    const char letter[] = {upperAt(prefix, 0), '\0'};
     LineWriter line(dst, size);
     line.text(value ? "ST " : "RS ");
-    line.text(ctc ? "CTC" : letter);
-    line.decimal(static_cast<unsigned int>(number), ctc ? 1 : 4);
+    line.text(name);
+    line.decimal(static_cast<unsigned int>(number), digits);
     return line.end();
 }

@@ -1,4 +1,4 @@
-/// Host Link command lines: address parsing, the choice of a device's form, and line builders.
+/// Host Link command lines: the parts of an address, and line builders.
 ///
 /// Everything here knows bytes only. Lines are ASCII, fields are separated by one blank, and a line
 /// ends in CR LF. Every builder writes into a buffer of a given size, never beyond it, ends the
@@ -10,28 +10,13 @@
 #include <QtCore/QByteArray>
 
 /// Splits an address text into the device prefix (appended to @p prefix) and the device number.
-/// The number is decimal, but hexadecimal for B, W and VB; a decimal number that does not convert
-/// counts as 0.
+/// The number is in the base of the device; a decimal one that does not convert counts as 0.
 /// @return 1, or 0 when the text does not begin with a known device letter or a hexadecimal number
 ///         does not convert
 int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned int &number);
 
 /// Whether an address names a device that is read and written in hexadecimal words.
 bool KV_L20V_HexWordDataFormat(const QByteArray &address);
-
-/// Whether a device outside the hexadecimal ones is read as single ten-digit values (TC, TS, CC, CS
-/// and everything that begins with A) rather than as timer and counter items.
-bool KV_L20V_Dec10DataFormat(const QByteArray &address);
-
-/// Whether a bit read of an address is answered with timer and counter items.
-bool KV_L20V_TimerCounterBits(const QByteArray &address);
-
-/// Whether the bits of a device are written as a run in one line, rather than one by one. Letter
-/// case counts.
-bool KV_L20V_BitRunDevice(const QByteArray &address);
-
-/// Whether the set and reset lines exist for a device prefix.
-bool KV_L20V_HasSetResetLine(const QByteArray &prefix);
 
 /// "RDS" of @p words hexadecimal words; @p format is the device number's in the device table.
 int KV_L20V_HostLinkPackRDSWordsCmd(char *dst, int size, const char *prefix, unsigned int number,
@@ -54,9 +39,11 @@ int KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(char *dst, int size, const cha
 int KV_L20V_HostLinkPackWriteBitsCmd(char *dst, int size, const char *address,
                                      const QByteArray &bits);
 
-/// "ST" or "RS" of one timer, counter or CTC contact.
-/// Requires: the prefix has such a line, @p number >= 0.
-int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const QByteArray &prefix, int number,
+/// "ST" or "RS" of one contact.
+/// @param name   the contact's, such as CTC
+/// @param digits of its number, at least so many
+/// Requires: @p number >= 0.
+int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const char *name, int digits, int number,
                                     bool value);
 
 #endif

@@ -1,6 +1,8 @@
 #include "drivers/kv_l20v_host_link/kv_l20v_replies.h"
 
-#include <QtCore/QtGlobal>
+#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
+
+#include <QtCore/QByteArray>
 
 namespace
 {
@@ -37,7 +39,7 @@ quint32 hexValue(char c)
 }
 
 // Ten digits as a number. @return whether they are digits
-bool parseDec10(const char *digits, quint32 *value)
+bool parseNumber(const char *digits, quint32 *value)
 {
     bool good = true;
     quint64 number = 0;
@@ -53,7 +55,7 @@ bool parseDec10(const char *digits, quint32 *value)
 // The kinds of items: their length, and their value. `parse` tells whether an item is good.
 
 struct HexWord {
-    enum { LENGTH = 4 };
+    enum { LENGTH = KV_L20V_WORD_LENGTH };
 
     static bool parse(const char *item, quint32 *value)
     {
@@ -63,14 +65,14 @@ struct HexWord {
     }
 };
 
-struct Dec10 {
-    enum { LENGTH = 10 };
+struct Number {
+    enum { LENGTH = KV_L20V_NUMBER_LENGTH };
 
-    static bool parse(const char *item, quint32 *value) { return parseDec10(item, value); }
+    static bool parse(const char *item, quint32 *value) { return parseNumber(item, value); }
 };
 
 struct BitDigit {
-    enum { LENGTH = 1 };
+    enum { LENGTH = KV_L20V_BIT_LENGTH };
 
     static bool parse(const char *item, quint32 *value)
     {
@@ -81,15 +83,15 @@ struct BitDigit {
 
 // A contact and two numbers, of which PART (0, 1, 2) is the value.
 template <int PART>
-struct TimerCounter {
-    enum { LENGTH = 23 };
+struct TimerItem {
+    enum { LENGTH = KV_L20V_TIMER_ITEM_LENGTH };
 
     static bool parse(const char *item, quint32 *value)
     {
         quint32 parts[3];
         const bool good = BitDigit::parse(item, &parts[0]) && item[1] == ',' &&
-                          parseDec10(item + 2, &parts[1]) && item[12] == ',' &&
-                          parseDec10(item + 13, &parts[2]);
+                          parseNumber(item + 2, &parts[1]) && item[12] == ',' &&
+                          parseNumber(item + 13, &parts[2]);
         if (good)
             *value = parts[PART];
         return good;
@@ -117,7 +119,7 @@ void storeBit(char *out, int index, quint32 value)
 }
 
 template <class Item, void (*Store)(char *out, int index, quint32 value)>
-bool decodeItems(const char *rsp, int length, int count, char *out)
+bool decodeText(const char *rsp, int length, int count, char *out)
 {
     const int stride = Item::LENGTH + 1;
     const int items = (length - 1) / stride;
@@ -137,34 +139,47 @@ bool decodeItems(const char *rsp, int length, int count, char *out)
     }
 }
 
+// Nearly every reply is a text and nothing else. Where it is not, the zero byte that ends the text
+// makes the first look fail.
+template <class Item, void (*Store)(char *out, int index, quint32 value)>
+int decodeItems(const char *rsp, int length, int count, char *out)
+{
+    if (!decodeText<Item, Store>(rsp, length, count, out)) {
+        length = static_cast<int>(qstrnlen(rsp, static_cast<uint>(length)));
+        if (!decodeText<Item, Store>(rsp, length, count, out))
+            return -1;
+    }
+    return qMin(length / (Item::LENGTH + 1), count);
+}
+
 } // namespace
 
-bool hexWordsRspToByteArray(const char *rsp, int length, int count, char *out)
+int KV_L20V_HexWordsOf(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<HexWord, storeWord>(rsp, length, count, out);
 }
 
-bool dec10RspToByteArray(const char *rsp, int length, int count, char *out)
+int KV_L20V_NumbersOf(const char *rsp, int length, int count, char *out)
 {
-    return decodeItems<Dec10, storeUInt32>(rsp, length, count, out);
+    return decodeItems<Number, storeUInt32>(rsp, length, count, out);
 }
 
-bool timerCounterFirstRspToByteArray(const char *rsp, int length, int count, char *out)
+int KV_L20V_CurrentsOf(const char *rsp, int length, int count, char *out)
 {
-    return decodeItems<TimerCounter<1>, storeUInt32>(rsp, length, count, out);
+    return decodeItems<TimerItem<1>, storeUInt32>(rsp, length, count, out);
 }
 
-bool timerCounterSecondRspToByteArray(const char *rsp, int length, int count, char *out)
+int KV_L20V_PresetsOf(const char *rsp, int length, int count, char *out)
 {
-    return decodeItems<TimerCounter<2>, storeUInt32>(rsp, length, count, out);
+    return decodeItems<TimerItem<2>, storeUInt32>(rsp, length, count, out);
 }
 
-bool bitsRspToBits(const char *rsp, int length, int count, char *out)
+int KV_L20V_BitsOf(const char *rsp, int length, int count, char *out)
 {
     return decodeItems<BitDigit, storeBit>(rsp, length, count, out);
 }
 
-bool timerCounterRspToBits(const char *rsp, int length, int count, char *out)
+int KV_L20V_ContactsOf(const char *rsp, int length, int count, char *out)
 {
-    return decodeItems<TimerCounter<0>, storeBit>(rsp, length, count, out);
+    return decodeItems<TimerItem<0>, storeBit>(rsp, length, count, out);
 }

@@ -1,0 +1,150 @@
+// One line and its reply: the open and close lines, and the reply of a data line.
+#include "drivers/kv_l20v_host_link/kv_l20v_exchange.h"
+
+#include "drivers/abstract_device_interface.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
+
+#include <QtCore/QVariant>
+
+#include <cstring>
+
+namespace
+{
+
+// Of the open and close lines and of their replies.
+const int BUFFER_SIZE = 8;
+const int OPEN_LENGTH = 7;
+const int CLOSE_LENGTH = 4;
+
+// The two digits of the open line.
+const int MAX_STATION = 99;
+
+const QVariant DISCARD_ALL(0); // one for all calls, of which every request makes three
+
+const char NO_RESPONSE[] = "PLC no response";
+const char ERROR_RESPONSE[] = "Response During an Error:";
+const char INVALID_RESPONSE[] = "invalid response";
+
+// Puts a station number of 0 to 99 in the place of an open line's two digits.
+void setStation(char *line, int station)
+{
+    line[3] = static_cast<char>('0' + station / 10);
+    line[4] = static_cast<char>('0' + station % 10);
+}
+
+// Receives until a chunk ends in LF, the buffer is full or nothing more comes. Waiting is the
+// channel's business.
+int KV_L20V_ReadUntilLF(AbstractDeviceInterface *device, char *buffer, int size)
+{
+    int received = 0;
+    do {
+        const int room = size - received;
+        const int count = device->read(buffer + received, room);
+        if (count <= 0)
+            break;
+        received += qMin(count, room);
+    } while (received < size && buffer[received - 1] != '\n');
+    return received;
+}
+
+} // namespace
+
+void KV_L20V_DiscardInput(AbstractDeviceInterface *device)
+{
+    device->control(AbstractDeviceInterface::DiscardInput, DISCARD_ALL);
+}
+
+int KV_L20V_SendReadLine(AbstractDeviceInterface *device, const char *line, int length)
+{
+    KV_L20V_DiscardInput(device);
+    return device->write(line, length);
+}
+
+QString KV_L20V_TextOf(const char *reply, int length)
+{
+    return QString::fromLatin1(reply, static_cast<int>(qstrnlen(reply, static_cast<uint>(length))));
+}
+
+int DriverKV_L20V_HostLink::startComm(AbstractDeviceInterface *device)
+{
+    const int station = device->getStationId();
+    if (station < 0 || station > MAX_STATION)
+        return failed(QString::fromLatin1("station number %1 is not in 0 to %2")
+                          .arg(QString::number(station), QString::number(MAX_STATION)));
+    char line[BUFFER_SIZE] = "CR 00\r\n";
+    setStation(line, station);
+    char reply[BUFFER_SIZE] = {};
+    if (!bracket(device, line, OPEN_LENGTH, reply))
+        return 0;
+    line[1] = 'C'; // the reply says CC and the same station
+    return std::memcmp(reply, line, OPEN_LENGTH) == 0 || failed(QLatin1String(INVALID_RESPONSE));
+}
+
+int DriverKV_L20V_HostLink::endComm(AbstractDeviceInterface *device)
+{
+    char reply[BUFFER_SIZE] = {};
+    if (!bracket(device, "CQ\r\n", CLOSE_LENGTH, reply))
+        return 0;
+    return std::memcmp(reply, "CF\r\n", CLOSE_LENGTH) == 0 ||
+           failed(QLatin1String(INVALID_RESPONSE));
+}
+
+// Makes the exchange of an open or close line, into a reply buffer of BUFFER_SIZE. The form of a
+// reply that is no refusal is still to be looked at.
+bool DriverKV_L20V_HostLink::bracket(AbstractDeviceInterface *device, const char *line, int length,
+                                     char *reply)
+{
+    KV_L20V_DiscardInput(device);
+    device->write(line, length);
+    const int received = KV_L20V_ReadUntilLF(device, reply, BUFFER_SIZE);
+    if (received < 1)
+        return failed(QLatin1String(NO_RESPONSE));
+    return reply[0] != 'E' || !failedByErrorReply(reply, received);
+}
+
+void DriverKV_L20V_HostLink::resetRsp()
+{
+    if (m_rspLen > 0)
+        std::memset(&m_rspBuf[0], 0, static_cast<size_t>(m_rspLen));
+    m_rspLen = 0;
+}
+
+int DriverKV_L20V_HostLink::readRspUntilLF(AbstractDeviceInterface *device)
+{
+    m_rspLen = KV_L20V_ReadUntilLF(device, &m_rspBuf[0], static_cast<int>(m_rspBuf.size()));
+    return m_rspLen;
+}
+
+// Records the failure when a reply is a refusal. The pattern defines it; the callers leave out
+// replies that do not begin with E and cannot match.
+bool DriverKV_L20V_HostLink::failedByErrorReply(const char *reply, int received)
+{
+    const QString text = KV_L20V_TextOf(reply, received);
+    if (!m_errorRsp.exactMatch(text))
+        return false;
+    setCommError(QLatin1String(ERROR_RESPONSE) + text);
+    return true;
+}
+
+// Receives the reply of a data line into the response buffer. A refusal shows a PLC that is still in
+// step, so it gets the close line; after silence nothing more is sent.
+bool DriverKV_L20V_HostLink::receiveRsp(AbstractDeviceInterface *device)
+{
+    resetRsp();
+    if (readRspUntilLF(device) < 1)
+        return failed(QLatin1String(NO_RESPONSE));
+    if (m_rspBuf[0] != 'E' || !failedByErrorReply(&m_rspBuf[0], rspLen()))
+        return true;
+    endComm(device);
+    return false;
+}
+
+// Takes a write's reply. Words are taken as accepted by any reply that is no refusal.
+bool DriverKV_L20V_HostLink::receiveAcceptance(AbstractDeviceInterface *device, Acceptance wanted)
+{
+    if (!receiveRsp(device))
+        return false;
+    if (wanted == OkReply && (rspLen() < 4 || std::memcmp(&m_rspBuf[0], "OK\r\n", 4) != 0))
+        return failed(QLatin1String(INVALID_RESPONSE));
+    return endComm(device) == 1;
+}
