@@ -1,0 +1,339 @@
+#!/usr/bin/env python3
+"""Measures what has been built in build/bench and prints one table; called by ./dev bench."""
+import argparse
+import concurrent.futures
+import contextlib
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+import time
+from typing import NamedTuple, Optional
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build/bench"
+LOADS = BUILD / "bench"
+KVLINK = BUILD / "bin/kvlink"
+KVSIM = BUILD / "bin/kvsim"
+PLUGIN = BUILD / "lib/kv-hostlink/drivers/libkv_l20v_host_link.so"
+BASELINE = ROOT / "bench/baseline.tsv"
+
+# Kinds of requests and how many items each carries.
+DRIVER_REQUESTS = {"bits": (1, 10, 100, 307), "timers": (1, 10, 64), "words": (1, 10, 100, 125, 307),
+                   "write": (1, 10, 100, 306), "writebits": (1, 10, 100, 307)}
+SERIAL_REQUESTS = {"words": (1, 10, 100, 125, 307), "write": (1, 100, 306), "bits": (1, 307),
+                   "writebits": (1, 307), "timers": (1, 64)}
+REGISTERS = (1, 10, 100, 125)
+
+# The words of a screen: close together, and far apart.
+CLOSE_WORDS = (0, 1, 2, 4, 5, 7, 8, 9, 11, 12, 14, 16, 17, 19, 20, 22, 24, 26, 27)
+FAR_WORDS = (0, 1, 2, 5, 10, 11, 14, 20, 25, 28, 40, 41, 50, 52, 55, 60, 61, 70, 75)
+
+
+class Row(NamedTuple):
+    """A line of the result."""
+    group: str
+    what: str
+    unit: str
+    ours: float
+    peer: Optional[str] = None
+    theirs: Optional[float] = None
+    aim: Optional[str] = None  # "ratio" or "ours", a relation and a number
+
+    @property
+    def ratio(self):
+        return round(self.ours / self.theirs, 3) if self.theirs else None
+
+    @property
+    def met(self):
+        if not self.aim:
+            return None
+        subject, relation, limit = self.aim.split()
+        value = self.ratio if subject == "ratio" else self.ours
+        return value < float(limit) if relation == "<" else value <= float(limit)
+
+
+class Failure(Exception):
+    """A program that measures, or the other end of a wire, has failed."""
+
+
+def say(text):
+    print("==", text, file=sys.stderr, flush=True)
+
+
+children = set()
+
+
+def start(*command, **options):
+    child = subprocess.Popen([str(part) for part in command], text=True, **options)
+    children.add(child)
+    return child
+
+
+def end(child):
+    """Ends a process by its id."""
+    child.terminate()
+    child.wait()
+    children.discard(child)
+
+
+def run(*command, stderr=None):
+    """Runs a program to its end. Returns what it printed, stderr instead of stdout when asked."""
+    child = start(*command, stdout=subprocess.PIPE, stderr=stderr)
+    texts = child.communicate()
+    children.discard(child)
+    if child.returncode != 0:
+        raise Failure(f"{command[0]}: exit status {child.returncode}\n{texts[1] or ''}")
+    return texts[1] if stderr else texts[0]
+
+
+@contextlib.contextmanager
+def peer(*command):
+    """The other end of a wire, in a process of its own. Gives the place where it is reached."""
+    child = start(*command, stdout=subprocess.PIPE)
+    try:
+        words = child.stdout.readline().split()
+        if len(words) != 2:
+            raise Failure(f"{command[0]}: not ready")
+        say(f"peer {command[0].name} on a {words[0]}: {words[1]}")
+        yield words[1]
+    finally:
+        end(child)
+
+
+def field(text, key, index):
+    """A number of the line that holds a word."""
+    for line in text.splitlines():
+        if key in line.split():
+            return int(line.split()[index].replace(",", ""))
+    raise Failure(f"no line with {key} in:\n{text}")
+
+
+def instructions(*command):
+    """What one run executes in user space."""
+    log = run("valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", *command,
+              stderr=subprocess.PIPE)
+    return field(log, "Collected", -1)
+
+
+def system_calls(*command):
+    """Of one run; the other end of the wire is a process of its own."""
+    return field(run("strace", "-c", "-f", *command, stderr=subprocess.PIPE), "total", 3)
+
+
+def per_request(count, *command):
+    """The same for one request. The two runs differ in nothing but their number of requests, which
+    is the last argument, so that the start of the program cancels out."""
+    return (count(*command, 300) - count(*command, 100)) / 200
+
+
+def driver_counts():
+    """Instructions of the driver alone: a dictionary by kind and items."""
+    rows = [(kind, items) for kind, counts in DRIVER_REQUESTS.items() for items in counts]
+    pool = concurrent.futures.ThreadPoolExecutor(os.cpu_count())
+    try:
+        counts = pool.map(lambda row: int(per_request(instructions, LOADS / "driver_load", *row)), rows)
+        return dict(zip(rows, counts))
+    finally:
+        pool.shutdown(wait=False, cancel_futures=True)
+
+
+def check():
+    baseline = {}
+    for line in BASELINE.read_text().splitlines():
+        if not line.startswith("#"):
+            kind, items, count = line.split("\t")
+            baseline[kind, int(items)] = int(count)
+    good = True
+    counts = driver_counts()
+    print(f"{'request':<10} {'items':>6} {'baseline':>12} {'now':>12} {'change':>8}")
+    for (kind, items), now in counts.items():
+        before = baseline.pop((kind, items), 0)
+        worse = now > 1.1 * before
+        change = f"{100 * (now / before - 1):+.1f} %" if before else "unknown"
+        print(f"{kind:<10} {items:6} {before:12} {now:12} {change:>8}{'  WORSE' if worse else ''}")
+        good = good and not worse
+    for kind, items in baseline:
+        print(f"not measured: {kind}\t{items}")
+        good = False
+    sys.stdout.flush()
+    return 0 if subprocess.call([LOADS / "alloc_count"]) == 0 and good else 1
+
+
+def update():
+    lines = ["# Instructions of the driver alone for one request: kind, items, count."
+             " Written by ./dev bench --update."]
+    lines += [f"{kind}\t{items}\t{count}" for (kind, items), count in driver_counts().items()]
+    BASELINE.write_text("\n".join(lines) + "\n")
+    print("\n".join(lines))
+    return 0
+
+
+def count_peers():
+    """Instructions of libmodbus and of Qt SerialBus, by registers."""
+    with peer(LOADS / "modbus_peer") as place:
+        return [{registers: int(per_request(instructions, LOADS / program, place, registers))
+                 for registers in REGISTERS}
+                for program in ("modbus_load", "serialbus_load")]
+
+
+def driver_rows(libmodbus):
+    counts = driver_counts()
+    for (kind, items), count in counts.items():
+        theirs = libmodbus.get(items) if kind == "words" else None
+        yield Row("driver alone", f"{kind}, {items}", "instructions", count,
+                  "libmodbus" if theirs else None, theirs,
+                  "ratio < 1" if theirs and items <= 10 else None)
+    yield Row("driver alone", "one more word", "instructions",
+              round((counts["words", 307] - counts["words", 1]) / 306, 2), "libmodbus",
+              round((libmodbus[125] - libmodbus[1]) / 124, 2), "ours <= 60")
+
+
+def serial_rows(serialbus):
+    with peer(KVSIM, "--pty") as place:
+        for kind, counts in SERIAL_REQUESTS.items():
+            for items in counts:
+                count = int(per_request(instructions, LOADS / "serial_load", place, kind, items))
+                theirs = serialbus.get(items) if kind == "words" else None
+                yield Row("serial port", f"{kind}, {items}", "instructions", count,
+                          "Qt SerialBus" if theirs else None, theirs,
+                          "ratio < 0.25" if theirs else None)
+
+
+def calls_row(what, *command):
+    return Row("system calls", what, "calls per request", per_request(system_calls, *command))
+
+
+def call_rows():
+    with peer(KVSIM, "--pty") as place:
+        for kind, items in (("words", 1), ("words", 307), ("write", 1)):
+            yield calls_row(f"{kind}, {items}", LOADS / "serial_load", place, kind, items)
+    with peer(LOADS / "modbus_peer") as place:
+        yield calls_row("libmodbus, 1 register", LOADS / "modbus_load", place, 1)
+        yield calls_row("Qt SerialBus, 1 register", LOADS / "serialbus_load", place, 1)
+
+
+def allocation_rows():
+    child = start(LOADS / "alloc_count", stdout=subprocess.PIPE)
+    for line in child.communicate()[0].splitlines():
+        what, *fields = line.split("\t")
+        if what == "allocations":
+            kind, items, count, _ = fields
+            aim = {"write": "ours <= 0", "writebits": None}.get(kind, "ours <= 1")
+            yield Row("allocations", f"{kind}, {items}", "per request", float(count), aim=aim)
+        else:
+            size, heap = (int(text.split()[0]) for text in fields)
+            yield Row("memory", "a driver object", "bytes", size)
+            yield Row("memory", "its heap, itself included", "bytes", heap)
+
+
+def wire_rows():
+    for baud in (9600, 19200, 38400, 57600, 115200):
+        aim = "ours <= 1.02" if baud == 9600 else "ours <= 1.10"
+        with peer(KVSIM, "--pty", "--baud", baud) as place:
+            for words, requests in ((1, 21), (16, 21), (307, 3)):
+                share = float(run(LOADS / "wire_share", place, baud, words, requests))
+                yield Row("share of the wire", f"{words} words at {baud} baud", "time / wire time",
+                          share, aim=aim)
+
+
+def seconds(*command, runs=1):
+    """The mean time of a program, from its start to its end."""
+    before = time.monotonic()
+    for _ in range(runs):
+        run(*command)
+    return (time.monotonic() - before) / runs
+
+
+def merge_rows():
+    with peer(KVSIM, "--pty", "--baud", 9600) as place:
+        for what, words, aim in (("19 words among 28", CLOSE_WORDS, "ratio <= 0.25"),
+                                 ("19 words among 76", FAR_WORDS, None)):
+            command = [KVLINK, "--port", f"{place},9600,8n1", "read"]
+            command += [f"DM{100 + word}" for word in words]
+            yield Row("kvlink", f"{what}, 9600 baud", "s", round(seconds(*command), 3),
+                      "one by one", round(seconds(*command, "--no-merge"), 3), aim)
+
+
+def memory_rows():
+    # Code and constants are pages of the file, shared by all who load it; the rest is the process' own.
+    own = ("data", "bss", "data.rel.ro", "init_array", "fini_array", "dynamic", "got", "got.plt")
+    sections = [line.split() for line in run("size", "-A", PLUGIN).splitlines()]
+    yield Row("memory", "the plug-in's own data", "bytes",
+              sum(int(line[1]) for line in sections if line and line[0][1:] in own))
+    yield Row("memory", "the plug-in's code and constants", "bytes",
+              int(run("size", PLUGIN).splitlines()[1].split()[0]))
+
+
+def start_rows():
+    with peer(KVSIM, "--tcp", 0) as place:
+        for what, *command in (("kvlink info", KVLINK, "info"),
+                               ("kvlink read DM0 --tcp", KVLINK, "--tcp", place, "read", "DM0"),
+                               ("an empty program (true)", "true")):
+            yield Row("start", what, "ms", round(1000 * seconds(*command, runs=20), 2))
+
+
+def measure():
+    say("instructions of the peers")
+    libmodbus, serialbus = count_peers()
+    say("instructions of the driver")
+    yield from driver_rows(libmodbus)
+    say("instructions and system calls through the serial port")
+    yield from serial_rows(serialbus)
+    yield from call_rows()
+    yield from allocation_rows()
+    yield from memory_rows()
+    say("times")
+    yield from wire_rows()
+    yield from merge_rows()
+    yield from start_rows()
+
+
+def report(rows, json_file):
+    """The table on stdout, the same as JSON into a file."""
+    layout = "{:<18} {:<34} {:<18} {:>9} {:<13} {:>9} {:>7}  {}"
+    print(layout.format(*"group what unit ours peer theirs ratio aim".split()))
+    for row in rows:
+        verdict = f"{row.aim}, {'met' if row.met else 'MISSED'}" if row.aim else ""
+        print(layout.format(*row[:4], *("" if cell is None else cell for cell in
+                                        (row.peer, row.theirs, row.ratio)), verdict).rstrip())
+    print(f"{len(rows)} rows, {sum(row.met is False for row in rows)} aims missed")
+    if json_file:
+        with open(json_file, "w") as file:
+            json.dump([dict(row._asdict(), ratio=row.ratio, met=row.met) for row in rows], file, indent=2)
+            file.write("\n")
+    return 0
+
+
+def main():
+    parser = argparse.ArgumentParser(
+        prog="./dev bench", allow_abbrev=False,
+        description="Without an option: measures everything and prints a table.")
+    action = parser.add_mutually_exclusive_group()
+    action.add_argument("--check", action="store_true",
+                        help="count only the driver's instructions and allocations; fails when a count "
+                             "is more than 10 %% above bench/baseline.tsv, or when a request allocates "
+                             "more than it may")
+    action.add_argument("--update", action="store_true",
+                        help="replace bench/baseline.tsv by the counts of this build")
+    action.add_argument("--json", metavar="FILE", help="write the table into a file as well")
+    options = parser.parse_args()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
+    try:
+        if options.check:
+            return check()
+        return update() if options.update else report(list(measure()), options.json)
+    except Failure as failure:
+        print(failure, file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        return 128 + signal.SIGINT
+    finally:
+        for child in list(children):
+            end(child)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
