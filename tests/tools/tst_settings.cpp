@@ -1,10 +1,11 @@
 #include "tests/message_capture.h"
+#include "tools/drv_dev_setting.h"
 
-#include "tests/tools/settings_io.h"
-
+#include <QtCore/QDataStream>
 #include <QtCore/QTextCodec>
 #include <QtTest/QtTest>
 
+#include <climits>
 #include <cstring>
 
 namespace
@@ -25,6 +26,38 @@ const char *const TWO_ENTRIES[] = {
     "2000000002000000430080250000080000000100000002000000070000000900000001000000"
     "020000000200000031003521020000003200feff"};
 
+template <typename Setting>
+QByteArray written(const Setting &setting, QDataStream::ByteOrder order = QDataStream::BigEndian)
+{
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setByteOrder(order);
+    stream << setting;
+    return bytes;
+}
+
+/// @return the stream's status
+template <typename Setting>
+int readInto(Setting &setting, const QByteArray &bytes,
+             QDataStream::ByteOrder order = QDataStream::BigEndian)
+{
+    QDataStream stream(bytes);
+    stream.setByteOrder(order);
+    stream >> setting;
+    return stream.status();
+}
+
+/// All entries, so that a comparison shows every change.
+QString entriesOf(const DeviceSetting &device)
+{
+    QString text;
+    for (int i = 0; i < device.socketData.size(); ++i)
+        text += device.socketData.at(i).first + QLatin1Char('|') +
+                QString::number(device.socketData.at(i).second) + QLatin1Char(' ');
+    return text;
+}
+
+// Its current entry is the second.
 DeviceSetting deviceWithTwoEntries()
 {
     DeviceSetting device(RS232Device, "C", 9600, 8, 1, 2, 7, "aux");
@@ -62,11 +95,60 @@ private:
 
 } // namespace
 
-class TestSettingsStream : public QObject
+class TestSettings : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void copyKeepsItsOwnFlag()
+    {
+        DriverSetting setting(1, 2, 3, 4, "dropped", 7);
+        QVERIFY(setting.auxText.isEmpty() && !setting.auxFlag);
+        setting.copy(DriverSetting(501, 5, 6, 21, "dropped", 7, "aux", true));
+        QCOMPARE(written(setting).toHex(), B("000001f5000000050000000600000015"));
+        QVERIFY(setting.auxText == "aux" && !setting.auxFlag);
+    }
+
+    // -1 names the current entry: no index without an entry becomes it.
+    void readsAndChangesTheNamedEntryOnly()
+    {
+        const int indexes[] = {-1, 0, -2, 2, INT_MAX, INT_MIN};
+        const char *const named[] = {"2|65534", "1|8501", "|0", "|0", "|0", "|0"};
+        for (int k = 0; k < 6; ++k) {
+            DeviceSetting device = deviceWithTwoEntries();
+            for (int current : {2, -1})
+                device.setCurrentIPIndex(current);
+            const QString before = entriesOf(device);
+            const QString address = device.socketIP(indexes[k]);
+            QCOMPARE(address + '|' + QString::number(device.port(indexes[k])), QString(named[k]));
+            device.setSocketIP("new", indexes[k]);
+            device.setPort(4242, indexes[k]);
+            QCOMPARE(entriesOf(device), QString(before).replace(named[k], "new|4242"));
+        }
+    }
+
+    void replacingEntriesKeepsTheCurrentIndex()
+    {
+        DeviceSetting device = deviceWithTwoEntries();
+        device.setSocketData(QList<Texts>() << Texts("::1", "9"));
+        device.setPort(8501, -1);
+        device.setSocketIP("new", -1);
+        QCOMPARE(entriesOf(device), QString("::1|9 "));
+        QVERIFY(device.currentIPIndex == 1 && device.port(-1) == 0);
+    }
+
+    void readsPortTextsAsDecimalNumbers()
+    {
+        QList<Texts> texts;
+        for (const char *text : {"65536", "4294967297", "-1", "", "80a", "0x50", "1 0", "+ 1",
+                                 "010", "65535", " +7\t", "18446744073709551617"})
+            texts << Texts("", text);
+        texts << Texts("", QString("1") + QChar(0)) << Texts("", QString("2") + QChar(0x3000));
+        DeviceSetting device = deviceWithTwoEntries();
+        device.setSocketData(texts);
+        QCOMPARE(entriesOf(device), QString("|0 ").repeated(8) + "|10 |65535 |7 |0 |0 |2 ");
+    }
+
     void writesAndReadsInTheStreamsByteOrder()
     {
         for (int k = 0; k < 2; ++k) {
@@ -87,7 +169,7 @@ private slots:
                     .endsWith("0000000200000000ffffffff0000000000000000"));
     }
 
-    void readsACutDriverUpToItsEnd()
+    void readsCutRecordsUpToTheirEnd()
     {
         for (int length = 0; length < 16; ++length) {
             DriverSetting setting(1, 2, 3, 4);
@@ -95,10 +177,6 @@ private slots:
                      int(QDataStream::ReadPastEnd));
             QCOMPARE(written(setting).toHex(), B(DRIVER[0], length / 4 * 8).leftJustified(32, '0'));
         }
-    }
-
-    void readsACutDeviceUpToItsEnd()
-    {
         // What lengths up to the given one give. With 50 bytes the end comes right behind an entry,
         // and nothing more is asked for.
         const int lastLength[] = {41, 47, 49, 50, 55, 57, 58};
@@ -162,12 +240,9 @@ private slots:
         QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
         const QString name = QString::fromUtf8(" a\"b\\c\td\n\xC3\xA4\xCE\xA9\xE2\x82\xAC ");
         MessageCapture capture;
-        DriverSetting driver(500, 3, 0, -1, "", 0, "hidden", true);
-        void (DriverSetting::*const dumpDriver)() = &DriverSetting::dump;
-        (driver.*dumpDriver)();
+        DriverSetting(500, 3, 0, -1, "", 0, "hidden", true).dump();
         DeviceSetting device(static_cast<device_type>(0x80000070u), name, 9600, 8, 0, 2, 7, "aux");
-        void (DeviceSetting::*const dumpDevice)() = &DeviceSetting::dump;
-        (device.*dumpDevice)();
+        device.dump();
         device.setSocketData(QList<Texts>() << Texts("::1", "1") << Texts(name, "65535"));
         device.setCurrentIPIndex(1);
         device.linkID = 9;
@@ -181,5 +256,5 @@ private slots:
     }
 };
 
-QTEST_APPLESS_MAIN(TestSettingsStream)
-#include "tst_settings_stream.moc"
+QTEST_APPLESS_MAIN(TestSettings)
+#include "tst_settings.moc"
