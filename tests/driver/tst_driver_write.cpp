@@ -54,39 +54,6 @@ const struct {
     {"no bits", Bit, "T12", "", ""},
 };
 
-const struct {
-    const char *name;
-    uint kind;
-    QString address;
-    int bytes;
-    QString error;
-} REFUSED_REQUESTS[] = {
-    {"CTC words", Word, "CTC2", 2, "can't write word to CTC2"},
-    {"CTC words, lower case", Block, "ctc2", 2, "can't write word to ctc2"},
-    {"no number", Word, "VBXY", 2, "address \"VBXY\" holds no device number"},
-    {"beyond Latin-1", Word, QChar(0x144) + QString("M1"), 2,
-     "address \"\\x144M1\" holds the character 0x144 at position 0"},
-    {"device not in the table", Word, "ZA1", 2, "address \"ZA1\" names no known device"},
-    {"words beyond the line", Word, "DM1", 613,
-     "write of 613 bytes to address \"DM1\" does not fit a line of 1552 characters"},
-    {"values beyond the line", DoubleWord, "T1", 564,
-     "write of 564 bytes to address \"T1\" does not fit a line of 1552 characters"},
-    {"bits beyond the line", Bit, "R1", 771,
-     "write of 771 bytes to address \"R1\" does not fit a line of 1552 characters"},
-    {"megabytes", Word, "DM1", 2000000, "data length 2000000 is not in 0 to 1048576 bytes"},
-    {"blank in the address", Bit, "R1 2", 1,
-     "address \"R1 2\" holds the character 0x20 at position 2"},
-    {"line end in the address", Word, "T1\r\n", 4,
-     "address \"T1\\x0d\\x0a\" holds the character 0x0d at position 2"},
-    {"empty address", Bit, "", 1, "address is empty"},
-    {"no set line", Bit, "DM100", 1, "device \"DM\" has no line that sets or resets a bit"},
-    {"lower-case relay", Bit, "r00100", 1, "device \"r\" has no line that sets or resets a bit"},
-    {"numbers beyond an int", Bit, "T2147483647", 2,
-     "2 bits from address \"T2147483647\" on run beyond device number 2147483647"},
-    {"quad word", QuadWord, "DM1", 8, ""},
-    {"unknown kind", 7, "DM1", 8, ""},
-};
-
 } // namespace
 
 class TestDriverWrite : public QObject
@@ -105,22 +72,6 @@ private slots:
         QCOMPARE(driver.write(&channel, command, QByteArray::fromHex(row.hex)), 1);
         QCOMPARE(channel.fault(), QByteArray());
         QVERIFY(!driver.hasError());
-    }
-
-    void refusesRequestsBeforeSending_data() { addRows(REFUSED_REQUESTS); }
-
-    void refusesRequestsBeforeSending()
-    {
-        const auto &row = currentRow(REFUSED_REQUESTS);
-        ScriptedChannel channel("");
-        channel.retry = 1;
-        DriverKV_L20V_HostLink driver;
-        const CommunicatorCommand command(CommandKind(row.kind), 1, row.address);
-        QCOMPARE(driver.write(&channel, command, QByteArray(row.bytes, '\1')), 0);
-        QCOMPARE(channel.fault(), QByteArray());
-        QCOMPARE(driver.getLastError(), row.error);
-        QCOMPARE(driver.hasError(), !row.error.isEmpty());
-        QCOMPARE(channel.delaysAsked, row.error.isEmpty() ? 1 : 2);
     }
 
     void repeatsTheWholeRunOfBits()

@@ -33,20 +33,6 @@ private slots:
         QVERIFY(qobject_cast<DriverInterface *>(next.data()));
     }
 
-    void createsIndependentDrivers()
-    {
-        typedef DriverInterface *(*Create)();
-        const Create create = reinterpret_cast<Create>(
-            QLibrary::resolve(QLatin1String(KV_PLUGIN_FILE), "CreateDriver"));
-        QVERIFY(create);
-        QScopedPointer<DriverInterface> one(create());
-        QScopedPointer<DriverInterface> two(create());
-        QVERIFY(one.data() != two.data());
-        QVERIFY(qobject_cast<DriverInterface *>(one->getThisObject()) == one.data());
-        QPluginLoader loader(QLatin1String(KV_PLUGIN_FILE));
-        QVERIFY(loader.instance() != one->getThisObject());
-    }
-
     void carriesThePanelsVerificationText()
     {
 #if QT_VERSION >= 0x050000
