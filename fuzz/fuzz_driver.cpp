@@ -112,6 +112,10 @@ QByteArray outcome(DriverKV_L20V_HostLink &driver, FuzzChannel channel, bool wri
               "the length of what was read");
     fuzzCheck(failed != error.isEmpty() && (channel.heard == 0) == (error == "PLC no response"),
               "the error text");
+    // A request ends behind its close line, unless it fails before that; one that is refused is closed.
+    fuzzCheck(channel.lines.isEmpty() || channel.trail.startsWith('C') ||
+                  (failed && (channel.trail.startsWith('O') || !error.startsWith("Response D"))),
+              "a close line is missing");
     fuzzCheck(channel.opened <= qMax(1, channel.retries + 1) * qMax(1, data.size()) &&
                   ((channel.station >= 0 && channel.station <= 99) || channel.lines.isEmpty()),
               "a line too many");
@@ -131,9 +135,11 @@ void runRequest(DriverKV_L20V_HostLink &driver, FuzzInput &input)
         address += QChar(0x2603); // beyond one byte
     const CommunicatorCommand command(static_cast<CommandKind>(kind < 8 ? kind : ~0u), count,
                                       address);
-    QByteArray data(write ? static_cast<int>(input.number() % 4096) : 0, input.character());
-    if (!data.isEmpty())
+    QByteArray data(write ? static_cast<int>(input.number() % 4096) : 0, '\1');
+    if (!data.isEmpty()) {
+        data.fill(input.character());
         data[data.size() / 2] = input.character();
+    }
     const ExactBytes exact = exactBytes(data);
     const QByteArray view = QByteArray::fromRawData(exact.data(), data.size());
     const FuzzChannel channel(input);
