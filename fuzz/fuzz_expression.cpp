@@ -124,13 +124,15 @@ void checkNumbersAndPorts(FuzzInput &input)
 // Bytes that were logged can be read back from the log; any other line is read or refused.
 void checkTrace(FuzzInput &input)
 {
-    const QByteArray bytes = input.rest() + '.';
+    const QByteArray bytes = input.rest() + "\r\n";
+    const char direction = bytes.size() % 2 == 0 ? '>' : '<';
     TracedLine line;
     parseTracedLine(QString::fromUtf8(bytes), &line);
     QString out;
     QTextStream stream(&out);
-    TraceLog(stream).line('<', bytes, bytes.size() % 3);
-    fuzzCheck(parseTracedLine(out.trimmed(), &line) && line.bytes == bytes && line.direction == '<',
+    TraceLog(stream).line(direction, bytes, bytes.size() % 3);
+    fuzzCheck(parseTracedLine(out.trimmed(), &line) && line.bytes == bytes &&
+                  line.direction == direction,
               "a logged line");
     for (const QChar c : out.trimmed() + escapedText(bytes))
         fuzzCheck(c.unicode() >= 0x20 && c.unicode() <= 0x7E, "a line that cannot be shown");
