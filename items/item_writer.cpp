@@ -57,10 +57,14 @@ ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool ver
     result.values = plainValues(item);
     if (!verify)
         return result;
+    const QString unconfirmed = result.failure.text;
     const ItemResult found = readItem(client, item, order);
     result.failure = found.failure;
     if (found.failure.status == StatusGood)
         compare(item, result.values, found.values, &result.failure);
+    else if (!unconfirmed.isEmpty())
+        result.failure.text =
+            unconfirmed + QLatin1String("; reading them back failed: ") + found.failure.text;
     return result;
 }
 
@@ -70,7 +74,7 @@ void noteRefusal(DriverInterface *driver, const Item &item, Failure *failure)
     if (driverOutcome(driver->getLastError()) != DriverOutcome::Refused)
         return;
     failure->status = StatusUnusable;
-    failure->text = QString::fromLatin1("request refused: %1 (address %2); nothing is sent for it")
+    failure->text = QString::fromLatin1("request refused: %1 (address %2); nothing is sent")
                         .arg(driver->getLastError(), item.address);
 }
 

@@ -157,7 +157,10 @@ bool Client::request(const std::function<bool(QString *)> &work, const QString &
         failure->isUnconfirmed = !succeeded && record.dataLine.startsWith("WRS");
     }
     const bool replied = succeeded || failure->status == StatusPlcError || !record.reply.isEmpty();
-    m_statistics.add({replied, !succeeded, record.attempts, record.timeOuts, time.nsecsElapsed()});
+    // A signal that came before the first line has left nothing to count.
+    if (!stopRequested() || !record.sent.isEmpty())
+        m_statistics.add(
+            {replied, !succeeded, record.attempts, record.timeOuts, time.nsecsElapsed()});
     return succeeded;
 }
 

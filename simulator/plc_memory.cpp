@@ -105,17 +105,20 @@ PlcTimer PlcMemory::timer(const QByteArray &device, unsigned int number, bool *o
 bool PlcMemory::preset(const QByteArray &assignment, QByteArray *error)
 {
     const int equals = assignment.indexOf('=');
-    const QByteArray device = assignment.left(equals);
+    const QByteArray device = equals < 0 ? assignment : assignment.left(equals);
     PlcPoint point;
-    if (equals < 0 || parsePlcItemName(device, &point) != PLC_NO_FAULT) {
-        *error =
-            "no such device in " + quotedPlcText(assignment) + ", expected for example DM100=4660";
+    const bool isKnown = parsePlcItemName(device, &point) == PLC_NO_FAULT;
+    if (equals < 0 || !isKnown) {
+        *error = (isKnown ? "no value in " : "no such device in ") + quotedPlcText(assignment) +
+                 ", expected for example DM100=4660";
         return false;
     }
     const PlcField text = {assignment.constData() + equals + 1, assignment.size() - equals - 1};
     quint32 value = 0;
-    if (!parsePlcDecimal(text, &value) || value > largestPlcValue(point.written)) {
-        *error = "no value of the device's range in " + quotedPlcText(assignment);
+    const quint32 largest = largestPlcValue(point.written);
+    if (!parsePlcDecimal(text, &value) || value > largest) {
+        *error = "no value from 0 to " + QByteArray::number(largest) + " in " +
+                 quotedPlcText(assignment);
         return false;
     }
     store(point.area, point.written, point.index, value);

@@ -80,19 +80,18 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
                                       argumentText(bench.address));
     QElapsedTimer time;
     time.start();
+    const Statistics &statistics = client.statistics();
+    failure.status = StatusNoReply; // of a bench that a signal ends at once
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
-        if (!client.read(command, &failure).isEmpty())
-            continue;
-        if (client.statistics().errors() == 1)
+        const int errors = statistics.errors();
+        const bool failed = client.read(command, &failure).isEmpty();
+        if (failed && errors == 0 && statistics.errors() == 1)
             complain(err, failure.text, failure.status);
     }
-    const Statistics &statistics = client.statistics();
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
         printResult(client, lineSpeed(bench, options),
                     static_cast<double>(time.nsecsElapsed()) / 1e9, out);
-    if (statistics.requests() < bench.requests)
-        return complain(err, QLatin1String("interrupted: ") + statistics.text(), StatusNoReply);
     const Status status = !someSucceeded            ? failure.status
                           : statistics.errors() > 0 ? StatusSome
                                                     : StatusGood;

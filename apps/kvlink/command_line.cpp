@@ -8,6 +8,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <string>
+#include <vector>
+
 namespace
 {
 
@@ -91,6 +94,18 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("FILE");
 }
 
+// The library does not tell which word it has taken for no command.
+std::string failureText(const CLI::App *app, const CLI::Error &error)
+{
+    const std::vector<std::string> rest = app->remaining();
+    const bool isWord = !rest.empty() && rest.front().compare(0, 1, "-") != 0;
+    const std::string text = isWord && app->get_subcommands().empty()
+                                 ? rest.front() + " is not a command"
+                                 : error.what();
+    return "kvlink: " + escapedText(text.c_str()).toStdString() +
+           "\nRun kvlink --help for its usage.\n";
+}
+
 bool namesLink(const LinkOptions &link)
 {
     return !link.port.isEmpty() || !link.tcp.isEmpty() || link.simulated;
@@ -109,10 +124,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);
     app.fallthrough();
-    app.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return "kvlink: " + escapedText(error.what()).toStdString() +
-               "\nRun kvlink --help for its usage.\n";
-    });
+    app.failure_message(failureText);
     addLinkOptions(app, &line->link);
     addInfoCommand(app, line);
     addReadCommand(app, line);

@@ -49,6 +49,15 @@ const Failure *outageIn(const QVector<ItemResult> &results)
     return nullptr;
 }
 
+bool answersAny(const QVector<ItemResult> &results)
+{
+    for (const ItemResult &result : results) {
+        if (!isOutage(result.failure))
+            return true;
+    }
+    return false;
+}
+
 class Monitor
 {
 public:
@@ -138,9 +147,9 @@ QVector<ItemResult> Monitor::sample()
     }
     const QVector<ItemResult> results = m_reader.read();
     const Failure *outage = outageIn(results);
-    if (!outage)
+    if (answersAny(results)) // the link works, whatever else the PLC leaves unanswered
         m_backOffMs = FIRST_BACK_OFF_MS;
-    else if (m_client.doubtsLink())
+    if (outage && m_client.doubtsLink())
         noteOutage(*outage);
     return results;
 }

@@ -131,6 +131,7 @@ const struct {
     {"write DM100 1 -32768 --dry-run", 0, "CR 00\nWRS DM00100.H 2 0001 8000\nCQ\n", ""},
     // What is refused before anything is sent.
     {"read DM1", 2, "", "--port"},
+    {"--sim foo DM1", 2, "", "kvlink: foo is not a command\n"},
     {"PLC read DM100=1", 2, "", "DM100 has values"},
     {"PLC monitor DM100=1", 2, "", "value to write"},
     {"PLC write DM1", 2, "", "no value"},
@@ -142,7 +143,8 @@ const struct {
     {"PLC --driver no-such-driver.so read DM1", 3, "", "no-such-driver.so"},
     {"PLC --trace=/no/such/folder/trace read DM1", 3, "", "/no/such/folder/trace"},
     {"PLC read ZA1", 5, "", "names no known device"},
-    {"PLC write DM320=5 CTC1=5", 5, "", "can't write word to CTC1"},
+    {"PLC write DM320=5 CTC1=5", 5, "",
+     "can't write word to CTC1 (address CTC1); nothing is sent\n"},
     {"write CTC1=5 --dry-run", 5, "", "can't write word to CTC1"},
     // What fails at the PLC.
     {"PLC read DM70000 EM70000", 1, "", "DM70000: error reply"},
