@@ -1,8 +1,8 @@
 #include "items/item_writer.h"
 
 #include "drivers/driver_interface.h"
-#include "runtime/driver_outcome.h"
 #include "runtime/recording_channel.h"
+#include "runtime/request_outcome.h"
 
 namespace
 {
@@ -71,7 +71,7 @@ ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool ver
 // What the driver says against a request that no PLC has refused.
 void noteRefusal(DriverInterface *driver, const Item &item, Failure *failure)
 {
-    if (driverOutcome(driver->getLastError()) != DriverOutcome::Refused)
+    if (outcomeOf(driver->getLastError()) != RequestOutcome::Refused)
         return;
     failure->status = StatusUnusable;
     failure->text = QString::fromLatin1("request refused: %1 (address %2); nothing is sent")

@@ -1,10 +1,11 @@
 #include "runtime/client.h"
 
 #include "drivers/driver_interface.h"
-#include "runtime/driver_outcome.h"
 #include "runtime/escaped_text.h"
-#include "runtime/tcp_port.h"
+#include "runtime/link_channel.h"
 #include "runtime/stop_request.h"
+#include "runtime/tcp_port.h"
+#include "runtime/wire_line.h"
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QElapsedTimer>
@@ -14,18 +15,39 @@ namespace
 
 const char TRACE_TO_STDERR[] = "-";
 
-Status outcomeStatus(DriverOutcome outcome)
+// Of a ping's replies.
+const int MAX_REPLY_LENGTH = 256;
+
+Status outcomeStatus(RequestOutcome outcome)
 {
     switch (outcome) {
-    case DriverOutcome::PlcError:
+    case RequestOutcome::Good:
+        return StatusGood;
+    case RequestOutcome::PlcError:
         return StatusPlcError;
-    case DriverOutcome::NoReply:
+    case RequestOutcome::NoReply:
         return StatusNoReply;
-    case DriverOutcome::UnusableReply:
-    case DriverOutcome::Refused:
+    case RequestOutcome::UnusableReply:
+    case RequestOutcome::Refused:
         break;
     }
     return StatusUnusable;
+}
+
+// One line and its reply. @param ms gets the time between them
+RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *ms)
+{
+    channel->discardInput();
+    QElapsedTimer time;
+    time.start();
+    const QByteArray reply = channel->exchange(line, 1, MAX_REPLY_LENGTH);
+    *ms = static_cast<double>(time.nsecsElapsed()) / 1e6;
+    if (reply == replyOfSuccess(parseLine(line)))
+        return RequestOutcome::Good;
+    if (reply.isEmpty())
+        return RequestOutcome::NoReply;
+    return parseReply(reply).kind == ReplyKind::Refused ? RequestOutcome::PlcError
+                                                        : RequestOutcome::UnusableReply;
 }
 
 } // namespace
@@ -118,43 +140,61 @@ bool Client::doubtsLink() const
 QByteArray Client::read(const CommunicatorCommand &command, Failure *failure)
 {
     QByteArray data;
-    const auto work = [&](QString *text) {
+    const auto work = [&] {
         data = driver()->read(channel(), command);
-        *text = driver()->hasError() ? driver()->getLastError() : QString();
-        return !data.isEmpty() && data.size() >= command.byteLength();
+        return driverOutcome(!data.isEmpty() && data.size() >= command.byteLength());
     };
     return request(work, command.address, failure) ? data : QByteArray();
 }
 
 bool Client::write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure)
 {
-    const auto work = [&](QString *text) {
-        const bool written = driver()->write(channel(), command, data) == 1;
-        *text = driver()->hasError() ? driver()->getLastError() : QString();
-        return written;
-    };
+    const auto work = [&] { return driverOutcome(driver()->write(channel(), command, data) == 1); };
     return request(work, command.address, failure);
 }
 
-bool Client::request(const std::function<bool(QString *)> &work, const QString &address,
+bool Client::ping(double *openMs, double *closeMs, Failure *failure)
+{
+    const auto work = [&] {
+        channel()->pauseBeforeAttempt();
+        RequestOutcome outcome = roundTrip(channel(), openLine(channel()->getStationId()), openMs);
+        if (outcome == RequestOutcome::Good)
+            outcome = roundTrip(channel(), closeLine(), closeMs);
+        if (outcome != RequestOutcome::Good)
+            channel()->noteFailedAttempt();
+        return outcome;
+    };
+    return request(work, QString(), failure);
+}
+
+// What the driver's latest call came to.
+RequestOutcome Client::driverOutcome(bool succeeded) const
+{
+    if (succeeded)
+        return RequestOutcome::Good;
+    return outcomeOf(driver()->hasError() ? driver()->getLastError() : QString());
+}
+
+// Makes and counts a request. @param address what it is about
+bool Client::request(const std::function<RequestOutcome()> &work, const QString &address,
                      Failure *failure)
 {
     QElapsedTimer time;
     time.start();
     const SerialErrors before = m_link->errors();
     channel()->beginRequest();
-    QString driverText;
-    bool succeeded = work(&driverText);
+    const RequestOutcome outcome = work();
     channel()->endRequest();
     const RequestRecord &record = channel()->record();
+    bool succeeded = outcome == RequestOutcome::Good;
     if (!succeeded) {
-        *failure = requestFailure(driverText, placeOf(address, before));
+        *failure = requestFailure(outcome, placeOf(address, before));
     } else {
         // The driver reads missing items as 0, and takes any reply but a refusal for acceptance.
         failure->text = unusableAnswerText(record, placeOf(address, before));
         succeeded = failure->text.isEmpty();
         failure->status = succeeded ? StatusGood : StatusUnusable;
-        failure->isUnconfirmed = !succeeded && record.dataLine.startsWith("WRS");
+        failure->isUnconfirmed = !succeeded && parseLine(record.dataLine).kind == LineKind::Write;
     }
     const bool replied = succeeded || failure->status == StatusPlcError || !record.reply.isEmpty();
     // A signal that came before the first line has left nothing to count.
@@ -173,14 +213,14 @@ RequestPlace Client::placeOf(const QString &address, const SerialErrors &before)
     return {address, m_link->name(), m_link->brokenText(), pacing().timeout, errors};
 }
 
-Failure Client::requestFailure(const QString &driverText, const RequestPlace &place) const
+Failure Client::requestFailure(RequestOutcome outcome, const RequestPlace &place) const
 {
     const RequestRecord &record = channel()->record();
-    const DriverOutcome outcome = driverOutcome(driverText);
+    const QString text = driver()->hasError() ? driver()->getLastError() : QString();
     Failure failure;
     failure.status = outcomeStatus(outcome);
-    failure.text = outcome == DriverOutcome::NoReply && stopRequested()
+    failure.text = outcome == RequestOutcome::NoReply && stopRequested()
                        ? interruptedText(record, place)
-                       : requestFailureText(outcome, driverText, record, place);
+                       : requestFailureText(outcome, text, record, place);
     return failure;
 }

@@ -53,19 +53,17 @@ public:
     DriverInterface *driver() const { return m_plugin.driver(); }
 
     /// The open link's channel. Requires: `openLink` succeeded.
-    TracedChannel *channel() const { return m_link->channel(); }
+    LinkChannel *channel() const { return m_link->channel(); }
 
     /// Whether the link is worth opening anew after a request without a reply: the port is broken,
     /// or is a connection, whose other end may be gone unnoticed. Requires: `openLink` was called.
     bool doubtsLink() const;
 
-    /// Makes and counts a request in any way. Requires: `openLink` succeeded.
-    /// @param work    uses the channel; gives whether it succeeded, else the text in a driver's
-    /// words
-    /// @param address what the request is about, for the failure's text
-    /// @return whether the work succeeded; else @p failure has the reason
-    bool request(const std::function<bool(QString *)> &work, const QString &address,
-                 Failure *failure);
+    /// Opens and closes the communication, and counts that as a request. Requires: `openLink`
+    /// succeeded.
+    /// @param openMs, closeMs get the round-trip times of the two lines, in milliseconds
+    /// @return whether both were answered as they ask for; else @p failure has the reason
+    bool ping(double *openMs, double *closeMs, Failure *failure);
 
     /// What the requests so far came to.
     const Statistics &statistics() const { return m_statistics; }
@@ -78,7 +76,10 @@ private:
     DriverSetting pacing() const;
     bool openTrace(Failure *failure);
     RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
-    Failure requestFailure(const QString &driverText, const RequestPlace &place) const;
+    RequestOutcome driverOutcome(bool succeeded) const;
+    bool request(const std::function<RequestOutcome()> &work, const QString &address,
+                 Failure *failure);
+    Failure requestFailure(RequestOutcome outcome, const RequestPlace &place) const;
 
     const LinkOptions &m_options;
     QTextStream &m_err;

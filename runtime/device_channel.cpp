@@ -137,9 +137,14 @@ void DeviceChannel::letTheWireRest()
     }
 }
 
-int DeviceChannel::getRetry()
+void DeviceChannel::noteFailedAttempt()
 {
     m_attemptFailed = true;
+}
+
+int DeviceChannel::getRetry()
+{
+    noteFailedAttempt();
     return m_setting.retry;
 }
 

@@ -48,7 +48,10 @@ public:
     /// opens the port next would otherwise get them.
     void awaitReplies();
 
-    /// Also marks the attempt as failed: drivers ask only then.
+    /// Has the wire rest before the next line.
+    void noteFailedAttempt();
+
+    /// Also notes the attempt as failed: drivers ask only then.
     int getRetry() override;
     int getStationId() override;
     unsigned long getDelay() override;

@@ -26,3 +26,9 @@ QString reversiblyEscapedText(const QByteArray &bytes)
         parts += escapedText(part);
     return parts.join(QLatin1String("\\x5c"));
 }
+
+QString countText(qint64 count, const char *singular, const char *plural)
+{
+    return QString::fromLatin1("%1 %2").arg(count).arg(
+        QLatin1String(count == 1 ? singular : plural));
+}

@@ -1,4 +1,4 @@
-/// Bytes from a line as text that a terminal can show.
+/// Bytes of a line and counts as text for people.
 #ifndef RUNTIME_ESCAPED_TEXT_H
 #define RUNTIME_ESCAPED_TEXT_H
 
@@ -11,5 +11,8 @@ QString escapedText(const QByteArray &bytes);
 
 /// @return the same with each backslash as \\x5c, so that the bytes can be told from the text
 QString reversiblyEscapedText(const QByteArray &bytes);
+
+/// "1 reply", "2 replies": a count with its word. @param plural the word for all counts but one
+QString countText(qint64 count, const char *singular, const char *plural);
 
 #endif

@@ -1,7 +1,7 @@
 #include "runtime/failure_text.h"
 
 #include "runtime/escaped_text.h"
-#include "runtime/statistics.h"
+#include "runtime/wire_line.h"
 
 namespace
 {
@@ -26,33 +26,25 @@ QString attempts(const RequestRecord &record)
     return countText(record.attempts, "attempt", "attempts");
 }
 
-bool isSessionLine(const QByteArray &line)
+const char *expectedItems(ItemForm form)
 {
-    return line.startsWith("CR") || line.startsWith("CQ");
-}
-
-// What a reply to a read is made of; the driver's text alone does not tell numbers from items.
-const char *expectedItems(const QByteArray &device, const QString &driverText)
-{
-    if (driverText == QLatin1String("invalid response:"))
+    switch (form) {
+    case ItemForm::Word:
         return "words of 4 hexadecimal digits";
-    if (driverText == QLatin1String("invalid response2"))
+    case ItemForm::Bit:
         return "bits, 0 or 1";
-    const QByteArray letters = device.left(2).toUpper();
-    const bool numbersAlone = letters == "TC" || letters == "TS" || letters == "CC" ||
-                              letters == "CS" || letters.startsWith('A');
-    return numbersAlone ? "numbers of 10 digits" : "timer or counter items";
+    case ItemForm::Number:
+        return "numbers of 10 digits";
+    case ItemForm::TimerItem:
+        break;
+    }
+    return "timer or counter items";
 }
 
-QString expectedReply(const QByteArray &line, const QString &driverText)
+QString expectedReply(const WireLine &line)
 {
-    if (line.startsWith("CR "))
-        return QLatin1String("\"CC ") + escapedText(line.mid(3).trimmed()) + QLatin1Char('"');
-    if (line.startsWith("CQ"))
-        return QLatin1String("\"CF\"");
-    if (!line.startsWith("RDS "))
-        return QLatin1String("\"OK\"");
-    return QLatin1String(expectedItems(line.mid(4), driverText));
+    return line.kind == LineKind::Read ? QString::fromLatin1(expectedItems(line.form))
+                                       : quotedLine(replyOfSuccess(line));
 }
 
 // What the port itself counted during the request; empty for nothing.
@@ -86,66 +78,67 @@ QString noReplyText(const RequestRecord &record, const RequestPlace &place)
                QLatin1String("; check that the port or the peer is still there");
     return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
            portErrors(place.errors) +
-           QLatin1String(record.sent.startsWith("CR ")
+           QLatin1String(parseLine(record.sent).kind == LineKind::Open
                              ? "check cable, baud rate, parity, station number"
                              : "the PLC had answered before; check cable, noise, --timeout");
 }
 
-QString plcErrorText(const QString &driverText, const RequestRecord &record,
-                     const RequestPlace &place)
+QString plcErrorText(const QString &text, const RequestRecord &record, const RequestPlace &place)
 {
     const char *hint = "check that device and number exist, and the PLC's mode";
-    if (isSessionLine(record.refused))
+    const LineKind refused = parseLine(record.refused).kind;
+    if (refused == LineKind::Open || refused == LineKind::Close)
         hint = "check the station number and the PLC's mode";
-    else if (!record.refused.startsWith("RDS"))
+    else if (refused != LineKind::Read)
         hint = "check that device and number exist, the PLC's mode (RUN or PROGRAM), and write "
                "protection";
     return QString::fromLatin1("error reply %1 to %2 on %3 (%4, %5): %6")
-        .arg(quotedLine(record.errorReply), quotedLine(record.refused), place.port,
-             driverText.trimmed(), attempts(record), QLatin1String(hint));
+        .arg(quotedLine(record.errorReply), quotedLine(record.refused), place.port, text.trimmed(),
+             attempts(record), QLatin1String(hint));
 }
 
-QString unusableText(const QString &driverText, const RequestRecord &record,
-                     const RequestPlace &place)
+QString unusableText(const QString &text, const RequestRecord &record, const RequestPlace &place)
 {
     return QString::fromLatin1(
                "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): %7"
                "check noise, baud rate, parity, and whether another station answers")
-        .arg(quotedLine(record.sent), place.port, expectedReply(record.sent, driverText),
-             quotedReply(record.reply), driverText, attempts(record), portErrors(place.errors));
+        .arg(quotedLine(record.sent), place.port, expectedReply(parseLine(record.sent)),
+             quotedReply(record.reply), text, attempts(record), portErrors(place.errors));
 }
 
 } // namespace
 
-QString requestFailureText(DriverOutcome outcome, const QString &driverText,
-                           const RequestRecord &record, const RequestPlace &place)
+QString requestFailureText(RequestOutcome outcome, const QString &text, const RequestRecord &record,
+                           const RequestPlace &place)
 {
+    const QString reason = text.isEmpty() ? driverText(outcome, record.errorReply) : text;
     switch (outcome) {
-    case DriverOutcome::NoReply:
+    case RequestOutcome::NoReply:
         return noReplyText(record, place);
-    case DriverOutcome::PlcError:
-        return plcErrorText(driverText, record, place);
-    case DriverOutcome::UnusableReply:
-        return unusableText(driverText, record, place);
-    case DriverOutcome::Refused:
+    case RequestOutcome::PlcError:
+        return plcErrorText(reason, record, place);
+    case RequestOutcome::UnusableReply:
+        return unusableText(reason, record, place);
+    case RequestOutcome::Good:
+    case RequestOutcome::Refused:
         break;
     }
     return QString::fromLatin1("request refused%1 (address %2, port %3)")
-        .arg(driverText.isEmpty() ? QString() : QLatin1String(": ") + driverText, place.address,
+        .arg(reason.isEmpty() ? QString() : QLatin1String(": ") + reason, place.address,
              place.port);
 }
 
 QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place)
 {
-    const QList<QByteArray> words = record.dataLine.trimmed().split(' ');
-    const int items = record.dataReply.count(' ') + 1;
-    if (words.first() == "RDS" && items != words.last().toInt())
+    const WireLine line = parseLine(record.dataLine);
+    const WireReply reply = parseReply(record.dataReply);
+    if (line.kind == LineKind::Read && reply.items != line.count)
         return QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 in %5: "
                                    "%6check noise, and whether another station answers")
-            .arg(quotedLine(record.dataLine), place.port,
-                 countText(words.last().toInt(), "item", "items"), QString::number(items),
-                 quotedReply(record.dataReply), portErrors(place.errors));
-    if (words.first() == "WRS" && record.dataReply != "OK\r\n")
+            .arg(quotedLine(record.dataLine), place.port, countText(line.count, "item", "items"),
+                 QString::number(reply.items), quotedReply(record.dataReply),
+                 portErrors(place.errors));
+    if (line.kind == LineKind::Write && reply.kind != ReplyKind::Accepted)
         return QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
                                    "received %3: %4read the values back (--verify)")
             .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,

@@ -2,7 +2,7 @@
 #ifndef RUNTIME_FAILURE_TEXT_H
 #define RUNTIME_FAILURE_TEXT_H
 
-#include "runtime/driver_outcome.h"
+#include "runtime/request_outcome.h"
 #include "runtime/serial_port.h"
 #include "runtime/traced_channel.h"
 
@@ -18,9 +18,9 @@ struct RequestPlace {
 };
 
 /// Says what failed, where, what was sent and received, and what to check next.
-/// @param driverText the driver's error text, empty when it gave none
-QString requestFailureText(DriverOutcome outcome, const QString &driverText,
-                           const RequestRecord &record, const RequestPlace &place);
+/// @param text the driver's error text; empty when it gave none
+QString requestFailureText(RequestOutcome outcome, const QString &text, const RequestRecord &record,
+                           const RequestPlace &place);
 
 /// Whether a request that the driver takes for done was answered as its data line asks: a read with
 /// as many items as it names, a write with "OK".

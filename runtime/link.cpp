@@ -2,16 +2,14 @@
 
 #include "runtime/device_channel.h"
 #include "runtime/escaped_text.h"
+#include "runtime/link_channel.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
-#include "runtime/traced_channel.h"
-#include "simulator/background_simulator.h"
 #include "runtime/stop_request.h"
+#include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QTextStream>
-
-#include <cstring>
 
 namespace
 {
@@ -24,46 +22,6 @@ public:
 
 protected:
     bool mayWait() const override { return !stopRequested(); }
-};
-
-// Lets a driver end in step with the PLC when the program is asked to stop: a running exchange goes
-// on to its close line, for the time-out at most, and nothing new is begun.
-class StoppableChannel : public TracedChannel
-{
-public:
-    StoppableChannel(DeviceChannel &channel, int timeoutMs, TraceLog *trace)
-        : TracedChannel(channel, trace), m_port(channel), m_timeoutMs(timeoutMs), m_closed(false)
-    {}
-
-    int read(char *buffer, int maxLength) override
-    {
-        if (stopRequested()) {
-            const qint64 leftMs = m_timeoutMs - msSinceStop();
-            m_closed = m_closed || leftMs <= 0;
-            m_port.setTimeout(static_cast<int>(qMax<qint64>(0, leftMs)));
-        }
-        return m_closed ? 0 : TracedChannel::read(buffer, maxLength);
-    }
-
-    int write(const char *buffer, int length) override
-    {
-        m_closed = stopRequested() && length >= 2 && std::memcmp(buffer, "CR", 2) == 0;
-        return m_closed ? -1 : TracedChannel::write(buffer, length);
-    }
-
-    int getRetry() override { return stopRequested() ? 0 : TracedChannel::getRetry(); }
-
-    // The delay is waited for here: the driver's own sleep cannot be ended.
-    unsigned long getDelay() override
-    {
-        waitForStop(static_cast<qint64>(TracedChannel::getDelay()));
-        return 0;
-    }
-
-private:
-    DeviceChannel &m_port;
-    int m_timeoutMs;
-    bool m_closed;
 };
 
 } // namespace
@@ -95,7 +53,7 @@ bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceL
         return false;
     m_isShared = !options.simulated && options.tcp.isEmpty();
     m_portChannel.reset(new PortChannel(*m_port, setting));
-    m_channel.reset(new StoppableChannel(*m_portChannel, setting.timeout, trace));
+    m_channel.reset(new LinkChannel(*m_portChannel, setting.timeout, trace));
     return true;
 }
 

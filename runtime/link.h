@@ -9,10 +9,10 @@
 class BackgroundSimulator;
 class DeviceChannel;
 class DriverSetting;
+class LinkChannel;
 class Port;
 class QTextStream;
 class TraceLog;
-class TracedChannel;
 struct SerialErrors;
 
 /// Which PLC to talk to, and how. A pacing value of -1 stands for the driver's default.
@@ -51,9 +51,8 @@ public:
     /// @return true, or false with the reason in @p error
     static bool check(const LinkOptions &options, QString *error);
 
-    /// The channel, null before a successful `open`. Once the program is asked to stop it begins no
-    /// further exchange, grants no retry and waits for no delay.
-    TracedChannel *channel() const { return m_channel.get(); }
+    /// The channel; null before a successful `open`.
+    LinkChannel *channel() const { return m_channel.get(); }
 
     /// The port's name, for people.
     QString name() const { return m_name; }
@@ -75,7 +74,7 @@ private:
     std::unique_ptr<BackgroundSimulator> m_simulator;
     std::unique_ptr<Port> m_port;
     std::unique_ptr<DeviceChannel> m_portChannel;
-    std::unique_ptr<TracedChannel> m_channel;
+    std::unique_ptr<LinkChannel> m_channel;
 };
 
 #endif

@@ -1,5 +1,7 @@
 #include "runtime/recording_channel.h"
 
+#include "runtime/wire_line.h"
+
 #include <cstring>
 
 int RecordingChannel::read(char *buffer, int maxLength)
@@ -14,12 +16,8 @@ int RecordingChannel::write(const char *buffer, int length)
 {
     const QByteArray line(buffer, length);
     m_sent += line;
-    if (line.startsWith("CR "))
-        m_reply = "CC " + line.mid(3);
-    else if (line.startsWith("CQ"))
-        m_reply = "CF\r\n";
-    else
-        m_reply = line.startsWith("RDS ") ? "E0\r\n" : "OK\r\n";
+    const WireLine parsed = parseLine(line);
+    m_reply = parsed.kind == LineKind::Read ? "E0\r\n" : replyOfSuccess(parsed);
     return length;
 }
 

@@ -1,5 +1,7 @@
 #include "runtime/statistics.h"
 
+#include "runtime/escaped_text.h"
+
 namespace
 {
 
@@ -20,15 +22,9 @@ QString milliseconds(double ms)
 
 } // namespace
 
-QString countText(qint64 count, const char *singular, const char *plural)
-{
-    return QString::fromLatin1("%1 %2").arg(count).arg(
-        QLatin1String(count == 1 ? singular : plural));
-}
-
 Statistics::Statistics() : m_requests(0), m_replies(0), m_retries(0), m_timeOuts(0), m_errors(0) {}
 
-void Statistics::add(const RequestOutcome &request)
+void Statistics::add(const RequestFigures &request)
 {
     ++m_requests;
     m_retries += qMax(0, request.attempts - 1);

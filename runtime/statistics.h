@@ -5,8 +5,8 @@
 #include <QtCore/QMap>
 #include <QtCore/QString>
 
-/// What became of one request.
-struct RequestOutcome {
+/// The figures of one request.
+struct RequestFigures {
     bool replied;  ///< the PLC's final answer came, also when it was an error reply or unusable
     bool failed;   ///< it brought no data
     int attempts;  ///< attempts made, 0 when nothing was sent
@@ -21,7 +21,7 @@ class Statistics
 public:
     Statistics();
 
-    void add(const RequestOutcome &request);
+    void add(const RequestFigures &request);
 
     int requests() const { return m_requests; }
     int errors() const { return m_errors; }
@@ -42,8 +42,5 @@ private:
     int m_errors;
     QMap<qint64, int> m_times; // how many requests took so many microseconds
 };
-
-/// "1 reply", "2 replies": a count with its word. @param plural the word for all counts but one
-QString countText(qint64 count, const char *singular, const char *plural);
 
 #endif

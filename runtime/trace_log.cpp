@@ -1,6 +1,7 @@
 #include "runtime/trace_log.h"
 
 #include "runtime/escaped_text.h"
+#include "runtime/wire_line.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QRegularExpression>
@@ -14,11 +15,6 @@ QString seconds(qint64 ns)
     return QString::number(static_cast<double>(ns) / 1e9, 'f', 6);
 }
 
-QString counted(int count, const char *unit)
-{
-    return QString::fromLatin1(count == 1 ? "%1 %2" : "%1 %2s").arg(count).arg(QLatin1String(unit));
-}
-
 // An address as people write it: without the word suffix and the zeros that fill a number up.
 QString plainAddress(QString address)
 {
@@ -29,68 +25,60 @@ QString plainAddress(QString address)
     return address.replace(fill, QLatin1String("\\1"));
 }
 
-const char *itemUnit(const QString &address)
+QString itemsText(int count, ItemForm form, const char *singular, const char *plural)
 {
-    static const QRegularExpression bits(QLatin1String("\\A(R|MR|LR|CR|B|VB)[0-9A-F]+\\z"));
-    if (address.endsWith(QLatin1String(".H")))
-        return "word";
-    return bits.match(address).hasMatch() ? "bit" : "value";
+    switch (form) {
+    case ItemForm::Word:
+        return countText(count, "word", "words");
+    case ItemForm::Bit:
+        return countText(count, "bit", "bits");
+    case ItemForm::Number:
+        return countText(count, "value", "values");
+    case ItemForm::TimerItem:
+        break;
+    }
+    return countText(count, singular, plural);
 }
 
-QString requestMeaning(const QString &text)
+QString sentMeaning(const WireLine &line)
 {
-    static const QRegularExpression open(QLatin1String("\\ACR ([0-9]{2,3})\\z"));
-    static const QRegularExpression contact(QLatin1String("\\A(ST|RS) (\\S+)\\z"));
-    static const QRegularExpression data(
-        QLatin1String("\\A(RDS|WRS) (\\S+) ([0-9]{1,9})(?: .*)?\\z"));
-    QRegularExpressionMatch match = open.match(text);
-    if (match.hasMatch())
-        return QLatin1String("open station ") + match.captured(1);
-    if (text == QLatin1String("CQ"))
+    const QString device = plainAddress(QString::fromLatin1(line.device));
+    const QString items = itemsText(line.count, line.form, "value", "values");
+    switch (line.kind) {
+    case LineKind::Open:
+        return QLatin1String("open station ") + QString::fromLatin1(line.station);
+    case LineKind::Close:
         return QLatin1String("close");
-    match = contact.match(text);
-    if (match.hasMatch())
-        return QLatin1String(match.captured(1) == QLatin1String("ST") ? "set " : "reset ") +
-               plainAddress(match.captured(2));
-    match = data.match(text);
-    if (!match.hasMatch())
-        return QLatin1String("unknown");
-    const bool isRead = match.captured(1) == QLatin1String("RDS");
-    const QString address = match.captured(2);
-    return QString::fromLatin1(isRead ? "read %1 from %2" : "write %1 to %2")
-        .arg(counted(match.captured(3).toInt(), itemUnit(address)), plainAddress(address));
+    case LineKind::Read:
+        return QString::fromLatin1("read %1 from %2").arg(items, device);
+    case LineKind::Write:
+        return QString::fromLatin1("write %1 to %2").arg(items, device);
+    case LineKind::Set:
+        return QLatin1String("set ") + device;
+    case LineKind::Reset:
+        return QLatin1String("reset ") + device;
+    case LineKind::Other:
+        break;
+    }
+    return QLatin1String("unknown");
 }
 
-QRegularExpression itemsOf(const char *item)
+QString replyMeaning(const WireReply &reply)
 {
-    return QRegularExpression(QString::fromLatin1("\\A%1(?: %1)*\\z").arg(QLatin1String(item)));
-}
-
-QString replyMeaning(const QString &text)
-{
-    static const struct {
-        QRegularExpression items;
-        const char *unit;
-    } forms[] = {
-        {itemsOf("[0-9A-Fa-f]{4}"), "word"},
-        {itemsOf("[01]"), "bit"},
-        {itemsOf("[0-9]{10}"), "value"},
-        {itemsOf("[01],[0-9]{10},[0-9]{10}"), "timer or counter item"},
-    };
-    static const QRegularExpression opened(QLatin1String("\\ACC [0-9]{2,3}\\z"));
-    static const QRegularExpression error(QLatin1String("\\AE([0-9])\\z"));
-    if (opened.match(text).hasMatch())
+    switch (reply.kind) {
+    case ReplyKind::Opened:
         return QLatin1String("opened");
-    if (text == QLatin1String("CF"))
+    case ReplyKind::Closed:
         return QLatin1String("closed");
-    if (text == QLatin1String("OK"))
+    case ReplyKind::Accepted:
         return QLatin1String("accepted");
-    const QRegularExpressionMatch match = error.match(text);
-    if (match.hasMatch())
-        return QLatin1String("error reply ") + match.captured(1);
-    for (const auto &form : forms) {
-        if (form.items.match(text).hasMatch())
-            return counted(text.count(QLatin1Char(' ')) + 1, form.unit);
+    case ReplyKind::Refused:
+        return QLatin1String("error reply ") + QLatin1Char(reply.errorDigit);
+    case ReplyKind::Items:
+        return itemsText(reply.items, reply.form, "timer or counter item",
+                         "timer or counter items");
+    case ReplyKind::Other:
+        break;
     }
     return QLatin1String("unknown");
 }
@@ -131,8 +119,7 @@ QString lineMeaning(char direction, const QByteArray &line)
 {
     if (!line.endsWith("\r\n"))
         return QLatin1String("no line end");
-    const QString text = QString::fromLatin1(line.constData(), line.size() - 2);
-    return direction == '>' ? requestMeaning(text) : replyMeaning(text);
+    return direction == '>' ? sentMeaning(parseLine(line)) : replyMeaning(parseReply(line));
 }
 
 TraceLog::TraceLog(QTextStream &out) : m_out(out), m_previousNs(0)

@@ -12,7 +12,7 @@ class QTextStream;
 ///         offset from UTC, such as 2026-11-22T21:09:01.123+01:00
 QString wallTime();
 
-/// What a line of the protocol means, told from the line alone, in a few words: "open station 00",
+/// What a line of the protocol means by itself, in a few words: "open station 00",
 /// "read 2 words from DM100", "2 words", "error reply 0"; "unknown" for a complete line of no known
 /// form, "no line end" for one without CR LF.
 /// @param direction '>' towards the PLC, '<' from it

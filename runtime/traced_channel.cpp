@@ -1,6 +1,7 @@
 #include "runtime/traced_channel.h"
 
 #include "runtime/trace_log.h"
+#include "runtime/wire_line.h"
 
 namespace
 {
@@ -13,15 +14,9 @@ const int MAX_LINE_LENGTH = 4096;
 
 } // namespace
 
-bool isErrorReply(const QByteArray &line)
-{
-    return line.size() == 4 && line.at(0) == 'E' && line.at(1) >= '0' && line.at(1) <= '9' &&
-           line.endsWith("\r\n");
-}
-
 TracedChannel::TracedChannel(AbstractDeviceInterface &channel, TraceLog *log)
     : m_channel(channel), m_log(log), m_direction(OUT), m_bytes(0), m_inRequest(false),
-      m_exchangeDone(false), m_exchangeRefused(false)
+      m_isAttemptNew(false)
 {}
 
 TracedChannel::~TracedChannel()
@@ -34,7 +29,6 @@ void TracedChannel::beginRequest()
     endLine();
     m_record = RequestRecord();
     m_inRequest = true;
-    m_exchangeDone = false; // the first open line begins an attempt
 }
 
 void TracedChannel::endRequest()
@@ -79,6 +73,7 @@ int TracedChannel::getStationId()
 
 unsigned long TracedChannel::getDelay()
 {
+    beginAttempt();
     return m_channel.getDelay();
 }
 
@@ -88,8 +83,12 @@ void TracedChannel::gather(char direction, const char *bytes, int length)
         endLine();
     m_direction = direction;
     m_bytes += length;
-    if (direction == IN)
+    if (direction == IN) {
         m_record.received += length;
+    } else if (m_isAttemptNew && length > 0) {
+        m_isAttemptNew = false;
+        ++m_record.attempts;
+    }
     for (int i = 0; i < length; ++i) {
         m_line += bytes[i];
         if (bytes[i] == '\n' || m_line.size() == MAX_LINE_LENGTH)
@@ -104,25 +103,16 @@ void TracedChannel::note(char direction)
             m_record.reply += m_line;
         if (m_record.sent == m_record.dataLine && m_record.dataReply.isEmpty())
             m_record.dataReply = m_line;
-        if (isErrorReply(m_line)) {
+        if (parseReply(m_line).kind == ReplyKind::Refused) {
             m_record.refused = m_record.sent;
             m_record.errorReply = m_line;
-            m_exchangeRefused = true;
         }
-        // A late one may come to another line, and more may come behind it.
-        if (m_line == "CF\r\n" && m_record.sent == "CQ\r\n")
-            m_exchangeDone = !m_exchangeRefused;
         return;
     }
-    if (m_line.startsWith("CR ")) {
-        if (!m_exchangeDone)
-            ++m_record.attempts;
-        m_exchangeRefused = false;
-    }
-    m_exchangeDone = false;
     m_record.sent = m_line;
     m_record.reply.clear();
-    if (!m_line.startsWith("CR ") && !m_line.startsWith("CQ")) {
+    const LineKind kind = parseLine(m_line).kind;
+    if (kind != LineKind::Open && kind != LineKind::Close) {
         m_record.dataLine = m_line;
         m_record.dataReply.clear();
     }

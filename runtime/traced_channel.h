@@ -8,12 +8,9 @@
 
 class TraceLog;
 
-/// @return whether a line, with its end, is the PLC's error reply: E, a digit, CR LF
-bool isErrorReply(const QByteArray &line);
-
-/// What went over the line for one request of a driver, all of its attempts together.
+/// What went over the wire for one request of a driver, all of its attempts together.
 struct RequestRecord {
-    int attempts = 0;      ///< attempts begun, each with an open line of its own
+    int attempts = 0;      ///< attempts that sent something
     int timeOuts = 0;      ///< times that nothing more arrived
     int received = 0;      ///< bytes
     QByteArray sent;       ///< the latest line towards the PLC
@@ -34,9 +31,11 @@ public:
     TracedChannel(AbstractDeviceInterface &channel, TraceLog *log);
     ~TracedChannel() override;
 
-    /// Begins a record. From here on an open line counts as a new attempt when it is the first one
-    /// or the exchange before it has failed.
+    /// Begins a record.
     void beginRequest();
+
+    /// Begins an attempt of the request, which counts as soon as it sends something.
+    void beginAttempt() { m_isAttemptNew = true; }
 
     /// A line that has no end yet ends here, for the record and for the log.
     void endRequest();
@@ -47,11 +46,13 @@ public:
     int read(char *buffer, int maxLength) override;
     int write(const char *buffer, int length) override;
 
-    /// Passed on; not logged, as nothing goes over the line.
+    /// Passed on; not logged, as nothing goes over the wire.
     int control(int code, const QVariant &value) override;
 
     int getRetry() override;
     int getStationId() override;
+
+    /// Also begins an attempt: drivers ask before each one, and only then.
     unsigned long getDelay() override;
 
     /// Bytes that have passed in both directions so far.
@@ -69,8 +70,7 @@ private:
     qint64 m_bytes;
     RequestRecord m_record;
     bool m_inRequest;
-    bool m_exchangeDone; // closed, and no error reply in it
-    bool m_exchangeRefused;
+    bool m_isAttemptNew; // nothing is sent in it yet
 };
 
 #endif

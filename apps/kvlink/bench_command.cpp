@@ -4,6 +4,7 @@
 #include "commands.h"
 #include "items/device_address.h"
 #include "drivers/communicator_command.h"
+#include "runtime/link_channel.h"
 #include "runtime/serial_port.h"
 #include "runtime/client.h"
 #include "runtime/stop_request.h"

@@ -6,6 +6,7 @@
 #include "item_options.h"
 #include "items/item_reader.h"
 #include "live_table.h"
+#include "runtime/escaped_text.h"
 #include "schedule.h"
 #include "runtime/client.h"
 #include "runtime/stop_request.h"

@@ -9,67 +9,16 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
-#include <QtCore/QVariant>
 
 #include <memory>
 
 namespace
 {
 
-const int CONTROL_DISCARD_INPUT = 12;
-const int MAX_REPLY_LENGTH = 256;
-
 struct PingOptions {
     int count = 4; ///< 0 for no end
     int intervalMs = 1000;
 };
-
-QByteArray receiveLine(AbstractDeviceInterface *channel)
-{
-    QByteArray reply;
-    char buffer[MAX_REPLY_LENGTH];
-    while (!reply.endsWith('\n') && reply.size() < MAX_REPLY_LENGTH) {
-        const int count = channel->read(buffer, MAX_REPLY_LENGTH - reply.size());
-        if (count <= 0)
-            break;
-        reply.append(buffer, count);
-    }
-    return reply;
-}
-
-// One line and its reply. @return the time between them in ms; -1 with the reason in a driver's
-// words
-double roundTrip(AbstractDeviceInterface *channel, const QByteArray &line,
-                 const QByteArray &expected, QString *driverText)
-{
-    channel->control(CONTROL_DISCARD_INPUT, QVariant(0));
-    QElapsedTimer time;
-    time.start();
-    channel->write(line.constData(), line.size());
-    const QByteArray reply = receiveLine(channel);
-    const double ms = static_cast<double>(time.nsecsElapsed()) / 1e6;
-    if (reply == expected)
-        return ms;
-    if (reply.isEmpty())
-        *driverText = QLatin1String("PLC no response");
-    else if (isErrorReply(reply))
-        *driverText = QLatin1String("Response During an Error:") + QString::fromLatin1(reply);
-    else
-        *driverText = QLatin1String("invalid response");
-    return -1;
-}
-
-bool pingOnce(AbstractDeviceInterface *channel, double *openMs, double *closeMs,
-              QString *driverText)
-{
-    channel->getDelay(); // the channel waits for it itself
-    const QByteArray station = QByteArray::number(channel->getStationId()).rightJustified(2, '0');
-    *openMs = roundTrip(channel, "CR " + station + "\r\n", "CC " + station + "\r\n", driverText);
-    *closeMs = *openMs < 0 ? -1 : roundTrip(channel, "CQ\r\n", "CF\r\n", driverText);
-    if (*closeMs < 0)
-        channel->getRetry(); // tells the channel of the failure; the next ping comes in its time
-    return *closeMs >= 0;
-}
 
 // @return the first good status, else the last failure's
 int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStream &err)
@@ -81,10 +30,7 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
         double openMs = 0;
         double closeMs = 0;
         Failure failure;
-        const auto work = [&](QString *text) {
-            return pingOnce(client.channel(), &openMs, &closeMs, text);
-        };
-        if (client.request(work, QString(), &failure)) {
+        if (client.ping(&openMs, &closeMs, &failure)) {
             out << n << ": open " << QString::number(openMs, 'f', 3) << " ms, close "
                 << QString::number(closeMs, 'f', 3) << " ms\n";
             out.flush();

@@ -2,6 +2,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "runtime/escaped_text.h"
+#include "runtime/link_channel.h"
 #include "runtime/trace_log.h"
 #include "runtime/client.h"
 #include "runtime/stop_request.h"
@@ -9,7 +10,6 @@
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QTextStream>
-#include <QtCore/QVariant>
 #include <QtCore/QVector>
 
 #include <memory>
@@ -17,7 +17,6 @@
 namespace
 {
 
-const int CONTROL_DISCARD_INPUT = 12;
 const int MAX_REPLY_LENGTH = 65536;
 
 struct Recorded {
@@ -59,22 +58,6 @@ bool readTrace(const QString &name, QVector<Recorded> *recording, QString *error
     return !recording->isEmpty();
 }
 
-// Receives as many lines as were recorded, or what comes before a time-out.
-QByteArray receive(AbstractDeviceInterface *channel, const QByteArray &recorded)
-{
-    const int lines = qMax(1, recorded.count('\n'));
-    QByteArray reply;
-    char buffer[512];
-    while (reply.size() < MAX_REPLY_LENGTH &&
-           !(reply.endsWith('\n') && reply.count('\n') >= lines)) {
-        const int count = channel->read(buffer, sizeof buffer);
-        if (count <= 0)
-            break;
-        reply.append(buffer, count);
-    }
-    return reply;
-}
-
 QString replyText(const QByteArray &reply)
 {
     return reply.isEmpty() ? QString::fromLatin1("nothing")
@@ -85,20 +68,20 @@ int replay(const QVector<Recorded> &recording, Client &client, QTextStream &out,
 {
     int sent = 0;
     int different = 0;
-    AbstractDeviceInterface *channel = client.channel();
+    LinkChannel *channel = client.channel();
     for (const Recorded &exchange : recording) {
-        channel->control(CONTROL_DISCARD_INPUT, QVariant(0));
+        channel->discardInput();
         if (stopRequested())
             break;
         ++sent;
-        channel->write(exchange.request.constData(), exchange.request.size());
-        const QByteArray reply = receive(channel, exchange.reply);
+        const int lines = qMax(1, exchange.reply.count('\n'));
+        const QByteArray reply = channel->exchange(exchange.request, lines, MAX_REPLY_LENGTH);
         if (stopRequested() && reply.size() < exchange.reply.size())
             break;
         if (reply == exchange.reply)
             continue;
         ++different;
-        channel->getRetry(); // tells the channel of the failure; nothing is sent twice
+        channel->noteFailedAttempt();
         out << "line " << exchange.lineNumber << ": \"" << escapedText(exchange.request)
             << "\": recorded " << replyText(exchange.reply) << ", received " << replyText(reply)
             << '\n';

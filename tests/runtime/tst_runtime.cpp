@@ -1,8 +1,8 @@
 // The stand-in runtime: channels over real ports, port texts, plug-in loading, the trace.
 #include "runtime/device_channel.h"
-#include "runtime/driver_outcome.h"
 #include "runtime/driver_plugin.h"
 #include "runtime/port.h"
+#include "runtime/request_outcome.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
 #include "runtime/trace_log.h"
@@ -92,7 +92,7 @@ struct SlowChannel : public DeviceChannel {
         write("CQ\r\n", 4);
         readOnce(*this);
         if (fails)
-            getRetry();
+            noteFailedAttempt();
         control(DISCARD_INPUT, 0);
         return wire.ms - beginMs;
     }
@@ -417,21 +417,23 @@ private slots:
     {
         for (const char *text :
              {"invalid response", "invalid response:", "invalid response2", "invalid response3"})
-            QVERIFY2(driverOutcome(QLatin1String(text)) == DriverOutcome::UnusableReply, text);
+            QVERIFY2(outcomeOf(QLatin1String(text)) == RequestOutcome::UnusableReply, text);
         for (const char *text :
              {"address \"PLC no response\" holds no device number", "invalid", ""})
-            QVERIFY2(driverOutcome(QLatin1String(text)) == DriverOutcome::Refused, text);
+            QVERIFY2(outcomeOf(QLatin1String(text)) == RequestOutcome::Refused, text);
     }
 
-    // An exchange that a close has ended is followed by the next one of the same attempt.
+    // An attempt may have several exchanges, or send nothing.
     void countsAttempts()
     {
         ScriptedChannel channel(">CR 00|<CF|>CR 00|<CC 00|>CQ|<CF{CR}{LF}x|>CR 00|<CF");
         TracedChannel traced(channel, nullptr);
         traced.beginRequest();
-        for (const char *line : {"CR 00\r\n", "CR 00\r\n", "CQ\r\n", "CR 00\r\n"}) {
-            traced.write(line, static_cast<int>(qstrlen(line)));
-            readOnce(traced);
+        for (const char *line : {"", "CR 00\r\n", "", "", "CR 00\r\n", "CQ\r\n", "CR 00\r\n"}) {
+            if (!*line)
+                traced.getDelay();
+            else if (traced.write(line, static_cast<int>(qstrlen(line))) > 0)
+                readOnce(traced);
         }
         QCOMPARE(channel.fault(), QByteArray());
         QCOMPARE(traced.record().attempts, 2);

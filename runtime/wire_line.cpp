@@ -1,0 +1,180 @@
+#include "runtime/wire_line.h"
+
+#include <QtCore/QList>
+
+#include <algorithm>
+
+namespace
+{
+
+const char END[] = "\r\n";
+
+const struct {
+    const char *word;
+    LineKind kind;
+} COMMANDS[] = {
+    {"CR", LineKind::Open},   {"CQ", LineKind::Close}, {"RDS", LineKind::Read},
+    {"WRS", LineKind::Write}, {"ST", LineKind::Set},   {"RS", LineKind::Reset},
+};
+
+// Of an item's characters: h is a hexadecimal digit, d a decimal one, b is 0 or 1.
+const struct {
+    ItemForm form;
+    const char *characters;
+} ITEMS[] = {
+    {ItemForm::Word, "hhhh"},
+    {ItemForm::Bit, "b"},
+    {ItemForm::Number, "dddddddddd"},
+    {ItemForm::TimerItem, "b,dddddddddd,dddddddddd"},
+};
+
+const char WORD_SUFFIX[] = ".H";
+const char *const BIT_DEVICES[] = {"R", "MR", "LR", "CR", "B", "VB"};
+const char *const NUMBER_DEVICES[] = {"TC", "TS", "CC", "CS", "A"};
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c)
+{
+    return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+bool isNumber(const QByteArray &word, int minDigits, int maxDigits)
+{
+    return word.size() >= minDigits && word.size() <= maxDigits &&
+           std::all_of(word.begin(), word.end(), isDigit);
+}
+
+bool isDevice(const QByteArray &word)
+{
+    return !word.isEmpty() &&
+           std::all_of(word.begin(), word.end(), [](char c) { return c > ' ' && c <= '~'; });
+}
+
+bool hasForm(const QByteArray &item, const char *characters)
+{
+    const auto fits = [](char c, char form) {
+        return form == 'h'   ? isHexDigit(c)
+               : form == 'd' ? isDigit(c)
+               : form == 'b' ? c == '0' || c == '1'
+                             : c == form;
+    };
+    return item.size() == static_cast<int>(qstrlen(characters)) &&
+           std::equal(item.begin(), item.end(), characters, fits);
+}
+
+ItemForm formOf(const QByteArray &device)
+{
+    if (device.endsWith(WORD_SUFFIX))
+        return ItemForm::Word;
+    for (const char *prefix : BIT_DEVICES) {
+        const QByteArray number = device.mid(static_cast<int>(qstrlen(prefix)));
+        if (device.startsWith(prefix) && !number.isEmpty() &&
+            std::all_of(number.begin(), number.end(), isHexDigit))
+            return ItemForm::Bit;
+    }
+    const auto starts = [&device](const char *prefix) { return device.startsWith(prefix); };
+    return std::any_of(std::begin(NUMBER_DEVICES), std::end(NUMBER_DEVICES), starts)
+               ? ItemForm::Number
+               : ItemForm::TimerItem;
+}
+
+// The words of a line without its end; none of a line that has no end.
+QList<QByteArray> wordsOf(const QByteArray &line)
+{
+    return line.endsWith(END) ? line.left(line.size() - 2).split(' ') : QList<QByteArray>();
+}
+
+} // namespace
+
+WireLine parseLine(const QByteArray &line)
+{
+    const QList<QByteArray> words = wordsOf(line);
+    WireLine parsed;
+    for (const auto &command : COMMANDS) {
+        if (words.value(0) == command.word)
+            parsed.kind = command.kind;
+    }
+    bool isWhole = false;
+    switch (parsed.kind) {
+    case LineKind::Open:
+        parsed.station = words.value(1);
+        isWhole = words.size() == 2 && isNumber(parsed.station, 2, 3);
+        break;
+    case LineKind::Close:
+        isWhole = words.size() == 1;
+        break;
+    case LineKind::Read:
+    case LineKind::Write:
+        parsed.count = words.value(2).toInt();
+        isWhole = isDevice(words.value(1)) && isNumber(words.value(2), 1, 9);
+        break;
+    case LineKind::Set:
+    case LineKind::Reset:
+        isWhole = words.size() == 2 && isDevice(words.at(1));
+        break;
+    case LineKind::Other:
+        break;
+    }
+    if (!isWhole)
+        return WireLine();
+    if (parsed.kind != LineKind::Open)
+        parsed.device = words.value(1);
+    parsed.form = formOf(parsed.device);
+    return parsed;
+}
+
+WireReply parseReply(const QByteArray &reply)
+{
+    const QList<QByteArray> words = wordsOf(reply);
+    const QByteArray first = words.value(0);
+    WireReply parsed;
+    parsed.items = reply.count(' ') + 1;
+    if (words.size() == 2 && first == "CC" && isNumber(words.at(1), 2, 3)) {
+        parsed.kind = ReplyKind::Opened;
+    } else if (words.size() == 1 && (first == "CF" || first == "OK")) {
+        parsed.kind = first == "CF" ? ReplyKind::Closed : ReplyKind::Accepted;
+    } else if (words.size() == 1 && hasForm(first, "Ed")) {
+        parsed.kind = ReplyKind::Refused;
+        parsed.errorDigit = first.at(1);
+    }
+    for (const auto &row : ITEMS) {
+        const auto fits = [&row](const QByteArray &item) { return hasForm(item, row.characters); };
+        if (words.isEmpty() || !std::all_of(words.begin(), words.end(), fits))
+            continue;
+        parsed.kind = ReplyKind::Items;
+        parsed.form = row.form;
+    }
+    return parsed;
+}
+
+QByteArray openLine(int station)
+{
+    return "CR " + QByteArray::number(station).rightJustified(2, '0') + END;
+}
+
+QByteArray closeLine()
+{
+    return QByteArray("CQ") + END;
+}
+
+QByteArray replyOfSuccess(const WireLine &line)
+{
+    switch (line.kind) {
+    case LineKind::Open:
+        return "CC " + line.station + END;
+    case LineKind::Close:
+        return QByteArray("CF") + END;
+    case LineKind::Write:
+    case LineKind::Set:
+    case LineKind::Reset:
+        return QByteArray("OK") + END;
+    case LineKind::Read:
+    case LineKind::Other:
+        break;
+    }
+    return QByteArray();
+}
