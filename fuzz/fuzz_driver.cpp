@@ -17,7 +17,7 @@ const int MOST_REQUESTS = 4;
 class FuzzChannel : public AbstractDeviceInterface
 {
 public:
-    FuzzChannel(FuzzInput &input)
+    explicit FuzzChannel(FuzzInput &input)
         : heard(-1), opened(0), retries(static_cast<int>(input.below(5)) - 1),
           station(static_cast<int>(input.below(128)) - 2),
           m_chunk(static_cast<int>(input.below(256))), m_form(input.below(4)),
