@@ -1,4 +1,5 @@
-/// What kvlink itself has to know of a device: how its numbers run on, and whether it holds words.
+/// An address as kvlink takes it apart: how a device's numbers run on, and what it holds. The devices
+/// are those of the driver's table.
 #ifndef ITEMS_DEVICE_ADDRESS_H
 #define ITEMS_DEVICE_ADDRESS_H
 
@@ -16,15 +17,16 @@ enum class DeviceForm {
 struct DeviceAddress {
     QString prefix; ///< upper case
     quint32 number = 0;
-    int base = 10; ///< of the number: 10, or 16 for B, W and VB
+    int base = 10; ///< of the number: 10 or 16
     DeviceForm form = DeviceForm::Values;
+    bool hasContacts = false; ///< each value has a bit of its own: timers, counters and CTC
 
     /// The address of another number of the device. @param other the number
     QString at(quint32 other) const;
 };
 
-/// Splits an address such as DM100, w1F or CTC3: letters and a number, which is hexadecimal for B,
-/// W and VB and else decimal, and is at most 99999999.
+/// Splits an address such as DM100, w1F or CTC3: letters and a number in the device's base, at most
+/// 99999999.
 /// @return whether @p text is such an address; else @p address is unchanged
 bool parseDeviceAddress(const QString &text, DeviceAddress *address);
 

@@ -33,12 +33,6 @@ QString typeNames()
     return names.join(QLatin1String(", "));
 }
 
-bool hasContacts(const QString &prefix)
-{
-    return prefix == QLatin1String("T") || prefix == QLatin1String("C") ||
-           prefix == QLatin1String("CTC");
-}
-
 // Whether an item's device can hold its type.
 bool checkItemType(const Item &item, QString *error)
 {
@@ -47,7 +41,7 @@ bool checkItemType(const Item &item, QString *error)
     case ItemType::Bit:
         if (item.device.form == DeviceForm::Words)
             holds = "words, which have no bits of their own";
-        else if (item.device.form == DeviceForm::Values && !hasContacts(item.device.prefix))
+        else if (item.device.form == DeviceForm::Values && !item.device.hasContacts)
             holds = "32-bit numbers without contacts";
         break;
     case ItemType::U8:

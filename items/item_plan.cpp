@@ -1,5 +1,6 @@
 #include "items/item_plan.h"
 
+#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "items/item_values.h"
 
 #include <algorithm>
@@ -7,10 +8,8 @@
 namespace
 {
 
-// What a reply can hold.
-const int MAX_WORDS = 307;
-const int MAX_RELAYS = 768;
-const int MAX_VALUES = 64; // of timers and counters, which have the longest items
+// Timers and counters have the longest items; of all values as many are read at once.
+const int MAX_VALUES = KV_L20V_MAX_TIMER_ITEMS;
 
 const int CHANNEL_BITS = 16;
 
@@ -39,7 +38,7 @@ QVector<Span> spansOf(const Item &item, int index)
     QVector<Span> spans;
     const int words = (itemBytes(item) + 1) / 2;
     // Whole values only: one that came in two replies could be half old, half new.
-    const int most = MAX_WORDS - (itemBits(item) == 32 ? MAX_WORDS % 2 : 0);
+    const int most = KV_L20V_MAX_WORDS - (itemBits(item) == 32 ? KV_L20V_MAX_WORDS % 2 : 0);
     for (int done = 0; done < words; done += most)
         spans += Span{index, item.device.number + static_cast<quint32>(done),
                       qMin(most, words - done), 2 * done};
@@ -73,7 +72,7 @@ quint32 numberBehind(const Item &item, int count)
 void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
 {
     const bool bits = item.type == ItemType::Bit;
-    const int room = item.device.form == DeviceForm::Channels ? MAX_RELAYS : MAX_VALUES;
+    const int room = item.device.form == DeviceForm::Channels ? KV_L20V_MAX_BITS : MAX_VALUES;
     for (int done = 0; done < item.count; done += room) {
         const int count = qMin(room, item.count - done);
         const QString address = done == 0 ? item.address : item.device.at(numberBehind(item, done));
@@ -96,7 +95,7 @@ void mergeSpans(const QVector<Item> &items, const QVector<Span> &spans, const Me
             options.merge && !block.isEmpty() &&
             items.at(block.first().item).device.prefix == items.at(span.item).device.prefix &&
             span.first <= end + static_cast<quint32>(options.maxGap) &&
-            span.end() - block.first().first <= static_cast<quint32>(MAX_WORDS);
+            span.end() - block.first().first <= static_cast<quint32>(KV_L20V_MAX_WORDS);
         if (!joins && !block.isEmpty()) {
             *requests += wordRequest(items, block, end);
             block.clear();

@@ -28,7 +28,7 @@ struct ItemRequest {
 };
 
 /// Plans the requests. Words of one device that overlap, touch or lie no further apart than allowed
-/// come in one request, up to 307; an item that is larger than a reply comes in several. All else
+/// come in one request, as many as a reply holds; an item that is larger than a reply comes in several. All else
 /// is read item by item.
 /// @return the requests, in the order of their first items
 QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options);

@@ -9,8 +9,6 @@
 namespace
 {
 
-const int CONTROL_DISCARD_INPUT = 12;
-
 // A peer that sends without end is not read for longer than so many chunks of 256 bytes.
 const int MAX_DISCARD_ROUNDS = 256;
 
@@ -78,7 +76,7 @@ qint64 DeviceChannel::restOfLineMs() const
 
 int DeviceChannel::control(int code, const QVariant &)
 {
-    if (code != CONTROL_DISCARD_INPUT)
+    if (code != AbstractDeviceInterface::DiscardInput)
         return 0;
     forgetOldLines();
     if (m_isHeard && !m_openLines.isEmpty()) {

@@ -9,7 +9,6 @@
 namespace
 {
 
-const int CONTROL_DISCARD_INPUT = 12;
 
 } // namespace
 
@@ -30,7 +29,7 @@ void LinkChannel::noteFailedAttempt()
 
 void LinkChannel::discardInput()
 {
-    control(CONTROL_DISCARD_INPUT, QVariant(0));
+    control(AbstractDeviceInterface::DiscardInput, QVariant(0));
 }
 
 QByteArray LinkChannel::exchange(const QByteArray &line, int lines, int maxLength)

@@ -1,11 +1,14 @@
 #include "runtime/trace_log.h"
 
+#include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
 #include "runtime/escaped_text.h"
 #include "runtime/wire_line.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
+
+#include <algorithm>
 
 namespace
 {
@@ -15,14 +18,32 @@ QString seconds(qint64 ns)
     return QString::number(static_cast<double>(ns) / 1e9, 'f', 6);
 }
 
+bool isDigit(QChar c)
+{
+    return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
+           (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
+}
+
 // An address as people write it: without the word suffix and the zeros that fill a number up.
 QString plainAddress(QString address)
 {
-    static const QRegularExpression fill(
-        QLatin1String("\\A(VB|[BW]|(?!VB|[BW])[A-Z]+)0+(?=[0-9A-F])"));
+    const KV_L20V_Device &device = KV_L20V_DeviceOf(address.toLatin1());
+    const QLatin1String prefix(device.prefix);
     if (address.endsWith(QLatin1String(".H")))
         address.chop(2);
-    return address.replace(fill, QLatin1String("\\1"));
+    int letters = 0;
+    if (device.number.base == 16) // letters may be digits
+        letters = address.startsWith(prefix) ? prefix.size() : 0;
+    else
+        while (letters < address.size() && address.at(letters) >= QLatin1Char('A') &&
+               address.at(letters) <= QLatin1Char('Z'))
+            ++letters;
+    int zeros = 0;
+    while (letters > 0 && letters + zeros + 1 < address.size() &&
+           address.at(letters + zeros) == QLatin1Char('0') &&
+           isDigit(address.at(letters + zeros + 1)))
+        ++zeros;
+    return address.remove(letters, zeros);
 }
 
 QString itemsText(int count, ItemForm form, const char *singular, const char *plural)

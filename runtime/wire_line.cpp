@@ -1,5 +1,7 @@
 #include "runtime/wire_line.h"
 
+#include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
+
 #include <QtCore/QList>
 
 #include <algorithm>
@@ -29,8 +31,6 @@ const struct {
 };
 
 const char WORD_SUFFIX[] = ".H";
-const char *const BIT_DEVICES[] = {"R", "MR", "LR", "CR", "B", "VB"};
-const char *const NUMBER_DEVICES[] = {"TC", "TS", "CC", "CS", "A"};
 
 bool isDigit(char c)
 {
@@ -70,16 +70,13 @@ ItemForm formOf(const QByteArray &device)
 {
     if (device.endsWith(WORD_SUFFIX))
         return ItemForm::Word;
-    for (const char *prefix : BIT_DEVICES) {
-        const QByteArray number = device.mid(static_cast<int>(qstrlen(prefix)));
-        if (device.startsWith(prefix) && !number.isEmpty() &&
-            std::all_of(number.begin(), number.end(), isHexDigit))
-            return ItemForm::Bit;
-    }
-    const auto starts = [&device](const char *prefix) { return device.startsWith(prefix); };
-    return std::any_of(std::begin(NUMBER_DEVICES), std::end(NUMBER_DEVICES), starts)
-               ? ItemForm::Number
-               : ItemForm::TimerItem;
+    const KV_L20V_Device &row = KV_L20V_DeviceOf(device);
+    const int prefixLength = static_cast<int>(qstrlen(row.prefix));
+    const bool isChannel = *row.number.firstBit != '\0' && device.size() > prefixLength;
+    if (isChannel && device.startsWith(row.prefix) &&
+        std::all_of(device.begin() + prefixLength, device.end(), isHexDigit))
+        return ItemForm::Bit;
+    return row.forms.read == KV_L20V_Numbers ? ItemForm::Number : ItemForm::TimerItem;
 }
 
 // The words of a line without its end; none of a line that has no end.

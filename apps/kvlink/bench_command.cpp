@@ -2,6 +2,7 @@
 #include "apps/decimal_range.h"
 #include "command_line.h"
 #include "commands.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "items/device_address.h"
 #include "drivers/communicator_command.h"
 #include "runtime/link_channel.h"
@@ -21,9 +22,6 @@ namespace
 
 // Start bit, 8 data bits, parity bit and stop bit.
 const int BITS_OF_8E1 = 11;
-
-// What one read reply can hold.
-const int MAX_WORDS = 307;
 
 struct BenchOptions {
     std::string address = "DM0";
@@ -109,7 +107,7 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
         ->type_name("ADDRESS")
         ->capture_default_str();
     command->add_option("-n", bench->words, "Words in a request")
-        ->transform(decimalRange(1, MAX_WORDS))
+        ->transform(decimalRange(1, KV_L20V_MAX_WORDS))
         ->capture_default_str();
     command->add_option("--requests", bench->requests, "Number of requests")
         ->transform(decimalRange(1, 999999999))

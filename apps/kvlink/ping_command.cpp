@@ -2,6 +2,7 @@
 #include "apps/decimal_range.h"
 #include "command_line.h"
 #include "commands.h"
+#include "drivers/abstract_device_interface.h"
 #include "runtime/client.h"
 #include "runtime/stop_request.h"
 

@@ -1,6 +1,7 @@
 // replay: sends the requests of a trace again and compares the replies.
 #include "command_line.h"
 #include "commands.h"
+#include "drivers/abstract_device_interface.h"
 #include "runtime/escaped_text.h"
 #include "runtime/link_channel.h"
 #include "runtime/trace_log.h"

@@ -28,7 +28,7 @@ public:
             command.count != 1)
             return failure(QLatin1String("no such value: ") + command.address);
         // Whatever came unasked is not the answer to this question.
-        device->control(12, QVariant(0));
+        device->control(AbstractDeviceInterface::DiscardInput, QVariant(0));
         device->write("W\r\n", 3);
         char reply[16];
         int length = 0;
