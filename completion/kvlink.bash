@@ -1,6 +1,6 @@
-# Bash completion of kvlink and kvsim: commands, options, ports and devices.
+# Bash completion of kvlink and kvsim: commands, options, ports and devices. The build puts the devices in.
 
-_kvlink_devices='DM EM FM ZF W TM Z CM VM R B MR LR CR VB T C CTC PCTC TC TS CC CS AT'
+_kvlink_devices='@KV_DEVICES@'
 _kvlink_link='--port --tcp --sim --station --project-port --project --retry --delay --timeout --trace --driver
     --help --version'
 

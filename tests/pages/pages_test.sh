@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Compares what the programs' help, the man pages and the completion know of options, and the pages' syntax.
-# Arguments: the folder with the programs, the source folder.
+# Arguments: the folder with the programs, the source folder, the build folder.
 set -euo pipefail
 bin=$1
 source=$2
+completion=$3/completion/kvlink.bash
 failed=0
 
 fail() {
@@ -21,7 +22,7 @@ help_options() {
 
 man_options() { sed 's/\\-/-/g' "$source/man/$1.1" | options; }
 
-completion_options() { sed -n "$1,$2p" "$source/completion/kvlink.bash" | options; }
+completion_options() { sed -n "$1,$2p" "$completion" | options; }
 
 compare() {
     local difference
@@ -52,7 +53,9 @@ for page in "$source"/man/*; do
     [ -z "$warnings" ] || fail "$page: $warnings"
 done
 
-completed=$(bash -c 'source "$1"; COMP_WORDS=(kvlink monitor --cha); COMP_CWORD=2; _kvlink; echo "${COMPREPLY[*]}"' \
-    - "$source/completion/kvlink.bash")
-[ "$completed" = --changes-only ] || fail "completion of --cha gives \"$completed\""
+for words in '--cha=--changes-only' 'c=C CC CM CR CS CTC'; do
+    completed=$(bash -c 'source "$1"; COMP_WORDS=(kvlink monitor "$2"); COMP_CWORD=2; _kvlink; echo "${COMPREPLY[*]}"' \
+        - "$completion" "${words%%=*}")
+    [ "$completed" = "${words#*=}" ] || fail "completion of ${words%%=*} gives \"$completed\""
+done
 exit $failed
