@@ -85,8 +85,6 @@ const struct {
     {"CTC words", true, Word, 2, "CTC2", 0, "can't write word to CTC2"},
     {"CTC words, lower case", true, Block, 2, "ctc2", 0, "can't write word to ctc2"},
     {"no number to write to", true, Word, 2, "VBXY", 0, "address \"VBXY\" holds no device number"},
-    {"beyond Latin-1", true, Word, 2, QChar(0x144) + QString("M1"), 0,
-     "address \"\\x144M1\" holds the character 0x144 at position 0"},
     {"words beyond the line", true, Word, 613, "DM1", 0,
      "write of 613 bytes to address \"DM1\" does not fit a line of 1552 characters"},
     {"values beyond the line", true, DoubleWord, 564, "T1", 0,
