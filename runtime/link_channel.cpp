@@ -6,12 +6,6 @@
 
 #include <QtCore/QVariant>
 
-namespace
-{
-
-
-} // namespace
-
 LinkChannel::LinkChannel(DeviceChannel &channel, int timeoutMs, TraceLog *log)
     : TracedChannel(channel, log), m_port(channel), m_timeoutMs(timeoutMs), m_isClosed(false)
 {}

@@ -44,7 +44,6 @@ SLOW = 1.5  # seconds of a test
 LIMITS = ["prlimit", "--as=%d" % (4 << 30), "--fsize=%d" % (64 << 20), "--core=0"]
 
 
-
 class Mutant(collections.namedtuple("Mutant", "room file number operator before after tests")):
     """A change of a line, and the tests that run the line."""
 
@@ -238,10 +237,11 @@ def judge(tree, mutant, tests):
         # Slow tests wait most of their time, so they run at the same time.
         slow = [name for name in mutant.tests if tests[name][1] > SLOW]
         for batch in [[name] for name in mutant.tests if name not in slow] + ([slow] if slow else []):
-            if not tree.build([program_of(tests[name][0]) for name in batch], 2):
+            commands, seconds = zip(*(tests[name] for name in batch))
+            if not tree.build(map(program_of, commands), 2):
                 return "not built"
             with concurrent.futures.ThreadPoolExecutor(len(batch)) as pool:
-                failures = pool.map(lambda name: tree.run(tests[name][0], 10 + 4 * tests[name][1]), batch)
+                failures = pool.map(tree.run, commands, [10 + 4 * usual for usual in seconds])
             for name, failure in zip(batch, failures):
                 if failure:
                     return "%s of %s" % (failure, name)
@@ -260,7 +260,7 @@ def judge_all(mutants, tests, jobs):
     def work(number):
         tree = Tree(str(number))
         tree.copy_sources()
-        tree.prepare({program_of(command) for command, _ in tests.values()}, 1)
+        tree.prepare([program_of(command) for command, _ in tests.values()], 1)
         for group in waiting:
             for mutant in group:
                 if stopped.is_set():

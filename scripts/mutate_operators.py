@@ -6,8 +6,9 @@ NOT_CODE = re.compile(
     r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|^[ \t]*#(?:\\\n|[^\n])*'
     r"|'(?:\\.|[^'\\\n])+'", re.S | re.M)
 # What only logs, asserts at most, or saves time.
-UNCHANGED = re.compile(r"\b(qDebug|qWarning|qCritical|debugLine|footer|description|Q_ASSERT|static_assert"
-                       r"|reserve|[\w:]+ \w+\[\w+\];)")
+UNCHANGED = re.compile(
+    r"\b(qDebug|qWarning|qCritical|Q_ASSERT|static_assert|reserve|footer|description)\b"
+    r"|^\s*[\w:]+ \w+\[\w+\];")
 # Lines without machine code that hold data: rows of tables, constants, enumerators.
 DATA = re.compile(r"\s*(\{.*\},?|[\w\s,]+,?|\w+ = .*,?|((static|const|constexpr|extern) ).*=.*[;{])$")
 SWAPS = [
@@ -19,8 +20,9 @@ SWAPS = [
     ("arithmetic", r"\+\+|--", {"++": "--", "--": "++"}),
     ("constant", r"\b(true|false)\b", {"true": "false", "false": "true"}),
 ]
-STATEMENT = re.compile(r"\s*(?!return\b|throw\b|delete\b)((?:\+\+|--|\*)?[\w:]+(?:[.\w\[\]]|->|::|\(\))*"
-                       r"(\(.*\)| ([-+*/|&^]|<<|>>)?= .*| << .*|\+\+|--)?;)$")
+STATEMENT = re.compile(
+    r"\s*(?!return\b|throw\b|delete\b)((?:\+\+|--|\*)?[\w:]+(?:[.\w\[\]]|->|::|\(\))*"
+    r"(\(.*\)| ([-+*/|&^]|<<|>>)?= .*| << .*|\+\+|--)?;)$")
 NUMBER = re.compile(r"(?<![\w.'\"])(0x[0-9A-Fa-f]+|\d+)(?=[uUlL]*(?![\w.']))")
 EMPTY = re.compile(r"(0|false|true|nullptr|[A-Z]\w*\(\)|\{\}|[\w:]*(OK|Ok|NONE|None))$")
 

@@ -94,7 +94,7 @@ const struct {
     {"lower-case hexadecimal number", "RDS W1ff.H 1", "E0"},
     {"bit above 15", "RDS R1216 1", "E0"},
     {"number wraps 32 bits", "RDS DM4294967296.H 1", "E0"},
-    {"words off bit 0", "RDS R01201.H 1", "E0"},
+    {"words off bit 0", "RDS R00201.H 1", "E0"},
     {"word device without suffix", "RDS DM0 1", "E0"},
     {"timer with suffix", "RDS T0.H 1", "E0"},
     {"set of a word", "ST DM0.H", "E0"},
@@ -118,6 +118,7 @@ const struct {
     {"last word lower-case", "WRS DM100.H 2 5555 abcd/RDS DM100.H 1", "E1/1234"},
     {"last bit is 2", "WRS R01215 3 0 1 2/RDS R1200.H 2", "E1/8000 0002"},
     {"decimal of nine digits", "WRS T13 1 000000007/RDS TC13 1", "E1/4294967295"},
+    {"decimal with a colon", "WRS T13 1 000000000:/RDS TC13 1", "E1/4294967295"},
     {"decimal above 32 bits", "WRS T13 1 4294967296/RDS TC13 1", "E1/4294967295"},
     {"last word outside", "WRS DM65534.H 2 5555 5555/RDS DM65534.H 1", "E0/0000"},
 };

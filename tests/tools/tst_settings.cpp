@@ -104,6 +104,7 @@ private slots:
     {
         DriverSetting setting(1, 2, 3, 4, "dropped", 7);
         QVERIFY(setting.auxText.isEmpty() && !setting.auxFlag);
+        QVERIFY(!DriverSetting(1, 2, 3, 4).auxFlag);
         setting.copy(DriverSetting(501, 5, 6, 21, "dropped", 7, "aux", true));
         QCOMPARE(written(setting).toHex(), B("000001f5000000050000000600000015"));
         QVERIFY(setting.auxText == "aux" && !setting.auxFlag);
