@@ -76,8 +76,6 @@ const struct {
     {"--live DM0=noise:1", 2, "counter:STEP,PERIOD"},
     {"--read-only DM9-DM1", 2, "DM9-DM1"},
     {"--set XX1=1", 2, "no such device in \"XX1=1\""},
-    {"--set DM100", 2, "no value in \"DM100\""},
-    {"--set DM100=99999", 2, "no value from 0 to 65535 in \"DM100=99999\""},
     {"--baud 0", 2, "50 to 4000000"},
     {"--link ''", 2, "--link: the value is empty"},
     {"--tcp ::1:0", 2, "::1:0"},
