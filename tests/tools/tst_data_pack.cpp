@@ -39,11 +39,6 @@ void checkItem(const char *format, int count, const QByteArray &expected)
     QVERIFY(restored == values);
 }
 
-void addRow(const char *format, const char *outcome)
-{
-    QTest::newRow(*format ? format : "empty") << QByteArray(format) << QString(outcome);
-}
-
 } // namespace
 
 class TestDataPack : public QObject
@@ -51,70 +46,64 @@ class TestDataPack : public QObject
     Q_OBJECT
 
 private slots:
-    void packsAndUnpacksEveryItem_data()
-    {
-        QTest::addColumn<QByteArray>("format");
-        QTest::addColumn<QString>("bytes");
-        const char *const formats[] = {"C c 1c", "S s v", "n", "I i L l V 1V", "N", "12C",
-                                       "003v",   "3n",    "3N"};
-        const char *const bytes[] = {"c4",           "c4b3",         "b3c4",
-                                     "c4b3a291",     "91a2b3c4",     "c404ccc404ccc404ccc404cc",
-                                     "c4b30403ccdd", "b3c40304ddcc", "91a2b3c401020304ffeeddcc"};
-        for (int k = 0; k < 9; ++k)
-            for (const QByteArray &format : QByteArray(formats[k]).split(' '))
-                addRow(format.constData(), bytes[k]);
-    }
-
     void packsAndUnpacksEveryItem()
     {
-        QFETCH(QByteArray, format);
-        QFETCH(QString, bytes);
-        const int count = std::atoi(format.constData());
-        const int width = bytes.size() / 2 / qMax(count, 1);
-        (width == 1   ? checkItem<unsigned char>
-         : width == 2 ? checkItem<unsigned short>
-                      : checkItem<unsigned int>)(format.constData(), count, bytes.toLatin1());
+        const char *const rows[][2] = {{"C c 1c", "c4"},
+                                       {"S s v", "c4b3"},
+                                       {"n", "b3c4"},
+                                       {"I i L l V 1V", "c4b3a291"},
+                                       {"N", "91a2b3c4"},
+                                       {"12C", "c404ccc404ccc404ccc404cc"},
+                                       {"003v", "c4b30403ccdd"},
+                                       {"3n", "b3c40304ddcc"},
+                                       {"3N", "91a2b3c401020304ffeeddcc"}};
+        for (const auto &row : rows) {
+            for (const QByteArray &format : QByteArray(row[0]).split(' ')) {
+                const int count = std::atoi(format.constData());
+                const size_t width = qstrlen(row[1]) / 2 / static_cast<size_t>(qMax(count, 1));
+                (width == 1   ? checkItem<unsigned char>
+                 : width == 2 ? checkItem<unsigned short>
+                              : checkItem<unsigned int>)(format.constData(), count, row[1]);
+            }
+        }
     }
 
     // What DataPack gives for the arguments 5A and 5B, and its buffer, which starts as EE; what
     // DataUnpack gives for 11 22 33 44, and the two bytes stored; what ByteArrayPack gives.
-    void handlesFillersAndFaults_data()
-    {
-        QTest::addColumn<QByteArray>("format");
-        QTest::addColumn<QString>("outcome");
-        for (const char *unknown : {"q", " ", "-1C", "\xC3"})
-            addRow(unknown, "0 eeeeeeee -1 eeee ");
-        for (const char *badCount : {"0C", "0n", "0N", "4S", "4s", "1I", "1i", "1L", "1l", "4q",
-                                     "4", "99999999999999999999999S"})
-            addRow(badCount, "-1 eeeeeeee -1 eeee ");
-        addRow("", "0 eeeeeeee 0 eeee ");
-        addRow("xXC", "3 00ee5aee 3 33ee 00005a");
-        addRow("3x", "3 000000ee 3 eeee ");
-        addRow("2XC", "3 eeee5aee 3 33ee ");
-        addRow("0x0XC", "1 5aeeeeee 1 11ee ");
-        addRow("C C", "0 5aeeeeee -1 11ee ");
-        addRow("CC4", "-1 5a5beeee -1 1122 ");
-    }
-
     void handlesFillersAndFaults()
     {
-        QFETCH(QByteArray, format);
-        const char *const fmt = format.constData();
+        const struct {
+            const char *formats, *outcome;
+        } rows[] = {
+            {"q| |-1C|\xC3", "0 eeeeeeee -1 eeee "},
+            {"0C|0n|0N|4S|4s|1I|1i|1L|1l|4q|4|99999999999999999999999S", "-1 eeeeeeee -1 eeee "},
+            {"", "0 eeeeeeee 0 eeee "},
+            {"xXC", "3 00ee5aee 3 33ee 00005a"},
+            {"3x", "3 000000ee 3 eeee "},
+            {"2XC", "3 eeee5aee 3 33ee "},
+            {"0x0XC", "1 5aeeeeee 1 11ee "},
+            {"C C", "0 5aeeeeee -1 11ee "},
+            {"CC4", "-1 5a5beeee -1 1122 "},
+        };
         const unsigned char source[] = {0x11, 0x22, 0x33, 0x44};
-        std::vector<unsigned char> buffer(4, 0xEE);
-        std::vector<unsigned char> stored(2, 0xEE);
-        const int packed = DataPack(buffer.data(), fmt, 0x5A, 0x5B);
-        const int unpacked = DataUnpack(source, fmt, &stored[0], &stored[1]);
-        const QByteArray grown = ByteArrayPack(fmt, 0x5A, 0x5B).toHex();
-        QTEST(QString("%1 %2 ").arg(packed).arg(QString(hexOf(buffer))) +
-                  QString("%1 %2 ").arg(unpacked).arg(QString(hexOf(stored))) + grown,
-              "outcome");
+        for (const auto &row : rows) {
+            for (const QByteArray &format : QByteArray(row.formats).split('|')) {
+                const char *const fmt = format.constData();
+                std::vector<unsigned char> buffer(4, 0xEE);
+                std::vector<unsigned char> stored(2, 0xEE);
+                const int packed = DataPack(buffer.data(), fmt, 0x5A, 0x5B);
+                const int unpacked = DataUnpack(source, fmt, &stored[0], &stored[1]);
+                const QByteArray outcome = QByteArray::number(packed) + ' ' + hexOf(buffer) + ' ' +
+                                           QByteArray::number(unpacked) + ' ' + hexOf(stored) +
+                                           ' ' + ByteArrayPack(fmt, 0x5A, 0x5B).toHex();
+                QVERIFY2(outcome == row.outcome, fmt);
+            }
+        }
     }
-
-    void packsNothingIntoNoBuffer() { QCOMPARE(DataPack(0, "0x0X"), 0); }
 
     void packsAFrameOfManyItems()
     {
+        QCOMPARE(DataPack(0, "0x0X"), 0);
         const unsigned short words[] = {0x1234, 0xABCD};
         std::vector<unsigned char> buffer(17);
         QCOMPARE(DataPack(buffer.data(), "C2nx1xN2vs", 0x17E, words, 0x01020304, words, -2), 17);

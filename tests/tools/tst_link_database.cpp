@@ -76,17 +76,15 @@ private slots:
     // The first look-up of every test opens the connection.
     void init() { QSqlDatabase::database("links", false).close(); }
 
-    void takesTheFirstRowOfAPort()
+    // Of a port the first row, of a link the default stations.
+    void takesTheFirstRowOrTheDefaults()
     {
         QCOMPARE(firstOfPort("links", 1003), QString("true 7/5"));
         QCOMPARE(firstOfPort("links", 1005), QString("true 9/0"));
         QCOMPARE(firstOfPort("links", 1006), QString("true 0/0"));
         QCOMPARE(firstOfPort("links", 1007), QString("false -77/77"));
         QVERIFY(QSqlDatabase::database("links", false).isOpen());
-    }
-
-    void takesTheDefaultStationsOfALink()
-    {
+        init();
         QCOMPARE(allOf("links", 7), QString("true 7/5 7/6"));
         QCOMPARE(allOf("links", 8), QString("true 8/1 8/2 8/3 8/255"));
         QCOMPARE(allOf("links", 11), QString("false"));

@@ -16,46 +16,45 @@ class TestPlcAddress : public QObject
     Q_OBJECT
 
 private slots:
-    void takesAddressesApart_data()
-    {
-        QTest::addColumn<QByteArray>("address");
-        QTest::addColumn<int>("base");
-        QTest::addColumn<QByteArray>("symbol");
-        QTest::addColumn<int>("number");
-        for (const char *fault :
-             {"DM", "DM12A", "DM2147483648", "DM4294967297", "DM18446744073709551617"})
-            QTest::newRow(fault) << B(fault) << 10 << B("DM") << 0;
-        QTest::newRow("empty") << B("") << 10 << B("") << 0;
-        QTest::newRow("digits only") << B("100") << 10 << B("") << 100;
-        QTest::newRow("underscore") << B("_TMP1") << 10 << B("_TMP") << 1;
-        QTest::newRow("octal") << B("DM100") << 8 << B("DM") << 64;
-        QTest::newRow("octal number behind an 8") << B("D81") << 8 << B("D") << 1;
-        QTest::newRow("hexadecimal") << B("W0x1F") << 16 << B("W") << 31;
-        QTest::newRow("symbol of hexadecimal letters") << B("B10") << 16 << B("B") << 2832;
-        QTest::newRow("base 2") << B("DM100") << 2 << B("DM") << -1;
-        QTest::newRow("minus") << B("DM-12") << 10 << B("DM") << 12;
-        QTest::newRow("byte above 7F") << B("D\xC4M1") << 10 << B("D") << 1;
-        QTest::newRow("blank behind") << B("T12 ") << 10 << B("T") << 0;
-        QTest::newRow("vertical tab behind") << B("T12\v") << 10 << B("T") << 0;
-        QTest::newRow("NUL ends the number") << B("T12\0A", 5) << 10 << B("T") << 12;
-        QTest::newRow("blank before a NUL") << B("T12 \0", 5) << 10 << B("T") << 0;
-        QTest::newRow("NUL before the number") << B("T\00012", 4) << 10 << B("T") << 12;
-        QTest::newRow("greatest") << B("DM2147483647") << 10 << B("DM") << 2147483647;
-        QTest::newRow("greatest hexadecimal + 1") << B("W80000000") << 16 << B("W") << 0;
-    }
-
     void takesAddressesApart()
     {
-        QFETCH(QByteArray, address);
-        QFETCH(int, base);
-        const QString wide = QString::fromLatin1(address.constData(), address.size());
-        QTEST(ExtractPrefixSymbol(wide), "symbol");
-        QTEST(ExtractPLCDeviceAddress(wide, base), "number");
-        // A view of part of a longer text ends where its size says, not at a NUL.
-        const QByteArray longer = address + "77";
-        const QByteArray view = B::fromRawData(longer.constData(), address.size());
-        QTEST(ExtractPrefixSymbol(view), "symbol");
-        QTEST(ExtractPLCDeviceAddress(view, base), "number");
+        // Faulty numbers are 0; "#" stands for a NUL.
+        const struct {
+            const char *addresses;
+            int base;
+            B symbol;
+            int number;
+        } rows[] = {
+            {"DM|DM12A|DM2147483648|DM4294967297|DM18446744073709551617", 10, "DM", 0},
+            {"DM2147483647", 10, "DM", 2147483647},
+            {"", 10, "", 0},
+            {"100", 10, "", 100},
+            {"_TMP1", 10, "_TMP", 1},
+            {"DM100", 8, "DM", 64},
+            {"D81", 8, "D", 1},
+            {"W0x1F", 16, "W", 31},
+            {"B10", 16, "B", 2832}, // a symbol of hexadecimal letters
+            {"W80000000", 16, "W", 0},
+            {"DM100", 2, "DM", -1},
+            {"DM-12", 10, "DM", 12},
+            {"D\xC4M1", 10, "D", 1},
+            {"T12 |T12\v|T12 #", 10, "T", 0},
+            {"T12#A|T#12", 10, "T", 12},
+        };
+        for (const auto &row : rows) {
+            for (const B &address : B(row.addresses).replace('#', '\0').split('|')) {
+                const QString wide = QString::fromLatin1(address.constData(), address.size());
+                // A view of part of a longer text ends where its size says, not at a NUL.
+                const B longer = address + "77";
+                const B view = B::fromRawData(longer.constData(), address.size());
+                QCOMPARE(ExtractPrefixSymbol(wide), row.symbol);
+                QCOMPARE(ExtractPrefixSymbol(view), row.symbol);
+                QVERIFY2(ExtractPLCDeviceAddress(wide, row.base) == row.number,
+                         address.constData());
+                QVERIFY2(ExtractPLCDeviceAddress(view, row.base) == row.number,
+                         address.constData());
+            }
+        }
     }
 
     void readsHexWithinItsLength()
