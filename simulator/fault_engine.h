@@ -6,25 +6,11 @@
 #include "simulator/fault_plan.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QVector>
 
-/// Bytes that go out in one piece.
-struct ReplyChunk {
-    ReplyChunk() : delayUs(0) {}
-    ReplyChunk(const QByteArray &chunk, int us) : bytes(chunk), delayUs(us) {}
+#include <map>
 
-    QByteArray bytes;
-    int delayUs; ///< between the end of what went before and these bytes, in microseconds
-};
-
-/// What becomes of one reply.
-struct FaultedReply {
-    FaultedReply() : closesConnection(false), silenceMs(0) {}
-
-    QVector<ReplyChunk> chunks; ///< in the order of sending; none when nothing is sent
-    bool closesConnection;      ///< the connection ends here; a line without one falls silent
-    int silenceMs;              ///< how long the PLC then takes and answers nothing
-};
+/// How often each kind of fault has happened, in the order of the kinds.
+typedef std::map<const FaultKind *, quint64> FaultCounts;
 
 /// Applies a plan to one reply after another and counts what it did.
 class FaultEngine
@@ -32,24 +18,17 @@ class FaultEngine
 public:
     explicit FaultEngine(const FaultPlan &plan = FaultPlan());
 
-    /// No fault makes a reply longer than this, in bytes; one that would does not happen.
-    enum { MAX_REPLY = 65536 };
-
     /// Requires: @p reply is not empty.
     FaultedReply apply(const QByteArray &reply);
 
-    /// How often a fault has happened so far.
-    quint64 count(FaultKind kind) const { return m_counts[kind]; }
+    /// So far, of the kinds in the plan.
+    const FaultCounts &counts() const { return m_counts; }
 
     const FaultPlan &plan() const { return m_plan; }
 
 private:
-    bool suppress(const FaultRule &rule, FaultedReply *result) const;
-    void damage(const FaultRule &rule, QByteArray *bytes);
-    QByteArray noise(int size);
-
     FaultPlan m_plan;
-    quint64 m_counts[FAULT_KINDS];
+    FaultCounts m_counts;
 };
 
 #endif

@@ -9,40 +9,6 @@
 namespace
 {
 
-struct FaultRow {
-    FaultKind kind;
-    const char *name;
-    const char *parameter; // what it is; null for a fault without one
-    int min;
-    int max;
-    int usual;
-};
-
-const FaultRow FAULTS[] = {
-    {FAULT_NO_REPLY, "no-reply", 0, 0, 0, 0},
-    {FAULT_CLOSE_CONNECTION, "close-connection", "seconds of silence", 0, 3600, 1},
-    {FAULT_SILENCE, "silence", "seconds", 0, 3600, 5},
-    {FAULT_ERROR_REPLY, "error-reply", "error digit", 0, 9, 0},
-    {FAULT_WRONG_STATION, "wrong-station", 0, 0, 0, 0},
-    {FAULT_WRONG_CLOSE, "wrong-close", 0, 0, 0, 0},
-    {FAULT_NOISE_BEFORE, "noise-before", "number of bytes", 1, 1000, 1},
-    {FAULT_NOISE_INSIDE, "noise-inside", "number of bytes", 1, 1000, 1},
-    {FAULT_NOISE_AFTER, "noise-after", "number of bytes", 1, 1000, 1},
-    {FAULT_CUT, "cut", "number of bytes kept", 1, 100000, FaultRule::ANYWHERE},
-    {FAULT_DOUBLED, "doubled", 0, 0, 0, 0},
-    {FAULT_SPLIT, "split", "number of ms between bytes", 0, 10000, 1},
-    {FAULT_LATE, "late", "number of ms", 1, 600000, 1000},
-};
-
-const FaultRow *findFault(const QByteArray &name)
-{
-    for (const FaultRow &row : FAULTS) {
-        if (name == row.name)
-            return &row;
-    }
-    return 0;
-}
-
 bool parseNumber(const QByteArray &text, quint32 min, quint32 max, quint32 *number)
 {
     const PlcField field = {text.constData(), text.size()};
@@ -78,15 +44,16 @@ bool takeRate(QList<QByteArray> *words, FaultRule *rule, QByteArray *error)
                   error);
 }
 
-bool parseParameter(const FaultRow &row, const QByteArray &text, int *parameter, QByteArray *error)
+bool parseParameter(const FaultKind &kind, const QByteArray &text, int *parameter,
+                    QByteArray *error)
 {
-    if (!row.parameter)
-        return refuse(QByteArray("fault ") + row.name + " takes no " + quotedPlcText(text), error);
+    if (!kind.parameter)
+        return refuse(QByteArray("fault ") + kind.name + " takes no " + quotedPlcText(text), error);
     quint32 number = 0;
-    if (!parseNumber(text, static_cast<quint32>(row.min), static_cast<quint32>(row.max), &number))
-        return refuse(quotedPlcText(text) + " is no " + row.parameter + " from " +
-                          QByteArray::number(row.min) + " to " + QByteArray::number(row.max) +
-                          " for fault " + row.name,
+    if (!parseNumber(text, static_cast<quint32>(kind.min), static_cast<quint32>(kind.max), &number))
+        return refuse(quotedPlcText(text) + " is no " + kind.parameter + " from " +
+                          QByteArray::number(kind.min) + " to " + QByteArray::number(kind.max) +
+                          " for fault " + kind.name,
                       error);
     *parameter = static_cast<int>(number);
     return true;
@@ -95,15 +62,15 @@ bool parseParameter(const FaultRow &row, const QByteArray &text, int *parameter,
 bool parseRule(QList<QByteArray> words, FaultRule *rule, QByteArray *error)
 {
     const QByteArray name = words.takeFirst();
-    const FaultRow *row = findFault(name);
-    if (!row)
+    rule->kind = findFaultKind(name);
+    if (!rule->kind)
         return refuse("unknown fault " + quotedPlcText(name) + "; known are " + knownFaults(),
                       error);
-    rule->kind = row->kind;
-    rule->parameter = row->usual;
+    rule->parameter = rule->kind->usual;
     if (!takeRate(&words, rule, error))
         return false;
-    if (!words.isEmpty() && !parseParameter(*row, words.takeFirst(), &rule->parameter, error))
+    if (!words.isEmpty() &&
+        !parseParameter(*rule->kind, words.takeFirst(), &rule->parameter, error))
         return false;
     return words.isEmpty() || refuse(quotedPlcText(words.first()) + " is too much", error);
 }
@@ -115,24 +82,7 @@ bool goesBefore(const FaultRule &rule, const FaultRule &other)
 
 } // namespace
 
-const char *faultName(FaultKind kind)
-{
-    for (const FaultRow &row : FAULTS) {
-        if (row.kind == kind)
-            return row.name;
-    }
-    return "";
-}
-
-QByteArray knownFaults()
-{
-    QByteArray names;
-    for (const FaultRow &row : FAULTS)
-        names += (names.isEmpty() ? "" : ", ") + QByteArray(row.name);
-    return names;
-}
-
-FaultPlan::FaultPlan(quint32 seed) : m_random(seed) {}
+FaultPlan::FaultPlan(quint32 seed) : m_chance(seed) {}
 
 bool FaultPlan::addOption(const QByteArray &text, QByteArray *error)
 {
@@ -188,10 +138,5 @@ bool FaultPlan::strikes(size_t rule)
         break;
     }
     const double range = 4294967296.0;
-    return static_cast<double>(m_random()) < row.probability * range;
-}
-
-quint32 FaultPlan::random(quint32 below)
-{
-    return static_cast<quint32>(m_random() % below);
+    return static_cast<double>(m_chance()) < row.probability * range;
 }

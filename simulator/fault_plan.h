@@ -2,50 +2,26 @@
 #ifndef SIMULATOR_FAULT_PLAN_H
 #define SIMULATOR_FAULT_PLAN_H
 
+#include "simulator/fault_kinds.h"
+
 #include <QtCore/QByteArray>
 
 #include <random>
 #include <vector>
 
-/// The faults, in the order in which several of them are applied to one reply.
-enum FaultKind {
-    FAULT_NO_REPLY,
-    FAULT_CLOSE_CONNECTION,
-    FAULT_SILENCE,
-    FAULT_ERROR_REPLY,
-    FAULT_WRONG_STATION,
-    FAULT_WRONG_CLOSE,
-    FAULT_NOISE_BEFORE,
-    FAULT_NOISE_INSIDE,
-    FAULT_NOISE_AFTER,
-    FAULT_CUT,
-    FAULT_DOUBLED,
-    FAULT_SPLIT,
-    FAULT_LATE,
-    FAULT_KINDS ///< how many there are
-};
-
-/// The name of a fault as options and files have it, such as no-reply.
-const char *faultName(FaultKind kind);
-
-/// The names of all faults, separated by a comma and a blank.
-QByteArray knownFaults();
-
 /// One fault and how often it happens to the replies that it fits.
 struct FaultRule {
-    enum { ANYWHERE = -1 };
-
     enum Rate {
         WITH_PROBABILITY, ///< to each with `probability`
         EVERY,            ///< to each one whose number, counted from 1, is a multiple of `number`
         ONCE              ///< to the one with that number
     };
 
-    FaultKind kind;
+    const FaultKind *kind;
     Rate rate;
     double probability; ///< 0 to 1
     quint32 number;     ///< 1 or more
-    int parameter; ///< milliseconds, seconds, bytes or a digit; ANYWHERE for a cut at a random byte
+    int parameter;      ///< what the kind says
 };
 
 /// An ordered list of rules with the chance that decides between them. The same rules, seed and
@@ -72,13 +48,13 @@ public:
     /// fault
     bool strikes(size_t rule);
 
-    /// A number from 0 to @p below - 1. Requires: @p below is 1 or more.
-    quint32 random(quint32 below);
+    /// What decides, seeded once; the faults themselves draw from it as well.
+    std::mt19937 &chance() { return m_chance; }
 
 private:
     std::vector<FaultRule> m_rules;
     std::vector<quint32> m_chances; // of each rule: the replies counted so far
-    std::mt19937 m_random;
+    std::mt19937 m_chance;
 };
 
 #endif

@@ -108,10 +108,11 @@ void ReplyScheduler::schedule(const QByteArray &reply, qint64 requestEndNs)
             m_service.jitter() % static_cast<quint32>(timing.jitterMs * US_PER_MS) * NS_PER_US;
     m_outFreeNs = qMax(m_outFreeNs, requestEndNs + delayNs);
     const FaultedReply faulted = m_service.faults.apply(reply);
-    for (int i = 0; i < faulted.chunks.size(); ++i) {
-        const ReplyChunk &chunk = faulted.chunks.at(i);
+    const QVector<ReplyChunk> chunks = faulted.chunks();
+    for (int i = 0; i < chunks.size(); ++i) {
+        const ReplyChunk &chunk = chunks.at(i);
         depart(chunk.bytes, m_outFreeNs + chunk.delayUs * NS_PER_US,
-               i == faulted.chunks.size() - 1 ? REPLY_ENDS : NOTHING, 0);
+               i == chunks.size() - 1 ? REPLY_ENDS : NOTHING, 0);
     }
     if (faulted.closesConnection)
         depart(QByteArray(), m_outFreeNs, CONNECTION_ENDS, faulted.silenceMs);

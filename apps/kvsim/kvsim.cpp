@@ -45,14 +45,8 @@ void report(const PlcService &service, QTextStream &err)
 {
     err << "kvsim: " << service.counts.requests << " requests, " << service.counts.errors
         << " error replies, " << service.droppedReplies << " replies dropped\n";
-    bool planned[FAULT_KINDS] = {};
-    for (const FaultRule &rule : service.faults.plan().rules())
-        planned[rule.kind] = true;
-    for (int i = 0; i < FAULT_KINDS; ++i) {
-        const FaultKind kind = static_cast<FaultKind>(i);
-        if (planned[kind])
-            err << "kvsim: fault " << faultName(kind) << ": " << service.faults.count(kind) << '\n';
-    }
+    for (const auto &fault : service.faults.counts())
+        err << "kvsim: fault " << fault.first->name << ": " << fault.second << '\n';
     err.flush();
 }
 
