@@ -1,8 +1,17 @@
-# Bash completion of kvlink and kvsim: commands, options, ports and devices. The build puts the devices in.
+# Bash completion of kvlink and kvsim. The programs' own help has their options, formats and faults;
+# the build puts the devices in.
 
 _kvlink_devices='@KV_DEVICES@'
-_kvlink_link='--port --tcp --sim --station --project-port --project --retry --delay --timeout --trace --driver
-    --help --version'
+
+# The help of a program's command or, with an empty name, of the program.
+_kvlink_help() { "${1/#\~/$HOME}" ${2:+"$2"} --help 2>/dev/null; }
+
+_kvlink_options() { { _kvlink_help "$1" ''; [ -z "$2" ] || _kvlink_help "$1" "$2"; } | sed -nE 's/^ +(-.,)?(--[a-z-]+).*/\2/p'; }
+
+# The words that an option of a command takes.
+_kvlink_words() { _kvlink_help "$1" "$2" | sed -nE "s/^ *$3 ([a-z0-9-]+(\|[a-z0-9-]+)+).*/\1/p" | tr '|' ' '; }
+
+_kvsim_faults() { _kvlink_help "$1" '' | sed -n '/^KIND is /,/\.$/{s/^KIND is //;s/[,.]//g;p}'; }
 
 _kvlink_ports() {
     compgen -G '/dev/tty[SUA][SCM0-9]*' -- || true
@@ -10,7 +19,7 @@ _kvlink_ports() {
 }
 
 _kvlink() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command='' options
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command=''
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
         info | read | write | monitor | ping | bench | replay | list-ports | project) command=$word ;;
@@ -26,16 +35,8 @@ _kvlink() {
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
-    --format)
-        if [ "$command" = list-ports ]; then
-            mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$current")
-            return
-        fi
-        mapfile -t COMPREPLY < <(compgen -W 'text json jsonl csv value' -- "$current")
-        return
-        ;;
-    --word-order)
-        mapfile -t COMPREPLY < <(compgen -W 'low-first high-first' -- "$current")
+    --format | --word-order)
+        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_words "$1" "$command" "$previous")" -- "$current")
         return
         ;;
     --project-port)
@@ -51,17 +52,8 @@ _kvlink() {
         return
         ;;
     esac
-    case $command in
-    read) options='--count --kind --word-order --max-gap --no-merge --twice --format' ;;
-    write) options='--kind --word-order --dry-run --verify --format' ;;
-    monitor) options='--kind --word-order --max-gap --no-merge --twice --format --interval --count --duration --changes-only' ;;
-    ping) options='--count --interval' ;;
-    bench) options='--requests --baud' ;;
-    list-ports) options='--format' ;;
-    *) options='' ;;
-    esac
     if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$_kvlink_link $options" -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_options "$1" "$command")" -- "$current")
         return
     fi
     case $command in
@@ -88,13 +80,10 @@ _kvsim() {
         compopt -o nospace 2>/dev/null
         ;;
     --fault)
-        mapfile -t COMPREPLY < <(compgen -W 'no-reply close-connection silence error-reply wrong-station
-            wrong-close noise-before noise-inside noise-after cut doubled split late' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "$(_kvsim_faults "$1")" -- "$current")
         ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W '--pty --tcp --link --station --set --load --save --live
-            --read-only --baud --bits-per-char --reply-delay --jitter --fault --faults --seed --trace
-            --help --version' -- "$current")
+        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_options "$1" '')" -- "$current")
         ;;
     esac
 }

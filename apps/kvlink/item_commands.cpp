@@ -25,11 +25,10 @@ struct WriteOptions {
 };
 
 int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
-                 OutputFormat format, QTextStream &out, QTextStream &err)
+                 const OutputFormat &format, QTextStream &out, QTextStream &err)
 {
     ItemPrinter printer(out, format, items);
-    const bool forPeople = format == OutputFormat::Text || format == OutputFormat::Value;
-    printer.print(results, forPeople ? QString() : wallTime());
+    printer.print(results, format.isForPeople ? QString() : wallTime());
     printer.finish();
     return reportFailures(err, items, results);
 }
@@ -49,7 +48,7 @@ int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &ou
     if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
     ItemReader reader(client, items, options.read, options.order);
-    return printResults(items, reader.read(), options.format, out, err);
+    return printResults(items, reader.read(), *options.format, out, err);
 }
 
 // Either expressions, or an address and its values.
@@ -119,7 +118,7 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
     if (!client.openLink(&failure))
         return complain(err, failure.text, failure.status);
     return printResults(items, writeItems(client, items, options.items.order, options.verify),
-                        options.items.format, out, err);
+                        *options.items.format, out, err);
 }
 
 } // namespace

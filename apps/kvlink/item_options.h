@@ -21,7 +21,7 @@ struct ItemOptions {
     ItemDefaults defaults;
     ReadOptions read;
     WordOrder order = WordOrder::LowFirst;
-    OutputFormat format = OutputFormat::Text;
+    const OutputFormat *format = defaultFormat();
 };
 
 /// Adds -k and --word-order to a command.
@@ -33,7 +33,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options);
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");
 
 /// Reads the expressions.
-/// @return whether @p items was filled; else @p error tells what is wrong with one of them
+/// @return whether @p items was filled; else @p error says what is wrong with one of them
 bool parseItems(const ItemOptions &options, QVector<Item> *items, QString *error);
 
 #endif

@@ -91,24 +91,170 @@ QString csvValue(ItemType type, const QString &value)
     return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + shown(value));
 }
 
-} // namespace
-
-CLI::Option *addFormatOption(CLI::App *command, OutputFormat *format)
+void printNamed(const ItemRecord &record, QTextStream &out)
 {
-    static const std::map<std::string, OutputFormat> formats = {{"text", OutputFormat::Text},
-                                                                {"json", OutputFormat::Json},
-                                                                {"jsonl", OutputFormat::JsonLines},
-                                                                {"csv", OutputFormat::Csv},
-                                                                {"value", OutputFormat::Value}};
-    return command
-        ->add_option_function<std::string>(
-            "--format", [format](const std::string &name) { *format = formats.at(name); },
-            "Format of the output")
-        ->check(CLI::IsMember({"text", "json", "jsonl", "csv", "value"}).description(""))
-        ->type_name("text|json|jsonl|csv|value");
+    if (!record.time.isEmpty())
+        out << record.time << ' ';
+    out << record.item.text;
+    for (const QString &value : record.result.values)
+        out << ' ' << shown(value);
+    out << '\n';
 }
 
-ItemPrinter::ItemPrinter(QTextStream &out, OutputFormat format, const QVector<Item> &items)
+// A value that the user gave is not news to people.
+bool isNews(const ItemRecord &record)
+{
+    return record.item.values.isEmpty() && record.result.failure.status == StatusGood;
+}
+
+void printValues(const ItemRecord &record, QTextStream &out)
+{
+    for (int i = 0; isNews(record) && i < record.result.values.size(); ++i)
+        out << shown(record.result.values.at(i)) << '\n';
+}
+
+void printText(const ItemRecord &record, QTextStream &out)
+{
+    if (!record.isNamed)
+        printValues(record, out);
+    else if (isNews(record))
+        printNamed(record, out);
+}
+
+QString itemJson(const ItemRecord &record)
+{
+    const Item &item = record.item;
+    QJsonArray values;
+    for (const QString &value : record.result.values)
+        values.append(jsonValue(item.type, value));
+    QJsonObject object;
+    object.insert(QLatin1String("time"), textOrNull(record.time));
+    object.insert(QLatin1String("item"), item.text);
+    object.insert(QLatin1String("address"), item.address);
+    object.insert(QLatin1String("type"), itemTypeName(item.type));
+    object.insert(QLatin1String("values"), values);
+    object.insert(QLatin1String("operation"),
+                  QLatin1String(item.values.isEmpty() ? "read" : "write"));
+    object.insert(QLatin1String("status"), QLatin1String(statusName(record.result.failure.status)));
+    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text));
+    return asciiJson(object);
+}
+
+void printJson(const ItemRecord &record, QTextStream &out)
+{
+    out << (record.isFirst ? "[\n" : ",\n") << itemJson(record);
+}
+
+void finishJson(QTextStream &out)
+{
+    out << "\n]\n";
+}
+
+void printJsonLine(const ItemRecord &record, QTextStream &out)
+{
+    out << itemJson(record) << '\n';
+}
+
+void printCsv(const ItemRecord &record, QTextStream &out)
+{
+    if (record.isFirst)
+        out << "time,address,type,index,value,status,error\n";
+    const Item &item = record.item;
+    const ItemResult &result = record.result;
+    const QString start =
+        QString::fromLatin1("%1,%2,%3,").arg(record.time, item.address, itemTypeName(item.type));
+    const QString end =
+        QString::fromLatin1(",%1,%2\n")
+            .arg(QLatin1String(statusName(result.failure.status)), csvField(result.failure.text));
+    for (int i = 0; i < result.values.size(); ++i)
+        out << start << i << ',' << csvValue(item.type, result.values.at(i)) << end;
+    if (result.values.isEmpty())
+        out << start << ',' << end;
+}
+
+QString cell(const QJsonValue &value)
+{
+    if (value.isBool())
+        return QLatin1String(value.toBool() ? "yes" : "no");
+    const QString text = escapedText(value.toString().toUtf8());
+    return text.isEmpty() ? QString(QLatin1Char('-')) : text;
+}
+
+void printTextTable(const OutputTable &table, QTextStream &out)
+{
+    const int columns = table.columns.size();
+    QVector<QStringList> lines(1);
+    for (const TableColumn &column : table.columns)
+        lines[0] += QLatin1String(column.title);
+    for (const QVector<QJsonValue> &row : table.rows) {
+        lines += QStringList();
+        for (const QJsonValue &value : row)
+            lines.last() += cell(value);
+    }
+    QVector<int> widths(columns);
+    for (const QStringList &line : qAsConst(lines)) {
+        for (int i = 0; i < columns; ++i)
+            widths[i] = qMax(widths.at(i), line.at(i).size());
+    }
+    for (const QStringList &line : qAsConst(lines)) {
+        for (int i = 0; i < columns - 1; ++i)
+            out << line.at(i).leftJustified(widths.at(i) + 2);
+        out << line.last() << '\n';
+    }
+}
+
+void printJsonTable(const OutputTable &table, QTextStream &out)
+{
+    QJsonArray objects;
+    for (const QVector<QJsonValue> &row : table.rows) {
+        QJsonObject object;
+        for (int i = 0; i < table.columns.size(); ++i)
+            object.insert(QLatin1String(table.columns.at(i).key), row.at(i));
+        objects.append(object);
+    }
+    out << QString::fromUtf8(QJsonDocument(objects).toJson(QJsonDocument::Compact)) << '\n';
+}
+
+// The first is the default.
+const OutputFormat FORMATS[] = {
+    // name, is for people, is a live table, no rows, print, finish, print table
+    {"text", true, true, "", printText, nullptr, printTextTable},
+    {"json", false, false, "[]\n", printJson, finishJson, printJsonTable},
+    {"jsonl", false, false, "", printJsonLine, nullptr, nullptr},
+    {"csv", false, false, "", printCsv, nullptr, nullptr},
+    {"value", true, false, "", printValues, nullptr, nullptr},
+};
+
+} // namespace
+
+const OutputFormat *defaultFormat()
+{
+    return &FORMATS[0];
+}
+
+CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, bool forTables)
+{
+    std::vector<std::string> names;
+    std::string list;
+    for (const OutputFormat &row : FORMATS) {
+        if (forTables && !row.printTable)
+            continue;
+        names.push_back(row.name);
+        list += (list.empty() ? "" : "|") + names.back();
+    }
+    return command
+        ->add_option_function<std::string>(
+            "--format",
+            [format](const std::string &name) {
+                for (const OutputFormat &row : FORMATS)
+                    *format = name == row.name ? &row : *format;
+            },
+            "Format of the output")
+        ->check(CLI::IsMember(names).description(""))
+        ->type_name(list);
+}
+
+ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items)
     : m_out(out), m_format(format), m_items(items), m_begun(false)
 {}
 
@@ -120,82 +266,18 @@ void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time)
 
 void ItemPrinter::printItem(int item, const ItemResult &result, const QString &time)
 {
-    switch (m_format) {
-    case OutputFormat::Text:
-    case OutputFormat::Value:
-        printText(m_items.at(item), result, time);
-        break;
-    case OutputFormat::Json:
-    case OutputFormat::JsonLines:
-        printJson(m_items.at(item), result, time);
-        break;
-    case OutputFormat::Csv:
-        printCsv(m_items.at(item), result, time);
-        break;
-    }
+    const ItemRecord record = {m_items.at(item), result, time, !m_begun,
+                               m_items.size() > 1 || !time.isEmpty()};
+    m_format.print(record, m_out);
     m_begun = true;
 }
 
 void ItemPrinter::finish()
 {
-    if (m_format == OutputFormat::Json)
-        m_out << (m_begun ? "\n]\n" : "[]\n");
-}
-
-void ItemPrinter::printText(const Item &item, const ItemResult &result, const QString &time)
-{
-    // A value that the user gave is no news to people.
-    if (!item.values.isEmpty() || result.failure.status != StatusGood)
-        return;
-    const bool named = m_format == OutputFormat::Text && (m_items.size() > 1 || !time.isEmpty());
-    if (named && !time.isEmpty())
-        m_out << time << ' ';
-    if (named)
-        m_out << item.text;
-    for (const QString &value : result.values) {
-        m_out << (named ? " " : "") << shown(value);
-        if (!named)
-            m_out << '\n';
-    }
-    if (named)
-        m_out << '\n';
-}
-
-void ItemPrinter::printJson(const Item &item, const ItemResult &result, const QString &time)
-{
-    QJsonArray values;
-    for (const QString &value : result.values)
-        values.append(jsonValue(item.type, value));
-    QJsonObject object;
-    object.insert(QLatin1String("time"), textOrNull(time));
-    object.insert(QLatin1String("item"), item.text);
-    object.insert(QLatin1String("address"), item.address);
-    object.insert(QLatin1String("type"), itemTypeName(item.type));
-    object.insert(QLatin1String("values"), values);
-    object.insert(QLatin1String("operation"),
-                  QLatin1String(item.values.isEmpty() ? "read" : "write"));
-    object.insert(QLatin1String("status"), QLatin1String(statusName(result.failure.status)));
-    object.insert(QLatin1String("error"), textOrNull(result.failure.text));
-    if (m_format == OutputFormat::Json)
-        m_out << (m_begun ? ",\n" : "[\n");
-    m_out << asciiJson(object);
-    if (m_format == OutputFormat::JsonLines)
-        m_out << '\n';
-}
-
-void ItemPrinter::printCsv(const Item &item, const ItemResult &result, const QString &time)
-{
     if (!m_begun)
-        m_out << "time,address,type,index,value,status,error\n";
-    const QString start =
-        QString::fromLatin1("%1,%2,%3,").arg(time, item.address, itemTypeName(item.type));
-    const QString end =
-        QString::fromLatin1(",%1,%2\n")
-            .arg(QLatin1String(statusName(result.failure.status)), csvField(result.failure.text));
-    for (int i = 0; i < result.values.size(); ++i)
-        m_out << start << i << ',' << csvValue(item.type, result.values.at(i)) << end;
-    if (result.values.isEmpty())
-        m_out << start << ',' << end;
+        m_out << m_format.noRows;
+    else if (m_format.finish)
+        m_format.finish(m_out);
 }
 
 Status reportFailures(QTextStream &err, const QVector<Item> &items,

@@ -1,10 +1,11 @@
-/// The results of reads and writes, printed for people and for scripts.
+/// The formats of kvlink's output, for people and for scripts, and why items failed.
 #ifndef APPS_KVLINK_ITEM_OUTPUT_H
 #define APPS_KVLINK_ITEM_OUTPUT_H
 
 #include "items/expression.h"
 #include "items/item_reader.h"
 
+#include <QtCore/QJsonValue>
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
@@ -16,17 +17,53 @@ class Option;
 
 class QTextStream;
 
-enum class OutputFormat { Text, Json, JsonLines, Csv, Value };
+/// One item of one sample, as it is printed.
+struct ItemRecord {
+    const Item &item;
+    const ItemResult &result;
+    QString time; ///< when it was read or written (ISO 8601); empty for none
+    bool isFirst; ///< of the output
+    bool
+        isNamed; ///< whether people need the item's name or its time: there are several, or samples
+};
 
-/// Adds --format to a command. @return the option
-CLI::Option *addFormatOption(CLI::App *command, OutputFormat *format);
+/// The name of a column, for scripts and for people.
+struct TableColumn {
+    const char *key;
+    const char *title;
+};
+
+/// A list of things that each have the same properties: texts and truth values.
+struct OutputTable {
+    QVector<TableColumn> columns;
+    QVector<QVector<QJsonValue>> rows;
+};
+
+/// A format of the output.
+struct OutputFormat {
+    const char *name;   ///< as --format has it
+    bool isForPeople;   ///< read and write print the time for scripts only
+    bool isLiveTable;   ///< on a terminal, monitor redraws a table instead
+    const char *noRows; ///< what an output without any item consists of
+
+    void (*print)(const ItemRecord &record, QTextStream &out);
+    void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
+    void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
+};
+
+/// The format that is meant where none is named.
+const OutputFormat *defaultFormat();
+
+/// Adds --format to a command: the formats of items, or those of tables. @return the option
+CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format,
+                             bool forTables = false);
 
 /// Prints samples of a list of items; docs/kvlink-output.md has the formats.
 class ItemPrinter
 {
 public:
-    /// Requires: @p out outlives the printer.
-    ItemPrinter(QTextStream &out, OutputFormat format, const QVector<Item> &items);
+    /// Requires: @p out and @p format outlive the printer.
+    ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items);
 
     /// Prints one sample of all items. @param time when it was taken, for people and machines alike
     /// (ISO 8601); empty for none
@@ -39,20 +76,15 @@ public:
     void finish();
 
 private:
-    void printText(const Item &item, const ItemResult &result, const QString &time);
-    void printJson(const Item &item, const ItemResult &result, const QString &time);
-    void printCsv(const Item &item, const ItemResult &result, const QString &time);
-
     QTextStream &m_out;
-    const OutputFormat m_format;
+    const OutputFormat &m_format;
     const QVector<Item> m_items;
     bool m_begun;
 };
 
 /// Prints why items failed, each reason once with the items that it is true of.
 /// @return the program's exit status: 0 when all items succeeded, the first failure's own when all
-/// failed
-///         or all failures are of values read back, else 6
+///         failed or all failures are of values read back, else 6
 Status reportFailures(QTextStream &err, const QVector<Item> &items,
                       const QVector<ItemResult> &results);
 

@@ -1,15 +1,12 @@
 // list-ports: the serial ports of this machine.
 #include "command_line.h"
 #include "commands.h"
+#include "item_output.h"
 #include "runtime/failure.h"
-#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QDir>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 #include <QtCore/QVector>
 #include <QtSerialPort/QSerialPortInfo>
@@ -18,10 +15,6 @@
 
 namespace
 {
-
-const char *const COLUMNS[] = {"device",       "description", "manufacturer",
-                               "serialNumber", "vidPid",      "busy"};
-enum { COLUMN_COUNT = 6 };
 
 // The files that processes have open, as far as we may see. Opening a port only to learn whether it
 // is taken would set its line's levels.
@@ -46,63 +39,34 @@ QString usbId(const QSerialPortInfo &port)
         .arg(port.productIdentifier(), 4, 16, QLatin1Char('0'));
 }
 
-QVector<QStringList> portRows()
+OutputTable portTable()
 {
-    QVector<QStringList> rows;
+    OutputTable table;
+    table.columns = {{"device", "device"},
+                     {"description", "description"},
+                     {"manufacturer", "manufacturer"},
+                     {"serialNumber", "serial number"},
+                     {"vidPid", "VID:PID"},
+                     {"busy", "busy"}};
     const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
     const QSet<QString> taken = ports.isEmpty() ? QSet<QString>() : openFiles();
     for (const QSerialPortInfo &port : ports) {
         const QString device = port.systemLocation();
         const QString file = QFileInfo(device).canonicalFilePath();
-        rows.append(QStringList{device, port.description(), port.manufacturer(),
-                                port.serialNumber(), usbId(port),
-                                QLatin1String(taken.contains(file) ? "yes" : "no")});
+        table.rows.append(QVector<QJsonValue>{device, port.description(), port.manufacturer(),
+                                              port.serialNumber(), usbId(port),
+                                              taken.contains(file)});
     }
-    return rows;
+    return table;
 }
 
-void printJson(const QVector<QStringList> &rows, QTextStream &out)
+int runListPorts(const OutputFormat &format, QTextStream &out, QTextStream &err)
 {
-    QJsonArray ports;
-    for (const QStringList &row : rows) {
-        QJsonObject port;
-        for (int i = 0; i < COLUMN_COUNT - 1; ++i)
-            port.insert(QLatin1String(COLUMNS[i]), row.at(i));
-        port.insert(QLatin1String(COLUMNS[COLUMN_COUNT - 1]), row.last() == QLatin1String("yes"));
-        ports.append(port);
-    }
-    out << QString::fromUtf8(QJsonDocument(ports).toJson(QJsonDocument::Compact)) << '\n';
-}
-
-void printTable(QVector<QStringList> rows, QTextStream &out)
-{
-    int widths[COLUMN_COUNT] = {};
-    rows.prepend({QLatin1String("device"), QLatin1String("description"),
-                  QLatin1String("manufacturer"), QLatin1String("serial number"),
-                  QLatin1String("VID:PID"), QLatin1String("busy")});
-    for (QStringList &row : rows) {
-        for (int i = 0; i < COLUMN_COUNT; ++i) {
-            row[i] =
-                row.at(i).isEmpty() ? QString(QLatin1Char('-')) : escapedText(row.at(i).toUtf8());
-            widths[i] = qMax(widths[i], row.at(i).size());
-        }
-    }
-    for (const QStringList &row : qAsConst(rows)) {
-        for (int i = 0; i < COLUMN_COUNT - 1; ++i)
-            out << row.at(i).leftJustified(widths[i] + 2);
-        out << row.last() << '\n';
-    }
-}
-
-int runListPorts(const std::string &format, QTextStream &out, QTextStream &err)
-{
-    const QVector<QStringList> rows = portRows();
-    if (format == "json")
-        printJson(rows, out);
-    else if (rows.isEmpty())
+    const OutputTable table = portTable();
+    if (table.rows.isEmpty() && format.isForPeople)
         err << "kvlink: no serial ports\n";
     else
-        printTable(rows, out);
+        format.printTable(table, out);
     return StatusGood;
 }
 
@@ -110,16 +74,13 @@ int runListPorts(const std::string &format, QTextStream &out, QTextStream &err)
 
 void addListPortsCommand(CLI::App &app, CommandLine *line)
 {
-    const auto format = std::make_shared<std::string>("text");
+    const auto format = std::make_shared<const OutputFormat *>(defaultFormat());
     CLI::App *command = app.add_subcommand("list-ports", "List the serial ports of this machine");
-    command->add_option("--format", *format, "Form of the output")
-        ->check(CLI::IsMember({"text", "json"}))
-        ->type_name("text|json")
-        ->capture_default_str();
+    addFormatOption(command, format.get(), true);
     command->callback([line, format] {
         line->needsLink = false;
         line->run = [format](const LinkOptions &, QTextStream &out, QTextStream &err) {
-            return runListPorts(*format, out, err);
+            return runListPorts(**format, out, err);
         };
     });
 }

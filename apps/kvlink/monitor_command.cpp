@@ -103,7 +103,7 @@ Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
     : m_options(options), m_client(client), m_items(items), m_out(out), m_err(err),
       m_reader(client, items, options.items.read, options.items.order),
-      m_printer(out, options.items.format, items), m_table(out, items), m_isLive(live),
+      m_printer(out, *options.items.format, items), m_table(out, items), m_isLive(live),
       m_status(StatusNoReply), m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS), m_outageSinceMs(-1),
       m_missed(0)
 {
@@ -227,7 +227,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     if (!client.loadDriver(&failure) || !client.openLink(&failure))
         return complain(err, failure.text, failure.status);
     // A trace on the same terminal would run through the table.
-    const bool live = isatty(STDOUT_FILENO) && options.items.format == OutputFormat::Text &&
+    const bool live = isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
                       !options.changesOnly && link.trace != "-";
     Monitor monitor(options, live, client, items, out, err);
     const Status status = monitor.run();

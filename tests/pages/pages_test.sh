@@ -22,8 +22,6 @@ help_options() {
 
 man_options() { sed 's/\\-/-/g' "$source/man/$1.1" | options; }
 
-completion_options() { sed -n "$1,$2p" "$completion" | options; }
-
 compare() {
     local difference
     difference=$(diff <(echo "$2") <(echo "$3")) || fail "$1:" "$difference"
@@ -34,8 +32,6 @@ kvlink=$(help_options kvlink "${commands[@]}")
 kvsim=$(help_options kvsim)
 compare "kvlink's help and man page" "$kvlink" "$(man_options kvlink)"
 compare "kvsim's help and man page" "$kvsim" "$(man_options kvsim)"
-compare "kvlink's help and completion" "$kvlink" "$(completion_options 1 '/^_kvsim()/')"
-compare "kvsim's help and completion" "$kvsim" "$(completion_options '/^_kvsim()/' '$')"
 
 for command in "${commands[@]}"; do
     "$bin/kvlink" --help | grep -qE "^  ${command%% *} " || fail "kvlink --help does not list $command"
@@ -53,9 +49,24 @@ for page in "$source"/man/*; do
     [ -z "$warnings" ] || fail "$page: $warnings"
 done
 
-for words in '--cha=--changes-only' 'c=C CC CM CR CS CTC'; do
-    completed=$(bash -c 'source "$1"; COMP_WORDS=(kvlink monitor "$2"); COMP_CWORD=2; _kvlink; echo "${COMPREPLY[*]}"' \
-        - "$completion" "${words%%=*}")
-    [ "$completed" = "${words#*=}" ] || fail "completion of ${words%%=*} gives \"$completed\""
+# completed PROGRAM WORD...: what completion offers for the last word.
+completed() {
+    bash -c 'source "$1"; COMP_WORDS=("${@:2}"); COMP_CWORD=$(($# - 2)); "_${2##*/}" "$2"; echo "${COMPREPLY[*]}"' \
+        - "$completion" "$bin/$1" "${@:2}"
+}
+formats=$(completed kvlink read DM0 --format '')
+faults=$(completed kvsim --fault '')
+compare 'completion of --cha' --changes-only "$(completed kvlink monitor --cha)"
+compare 'completion of --read' --read-only "$(completed kvsim --read)"
+compare 'completion of c' 'C CC CM CR CS CTC' "$(completed kvlink monitor c)"
+compare "list-ports's formats" 'text json' "$(completed kvlink list-ports --format '')"
+[[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
+for word in $formats; do
+    grep -qw -- "$word" "$source/man/kvlink.1" && grep -qw -- "$word" "$source/docs/kvlink-output.md" ||
+        fail "kvlink(1) or docs/kvlink-output.md lacks the format $word"
+done
+for word in $faults; do
+    grep -qF -- "${word//-/\\-}" "$source/man/kvsim-faults.5" && grep -qF "\`$word\`" "$source/docs/kvsim-faults.md" ||
+        fail "kvsim-faults(5) or docs/kvsim-faults.md lacks the fault $word"
 done
 exit $failed
