@@ -60,7 +60,7 @@ void checkLines(FuzzInput &input)
               "the replies to the same bytes in chunks");
 }
 
-// Faults, live values, an image or a preset. A refused text has its reason and leaves nothing.
+// Faults, live values, an image or an assignment. A refused text has its reason and leaves nothing.
 void checkText(char subject, const QByteArray &text)
 {
     PlcMemory &memory = emptyMemory(0);
@@ -72,19 +72,19 @@ void checkText(char subject, const QByteArray &text)
                       : subject == 'v' ? live.add(text, &error)
                       : subject == 'm'
                           ? loadPlcMemoryImage("device,value\n" + text, &memory, &error)
-                          : memory.preset(text, &error);
+                          : memory.assign(text, &error);
     fuzzCheck(good == error.isEmpty() && (good || (plan.rules().empty() && live.isEmpty())),
               "a refused text");
     for (const FaultRule &rule : plan.rules())
         fuzzCheck(rule.probability >= 0 && rule.probability <= 1 && rule.number >= 1, "a rate");
     PlcPoint point;
-    if (parsePlcItemName(text.left(text.indexOf('=')), &point) != PLC_NO_FAULT)
+    if (parsePlcItemName(text.left(text.indexOf('=')), &point) != PLC_ACCEPTED)
         return fuzzCheck(live.isEmpty() && (subject != 'p' || !good), "a device that there is not");
     live.refresh(qint64(text.size()) << 12, &memory);
     const quint32 value = memory.value(point.area, point.written, point.index);
     fuzzCheck(value <= largestPlcValue(point.written), "a live value");
     fuzzCheck(subject != 'p' || value == (good ? text.mid(text.indexOf('=') + 1).toLongLong() : 0),
-              "a preset value");
+              "an assigned value");
 }
 
 } // namespace

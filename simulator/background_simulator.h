@@ -9,7 +9,7 @@
 #include <memory>
 
 /// Serves a pseudo-terminal from start() to its own end, whatever the starting thread does
-/// meanwhile: that thread may block on the line, and needs no event loop.
+/// meanwhile: that thread may block on the wire, and needs no event loop.
 class BackgroundSimulator
 {
 public:
@@ -19,11 +19,11 @@ public:
     /// Stops serving and waits for the thread's end.
     ~BackgroundSimulator();
 
-    /// The devices, to preset them. Requires: not called after a successful start().
+    /// The devices, to set them beforehand. Requires: not called after a successful start().
     PlcMemory &memory() { return m_memory; }
 
     /// Opens the pseudo-terminal and serves it. Requires: has not succeeded before.
-    /// @return whether it serves; else @p error tells why not
+    /// @return whether it serves; else @p error says why not
     bool start(QString *error);
 
     /// The device that a client opens, such as /dev/pts/3; empty before a successful start().

@@ -33,12 +33,12 @@ public:
 
     /// Adds a rule of the form KIND[:RATE[,PARAMETER]], where RATE is a probability such as 0.01,
     /// "every N" or "once N". Without a rate it happens to each reply.
-    /// @return whether it was added; else @p error tells in English why not
+    /// @return whether it was added; else @p error says in English why not
     bool addOption(const QByteArray &text, QByteArray *error);
 
     /// Adds the rules of a file: on each line KIND [RATE [PARAMETER]], separated by blanks or tabs;
     /// an empty line, and one that begins with #, says nothing.
-    /// @return whether they were added; else none was, and @p error tells line and reason
+    /// @return whether they were added; else none was, and @p error has line and reason
     bool addFile(const QByteArray &text, QByteArray *error);
 
     /// In the order of their kinds, rules of one kind as they were added.

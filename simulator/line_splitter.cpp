@@ -1,5 +1,23 @@
 #include "simulator/line_splitter.h"
 
+namespace
+{
+
+const char LF = '\n';
+
+}
+
+int lineLength(const QByteArray &bytes, int start)
+{
+    const int lf = bytes.indexOf(LF, start);
+    return (lf < 0 ? bytes.size() : lf + 1) - start;
+}
+
+bool isWholeLine(const QByteArray &line)
+{
+    return line.endsWith(LF);
+}
+
 LineSplitter::LineSplitter() : m_start(0), m_searched(0), m_dropping(false) {}
 
 void LineSplitter::append(const QByteArray &bytes)
@@ -9,7 +27,7 @@ void LineSplitter::append(const QByteArray &bytes)
 
 LineSplitter::Result LineSplitter::take(QByteArray *line)
 {
-    const int lf = m_bytes.indexOf('\n', m_searched);
+    const int lf = m_bytes.indexOf(LF, m_searched);
     if (lf < 0) {
         dropTaken();
         return NO_LINE;

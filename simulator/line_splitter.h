@@ -1,8 +1,15 @@
-/// Gathers received bytes to lines.
+/// Where the lines of a wire end, and how received bytes are gathered to lines.
 #ifndef SIMULATOR_LINE_SPLITTER_H
 #define SIMULATOR_LINE_SPLITTER_H
 
 #include <QtCore/QByteArray>
+
+/// How many of the bytes from @p start on belong to the line that continues there: up to and with
+/// its LF, or all. Requires: @p start lies within @p bytes.
+int lineLength(const QByteArray &bytes, int start);
+
+/// Whether @p line has its LF.
+bool isWholeLine(const QByteArray &line);
 
 /// Cuts a byte stream behind every LF, wherever the stream was cut before. A line of more than
 /// MAX_LINE bytes is not kept, however long it grows.

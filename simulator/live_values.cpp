@@ -10,7 +10,7 @@ bool LiveValues::add(const QByteArray &text, QByteArray *error)
 {
     const int equals = text.indexOf('=');
     LiveValue value;
-    if (equals < 0 || parsePlcItemName(text.left(equals), &value.point) != PLC_NO_FAULT) {
+    if (equals < 0 || parsePlcItemName(text.left(equals), &value.point) != PLC_ACCEPTED) {
         *error = "no such device in " + quotedPlcText(text) +
                  ", expected for example DM100=counter:1,1000";
         return false;

@@ -8,16 +8,16 @@
 
 #include <vector>
 
-/// A list of devices with a function of time each. It has no clock: whoever answers a request
-/// refreshes the devices first, so that a value written to one of them lasts to the next request.
+/// A list of devices with a function of time each. It has no clock: the devices are refreshed before
+/// each request is answered, so that a value written to one of them lasts to the next request.
 class LiveValues
 {
 public:
     /// Adds a device by text: DM100=counter:STEP,PERIOD adds STEP every PERIOD and begins again
     /// above the device's range; ramp:MIN,MAX,PERIOD climbs evenly and falls back;
     /// sine:MIN,MAX,PERIOD swings. PERIOD is in milliseconds, the device is named as for
-    /// PlcMemory::preset().
-    /// @return whether it was added; else @p error tells in English why not
+    /// PlcMemory::assign().
+    /// @return whether it was added; else @p error says in English why not
     bool add(const QByteArray &text, QByteArray *error);
 
     /// Sets the devices to their values @p elapsedMs milliseconds after the start. Requires: it is

@@ -14,13 +14,6 @@ const char BYTE_ORDER_MARK[] = "\xEF\xBB\xBF";
 
 const char HEADER[] = "device,value";
 
-// The views of timers and counters have an area that a device before them has shown already.
-bool isView(const PlcDevice &device)
-{
-    return device.area != PLC_AREA_AT &&
-           (device.read == PLC_CURRENTS || device.read == PLC_PRESETS);
-}
-
 QByteArray itemName(const PlcDevice &device, unsigned int index)
 {
     unsigned int number = index;
@@ -32,11 +25,11 @@ QByteArray itemName(const PlcDevice &device, unsigned int index)
 // Empty for an item that is 0.
 QByteArray itemValue(const PlcMemory &memory, const PlcDevice &device, unsigned int index)
 {
-    const quint32 value = memory.value(device.area, device.read, index);
+    const quint32 value = memory.value(plcArea(device), device.read, index);
     if (device.read != PLC_TIMERS)
         return value == 0 ? QByteArray() : QByteArray::number(value);
-    const quint32 current = memory.value(device.area, PLC_CURRENTS, index);
-    const quint32 preset = memory.value(device.area, PLC_PRESETS, index);
+    const quint32 current = memory.value(plcArea(device), PLC_CURRENTS, index);
+    const quint32 preset = memory.value(plcArea(device), PLC_PRESETS, index);
     if (value == 0 && current == 0 && preset == 0)
         return QByteArray();
     return '"' + QByteArray::number(value) + ',' + QByteArray::number(current) + ',' +
@@ -86,7 +79,7 @@ QByteArray addLine(const QByteArray &line, Settings *settings)
         return quotedPlcText(line) + " is not device,value";
     const QByteArray name = unquoted(line.left(comma));
     PlcPoint point;
-    if (parsePlcItemName(name, &point) != PLC_NO_FAULT)
+    if (parsePlcItemName(name, &point) != PLC_ACCEPTED)
         return "no such device: " + quotedPlcText(name);
     const QByteArray value = unquoted(line.mid(comma + 1));
     if (addItem(value, point, settings))
@@ -105,8 +98,8 @@ QByteArray plcMemoryImage(const PlcMemory &memory)
     QByteArray image = QByteArray(HEADER) + '\n';
     unsigned int row = 0;
     while (const PlcDevice *device = plcDeviceAt(row++)) {
-        if (isView(*device))
-            continue;
+        if (device->shown)
+            continue; // that device has shown it already
         const unsigned int items = device->size * (device->read == PLC_BITS ? PLC_CHANNEL_BITS : 1);
         for (unsigned int i = 0; i < items; ++i) {
             const QByteArray value = itemValue(memory, *device, i);

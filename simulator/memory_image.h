@@ -12,7 +12,7 @@ QByteArray plcMemoryImage(const PlcMemory &memory);
 
 /// Sets the items of an image; the others keep their values. Lines end in LF or CR LF, empty lines
 /// say nothing, and the devices TC, TS, CC and CS name one value of a timer or counter.
-/// @return whether they were set; else none was, and @p error tells line and reason
+/// @return whether they were set; else none was, and @p error has line and reason
 bool loadPlcMemoryImage(const QByteArray &image, PlcMemory *memory, QByteArray *error);
 
 #endif

@@ -8,30 +8,30 @@ namespace
 // The sizes are the simulator's own choice: those of a well-equipped machine, not of a certain
 // model.
 const PlcDevice DEVICES[] = {
-    // name, area, read, written, base, size
-    {"R", PLC_AREA_R, PLC_BITS, PLC_BITS, 10, 1000},
-    {"MR", PLC_AREA_MR, PLC_BITS, PLC_BITS, 10, 1000},
-    {"LR", PLC_AREA_LR, PLC_BITS, PLC_BITS, 10, 1000},
-    {"CR", PLC_AREA_CR, PLC_BITS, PLC_BITS, 10, 80},
-    {"B", PLC_AREA_B, PLC_BITS, PLC_BITS, 16, 0x800},
-    {"VB", PLC_AREA_VB, PLC_BITS, PLC_BITS, 16, 0xFA0},
-    {"DM", PLC_AREA_DM, PLC_WORDS, PLC_WORDS, 10, 65535},
-    {"EM", PLC_AREA_EM, PLC_WORDS, PLC_WORDS, 10, 65535},
-    {"FM", PLC_AREA_FM, PLC_WORDS, PLC_WORDS, 10, 32768},
-    {"ZF", PLC_AREA_ZF, PLC_WORDS, PLC_WORDS, 10, 131072},
-    {"W", PLC_AREA_W, PLC_WORDS, PLC_WORDS, 16, 0x8000},
-    {"TM", PLC_AREA_TM, PLC_WORDS, PLC_WORDS, 10, 512},
-    {"Z", PLC_AREA_Z, PLC_WORDS, PLC_WORDS, 10, 13},
-    {"CM", PLC_AREA_CM, PLC_WORDS, PLC_WORDS, 10, 6000},
-    {"VM", PLC_AREA_VM, PLC_WORDS, PLC_WORDS, 10, 60000},
-    {"T", PLC_AREA_T, PLC_TIMERS, PLC_CURRENTS, 10, 4000},
-    {"TC", PLC_AREA_T, PLC_CURRENTS, PLC_CURRENTS, 10, 4000},
-    {"TS", PLC_AREA_T, PLC_PRESETS, PLC_PRESETS, 10, 4000},
-    {"C", PLC_AREA_C, PLC_TIMERS, PLC_CURRENTS, 10, 4000},
-    {"CC", PLC_AREA_C, PLC_CURRENTS, PLC_CURRENTS, 10, 4000},
-    {"CS", PLC_AREA_C, PLC_PRESETS, PLC_PRESETS, 10, 4000},
-    {"CTC", PLC_AREA_CTC, PLC_TIMERS, PLC_PRESETS, 10, 8},
-    {"AT", PLC_AREA_AT, PLC_CURRENTS, PLC_CURRENTS, 10, 8},
+    // name, shown, read, written, base, size
+    {"R", 0, PLC_BITS, PLC_BITS, 10, 1000},
+    {"MR", 0, PLC_BITS, PLC_BITS, 10, 1000},
+    {"LR", 0, PLC_BITS, PLC_BITS, 10, 1000},
+    {"CR", 0, PLC_BITS, PLC_BITS, 10, 80},
+    {"B", 0, PLC_BITS, PLC_BITS, 16, 0x800},
+    {"VB", 0, PLC_BITS, PLC_BITS, 16, 0xFA0},
+    {"DM", 0, PLC_WORDS, PLC_WORDS, 10, 65535},
+    {"EM", 0, PLC_WORDS, PLC_WORDS, 10, 65535},
+    {"FM", 0, PLC_WORDS, PLC_WORDS, 10, 32768},
+    {"ZF", 0, PLC_WORDS, PLC_WORDS, 10, 131072},
+    {"W", 0, PLC_WORDS, PLC_WORDS, 16, 0x8000},
+    {"TM", 0, PLC_WORDS, PLC_WORDS, 10, 512},
+    {"Z", 0, PLC_WORDS, PLC_WORDS, 10, 13},
+    {"CM", 0, PLC_WORDS, PLC_WORDS, 10, 6000},
+    {"VM", 0, PLC_WORDS, PLC_WORDS, 10, 60000},
+    {"T", 0, PLC_TIMERS, PLC_CURRENTS, 10, 4000},
+    {"TC", "T", PLC_CURRENTS, PLC_CURRENTS, 10, 4000},
+    {"TS", "T", PLC_PRESETS, PLC_PRESETS, 10, 4000},
+    {"C", 0, PLC_TIMERS, PLC_CURRENTS, 10, 4000},
+    {"CC", "C", PLC_CURRENTS, PLC_CURRENTS, 10, 4000},
+    {"CS", "C", PLC_PRESETS, PLC_PRESETS, 10, 4000},
+    {"CTC", 0, PLC_TIMERS, PLC_PRESETS, 10, 8},
+    {"AT", 0, PLC_CURRENTS, PLC_CURRENTS, 10, 8},
 };
 const unsigned int DEVICE_COUNT = sizeof DEVICES / sizeof DEVICES[0];
 
@@ -66,7 +66,7 @@ unsigned int digitValue(char c)
     return NUMBER_LIMIT;
 }
 
-PlcFault parseNumber(const char *text, int length, unsigned int base, unsigned int *number)
+PlcRefusal parseNumber(const char *text, int length, unsigned int base, unsigned int *number)
 {
     if (length == 0)
         return PLC_MALFORMED_NUMBER;
@@ -78,13 +78,13 @@ PlcFault parseNumber(const char *text, int length, unsigned int base, unsigned i
         if (*number < NUMBER_LIMIT)
             *number = *number * base + digit;
     }
-    return *number < NUMBER_LIMIT ? PLC_NO_FAULT : PLC_OUT_OF_RANGE;
+    return *number < NUMBER_LIMIT ? PLC_ACCEPTED : PLC_OUT_OF_RANGE;
 }
 
 // A bit device's number is its channel followed by the bit's position: two decimal digits or one
 // hexadecimal digit.
-PlcFault placeInBitDevice(const PlcDevice &device, unsigned int number, bool asWords,
-                          PlcPoint *point)
+PlcRefusal placeInBitDevice(const PlcDevice &device, unsigned int number, bool asWords,
+                            PlcPoint *point)
 {
     const unsigned int positions = device.base == 10 ? 100 : PLC_CHANNEL_BITS;
     const unsigned int channel = number / positions;
@@ -95,28 +95,28 @@ PlcFault placeInBitDevice(const PlcDevice &device, unsigned int number, bool asW
         return PLC_WRONG_FORMAT;
     point->index = asWords ? channel : channel * PLC_CHANNEL_BITS + bit;
     point->size = asWords ? device.size : device.size * PLC_CHANNEL_BITS;
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }
 
-PlcFault placePoint(const PlcDevice &device, unsigned int number, bool asWords, PlcPoint *point)
+PlcRefusal placePoint(const PlcDevice &device, unsigned int number, bool asWords, PlcPoint *point)
 {
-    point->area = device.area;
+    point->area = plcArea(device);
     point->read = asWords ? PLC_WORDS : device.read;
     point->written = asWords ? PLC_WORDS : device.written;
     point->index = number;
     point->size = device.size;
     if (device.read == PLC_BITS)
         return placeInBitDevice(device, number, asWords, point);
-    return asWords == (device.read == PLC_WORDS) ? PLC_NO_FAULT : PLC_WRONG_FORMAT;
+    return asWords == (device.read == PLC_WORDS) ? PLC_ACCEPTED : PLC_WRONG_FORMAT;
 }
 
 } // namespace
 
-PlcFault parsePlcItemName(const QByteArray &name, PlcPoint *point)
+PlcRefusal parsePlcItemName(const QByteArray &name, PlcPoint *point)
 {
-    const PlcFault fault = parsePlcPoint(name.constData(), name.size(), point);
-    if (fault != PLC_WRONG_FORMAT)
-        return fault;
+    const PlcRefusal refusal = parsePlcPoint(name.constData(), name.size(), point);
+    if (refusal != PLC_WRONG_FORMAT)
+        return refusal;
     const QByteArray asWord = name + WORD_SUFFIX;
     return parsePlcPoint(asWord.constData(), asWord.size(), point);
 }
@@ -128,12 +128,18 @@ const PlcDevice *findPlcDevice(const QByteArray &name)
     return nameLength == name.size() ? device : 0;
 }
 
+PlcArea plcArea(const PlcDevice &device)
+{
+    const PlcDevice *owner = device.shown ? findPlcDevice(device.shown) : &device;
+    return static_cast<PlcArea>(owner - DEVICES);
+}
+
 const PlcDevice *plcDeviceAt(unsigned int i)
 {
     return i < DEVICE_COUNT ? &DEVICES[i] : 0;
 }
 
-PlcFault parsePlcPoint(const char *text, int length, PlcPoint *point)
+PlcRefusal parsePlcPoint(const char *text, int length, PlcPoint *point)
 {
     int nameLength = 0;
     const PlcDevice *device = deviceNamedAtStart(text, length, &nameLength);
@@ -144,10 +150,10 @@ PlcFault parsePlcPoint(const char *text, int length, PlcPoint *point)
         std::memcmp(text + length - WORD_SUFFIX_LENGTH, WORD_SUFFIX, WORD_SUFFIX_LENGTH) == 0;
     const int digits = length - nameLength - (asWords ? WORD_SUFFIX_LENGTH : 0);
     unsigned int number = 0;
-    PlcFault fault = parseNumber(text + nameLength, digits, device->base, &number);
-    if (fault == PLC_NO_FAULT)
-        fault = placePoint(*device, number, asWords, point);
-    if (fault == PLC_NO_FAULT && point->index >= point->size)
-        fault = PLC_OUT_OF_RANGE;
-    return fault;
+    PlcRefusal refusal = parseNumber(text + nameLength, digits, device->base, &number);
+    if (refusal == PLC_ACCEPTED)
+        refusal = placePoint(*device, number, asWords, point);
+    if (refusal == PLC_ACCEPTED && point->index >= point->size)
+        refusal = PLC_OUT_OF_RANGE;
+    return refusal;
 }

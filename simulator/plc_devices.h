@@ -2,33 +2,12 @@
 #ifndef SIMULATOR_PLC_DEVICES_H
 #define SIMULATOR_PLC_DEVICES_H
 
-#include "simulator/plc_faults.h"
+#include "simulator/plc_refusals.h"
 
 #include <QtCore/QByteArray>
 
-/// The separate pieces of PLC memory. Several device names may look into one of them.
-enum PlcArea {
-    PLC_AREA_R,
-    PLC_AREA_MR,
-    PLC_AREA_LR,
-    PLC_AREA_CR,
-    PLC_AREA_B,
-    PLC_AREA_VB,
-    PLC_AREA_DM,
-    PLC_AREA_EM,
-    PLC_AREA_FM,
-    PLC_AREA_ZF,
-    PLC_AREA_W,
-    PLC_AREA_TM,
-    PLC_AREA_Z,
-    PLC_AREA_CM,
-    PLC_AREA_VM,
-    PLC_AREA_T,
-    PLC_AREA_C,
-    PLC_AREA_CTC,
-    PLC_AREA_AT,
-    PLC_AREAS ///< how many there are
-};
+/// A separate piece of PLC memory: the position in the table of the device that it belongs to.
+typedef unsigned int PlcArea;
 
 /// What one item of a line is.
 enum PlcItems {
@@ -45,7 +24,7 @@ const unsigned int PLC_CHANNEL_BITS = 16;
 /// One device name.
 struct PlcDevice {
     const char *name;
-    PlcArea area;
+    const char *shown; ///< the device whose memory it shows; null for memory of its own
     PlcItems read;     ///< what a read gives
     PlcItems written;  ///< what a write takes
     unsigned int base; ///< of the number: 10 or 16
@@ -67,11 +46,14 @@ const PlcDevice *findPlcDevice(const QByteArray &name);
 /// The row at position @p i of the table; null behind its end.
 const PlcDevice *plcDeviceAt(unsigned int i);
 
+/// The memory that a device looks into. Requires: @p device is a row of the table.
+PlcArea plcArea(const PlcDevice &device);
+
 /// Reads a device as a line names it, such as DM00100.H, R01215 or T12, into @p point.
-/// @return PLC_NO_FAULT, or what is wrong with the text; @p point is then undefined
-PlcFault parsePlcPoint(const char *text, int length, PlcPoint *point);
+/// @return PLC_ACCEPTED, or what is wrong with the text; @p point is then undefined
+PlcRefusal parsePlcPoint(const char *text, int length, PlcPoint *point);
 
 /// The same for a device as a user names it: a word device may lack its .H, such as DM100.
-PlcFault parsePlcItemName(const QByteArray &name, PlcPoint *point);
+PlcRefusal parsePlcItemName(const QByteArray &name, PlcPoint *point);
 
 #endif

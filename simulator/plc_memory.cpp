@@ -38,25 +38,24 @@ quint64 lastUnit(PlcItems items, unsigned int index)
 
 PlcMemory::PlcMemory()
 {
-    unsigned int i = 0;
-    while (const PlcDevice *device = plcDeviceAt(i++)) {
-        if (device->read == PLC_BITS || device->read == PLC_WORDS)
-            m_words[device->area].resize(device->size);
-        else
-            m_timers[device->area].resize(device->size);
+    while (const PlcDevice *device = plcDeviceAt(static_cast<unsigned int>(m_words.size()))) {
+        const unsigned int size = device->shown ? 0 : device->size;
+        const bool hasWords = device->read == PLC_BITS || device->read == PLC_WORDS;
+        m_words.push_back(std::vector<quint16>(hasWords ? size : 0));
+        m_timers.push_back(std::vector<PlcTimer>(hasWords ? 0 : size));
     }
 }
 
 quint16 *PlcMemory::findWord(const QByteArray &device, unsigned int number)
 {
     const PlcDevice *row = findPlcDevice(device);
-    return row && number < m_words[row->area].size() ? &m_words[row->area][number] : 0;
+    return row && number < m_words[plcArea(*row)].size() ? &m_words[plcArea(*row)][number] : 0;
 }
 
 PlcTimer *PlcMemory::findTimer(const QByteArray &device, unsigned int number)
 {
     const PlcDevice *row = findPlcDevice(device);
-    return row && number < m_timers[row->area].size() ? &m_timers[row->area][number] : 0;
+    return row && number < m_timers[plcArea(*row)].size() ? &m_timers[plcArea(*row)][number] : 0;
 }
 
 bool PlcMemory::setWord(const QByteArray &device, unsigned int number, quint16 value)
@@ -102,12 +101,12 @@ PlcTimer PlcMemory::timer(const QByteArray &device, unsigned int number, bool *o
     return found(const_cast<PlcMemory *>(this)->findTimer(device, number), ok);
 }
 
-bool PlcMemory::preset(const QByteArray &assignment, QByteArray *error)
+bool PlcMemory::assign(const QByteArray &assignment, QByteArray *error)
 {
     const int equals = assignment.indexOf('=');
     const QByteArray device = equals < 0 ? assignment : assignment.left(equals);
     PlcPoint point;
-    const bool isKnown = parsePlcItemName(device, &point) == PLC_NO_FAULT;
+    const bool isKnown = parsePlcItemName(device, &point) == PLC_ACCEPTED;
     if (equals < 0 || !isKnown) {
         *error = (isKnown ? "no value in " : "no such device in ") + quotedPlcText(assignment) +
                  ", expected for example DM100=4660";
@@ -130,8 +129,8 @@ bool PlcMemory::protect(const QByteArray &range, QByteArray *error)
     const int dash = range.indexOf('-');
     PlcPoint first;
     PlcPoint last;
-    if (parsePlcItemName(dash < 0 ? range : range.left(dash), &first) != PLC_NO_FAULT ||
-        parsePlcItemName(range.mid(dash + 1), &last) != PLC_NO_FAULT) {
+    if (parsePlcItemName(dash < 0 ? range : range.left(dash), &first) != PLC_ACCEPTED ||
+        parsePlcItemName(range.mid(dash + 1), &last) != PLC_ACCEPTED) {
         *error = "no such devices: " + quotedPlcText(range) +
                  ", expected for example DM100 or DM100-DM199";
         return false;

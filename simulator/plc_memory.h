@@ -41,15 +41,15 @@ public:
     bool setTimer(const QByteArray &device, unsigned int number, const PlcTimer &value);
     PlcTimer timer(const QByteArray &device, unsigned int number, bool *ok = 0) const;
 
-    /// Presets one item by text, such as DM100=4660, R1215=1 or T12=100: a device as lines name it,
+    /// Sets one item by text, such as DM100=4660, R1215=1 or T12=100: a device as lines name it,
     /// where a word device may lack its .H, and a decimal value; it goes where a write would put
     /// it.
-    /// @return whether it was set; else @p error tells in English why not
-    bool preset(const QByteArray &assignment, QByteArray *error);
+    /// @return whether it was set; else @p error says in English why not
+    bool assign(const QByteArray &assignment, QByteArray *error);
 
-    /// Lets no line change the devices of @p range, such as DM100, DM100-DM199 or T0-T9; presets
-    /// and store() still do. Both ends are named as for preset() and belong to one device.
-    /// @return whether the range was taken; else @p error tells in English why not
+    /// Lets no line change the devices of @p range, such as DM100, DM100-DM199 or T0-T9; assign()
+    /// and store() still do. Both ends are named as for assign() and belong to one device.
+    /// @return whether the range was taken; else @p error says in English why not
     bool protect(const QByteArray &range, QByteArray *error);
 
     /// Whether a range of protect() holds any of @p count items from @p index on. Requires: count
@@ -78,8 +78,8 @@ private:
     PlcTimer *findTimer(const QByteArray &device, unsigned int number);
 
     // By area; an area has either words or timers.
-    std::vector<quint16> m_words[PLC_AREAS];
-    std::vector<PlcTimer> m_timers[PLC_AREAS];
+    std::vector<std::vector<quint16>> m_words;
+    std::vector<std::vector<PlcTimer>> m_timers;
     std::vector<Protected> m_protected;
 };
 

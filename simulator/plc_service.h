@@ -1,4 +1,4 @@
-/// What all lines of one simulated PLC have in common, whatever front they go through.
+/// What all wires of one simulated PLC have in common, whatever front they go through.
 #ifndef SIMULATOR_PLC_SERVICE_H
 #define SIMULATOR_PLC_SERVICE_H
 
@@ -9,11 +9,11 @@
 
 #include <random>
 
-/// How fast a line is, and how long the PLC takes for an answer.
-struct LineTiming {
-    LineTiming() : baud(0), bitsPerCharacter(11), replyDelayMs(0), jitterMs(0) {}
+/// How fast a wire is, and how long the PLC takes for an answer.
+struct WireTiming {
+    WireTiming() : baud(0), bitsPerCharacter(11), replyDelayMs(0), jitterMs(0) {}
 
-    int baud;             ///< bits a second; 0 for a line that takes no time
+    int baud;             ///< bits a second; 0 for a wire that takes no time
     int bitsPerCharacter; ///< 11 for 8E1: start, 8 data, parity and stop bit
     int replyDelayMs;     ///< from the request's end to the reply's beginning, 0 or more
     int jitterMs;         ///< up to so much more, by chance
@@ -39,16 +39,16 @@ struct PlcService {
 
     PlcMemory &memory;
     const int station;
-    LineTiming timing;
+    WireTiming timing;
     LiveValues liveValues;
     const qint64 startNs; ///< of the monotonic clock: when the live values begin
     FaultEngine faults;
     std::mt19937 jitter;    ///< the chance in the reply delay
     LineObserver *observer; ///< null for none; outlives the service
 
-    PlcCounts counts;       ///< of all lines, those that have ended included
-    quint64 droppedReplies; ///< that no client fetched, or that a full line had no room for
-    qint64 silentUntilNs;   ///< of the monotonic clock: until then no line is taken
+    PlcCounts counts;       ///< of all wires, those that have ended included
+    quint64 droppedReplies; ///< that no client fetched, or that a full wire had no room for
+    qint64 silentUntilNs;   ///< of the monotonic clock: until then nothing is received
 };
 
 #endif

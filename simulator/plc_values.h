@@ -49,7 +49,7 @@ bool parsePlcItem(const PlcField &field, PlcItems items, quint32 *value);
 quint32 largestPlcValue(PlcItems items);
 
 /// @return @p text in quotes, as an error text shows it; of a longer one the first 60 bytes and
-///         three dots. Control characters stay: who prints the error text escapes them
+///         three dots. Control characters stay: they are escaped where the text is printed
 QByteArray quotedPlcText(const QByteArray &text);
 
 /// Appends 4 upper-case hexadecimal digits.

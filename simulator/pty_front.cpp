@@ -104,7 +104,7 @@ void PtyFront::readRequests()
     char chunk[READ_CHUNK];
     const ssize_t received = ::read(m_master, chunk, sizeof chunk);
     if (received <= 0) {
-        // A line that is gone for good stays readable; without this the event loop would spin.
+        // A wire that is gone for good stays readable; without this the event loop would spin.
         if (received == 0 || !isTemporary(errno))
             m_readable->setEnabled(false);
         return;

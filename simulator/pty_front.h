@@ -11,13 +11,13 @@
 
 class QSocketNotifier;
 
-/// Serves one line from the event loop of its thread and never blocks. As on a real line, the
+/// Serves one wire from the event loop of its thread and never blocks. As on a real wire, the
 /// session outlives a client: the PLC cannot see that one closed the port.
 class PtyFront : public QObject, private ReplySink
 {
     Q_OBJECT
 public:
-    /// A front to a faultless PLC on a line that takes no time. Requires: @p memory outlives the
+    /// A front to a faultless PLC on a wire that takes no time. Requires: @p memory outlives the
     /// front. @param station 0 to 99
     PtyFront(PlcMemory &memory, int station, QObject *parent = nullptr);
 
@@ -28,7 +28,7 @@ public:
     /// Opens a pseudo-terminal without echo and without any translation, and serves it from then
     /// on.
     /// Requires: called once.
-    /// @return whether it is open; else @p error tells which step failed and why
+    /// @return whether it is open; else @p error says which step failed and why
     bool open(QString *error);
 
     /// The device that a client opens, such as /dev/pts/3; empty before open().
@@ -54,7 +54,7 @@ private:
     PlcService &m_service;
     ReplyScheduler m_scheduler;
     int m_master;
-    int m_slave; // held open, or a client's close would end the line
+    int m_slave; // held open, or a client's close would end the wire
     QString m_path;
     QSocketNotifier *m_readable;
     QSocketNotifier *m_writable;

@@ -8,14 +8,14 @@ const qint64 NS_PER_MS = 1000000;
 const qint64 NS_PER_US = 1000;
 const qint64 NS_PER_S = 1000000000;
 
-// Characters of a fast line leave in batches, as from a serial port's buffer.
+// Characters of a fast wire leave in batches, as from a serial port's buffer.
 const qint64 BATCH_NS = NS_PER_MS;
 
 // As long as a line may grow before an observer sees it in parts.
 const int MAX_OBSERVED = 4096;
 
-// Rounded up: no line is faster than it says.
-qint64 characterTime(const LineTiming &timing)
+// Rounded up: no wire is faster than its rate.
+qint64 characterTime(const WireTiming &timing)
 {
     return timing.baud == 0 ? 0
                             : (timing.bitsPerCharacter * NS_PER_S + timing.baud - 1) / timing.baud;
@@ -42,16 +42,14 @@ void ReplyScheduler::enqueue(const QByteArray &bytes, qint64 nowNs)
 {
     m_inFreeNs = qMax(m_inFreeNs, nowNs);
     for (int start = 0; start < bytes.size();) {
-        const int lf = bytes.indexOf('\n', start);
-        const int end = lf < 0 ? bytes.size() : lf + 1;
-        if (m_arriving + end - start > MAX_PENDING)
+        const int length = lineLength(bytes, start);
+        if (m_arriving + length > MAX_PENDING)
             return;
-        const Arrival arrival = {bytes.mid(start, end - start),
-                                 m_inFreeNs + (end - start) * m_characterNs};
-        m_arriving += arrival.bytes.size();
+        const Arrival arrival = {bytes.mid(start, length), m_inFreeNs + length * m_characterNs};
+        m_arriving += length;
         m_arrivals.push_back(arrival);
         m_inFreeNs = arrival.dueNs;
-        start = end;
+        start += length;
     }
 }
 
@@ -101,7 +99,7 @@ void ReplyScheduler::schedule(const QByteArray &reply, qint64 requestEndNs)
         ++m_service.droppedReplies;
         return;
     }
-    const LineTiming &timing = m_service.timing;
+    const WireTiming &timing = m_service.timing;
     qint64 delayNs = timing.replyDelayMs * NS_PER_MS;
     if (timing.jitterMs > 0)
         delayNs +=
@@ -182,17 +180,13 @@ void ReplyScheduler::rest(qint64 nowNs)
 
 void ReplyScheduler::observe(char direction, const QByteArray &bytes, bool ends, QByteArray *line)
 {
-    if (!m_service.observer)
-        return;
-    for (const char c : bytes) {
-        *line += c;
-        if (c == '\n' || line->size() == MAX_OBSERVED) {
+    for (int start = 0; m_service.observer && start < bytes.size();) {
+        const int length = qMin(lineLength(bytes, start), MAX_OBSERVED - line->size());
+        *line += bytes.mid(start, length);
+        start += length;
+        if (isWholeLine(*line) || line->size() == MAX_OBSERVED || (ends && start == bytes.size())) {
             m_service.observer->linePassed(direction, *line);
             line->clear();
         }
-    }
-    if (ends && !line->isEmpty()) {
-        m_service.observer->linePassed(direction, *line);
-        line->clear();
     }
 }

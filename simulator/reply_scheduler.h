@@ -1,4 +1,4 @@
-/// One line to the simulated PLC: when its requests have passed it, and when which bytes of the
+/// One wire to the simulated PLC: when its requests have passed it, and when which bytes of the
 /// replies do.
 #ifndef SIMULATOR_REPLY_SCHEDULER_H
 #define SIMULATOR_REPLY_SCHEDULER_H
@@ -8,7 +8,7 @@
 
 #include <deque>
 
-/// Where a line's bytes go to: the client's end.
+/// Where a wire's bytes go to: the client's end.
 class ReplySink
 {
 public:
@@ -19,12 +19,12 @@ public:
     /// The bytes that have been sent and not been fetched.
     virtual int pendingBytes() const = 0;
 
-    /// Ends the connection. @return false for a line that has none
+    /// Ends the connection. @return false for a wire that has none
     virtual bool closeConnection() = 0;
 };
 
 /// Takes what a client sends and gives the replies to a sink, damaged by the service's faults and
-/// at the speed of its timing. Without delay a reply leaves within receive(). A line carries one
+/// at the speed of its timing. Without delay a reply leaves within receive(). A wire carries one
 /// thing after another: a reply waits for the one before it, not for the client.
 class ReplyScheduler
 {
@@ -77,7 +77,7 @@ private:
     ReplySink &m_sink;
     SimulatedPlc m_plc;
     DeadlineTimer m_timer;
-    const qint64 m_characterNs; // 0 for a line that takes no time
+    const qint64 m_characterNs; // 0 for a wire that takes no time
     std::deque<Arrival> m_arrivals;
     std::deque<Departure> m_departures;
     int m_arriving;  // bytes in m_arrivals

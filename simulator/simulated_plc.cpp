@@ -23,19 +23,19 @@ bool isStationText(const PlcField &field)
 }
 
 // A run of items: device and count, with the whole run inside the device.
-PlcFault parseRun(PlcFieldReader *fields, PlcPoint *point, quint32 *count)
+PlcRefusal parseRun(PlcFieldReader *fields, PlcPoint *point, quint32 *count)
 {
     PlcField device;
     PlcField countText;
     if (!fields->next(&device) || !fields->next(&countText))
         return PLC_MALFORMED_LINE;
-    const PlcFault fault = parsePlcPoint(device.text, device.length, point);
-    if (fault != PLC_NO_FAULT)
-        return fault;
+    const PlcRefusal refusal = parsePlcPoint(device.text, device.length, point);
+    if (refusal != PLC_ACCEPTED)
+        return refusal;
     const quint32 limit = point->read == PLC_TIMERS ? MAX_TIMER_ITEMS : MAX_ITEMS;
     if (!parsePlcDecimal(countText, count) || *count < 1 || *count > limit)
         return PLC_WRONG_COUNT;
-    return *count <= point->size - point->index ? PLC_NO_FAULT : PLC_OUT_OF_RANGE;
+    return *count <= point->size - point->index ? PLC_ACCEPTED : PLC_OUT_OF_RANGE;
 }
 
 } // namespace
@@ -76,28 +76,28 @@ bool SimulatedPlc::takeReply(QByteArray *reply)
 QByteArray SimulatedPlc::answer(const QByteArray &line)
 {
     QByteArray reply;
-    PlcFault fault = PLC_MALFORMED_LINE;
+    PlcRefusal refusal = PLC_MALFORMED_LINE;
     if (line.endsWith("\r\n"))
-        fault = obey(line.constData(), line.size() - LINE_END_LENGTH, &reply);
-    return counted(fault, reply);
+        refusal = obey(line.constData(), line.size() - LINE_END_LENGTH, &reply);
+    return counted(refusal, reply);
 }
 
-// The single place where a fault becomes an error reply.
-QByteArray SimulatedPlc::counted(PlcFault fault, const QByteArray &reply)
+// The single place where a refusal becomes a reply.
+QByteArray SimulatedPlc::counted(PlcRefusal refusal, const QByteArray &reply)
 {
     ++m_counts.requests;
-    if (fault == PLC_NO_FAULT)
+    if (refusal == PLC_ACCEPTED)
         return reply;
     ++m_counts.errors;
-    return QByteArray("E") + plcErrorDigit(fault) + "\r\n";
+    return QByteArray("E") + plcErrorDigit(refusal) + "\r\n";
 }
 
-PlcFault SimulatedPlc::obey(const char *text, int length, QByteArray *reply)
+PlcRefusal SimulatedPlc::obey(const char *text, int length, QByteArray *reply)
 {
     struct Command {
         const char *name;
         bool whileClosed;
-        PlcFault (SimulatedPlc::*obey)(PlcFieldReader *, QByteArray *);
+        PlcRefusal (SimulatedPlc::*obey)(PlcFieldReader *, QByteArray *);
     };
     static const Command COMMANDS[] = {
         {"CR", true, &SimulatedPlc::openLine},    {"CQ", false, &SimulatedPlc::closeLine},
@@ -115,34 +115,34 @@ PlcFault SimulatedPlc::obey(const char *text, int length, QByteArray *reply)
     return PLC_UNKNOWN_COMMAND;
 }
 
-PlcFault SimulatedPlc::openLine(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::openLine(PlcFieldReader *fields, QByteArray *reply)
 {
     PlcField station;
     if (!fields->next(&station) || !fields->atEnd() || !isStationText(station))
         return PLC_MALFORMED_LINE;
-    // Another station's open line takes the line from us, and its answer is the other's business.
+    // Another station's open line takes the wire from us, and its answer is the other's business.
     m_open = station.is(stationText(m_station).constData());
     if (m_open)
         *reply = "CC " + stationText(m_station) + "\r\n";
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }
 
-PlcFault SimulatedPlc::closeLine(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::closeLine(PlcFieldReader *fields, QByteArray *reply)
 {
     if (!fields->atEnd())
         return PLC_MALFORMED_LINE;
     m_open = false;
     *reply = "CF\r\n";
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }
 
-PlcFault SimulatedPlc::readItems(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::readItems(PlcFieldReader *fields, QByteArray *reply)
 {
     PlcPoint point;
     quint32 count = 0;
-    const PlcFault fault = parseRun(fields, &point, &count);
-    if (fault != PLC_NO_FAULT)
-        return fault;
+    const PlcRefusal refusal = parseRun(fields, &point, &count);
+    if (refusal != PLC_ACCEPTED)
+        return refusal;
     if (!fields->atEnd())
         return PLC_MALFORMED_LINE;
     for (quint32 i = 0; i < count; ++i) {
@@ -151,16 +151,16 @@ PlcFault SimulatedPlc::readItems(PlcFieldReader *fields, QByteArray *reply)
         m_memory.appendItem(point.area, point.read, point.index + i, reply);
     }
     reply->append("\r\n");
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }
 
-PlcFault SimulatedPlc::writeItems(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::writeItems(PlcFieldReader *fields, QByteArray *reply)
 {
     PlcPoint point;
     quint32 count = 0;
-    const PlcFault fault = parseRun(fields, &point, &count);
-    if (fault != PLC_NO_FAULT)
-        return fault;
+    const PlcRefusal refusal = parseRun(fields, &point, &count);
+    if (refusal != PLC_ACCEPTED)
+        return refusal;
     // A refused line changes nothing, so all values are read before the first is stored.
     m_values.clear();
     PlcField field;
@@ -177,33 +177,33 @@ PlcFault SimulatedPlc::writeItems(PlcFieldReader *fields, QByteArray *reply)
     for (quint32 i = 0; i < count; ++i)
         m_memory.store(point.area, point.written, point.index + i, m_values[i]);
     *reply = "OK\r\n";
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }
 
-PlcFault SimulatedPlc::setContact(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::setContact(PlcFieldReader *fields, QByteArray *reply)
 {
     return storeContact(fields, true, reply);
 }
 
-PlcFault SimulatedPlc::resetContact(PlcFieldReader *fields, QByteArray *reply)
+PlcRefusal SimulatedPlc::resetContact(PlcFieldReader *fields, QByteArray *reply)
 {
     return storeContact(fields, false, reply);
 }
 
-PlcFault SimulatedPlc::storeContact(PlcFieldReader *fields, bool value, QByteArray *reply)
+PlcRefusal SimulatedPlc::storeContact(PlcFieldReader *fields, bool value, QByteArray *reply)
 {
     PlcField device;
     if (!fields->next(&device) || !fields->atEnd())
         return PLC_MALFORMED_LINE;
     PlcPoint point;
-    const PlcFault fault = parsePlcPoint(device.text, device.length, &point);
-    if (fault != PLC_NO_FAULT)
-        return fault;
+    const PlcRefusal refusal = parsePlcPoint(device.text, device.length, &point);
+    if (refusal != PLC_ACCEPTED)
+        return refusal;
     if (point.read != PLC_BITS && point.read != PLC_TIMERS)
         return PLC_UNKNOWN_DEVICE;
     if (m_memory.isReadOnly(point.area, point.read, point.index, 1))
         return PLC_READ_ONLY;
     m_memory.store(point.area, point.read, point.index, value ? 1 : 0);
     *reply = "OK\r\n";
-    return PLC_NO_FAULT;
+    return PLC_ACCEPTED;
 }

@@ -34,7 +34,7 @@ struct PlcCounts {
     quint64 errors;   ///< error replies among their answers
 };
 
-/// A PLC with one station number on one line. It holds the line's received bytes and whether
+/// A PLC with one station number on one wire. It holds the wire's received bytes and whether
 /// communication is open; its devices are its own or shared with other sessions. Any bytes are safe
 /// to receive.
 class SimulatedPlc
@@ -47,10 +47,10 @@ public:
     /// time.
     SimulatedPlc(PlcMemory &memory, int station);
 
-    /// Receives bytes of the line. @return the replies to all lines that they complete, joined
+    /// Receives bytes of the wire. @return the replies to all lines that they complete, joined
     QByteArray receive(const QByteArray &bytes);
 
-    /// The same by single lines: append, then take replies until there is none.
+    /// The same by single lines: append, then take replies until none is left.
     void append(const QByteArray &bytes);
 
     /// Answers the next complete line. An open line of another station leaves @p reply empty.
@@ -67,15 +67,15 @@ public:
 private:
     Q_DISABLE_COPY(SimulatedPlc)
 
-    QByteArray counted(PlcFault fault, const QByteArray &reply);
-    PlcFault obey(const char *text, int length, QByteArray *reply);
-    PlcFault openLine(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault closeLine(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault readItems(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault writeItems(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault setContact(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault resetContact(PlcFieldReader *fields, QByteArray *reply);
-    PlcFault storeContact(PlcFieldReader *fields, bool value, QByteArray *reply);
+    QByteArray counted(PlcRefusal refusal, const QByteArray &reply);
+    PlcRefusal obey(const char *text, int length, QByteArray *reply);
+    PlcRefusal openLine(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal closeLine(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal readItems(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal writeItems(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal setContact(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal resetContact(PlcFieldReader *fields, QByteArray *reply);
+    PlcRefusal storeContact(PlcFieldReader *fields, bool value, QByteArray *reply);
 
     QScopedPointer<PlcMemory> m_ownMemory;
     PlcMemory &m_memory;

@@ -13,10 +13,10 @@ namespace
 const qint64 READ_CHUNK = 4096;
 
 // One client and the session that lives as long as its connection.
-class TcpLine : public QObject, private ReplySink
+class TcpWire : public QObject, private ReplySink
 {
 public:
-    TcpLine(QTcpSocket *client, PlcService &service)
+    TcpWire(QTcpSocket *client, PlcService &service)
         : QObject(client), m_client(*client), m_scheduler(service, *this)
     {
         client->setReadBufferSize(READ_CHUNK);
@@ -82,8 +82,8 @@ void TcpFront::acceptClients()
     while (QTcpSocket *client = m_server.nextPendingConnection()) {
         client->setSocketOption(QAbstractSocket::LowDelayOption, 1);
         connect(client, &QTcpSocket::disconnected, client, &QObject::deleteLater);
-        const TcpLine *line = new TcpLine(client, m_service);
-        if (!line->isValid())
+        const TcpWire *wire = new TcpWire(client, m_service);
+        if (!wire->isValid())
             client->disconnectFromHost();
     }
 }

@@ -16,7 +16,7 @@ class TcpFront : public QObject
 {
     Q_OBJECT
 public:
-    /// A front to a faultless PLC on lines that take no time. Requires: @p memory outlives the
+    /// A front to a faultless PLC on wires that take no time. Requires: @p memory outlives the
     /// front. @param station 0 to 99
     TcpFront(PlcMemory &memory, int station, QObject *parent = nullptr);
 
@@ -25,7 +25,7 @@ public:
 
     /// Listens from then on. @param host an address as text, or localhost
     /// @param port 0 takes any free port
-    /// @return whether it listens; else @p error tells why not
+    /// @return whether it listens; else @p error says why not
     bool listen(const QString &host, quint16 port, QString *error);
 
     /// The port in use; 0 before listen().

@@ -16,7 +16,7 @@ bool isSymbolicLink(const QByteArray &path)
     return lstat(path.constData(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-// Empty when the path is no symbolic link.
+// Empty when the path is not a symbolic link.
 QByteArray targetOf(const QByteArray &path)
 {
     char target[256];

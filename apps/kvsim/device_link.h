@@ -16,7 +16,7 @@ public:
 
     /// Makes @p path a symbolic link to @p target. An older symbolic link is replaced, nothing else
     /// is.
-    /// @return whether the link was made; else @p error tells why not
+    /// @return whether the link was made; else @p error says why not
     bool create(const QString &path, const QString &target, QString *error);
 
 private:

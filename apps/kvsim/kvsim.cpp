@@ -50,7 +50,7 @@ void report(const PlcService &service, QTextStream &err)
     err.flush();
 }
 
-// Serves until the program is asked to stop; the line tells the waiting script that it may begin.
+// Serves until the program is asked to stop; a script that waits for the line may then begin.
 int serve(const QString &readyLine, QTextStream &out, QTextStream &err)
 {
     out << readyLine << '\n';

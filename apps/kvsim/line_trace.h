@@ -16,7 +16,7 @@ class LineTrace : public LineObserver
 public:
     /// Begins the trace. Requires: called once, before anything is observed.
     /// @param place a file, which is made anew, or "-" for @p err, which outlives the trace
-    /// @return whether it began; else @p error tells why not
+    /// @return whether it began; else @p error says why not
     bool open(const QString &place, QTextStream &err, QString *error);
 
     /// Whether a line could not be written. Requires: the trace is open.

@@ -65,7 +65,7 @@ struct Texts {
     std::string save;
     std::string faultFile;
     std::string trace;
-    std::vector<std::string> presets;
+    std::vector<std::string> assignments;
     std::vector<std::string> live;
     std::vector<std::string> readOnly;
     std::vector<std::string> faults;
@@ -107,7 +107,7 @@ void addPlaceOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
 
 void addMemoryOptions(CLI::App &parser, Texts *texts)
 {
-    addList(parser, "--set", &texts->presets, "DEVICE=VALUE", "Preset a device");
+    addList(parser, "--set", &texts->assignments, "DEVICE=VALUE", "Set a device at the start");
     addText(parser, "--load", &texts->load, "FILE", "Begin with the memory image (CSV)");
     addText(parser, "--save", &texts->save, "FILE", "Save the memory image at the end");
     addList(parser, "--live", &texts->live, "DEVICE=SHAPE",
@@ -115,11 +115,11 @@ void addMemoryOptions(CLI::App &parser, Texts *texts)
     addList(parser, "--read-only", &texts->readOnly, "DEVICE[-DEVICE]", "Refuse writes there");
 }
 
-void addLineOptions(CLI::App &parser, KvsimOptions *options)
+void addWireOptions(CLI::App &parser, KvsimOptions *options)
 {
-    LineTiming *timing = &options->timing;
+    WireTiming *timing = &options->timing;
     CLI::Option *baud =
-        parser.add_option("--baud", timing->baud, "Pace the line at N bits a second")
+        parser.add_option("--baud", timing->baud, "Pace the wire at N bits a second")
             ->option_text("N")
             ->transform(decimalRange(50, 4000000));
     parser.add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 is 8E1")
@@ -155,7 +155,7 @@ void takeTexts(const Texts &texts, KvsimOptions *options)
     options->saveFile = QString::fromStdString(texts.save);
     options->faultFile = QString::fromStdString(texts.faultFile);
     options->trace = QString::fromStdString(texts.trace);
-    options->presets = textList(texts.presets);
+    options->assignments = textList(texts.assignments);
     options->live = textList(texts.live);
     options->readOnly = textList(texts.readOnly);
     options->faults = textList(texts.faults);
@@ -181,7 +181,7 @@ int main(int argc, char **argv)
     Texts texts;
     addPlaceOptions(parser, &options, &texts);
     addMemoryOptions(parser, &texts);
-    addLineOptions(parser, &options);
+    addWireOptions(parser, &options);
     addFaultOptions(parser, &options, &texts);
     try {
         parser.parse(argc, argv);

@@ -13,7 +13,7 @@ namespace
 // Far above every image and plan, far below what would fill the machine.
 const qint64 MAX_FILE_SIZE = 64 << 20;
 
-// A pipe or a device tells no size; what has been read is the least that it holds.
+// A pipe or a device has no known size: what has been read is the least that it holds.
 QString aboveLimit(const QFile &file, qint64 sizeRead)
 {
     return QString::fromLatin1("%1%2 bytes, above the limit of %3 (64 MiB)")
@@ -47,7 +47,7 @@ KvsimExit refuseLine(const QString &path, const QByteArray &reason, QString *err
     return KVSIM_USAGE;
 }
 
-// A file system that is nearly full takes a part, and tells the reason only when it is given the
+// A file system that is nearly full takes a part, and gives the reason only when it is given the
 // rest.
 bool writeAll(const QByteArray &bytes, QSaveFile *file)
 {
@@ -107,7 +107,7 @@ KvsimExit Simulation::prepare(QString *error)
     return result;
 }
 
-// The presets come on top of the file.
+// The assignments come on top of the file.
 KvsimExit Simulation::loadMemory(QString *error)
 {
     QByteArray image;
@@ -118,8 +118,8 @@ KvsimExit Simulation::loadMemory(QString *error)
         if (!loadPlcMemoryImage(image, &m_memory, &reason))
             return refuseLine(m_options.loadFile, reason, error);
     }
-    for (const QString &text : m_options.presets) {
-        if (!m_memory.preset(text.toUtf8(), &reason))
+    for (const QString &text : m_options.assignments) {
+        if (!m_memory.assign(text.toUtf8(), &reason))
             return refuse(reason, error);
     }
     return KVSIM_OK;

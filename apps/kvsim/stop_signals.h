@@ -15,7 +15,7 @@ public:
     ~StopSignals() override;
 
     /// Requires: called once, before the process has a second thread.
-    /// @return whether the signals are watched; else @p error tells why not
+    /// @return whether the signals are watched; else @p error says why not
     bool watch(QString *error);
 
 signals:

@@ -1,25 +1,25 @@
-/// What the simulated PLC can find wrong with a line, and the error digit it answers with.
-#ifndef SIMULATOR_PLC_FAULTS_H
-#define SIMULATOR_PLC_FAULTS_H
+/// Why the simulated PLC refuses a line, and the error digit of its reply.
+#ifndef SIMULATOR_PLC_REFUSALS_H
+#define SIMULATOR_PLC_REFUSALS_H
 
-/// The faults of a line; the order is that of the table in plc_faults.cpp.
-enum PlcFault {
-    PLC_NO_FAULT,
+/// What is wrong with a line.
+enum PlcRefusal {
+    PLC_ACCEPTED,        ///< nothing
     PLC_MALFORMED_LINE,  ///< no CR before the LF, a wrong number of fields, or a wrong station text
     PLC_OVERLONG_LINE,   ///< more bytes without LF than the PLC gathers
-    PLC_UNKNOWN_COMMAND, ///< the first field is no command
+    PLC_UNKNOWN_COMMAND, ///< the first field is not a command
     PLC_NOT_OPEN,        ///< a command other than the open line while communication is closed
     PLC_MALFORMED_VALUE, ///< a value to write is not in its device's form
-    PLC_UNKNOWN_DEVICE,  ///< the device name is none of the PLC's, or has no such command
-    PLC_MALFORMED_NUMBER, ///< the device number is no number, or names a bit above 15
+    PLC_UNKNOWN_DEVICE,  ///< the PLC has no device of that name, or it has no such command
+    PLC_MALFORMED_NUMBER, ///< the device number is not a number, or names a bit above 15
     PLC_WRONG_FORMAT,   ///< the suffix .H is missing, not allowed here, or not at a channel's bit 0
     PLC_OUT_OF_RANGE,   ///< the run of items leaves the device
-    PLC_WRONG_COUNT,    ///< the count is no number, 0 or above the limit
+    PLC_WRONG_COUNT,    ///< the count is not a number, 0 or above the limit
     PLC_COUNT_MISMATCH, ///< the count is not the number of values that follow
     PLC_READ_ONLY       ///< a write would change an item that only the PLC itself may change
 };
 
-/// The digit 0 to 9 of the error reply to @p fault.
-char plcErrorDigit(PlcFault fault);
+/// The digit 0 to 9 of the error reply. Requires: @p refusal is not PLC_ACCEPTED.
+char plcErrorDigit(PlcRefusal refusal);
 
 #endif
