@@ -248,7 +248,7 @@ private slots:
                                : reader == "faults" ? plan.addFile(text, &error)
                                : reader == "image"  ? loadPlcMemoryImage(text, &memory, &error)
                                : reader == "live"   ? live.add(text, &error)
-                               : reader == "set"    ? memory.preset(text, &error)
+                               : reader == "set"    ? memory.assign(text, &error)
                                                     : memory.protect(text, &error);
             QVERIFY2(!taken, tried.constData());
             QVERIFY2(error.contains(row.reason), error.constData());
