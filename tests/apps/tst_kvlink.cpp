@@ -52,7 +52,7 @@ const struct {
 // A name is what is run: the options of a kvsim of its own and ">", if one is needed, then kvlink's
 // command lines with ";" between them. All but the last must succeed, and their output comes first.
 // In kvsim's options "+" is a blank. Placeholders there: ROAD leads to the PLC, PLC names its
-// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY, and STAMP before a traced line. The
+// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a line, ALL, and STAMP before a traced line. The
 // output is compared whole; of what is told a part, or all behind "^".
 const struct {
     const char *name;
@@ -102,7 +102,7 @@ const struct {
      "{ANY\"values\":[4660,255]},\n{ANY\"values\":[\"\\u00e4\"]},\n{\"address\":\"DM70000\","
      "\"error\":\"error reply \\\"E0\\\"ANY\"status\":\"plc-error\",ANY\"values\":[]}\n]\n",
      "DM70000: error reply"},
-    {"list-ports --format json", 0, "[ANY]\n", ""},
+    {"list-ports --format json", 0, "[ALL]\n", ""},
     // Requests.
     {"PLC --trace read DM100 DM105", 0, "DM100 4660\nDM105 4779\n", "> RDS DM00100.H 6\\r\\n"},
     {"PLC --trace read DM100 DM105 --max-gap 3", 0, "DM100 4660\nDM105 4779\n",
@@ -110,7 +110,7 @@ const struct {
     {"PLC --trace read DM100 DM101 --no-merge", 0, "DM100 4660\nDM101 255\n",
      "> RDS DM00101.H 1\\r\\n"},
     {"PLC --trace read DM65533 DM65540", 6, "DM65533 8\n",
-     "> RDS DM65533.H 8\\r\\nANYDM65540: error reply \"E0\""},
+     "> RDS DM65533.H 8\\r\\nALLDM65540: error reply \"E0\""},
     {"PLC --trace read DM100 -n 2", 0, "4660\n255\n",
      "^STAMP #1 > CR 07\\r\\n ; open station 07\nSTAMP #1 < CC 07\\r\\n ; opened\n"
      "STAMP #1 > RDS DM00100.H 2\\r\\n ; read 2 words from DM100\n"
@@ -118,10 +118,10 @@ const struct {
      "STAMP #1 > CQ\\r\\n ; close\nSTAMP #1 < CF\\r\\n ; closed\n"},
     {"ROAD --station 7 --trace --retry 1 read DM70000", 1, "",
      "STAMP #1 < E0\\r\\n ; error reply 0\nSTAMP #1 > CQ\\r\\n ; close\n"
-     "STAMP #1 < CF\\r\\n ; closed\nSTAMP #2 > CR 07\\r\\n ; open station 07\nANY"
+     "STAMP #1 < CF\\r\\n ; closed\nSTAMP #2 > CR 07\\r\\n ; open station 07\nALL"
      "error reply \"E0\" to \"RDS DM70000.H 1\" on "},
     {"PLC --trace write T1 1 0 -k bit", 0, "",
-     "#1 > ST T0001\\r\\n ; set T1\nANY#1 > RS T0002\\r\\n ; reset T2\n"},
+     "#1 > ST T0001\\r\\n ; set T1\nALL#1 > RS T0002\\r\\n ; reset T2\n"},
     {"write DM1=9 DM5 T3:bit=0 PCTC2=1 --dry-run --station 5", 0,
      "CR 05\nWRS DM00001.H 1 0009\nCQ\nCR 05\nRDS DM00005.H 1\nCQ\n"
      "CR 05\nRS T0003\nCQ\nCR 05\nWRS CTC2 1 0000000001\nCQ\n",
@@ -135,6 +135,7 @@ const struct {
     {"PLC read DM100=1", 2, "", "DM100 has values"},
     {"PLC monitor DM100=1", 2, "", "value to write"},
     {"PLC write DM1", 2, "", "no value"},
+    {"PLC read DM1 -k nibble", 2, "", "nibble is no type"},
     {"PLC write DM1=1 DM2=65536", 2, "", "\"65536\" of DM2"},
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
     {"ROAD --station 100 read DM1", 2, "", "100"},
@@ -153,7 +154,7 @@ const struct {
     {"ROAD --station 8 --retry 1 --timeout 50 read DM1", 4, "",
      "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number"},
     {"ROAD --station 8 --timeout 201 --delay 300 --retry 0 --trace read DM1", 4, "",
-     "CR 08ANY within 201 ms"},
+     "CR 08ALL within 201 ms"},
     // The project's station.
     {"read DM1 --project-port COM2 --sim --trace --project FOLDER/project", 0, "0\n", "> CR 01"},
     {"read DM1 --project-port ethernet --sim --trace --project FOLDER/project", 0, "0\n",
@@ -207,6 +208,7 @@ const struct {
     {"PLC monitor DM100 --duration 1 --interval 600", 0, "TIME DM100 4660\nTIME DM100 4660\n",
      "2 requests"},
     // Faults. The replies of one exchange are the opening, the data and the close.
+    {"--trace=/dev/null > PLC read DM5", 0, "0\n", ""},
     {"--fault no-reply:once+2 > PLC read DM5", 4, "", "no reply to \"RDS"},
     {"--fault late:once+2,60000 > PLC read DM5", 4, "", "no reply to \"RDS"},
     {"--fault silence:once+1,1 > PLC read DM5", 4, "", "no reply to \"CR"},
@@ -252,7 +254,7 @@ bool fits(const QString &text, const QString &expected)
     QString pattern = QRegularExpression::escape(expected);
     pattern.replace("STAMP", "TIME NUM \\+NUM")
         .replace("TIME", "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d");
-    pattern.replace("NUM", "\\d+\\.\\d+").replace("ANY", ".*");
+    pattern.replace("NUM", "\\d+\\.\\d+").replace("ANY", "[^\n]*").replace("ALL", ".*");
     return QRegularExpression("\\A" + pattern + "\\z",
                               QRegularExpression::DotMatchesEverythingOption)
         .match(text)
@@ -304,7 +306,7 @@ private slots:
         const QString err = row.err;
         QVERIFY2(fits(outcome.err, err.isEmpty()         ? err
                                    : err.startsWith('^') ? err.mid(1)
-                                                         : "ANY" + err + "ANY"),
+                                                         : "ALL" + err + "ALL"),
                  qPrintable(outcome.err));
         QCOMPARE(outcome.status, row.status);
         if (name.startsWith("--fault")) {
@@ -387,7 +389,7 @@ private slots:
         QCOMPARE(outcome.status, 0);
         QVERIFY2(fits(outcome.err,
                       "kvlink: outage: ANY\nkvlink: the PLC answers again after NUM s\n"
-                      "kvlink: ANY requests, ANY replies, 0 retries, ANY; min ANY"),
+                      "kvlink: ANY requests, ANY replies, 0 retries, ANY; min ANY\n"),
                  qPrintable(outcome.err));
     }
 
