@@ -39,12 +39,11 @@ bool SerialLine::open(const char *device)
     SerialPortSetting setting;
     setting.device = QString::fromLocal8Bit(device);
     setting.parity = QSerialPort::NoParity; // a pseudo-terminal has none
-    QString error;
     QStringList warnings;
-    m_port = openSerialPort(setting, &error, &warnings);
-    if (m_port)
-        m_channel.reset(new CountingChannel(*m_port));
+    const Failure failure = openSerialPort(setting, &m_port, &warnings);
+    if (failure)
+        std::cerr << device << ": " << qPrintable(failure.text()) << "\n";
     else
-        std::cerr << device << ": " << qPrintable(error) << "\n";
-    return m_port != nullptr;
+        m_channel.reset(new CountingChannel(*m_port));
+    return failure.isGood();
 }

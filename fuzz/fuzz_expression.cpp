@@ -108,16 +108,15 @@ void checkNumbersAndPorts(FuzzInput &input)
     std::string argument(bytes.constData(), static_cast<size_t>(bytes.size()));
     fuzzCheck(!range(argument).empty() || argument == std::to_string(bytes.toInt()), "a number");
     const QString text = QString::fromUtf8(bytes);
-    QString error;
     SerialPortSetting serial;
-    fuzzCheck(parseSerialPort(text, &serial, &error)
-                  ? text.startsWith(serial.device) && serial.baudRate >= 50
-                  : !error.isEmpty() && serial.device.isEmpty(),
+    fuzzCheck(parseSerialPort(text, &serial)
+                  ? serial.device.isEmpty()
+                  : text.startsWith(serial.device) && serial.baudRate >= 50,
               "a serial port");
     TcpAddress tcp;
-    fuzzCheck(parseTcpAddress(text, &tcp, &error)
-                  ? text.contains(tcp.host) && text.endsWith(QString::number(tcp.port))
-                  : !error.isEmpty() && tcp.host.isEmpty(),
+    fuzzCheck(parseTcpAddress(text, &tcp)
+                  ? tcp.host.isEmpty()
+                  : text.contains(tcp.host) && text.endsWith(QString::number(tcp.port)),
               "an address");
 }
 

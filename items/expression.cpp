@@ -1,40 +1,25 @@
 #include "items/expression.h"
 
-#include "runtime/escaped_text.h"
 #include "items/item_values.h"
+#include "runtime/escaped_text.h"
 
 #include <QtCore/QRegularExpression>
 
 namespace
 {
 
-struct TypeRow {
-    ItemType type;
-    const char *name;
-};
-
-const TypeRow TYPES[] = {
-    {ItemType::Bit, "bit"}, {ItemType::U8, "u8"},         {ItemType::U16, "u16"},
-    {ItemType::S16, "s16"}, {ItemType::U32, "u32"},       {ItemType::S32, "s32"},
-    {ItemType::F32, "f32"}, {ItemType::Hex, "hex"},       {ItemType::Bin, "bin"},
-    {ItemType::Bcd, "bcd"}, {ItemType::String, "string"},
-};
-
 QString quoted(const QString &text)
 {
     return QLatin1Char('"') + escapedText(text.toUtf8()) + QLatin1Char('"');
 }
 
-QString typeNames()
+Failure usage(const QString &text)
 {
-    QStringList names;
-    for (const TypeRow &row : TYPES)
-        names += QLatin1String(row.name);
-    return names.join(QLatin1String(", "));
+    return Failure(StatusUsage, text);
 }
 
 // Whether an item's device can hold its type.
-bool checkItemType(const Item &item, QString *error)
+Failure checkItemType(const Item &item)
 {
     const char *holds = nullptr;
     switch (item.type) {
@@ -59,130 +44,107 @@ bool checkItemType(const Item &item, QString *error)
     case ItemType::Bcd:
         break;
     }
-    if (holds)
-        *error = QString::fromLatin1("type %1 of %2: %3 holds %4")
+    if (!holds)
+        return Failure();
+    return usage(QString::fromLatin1("type %1 of %2: %3 holds %4")
                      .arg(itemTypeName(item.type), quoted(item.text), item.device.prefix,
-                          QLatin1String(holds));
-    return !holds;
+                          QLatin1String(holds)));
 }
 
-bool setType(const QString &name, const ItemDefaults &defaults, Item *item, QString *error)
+Failure setType(const QString &name, const ItemDefaults &defaults, Item *item)
 {
     if (name.isEmpty())
         item->type = defaults.hasType                          ? defaults.type
                      : item->device.form == DeviceForm::Values ? ItemType::U32
                                                                : ItemType::U16;
-    else if (!itemTypeByName(name.toLower(), &item->type)) {
-        *error = QString::fromLatin1("%1 is no type of an item: %2").arg(quoted(name), typeNames());
-        return false;
-    }
-    return checkItemType(*item, error);
+    else if (!itemTypeByName(name.toLower(), &item->type))
+        return usage(
+            QString::fromLatin1("%1 is no type of an item: %2").arg(quoted(name), itemTypeNames()));
+    return checkItemType(*item);
 }
 
-bool checkCount(const Item &item, QString *error)
+Failure checkCount(const Item &item)
 {
     if (item.count >= 1 && item.count <= MAX_ITEM_COUNT)
-        return true;
-    *error = QString::fromLatin1("the count of %1 is not from 1 to %2")
-                 .arg(quoted(item.text))
-                 .arg(MAX_ITEM_COUNT);
-    return false;
+        return Failure();
+    return usage(QString::fromLatin1("the count of %1 is not from 1 to %2")
+                     .arg(quoted(item.text), QString::number(MAX_ITEM_COUNT)));
 }
 
 // A count that neither the text nor the defaults give is left as 0.
-bool parseHead(const QString &text, const ItemDefaults &defaults, Item *item, QString *error)
+Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
 {
     static const QRegularExpression form(
         QLatin1String("\\A([A-Za-z0-9]+)(?::([A-Za-z0-9]+))?(?:\\[([0-9]{1,9})\\])?\\z"));
     const QRegularExpressionMatch match = form.match(text);
     item->text = text;
     item->address = match.captured(1).toUpper();
-    if (!parseDeviceAddress(item->address, &item->device)) {
-        *error = QString::fromLatin1("%1 is not ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]] with an "
-                                     "address such as DM100")
-                     .arg(quoted(text));
-        return false;
-    }
+    if (!parseDeviceAddress(item->address, &item->device))
+        return usage(
+            QString::fromLatin1("%1 is not ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]] with "
+                                "an address such as DM100")
+                .arg(quoted(text)));
     const QString count = match.captured(3);
     item->count = count.isEmpty() ? defaults.count : count.toInt();
     item->eitherSign = defaults.eitherSign;
-    return setType(match.captured(2), defaults, item, error) &&
-           (count.isEmpty() || checkCount(*item, error));
+    const Failure failure = setType(match.captured(2), defaults, item);
+    return failure || count.isEmpty() ? failure : checkCount(*item);
 }
 
-bool setValues(const QStringList &values, Item *item, QString *error)
+Failure setValues(const QStringList &values, Item *item)
 {
     const bool isString = item->type == ItemType::String;
     const int given = isString && values.size() == 1 ? values.first().size() : values.size();
     item->values = values;
     if (item->count == 0)
         item->count = given;
-    if (!checkCount(*item, error))
-        return false;
-    if (isString ? values.size() != 1 || given > item->count : given != item->count) {
-        *error = QString::fromLatin1(isString ? "%1 takes one text of up to %2 characters"
-                                              : "%1 takes %2 values, not %3")
-                     .arg(quoted(item->text))
-                     .arg(item->count);
-        if (!isString)
-            *error = error->arg(given);
-        return false;
-    }
+    if (const Failure failure = checkCount(*item))
+        return failure;
+    const QString name = quoted(item->text);
+    const QString count = QString::number(item->count);
+    if (isString && (values.size() != 1 || given > item->count))
+        return usage(
+            QString::fromLatin1("%1 takes one text of up to %2 characters").arg(name, count));
+    if (!isString && given != item->count)
+        return usage(QString::fromLatin1("%1 takes %2 values, not %3")
+                         .arg(name, count, QString::number(given)));
     QByteArray data;
-    return packValues(*item, WordOrder::LowFirst, &data, error);
+    return packValues(*item, WordOrder::LowFirst, &data);
 }
 
 } // namespace
 
-bool itemTypeByName(const QString &name, ItemType *type)
-{
-    for (const TypeRow &row : TYPES) {
-        if (name == QLatin1String(row.name)) {
-            *type = row.type;
-            return true;
-        }
-    }
-    return false;
-}
-
-QString itemTypeName(ItemType type)
-{
-    const TypeRow *row = TYPES;
-    while (row->type != type)
-        ++row;
-    return QLatin1String(row->name);
-}
-
-bool parseItem(const QString &text, const ItemDefaults &defaults, Item *item, QString *error)
+Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item)
 {
     const int equals = text.indexOf(QLatin1Char('='));
     Item parsed;
-    if (!parseHead(text.left(equals), defaults, &parsed, error))
-        return false;
+    Failure failure = parseHead(text.left(equals), defaults, &parsed);
+    if (failure)
+        return failure;
     if (equals >= 0) {
         const QString values = text.mid(equals + 1);
         const QStringList list =
             parsed.type == ItemType::String ? QStringList(values) : values.split(QLatin1Char(','));
-        if (!setValues(list, &parsed, error))
-            return false;
+        failure = setValues(list, &parsed);
     } else if (parsed.count == 0) {
         parsed.count = 1;
-        if (parsed.type == ItemType::String) {
-            *error = QString::fromLatin1("%1 needs its length, such as %2:string[10]")
-                         .arg(quoted(text), parsed.address);
-            return false;
-        }
+        if (parsed.type == ItemType::String)
+            failure = usage(QString::fromLatin1("%1 needs its length, such as %2:string[10]")
+                                .arg(quoted(text), parsed.address));
     }
-    *item = parsed;
-    return true;
+    if (!failure)
+        *item = parsed;
+    return failure;
 }
 
-bool parseItem(const QString &head, const QStringList &values, const ItemDefaults &defaults,
-               Item *item, QString *error)
+Failure parseItem(const QString &head, const QStringList &values, const ItemDefaults &defaults,
+                  Item *item)
 {
     Item parsed;
-    if (!parseHead(head, defaults, &parsed, error) || !setValues(values, &parsed, error))
-        return false;
-    *item = parsed;
-    return true;
+    Failure failure = parseHead(head, defaults, &parsed);
+    if (!failure)
+        failure = setValues(values, &parsed);
+    if (!failure)
+        *item = parsed;
+    return failure;
 }

@@ -1,8 +1,6 @@
 #include "items/item_plan.h"
 
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
-#include "items/item_values.h"
-
 #include <algorithm>
 
 namespace

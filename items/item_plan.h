@@ -3,7 +3,7 @@
 #define ITEMS_ITEM_PLAN_H
 
 #include "drivers/communicator_command.h"
-#include "items/expression.h"
+#include "items/item.h"
 
 #include <QtCore/QVector>
 

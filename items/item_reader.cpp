@@ -26,39 +26,35 @@ QVector<ItemResult> ItemReader::read()
         readOrSplit(request);
     for (int i = 0; i < m_items.size(); ++i) {
         ItemResult &result = m_results[i];
-        if (result.failure.status == StatusGood &&
-            !unpackValues(m_items.at(i), m_order, m_data.at(i), &result.values,
-                          &result.failure.text))
-            result.failure.status = StatusUnusable;
+        if (!result.failure)
+            result.failure = unpackValues(m_items.at(i), m_order, m_data.at(i), &result.values);
     }
     return m_results;
 }
 
-QByteArray ItemReader::readRequest(const CommunicatorCommand &command, Failure *failure)
+Failure ItemReader::readRequest(const CommunicatorCommand &command, QByteArray *data)
 {
-    QByteArray data = m_client.read(command, failure);
-    for (int readings = 1; m_isTwice && !data.isEmpty(); ++readings) {
-        if (readings == MAX_READINGS) {
-            failure->status = StatusUnusable;
-            failure->text = QString::fromLatin1("no two of %1 readings in a row of %2 agree: the "
-                                                "value changes too fast for --twice, or the wire "
-                                                "is disturbed")
-                                .arg(QString::number(readings), command.address);
-            return QByteArray();
-        }
-        const QByteArray again = m_client.read(command, failure);
-        if (again == data)
+    Failure failure = m_client.read(command, data);
+    for (int readings = 1; m_isTwice && !failure; ++readings) {
+        if (readings == MAX_READINGS)
+            return Failure(StatusUnusable,
+                           QString::fromLatin1("no two of %1 readings in a row of %2 agree: the "
+                                               "value changes too fast for --twice, or the wire "
+                                               "is disturbed")
+                               .arg(QString::number(readings), command.address));
+        const QByteArray before = *data;
+        failure = m_client.read(command, data);
+        if (*data == before)
             break;
-        data = again;
     }
-    return data;
+    return failure;
 }
 
 void ItemReader::readOrSplit(const ItemRequest &request)
 {
-    Failure failure;
-    const QByteArray data = readRequest(request.command, &failure);
-    if (data.isEmpty() && failure.status == StatusPlcError && request.parts.size() > 1) {
+    QByteArray data;
+    const Failure failure = readRequest(request.command, &data);
+    if (failure.status() == StatusPlcError && request.parts.size() > 1) {
         for (const ItemRequest &part : splitRequest(m_items, request))
             readOrSplit(part);
         return;
@@ -66,9 +62,9 @@ void ItemReader::readOrSplit(const ItemRequest &request)
     m_requests += request;
     for (const ItemPart &part : request.parts) {
         Failure &kept = m_results[part.item].failure;
-        if (!data.isEmpty())
+        if (!failure)
             m_data[part.item].replace(part.to, part.length, data.mid(part.from, part.length));
-        else if (kept.status == StatusGood)
+        else if (!kept)
             kept = failure;
     }
 }

@@ -12,7 +12,7 @@
 
 /// What became of an item.
 struct ItemResult {
-    Failure failure; ///< StatusGood when the item was read or written
+    Failure failure; ///< good when the item was read or written
     QStringList values;
 };
 
@@ -35,7 +35,7 @@ public:
     QVector<ItemResult> read();
 
 private:
-    QByteArray readRequest(const CommunicatorCommand &command, Failure *failure);
+    Failure readRequest(const CommunicatorCommand &command, QByteArray *data);
     void readOrSplit(const ItemRequest &request);
 
     Client &m_client;

@@ -136,18 +136,18 @@ quint32 inOrder(const Item &item, WordOrder order, quint32 value)
     return swap ? (value << 16) | (value >> 16) : value;
 }
 
-bool packString(const Item &item, QByteArray *data, QString *error)
+Failure packString(const Item &item, QByteArray *data)
 {
     const QString &text = item.values.first();
     for (const QChar c : text) {
-        if (c.unicode() == 0 || c.unicode() > 0xFF) {
-            *error = QString::fromLatin1("the text of \"%1\" has a character that is not Latin-1")
-                         .arg(item.text);
-            return false;
-        }
+        if (c.unicode() == 0 || c.unicode() > 0xFF)
+            return Failure(StatusUsage,
+                           QString::fromLatin1("the text of \"%1\" has a character that is not "
+                                               "Latin-1")
+                               .arg(item.text));
     }
     *data = text.toLatin1().leftJustified(item.count, '\0');
-    return true;
+    return Failure();
 }
 
 QString floatText(quint32 bits)
@@ -203,80 +203,35 @@ bool formatValue(const Item &item, quint32 value, QString *text)
 
 } // namespace
 
-int itemBits(const Item &item)
-{
-    switch (item.type) {
-    case ItemType::Bit:
-        return 1;
-    case ItemType::U8:
-    case ItemType::String:
-        return 8;
-    case ItemType::U16:
-    case ItemType::S16:
-        return 16;
-    case ItemType::U32:
-    case ItemType::S32:
-    case ItemType::F32:
-        return 32;
-    case ItemType::Hex:
-    case ItemType::Bin:
-    case ItemType::Bcd:
-        break;
-    }
-    return item.device.form == DeviceForm::Values ? 32 : 16;
-}
-
-int itemBytes(const Item &item)
-{
-    return (item.count * itemBits(item) + 7) / 8;
-}
-
-QString valueAddress(const Item &item, int index)
-{
-    const DeviceAddress &device = item.device;
-    const quint32 offset = static_cast<quint32>(index);
-    if (device.form == DeviceForm::Values)
-        return device.at(device.number + offset);
-    if (item.type != ItemType::Bit)
-        return device.at(device.number + offset * static_cast<quint32>(itemBits(item)) / 16);
-    if (device.base == 16)
-        return device.at(device.number + offset);
-    const quint32 bit = device.number % 100 + offset;
-    return device.at((device.number / 100 + bit / 16) * 100 + bit % 16);
-}
-
-bool packValues(const Item &item, WordOrder order, QByteArray *data, QString *error)
+Failure packValues(const Item &item, WordOrder order, QByteArray *data)
 {
     if (item.type == ItemType::String)
-        return packString(item, data, error);
+        return packString(item, data);
     const bool ranged = item.type != ItemType::F32;
     QByteArray packed;
     for (const QString &text : item.values) {
         qint64 value = 0;
         if (!parseValue(item, text, &value) ||
-            (ranged && (value < minValue(item) || value > maxValue(item)))) {
-            *error = QString::fromLatin1("value \"%1\" of %2 is no %3 (type %4)")
-                         .arg(escapedText(text.toUtf8()), item.text, rangeText(item),
-                              itemTypeName(item.type));
-            return false;
-        }
+            (ranged && (value < minValue(item) || value > maxValue(item))))
+            return Failure(StatusUsage, QString::fromLatin1("value \"%1\" of %2 is no %3 (type %4)")
+                                            .arg(escapedText(text.toUtf8()), item.text,
+                                                 rangeText(item), itemTypeName(item.type)));
         const quint32 bits = inOrder(item, order, static_cast<quint32>(value));
         for (int shift = 0; shift < itemBits(item); shift += 8)
             packed += static_cast<char>((bits >> shift) & 0xFF);
     }
     *data = packed;
-    return true;
+    return Failure();
 }
 
-bool unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values,
-                  QString *error)
+Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values)
 {
     if (item.type == ItemType::String) {
         const QByteArray text = data.left(item.count);
         *values = QStringList(QString::fromLatin1(
             text.constData(),
             static_cast<int>(qstrnlen(text.constData(), static_cast<uint>(text.size())))));
-        return true;
+        return Failure();
     }
     const int bits = itemBits(item);
     QStringList texts;
@@ -288,25 +243,23 @@ bool unpackValues(const Item &item, WordOrder order, const QByteArray &data, QSt
             value = (value << 8) | static_cast<unsigned char>(data.at(i * (bits / 8) + byte));
         value = inOrder(item, order, value);
         QString text;
-        if (!formatValue(item, value, &text)) {
-            *error = QString::fromLatin1("%1 holds 0x%2, which is no BCD number")
-                         .arg(valueAddress(item, i), digitsText(value, bits / 4, 16));
-            return false;
-        }
+        if (!formatValue(item, value, &text))
+            return Failure(StatusUnusable,
+                           QString::fromLatin1("%1 holds 0x%2, which is no BCD number")
+                               .arg(valueAddress(item, i), digitsText(value, bits / 4, 16)));
         texts += text;
     }
     *values = texts;
-    return true;
+    return Failure();
 }
 
 QStringList plainValues(const Item &item)
 {
     QByteArray data;
-    QString error;
     QStringList values;
-    packValues(item, WordOrder::LowFirst, &data, &error);
+    packValues(item, WordOrder::LowFirst, &data);
     if (item.type != ItemType::Bit)
-        unpackValues(item, WordOrder::LowFirst, data, &values, &error);
+        unpackValues(item, WordOrder::LowFirst, data, &values);
     for (int i = 0; item.type == ItemType::Bit && i < data.size(); ++i)
         values += QString::number(static_cast<int>(data.at(i)));
     return values;

@@ -2,7 +2,8 @@
 #ifndef ITEMS_ITEM_VALUES_H
 #define ITEMS_ITEM_VALUES_H
 
-#include "items/expression.h"
+#include "items/item.h"
+#include "runtime/failure.h"
 
 #include <QtCore/QByteArray>
 
@@ -12,27 +13,20 @@ enum class WordOrder {
     HighFirst
 };
 
-/// Bits of one value: 1, 8, 16 or 32; 8 for a character.
-int itemBits(const Item &item);
-
-/// Bytes that a read of an item gives: bits packed eight to a byte, else values side by side.
-int itemBytes(const Item &item);
-
-/// The address of an item's value. @param index 0 to count - 1; 0 for a string
-QString valueAddress(const Item &item, int index);
-
 /// Turns an item's values into the data of a write request: one byte per bit, else each value least
 /// significant byte first, 32-bit values on words in the given order. A string is filled up with
 /// zeros.
-/// @return whether @p data was filled; else @p error names a value that does not fit
-bool packValues(const Item &item, WordOrder order, QByteArray *data, QString *error);
+/// @param data is filled on success
+/// @return StatusUsage with a value that does not fit
+Failure packValues(const Item &item, WordOrder order, QByteArray *data);
 
 /// Turns the data of a read request into values: decimal numbers, 0x and hexadecimal digits, binary
 /// digits, or the characters up to the first zero.
 /// Requires: @p data holds `itemBytes`.
-/// @return whether @p values was filled; else @p error names what is no number of the type
-bool unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values,
-                  QString *error);
+/// @param values is filled on success
+/// @return StatusUnusable with what is not a number of the type
+Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data,
+                     QStringList *values);
 
 /// An item's values as `unpackValues` gives them.
 /// Requires: the values were checked, as `parseItem` does.

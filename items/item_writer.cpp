@@ -21,8 +21,7 @@ WriteRequest writeRequest(const Item &item, WordOrder order)
         kind = itemBits(item) == 8 ? Byte : Word;
     WriteRequest request = {
         CommunicatorCommand(kind, static_cast<quint32>(item.count), item.address), QByteArray()};
-    QString error;
-    packValues(item, order, &request.data, &error);
+    packValues(item, order, &request.data);
     return request;
 }
 
@@ -32,18 +31,16 @@ ItemResult readItem(Client &client, const Item &item, WordOrder order)
 }
 
 // The first value that was read back otherwise than it was written.
-void compare(const Item &item, const QStringList &written, const QStringList &found,
-             Failure *failure)
+Failure compare(const Item &item, const QStringList &written, const QStringList &found)
 {
     for (int i = 0; i < written.size(); ++i) {
-        if (written.at(i) == found.at(i))
-            continue;
-        failure->status = StatusDiffers;
-        failure->text = QString::fromLatin1("%1 differs: wrote %2, read back %3: check whether the "
-                                            "PLC's program writes it as well")
-                            .arg(valueAddress(item, i), written.at(i), found.at(i));
-        return;
+        if (written.at(i) != found.at(i))
+            return Failure(StatusDiffers,
+                           QString::fromLatin1("%1 differs: wrote %2, read back %3: check whether "
+                                               "the PLC's program writes it as well")
+                               .arg(valueAddress(item, i), written.at(i), found.at(i)));
     }
+    return Failure();
 }
 
 ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool verify)
@@ -51,31 +48,31 @@ ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool ver
     ItemResult result;
     const WriteRequest request = writeRequest(item, order);
     // Whether the PLC took a write that it did not confirm is seen when it is read back.
-    if (!client.write(request.command, request.data, &result.failure) &&
-        !(verify && result.failure.isUnconfirmed))
+    result.failure = client.write(request.command, request.data);
+    if (result.failure && !(verify && result.failure.isUnconfirmedWrite()))
         return result;
     result.values = plainValues(item);
     if (!verify)
         return result;
-    const QString unconfirmed = result.failure.text;
     const ItemResult found = readItem(client, item, order);
-    result.failure = found.failure;
-    if (found.failure.status == StatusGood)
-        compare(item, result.values, found.values, &result.failure);
-    else if (!unconfirmed.isEmpty())
-        result.failure.text =
-            unconfirmed + QLatin1String("; reading them back failed: ") + found.failure.text;
+    if (found.failure && result.failure)
+        result.failure =
+            Failure(found.failure.status(), result.failure.text() +
+                                                QLatin1String("; reading them back failed: ") +
+                                                found.failure.text());
+    else
+        result.failure = found.failure ? found.failure : compare(item, result.values, found.values);
     return result;
 }
 
-// What the driver says against a request that no PLC has refused.
-void noteRefusal(DriverInterface *driver, const Item &item, Failure *failure)
+// What the driver itself says against a request.
+Failure refusalOf(DriverInterface *driver, const Item &item)
 {
     if (outcomeOf(driver->getLastError()) != RequestOutcome::Refused)
-        return;
-    failure->status = StatusUnusable;
-    failure->text = QString::fromLatin1("request refused: %1 (address %2); nothing is sent")
-                        .arg(driver->getLastError(), item.address);
+        return Failure();
+    return Failure(StatusUnusable,
+                   QString::fromLatin1("request refused: %1 (address %2); nothing is sent")
+                       .arg(driver->getLastError(), item.address));
 }
 
 } // namespace
@@ -100,12 +97,11 @@ QVector<ItemResult> rehearseItems(DriverInterface *driver, int station, const QV
         ItemResult result;
         const WriteRequest request = writeRequest(item, order);
         if (!item.values.isEmpty() && driver->write(&channel, request.command, request.data) != 1)
-            noteRefusal(driver, item, &result.failure);
+            result.failure = refusalOf(driver, item);
         const bool reads = item.values.isEmpty() || verify;
         for (const ItemRequest &read : planItem(item)) {
-            if (reads && result.failure.status == StatusGood &&
-                driver->read(&channel, read.command).isEmpty())
-                noteRefusal(driver, item, &result.failure);
+            if (reads && !result.failure && driver->read(&channel, read.command).isEmpty())
+                result.failure = refusalOf(driver, item);
         }
         results += result;
     }

@@ -1,4 +1,4 @@
-/// Writes a list of items, or only tells what that would send.
+/// Writes a list of items, or only says what that would send.
 #ifndef ITEMS_ITEM_WRITER_H
 #define ITEMS_ITEM_WRITER_H
 
@@ -16,7 +16,7 @@ class DriverInterface;
 QVector<ItemResult> writeItems(Client &client, const QVector<Item> &items, WordOrder order,
                                bool verify);
 
-/// Lets the driver do the same on a line that leads to no PLC.
+/// Has the driver do the same on a wire that leads to no PLC.
 /// @param station 0 to 99
 /// @param lines   gets all bytes that the driver sends when the PLC accepts everything
 /// @return one result for each item; it failed when the driver refuses its request

@@ -6,7 +6,6 @@
 #include "runtime/stop_request.h"
 #include "runtime/tcp_port.h"
 #include "runtime/wire_line.h"
-#include "tools/drv_dev_setting.h"
 
 #include <QtCore/QElapsedTimer>
 
@@ -17,22 +16,6 @@ const char TRACE_TO_STDERR[] = "-";
 
 // Of a ping's replies.
 const int MAX_REPLY_LENGTH = 256;
-
-Status outcomeStatus(RequestOutcome outcome)
-{
-    switch (outcome) {
-    case RequestOutcome::Good:
-        return StatusGood;
-    case RequestOutcome::PlcError:
-        return StatusPlcError;
-    case RequestOutcome::NoReply:
-        return StatusNoReply;
-    case RequestOutcome::UnusableReply:
-    case RequestOutcome::Refused:
-        break;
-    }
-    return StatusUnusable;
-}
 
 // One line and its reply. @param ms gets the time between them
 RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *ms)
@@ -68,24 +51,26 @@ Client::~Client()
         complain(m_err, QLatin1String("cannot write all of the trace"), StatusGood);
 }
 
-bool Client::loadDriver(Failure *failure)
+Failure Client::loadDriver()
 {
-    failure->status = StatusOpen;
-    const QString path =
-        m_options.driverPath.isEmpty() ? DriverPlugin::defaultPath() : m_options.driverPath;
-    return (m_options.projectPort.isEmpty() || findProject(failure)) &&
-           m_plugin.load(path, &failure->text);
+    if (!m_options.projectPort.isEmpty()) {
+        if (const Failure failure = findProject())
+            return failure;
+    }
+    return m_plugin.load(m_options.driverPath.isEmpty() ? DriverPlugin::defaultPath()
+                                                        : m_options.driverPath);
 }
 
-bool Client::findProject(Failure *failure)
+Failure Client::findProject()
 {
     TcpAddress tcp;
-    if (!m_options.tcp.isEmpty() && !parseTcpAddress(m_options.tcp, &tcp, &failure->text))
-        return false;
-    m_hasProject =
-        registerProjectDatabase(m_options.projectFile, &failure->text) &&
-        findProjectLink(m_options.projectPort, tcp.host, tcp.port, &m_project, &failure->text);
-    return m_hasProject;
+    Failure failure = m_options.tcp.isEmpty() ? Failure() : parseTcpAddress(m_options.tcp, &tcp);
+    if (!failure)
+        failure = registerProjectDatabase(m_options.projectFile);
+    if (!failure)
+        failure = findProjectLink(m_options.projectPort, tcp.host, tcp.port, &m_project);
+    m_hasProject = failure.isGood();
+    return failure;
 }
 
 // The driver's defaults, as far as neither the command line nor the project says otherwise.
@@ -99,37 +84,39 @@ DriverSetting Client::pacing() const
                          m_options.delayMs < 0 ? defaults->delay : m_options.delayMs);
 }
 
-bool Client::openTrace(Failure *failure)
+Failure Client::openTrace()
 {
     if (m_options.trace.isEmpty() || m_trace)
-        return true;
+        return Failure();
     if (m_options.trace != QLatin1String(TRACE_TO_STDERR)) {
         m_traceFile.setFileName(m_options.trace);
-        if (!m_traceFile.open(QIODevice::WriteOnly)) {
-            failure->text = QString::fromLatin1("cannot write the trace %1: %2")
-                                .arg(m_traceFile.fileName(), m_traceFile.errorString());
-            return false;
-        }
+        if (!m_traceFile.open(QIODevice::WriteOnly))
+            return Failure(StatusOpen, QString::fromLatin1("cannot write the trace %1: %2")
+                                           .arg(m_traceFile.fileName(), m_traceFile.errorString()));
         m_traceText.setDevice(&m_traceFile);
     }
     m_trace.reset(new TraceLog(m_traceFile.isOpen() ? m_traceText : m_err));
-    return true;
+    return Failure();
 }
 
-bool Client::openLink(Failure *failure)
+Failure Client::openLink()
 {
-    failure->status = StatusOpen;
-    if (!m_link && !watchStopSignals()) {
-        failure->text = QLatin1String("cannot watch for signals");
-        return false;
-    }
+    if (!m_link && !watchStopSignals())
+        return Failure(StatusOpen, QLatin1String("cannot watch for signals"));
     m_link.reset(); // a port is locked: it cannot be opened anew before it is closed
     m_link.reset(new Link);
-    if (!openTrace(failure) ||
-        !m_link->open(m_options, pacing(), m_trace.get(), m_err, &failure->text))
-        return false;
-    driver()->initialize(channel());
-    return true;
+    Failure failure = openTrace();
+    if (!failure)
+        failure = m_link->open(m_options, pacing(), m_trace.get(), m_err);
+    if (!failure)
+        driver()->initialize(channel());
+    return failure;
+}
+
+Failure Client::open()
+{
+    const Failure failure = loadDriver();
+    return failure ? failure : openLink();
 }
 
 bool Client::doubtsLink() const
@@ -137,23 +124,25 @@ bool Client::doubtsLink() const
     return !channel() || !m_options.tcp.isEmpty() || !m_link->brokenText().isEmpty();
 }
 
-QByteArray Client::read(const CommunicatorCommand &command, Failure *failure)
+Failure Client::read(const CommunicatorCommand &command, QByteArray *data)
 {
-    QByteArray data;
     const auto work = [&] {
-        data = driver()->read(channel(), command);
-        return driverOutcome(!data.isEmpty() && data.size() >= command.byteLength());
+        *data = driver()->read(channel(), command);
+        return driverOutcome(!data->isEmpty() && data->size() >= command.byteLength());
     };
-    return request(work, command.address, failure) ? data : QByteArray();
+    const Failure failure = request(work, command.address);
+    if (failure)
+        data->clear();
+    return failure;
 }
 
-bool Client::write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure)
+Failure Client::write(const CommunicatorCommand &command, const QByteArray &data)
 {
     const auto work = [&] { return driverOutcome(driver()->write(channel(), command, data) == 1); };
-    return request(work, command.address, failure);
+    return request(work, command.address);
 }
 
-bool Client::ping(double *openMs, double *closeMs, Failure *failure)
+Failure Client::ping(double *openMs, double *closeMs)
 {
     const auto work = [&] {
         channel()->pauseBeforeAttempt();
@@ -164,7 +153,7 @@ bool Client::ping(double *openMs, double *closeMs, Failure *failure)
             channel()->noteFailedAttempt();
         return outcome;
     };
-    return request(work, QString(), failure);
+    return request(work, QString());
 }
 
 // What the driver's latest call came to.
@@ -176,8 +165,7 @@ RequestOutcome Client::driverOutcome(bool succeeded) const
 }
 
 // Makes and counts a request. @param address what it is about
-bool Client::request(const std::function<RequestOutcome()> &work, const QString &address,
-                     Failure *failure)
+Failure Client::request(const std::function<RequestOutcome()> &work, const QString &address)
 {
     QElapsedTimer time;
     time.start();
@@ -186,22 +174,13 @@ bool Client::request(const std::function<RequestOutcome()> &work, const QString 
     const RequestOutcome outcome = work();
     channel()->endRequest();
     const RequestRecord &record = channel()->record();
-    bool succeeded = outcome == RequestOutcome::Good;
-    if (!succeeded) {
-        *failure = requestFailure(outcome, placeOf(address, before));
-    } else {
-        // The driver reads missing items as 0, and takes any reply but a refusal for acceptance.
-        failure->text = unusableAnswerText(record, placeOf(address, before));
-        succeeded = failure->text.isEmpty();
-        failure->status = succeeded ? StatusGood : StatusUnusable;
-        failure->isUnconfirmed = !succeeded && parseLine(record.dataLine).kind == LineKind::Write;
-    }
-    const bool replied = succeeded || failure->status == StatusPlcError || !record.reply.isEmpty();
+    const Failure failure = failureOf(outcome, placeOf(address, before));
+    const bool replied = !failure || failure.status() == StatusPlcError || !record.reply.isEmpty();
     // A signal that came before the first line has left nothing to count.
     if (!stopRequested() || !record.sent.isEmpty())
         m_statistics.add(
-            {replied, !succeeded, record.attempts, record.timeOuts, time.nsecsElapsed()});
-    return succeeded;
+            {replied, !failure.isGood(), record.attempts, record.timeOuts, time.nsecsElapsed()});
+    return failure;
 }
 
 RequestPlace Client::placeOf(const QString &address, const SerialErrors &before) const
@@ -213,14 +192,14 @@ RequestPlace Client::placeOf(const QString &address, const SerialErrors &before)
     return {address, m_link->name(), m_link->brokenText(), pacing().timeout, errors};
 }
 
-Failure Client::requestFailure(RequestOutcome outcome, const RequestPlace &place) const
+Failure Client::failureOf(RequestOutcome outcome, const RequestPlace &place) const
 {
     const RequestRecord &record = channel()->record();
+    // The driver reads missing items as 0, and takes any reply but a refusal for acceptance.
+    if (outcome == RequestOutcome::Good)
+        return answerFailure(record, place);
+    if (outcome == RequestOutcome::NoReply && stopRequested())
+        return interruptedFailure(record, place);
     const QString text = driver()->hasError() ? driver()->getLastError() : QString();
-    Failure failure;
-    failure.status = outcomeStatus(outcome);
-    failure.text = outcome == RequestOutcome::NoReply && stopRequested()
-                       ? interruptedText(record, place)
-                       : requestFailureText(outcome, text, record, place);
-    return failure;
+    return requestFailure(outcome, text, record, place);
 }

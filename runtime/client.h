@@ -9,6 +9,7 @@
 #include "runtime/trace_log.h"
 #include "runtime/link.h"
 #include "runtime/statistics.h"
+#include "tools/drv_dev_setting.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
@@ -19,11 +20,16 @@
 
 class CommunicatorCommand;
 class DriverInterface;
-class DriverSetting;
 struct LinkOptions;
 
 /// Prints a message on one line, however unprintable its parts are. @return @p status
 int complain(QTextStream &err, const QString &text, Status status);
+
+/// The same with the text and the status of a failure.
+inline int complain(QTextStream &err, const Failure &failure)
+{
+    return complain(err, failure.text(), failure.status());
+}
 
 /// Loads the driver, looks the station up in the project where that is asked for, opens the link,
 /// and makes requests.
@@ -36,18 +42,25 @@ public:
     ~Client();
 
     /// Loads the driver and looks the station up; opens no port.
-    bool loadDriver(Failure *failure);
+    Failure loadDriver();
 
     /// Opens the link, or opens it anew, and the trace where one is asked for.
     /// Requires: `loadDriver` succeeded.
-    bool openLink(Failure *failure);
+    Failure openLink();
 
-    /// Makes one read request. @return the data; empty with the reason in @p failure
-    QByteArray read(const CommunicatorCommand &command, Failure *failure);
+    /// Loads the driver and opens the link.
+    Failure open();
 
-    /// Makes one write request. @return whether the PLC confirmed the data; else @p failure has the
-    /// reason
-    bool write(const CommunicatorCommand &command, const QByteArray &data, Failure *failure);
+    /// Makes one read request. Requires: `openLink` succeeded, as for all requests.
+    /// @param data gets the values; is empty after a failure
+    Failure read(const CommunicatorCommand &command, QByteArray *data);
+
+    /// Makes one write request. @return good when the PLC has confirmed the data
+    Failure write(const CommunicatorCommand &command, const QByteArray &data);
+
+    /// Opens and closes the communication, and counts that as a request.
+    /// @param openMs, closeMs get the round-trip times of the two lines, in milliseconds
+    Failure ping(double *openMs, double *closeMs);
 
     const DriverPlugin &plugin() const { return m_plugin; }
     DriverInterface *driver() const { return m_plugin.driver(); }
@@ -59,11 +72,9 @@ public:
     /// or is a connection, whose other end may be gone unnoticed. Requires: `openLink` was called.
     bool doubtsLink() const;
 
-    /// Opens and closes the communication, and counts that as a request. Requires: `openLink`
-    /// succeeded.
-    /// @param openMs, closeMs get the round-trip times of the two lines, in milliseconds
-    /// @return whether both were answered as they ask for; else @p failure has the reason
-    bool ping(double *openMs, double *closeMs, Failure *failure);
+    /// The PLC's station: the project's, else the options', else the driver's default.
+    /// Requires: `loadDriver` succeeded.
+    int station() const { return pacing().stationid; }
 
     /// What the requests so far came to.
     const Statistics &statistics() const { return m_statistics; }
@@ -72,14 +83,13 @@ public:
     const ProjectLink *project() const { return m_hasProject ? &m_project : nullptr; }
 
 private:
-    bool findProject(Failure *failure);
+    Failure findProject();
     DriverSetting pacing() const;
-    bool openTrace(Failure *failure);
+    Failure openTrace();
     RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
     RequestOutcome driverOutcome(bool succeeded) const;
-    bool request(const std::function<RequestOutcome()> &work, const QString &address,
-                 Failure *failure);
-    Failure requestFailure(RequestOutcome outcome, const RequestPlace &place) const;
+    Failure request(const std::function<RequestOutcome()> &work, const QString &address);
+    Failure failureOf(RequestOutcome outcome, const RequestPlace &place) const;
 
     const LinkOptions &m_options;
     QTextStream &m_err;

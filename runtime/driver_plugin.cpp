@@ -35,38 +35,31 @@ QString DriverPlugin::defaultPath()
     return first;
 }
 
-bool DriverPlugin::load(const QString &path, QString *error)
+Failure DriverPlugin::load(const QString &path)
 {
+    const auto failure = [&path](const QString &reason) {
+        return Failure(StatusOpen, QString::fromLatin1("driver plug-in %1: %2").arg(path, reason));
+    };
     const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
     m_driver = nullptr;
     const QFileInfo file(path);
-    if (!file.isFile()) {
-        *error = QString::fromLatin1(file.exists() ? "driver plug-in %1: not a file"
-                                                   : "driver plug-in %1: no such file")
-                     .arg(path);
-        return false;
-    }
+    if (!file.isFile())
+        return failure(QLatin1String(file.exists() ? "not a file" : "no such file"));
     // The meta-data is read from the file: a library of another kind is never executed.
     m_loader.setFileName(file.absoluteFilePath());
     const QString found = m_loader.metaData().value(QLatin1String("IID")).toString();
-    if (found.isEmpty()) {
-        *error = QString::fromLatin1("driver plug-in %1: not a plug-in (%2)")
-                     .arg(path, m_loader.errorString());
-        return false;
-    }
-    if (found != expected) {
-        *error =
-            QString::fromLatin1("driver plug-in %1: a plug-in of another kind (its interface is "
-                                "%2, expected is %3)")
-                .arg(path, found, expected);
-        return false;
-    }
+    if (found.isEmpty())
+        return failure(QString::fromLatin1("not a plug-in (%1)").arg(m_loader.errorString()));
+    if (found != expected)
+        return failure(QString::fromLatin1("a plug-in of another kind (its interface is %1, "
+                                           "expected is %2)")
+                           .arg(found, expected));
     // A missing function would otherwise end the whole program when it is first called.
     m_loader.setLoadHints(m_loader.loadHints() | QLibrary::ResolveAllSymbolsHint);
     m_driver = qobject_cast<DriverInterface *>(m_loader.instance());
-    if (!m_driver)
-        *error = QString::fromLatin1("driver plug-in %1: cannot be loaded (%2)")
-                     .arg(path, m_loader.isLoaded() ? QString::fromLatin1("it holds no driver")
-                                                    : m_loader.errorString());
-    return m_driver != nullptr;
+    if (m_driver)
+        return Failure();
+    return failure(QString::fromLatin1("cannot be loaded (%1)")
+                       .arg(m_loader.isLoaded() ? QString::fromLatin1("it holds no driver")
+                                                : m_loader.errorString()));
 }

@@ -2,6 +2,8 @@
 #ifndef RUNTIME_DRIVER_PLUGIN_H
 #define RUNTIME_DRIVER_PLUGIN_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QPluginLoader>
 #include <QtCore/QString>
 
@@ -20,12 +22,11 @@ public:
     static QString defaultPath();
 
     /// Loads a plug-in and finds its driver.
-    /// @param path  the library's file
-    /// @param error gets the reason of a failure: no such file, not a plug-in, a plug-in of another
-    ///              kind (with both interface identifiers), or what the system's loader says,
-    ///              such as the name of a function that no library has
-    /// @return whether `driver` is ready
-    bool load(const QString &path, QString *error);
+    /// @param path the library's file
+    /// @return good when `driver` is ready; else StatusOpen: no such file, not a plug-in, a plug-in
+    ///         of another kind (with both interface identifiers), or what the system's loader says,
+    ///         such as the name of a function that no library has
+    Failure load(const QString &path);
 
     /// The plug-in's driver, owned by the plug-in; null before a successful `load`.
     DriverInterface *driver() const { return m_driver; }

@@ -1,4 +1,4 @@
-/// Why something did not succeed.
+/// How something ended.
 #ifndef RUNTIME_FAILURE_H
 #define RUNTIME_FAILURE_H
 
@@ -16,11 +16,41 @@ enum Status {
     StatusDiffers = 7   ///< what was read back or replayed is not what was expected
 };
 
-/// Why something did not succeed.
-struct Failure {
-    Status status = StatusGood;
-    QString text;
-    bool isUnconfirmed = false; ///< a write that the PLC answered, but not with "OK"
+/// Why something did not succeed, or that it did. It is true where something failed, so that a
+/// caller writes `if (const Failure failure = open()) return failure;`.
+class Failure
+{
+public:
+    /// Nothing failed.
+    Failure() : m_status(StatusGood), m_isUnconfirmedWrite(false) {}
+
+    /// @param status anything but StatusGood
+    /// @param text   what failed and why, for people
+    Failure(Status status, const QString &text)
+        : m_status(status), m_text(text), m_isUnconfirmedWrite(false)
+    {}
+
+    /// A write that the PLC answered, but not with "OK".
+    static Failure unconfirmedWrite(const QString &text)
+    {
+        Failure failure(StatusUnusable, text);
+        failure.m_isUnconfirmedWrite = true;
+        return failure;
+    }
+
+    explicit operator bool() const { return m_status != StatusGood; }
+    bool isGood() const { return m_status == StatusGood; }
+    bool isUnconfirmedWrite() const { return m_isUnconfirmedWrite; }
+
+    Status status() const { return m_status; }
+
+    /// Empty where nothing failed.
+    const QString &text() const { return m_text; }
+
+private:
+    Status m_status;
+    QString m_text;
+    bool m_isUnconfirmedWrite;
 };
 
 #endif

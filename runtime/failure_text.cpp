@@ -108,49 +108,57 @@ QString unusableText(const QString &text, const RequestRecord &record, const Req
 
 } // namespace
 
-QString requestFailureText(RequestOutcome outcome, const QString &text, const RequestRecord &record,
-                           const RequestPlace &place)
+Failure requestFailure(RequestOutcome outcome, const QString &text, const RequestRecord &record,
+                       const RequestPlace &place)
 {
     const QString reason = text.isEmpty() ? driverText(outcome, record.errorReply) : text;
     switch (outcome) {
     case RequestOutcome::NoReply:
-        return noReplyText(record, place);
+        return Failure(StatusNoReply, noReplyText(record, place));
     case RequestOutcome::PlcError:
-        return plcErrorText(reason, record, place);
+        return Failure(StatusPlcError, plcErrorText(reason, record, place));
     case RequestOutcome::UnusableReply:
-        return unusableText(reason, record, place);
+        return Failure(StatusUnusable, unusableText(reason, record, place));
     case RequestOutcome::Good:
     case RequestOutcome::Refused:
         break;
     }
-    return QString::fromLatin1("request refused%1 (address %2, port %3)")
-        .arg(reason.isEmpty() ? QString() : QLatin1String(": ") + reason, place.address,
-             place.port);
+    return Failure(StatusUnusable,
+                   QString::fromLatin1("request refused%1 (address %2, port %3)")
+                       .arg(reason.isEmpty() ? QString() : QLatin1String(": ") + reason,
+                            place.address, place.port));
 }
 
-QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place)
+Failure answerFailure(const RequestRecord &record, const RequestPlace &place)
 {
     const WireLine line = parseLine(record.dataLine);
     const WireReply reply = parseReply(record.dataReply);
     if (line.kind == LineKind::Read && reply.items != line.count)
-        return QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 in %5: "
-                                   "%6check noise, and whether another station answers")
-            .arg(quotedLine(record.dataLine), place.port, countText(line.count, "item", "items"),
-                 QString::number(reply.items), quotedReply(record.dataReply),
-                 portErrors(place.errors));
+        return Failure(StatusUnusable,
+                       QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 "
+                                           "in %5: %6check noise, and whether another station "
+                                           "answers")
+                           .arg(quotedLine(record.dataLine), place.port,
+                                countText(line.count, "item", "items"),
+                                QString::number(reply.items), quotedReply(record.dataReply),
+                                portErrors(place.errors)));
     if (line.kind == LineKind::Write && reply.kind != ReplyKind::Accepted)
-        return QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
-                                   "received %3: %4read the values back (--verify)")
-            .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
-                 quotedReply(record.dataReply), portErrors(place.errors));
-    return QString();
+        return Failure::unconfirmedWrite(
+            QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
+                                "received %3: %4read the values back (--verify)")
+                .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
+                     quotedReply(record.dataReply), portErrors(place.errors)));
+    return Failure();
 }
 
-QString interruptedText(const RequestRecord &record, const RequestPlace &place)
+Failure interruptedFailure(const RequestRecord &record, const RequestPlace &place)
 {
     if (record.sent.isEmpty())
-        return QString::fromLatin1("interrupted before anything was sent on %1").arg(place.port);
-    return QString::fromLatin1("interrupted without a reply to %1 on %2 (%3, %4)")
-        .arg(quotedLine(record.sent), place.port, attempts(record),
-             countText(record.received, "byte", "bytes"));
+        return Failure(
+            StatusNoReply,
+            QString::fromLatin1("interrupted before anything was sent on %1").arg(place.port));
+    return Failure(StatusNoReply,
+                   QString::fromLatin1("interrupted without a reply to %1 on %2 (%3, %4)")
+                       .arg(quotedLine(record.sent), place.port, attempts(record),
+                            countText(record.received, "byte", "bytes")));
 }

@@ -2,6 +2,7 @@
 #ifndef RUNTIME_FAILURE_TEXT_H
 #define RUNTIME_FAILURE_TEXT_H
 
+#include "runtime/failure.h"
 #include "runtime/request_outcome.h"
 #include "runtime/serial_port.h"
 #include "runtime/traced_channel.h"
@@ -18,16 +19,17 @@ struct RequestPlace {
 };
 
 /// Says what failed, where, what was sent and received, and what to check next.
-/// @param text the driver's error text; empty when it gave none
-QString requestFailureText(RequestOutcome outcome, const QString &text, const RequestRecord &record,
-                           const RequestPlace &place);
+/// @param outcome anything but `Good`
+/// @param text    the driver's error text; empty when it gave none
+Failure requestFailure(RequestOutcome outcome, const QString &text, const RequestRecord &record,
+                       const RequestPlace &place);
 
 /// Whether a request that the driver takes for done was answered as its data line asks: a read with
 /// as many items as it names, a write with "OK".
-/// @return an empty text, or what is wrong
-QString unusableAnswerText(const RequestRecord &record, const RequestPlace &place);
+/// @return good, or what is wrong
+Failure answerFailure(const RequestRecord &record, const RequestPlace &place);
 
-/// The text of a request that a signal has ended.
-QString interruptedText(const RequestRecord &record, const RequestPlace &place);
+/// A request without a reply that a signal has ended.
+Failure interruptedFailure(const RequestRecord &record, const RequestPlace &place);
 
 #endif

@@ -35,63 +35,65 @@ Link::~Link()
         m_portChannel->awaitReplies();
 }
 
-bool Link::check(const LinkOptions &options, QString *error)
+Failure Link::check(const LinkOptions &options)
 {
     SerialPortSetting serial;
     TcpAddress tcp;
-    return (options.port.isEmpty() || parseSerialPort(options.port, &serial, error)) &&
-           (options.tcp.isEmpty() || parseTcpAddress(options.tcp, &tcp, error));
+    if (!options.port.isEmpty())
+        return parseSerialPort(options.port, &serial);
+    return options.tcp.isEmpty() ? Failure() : parseTcpAddress(options.tcp, &tcp);
 }
 
-bool Link::open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
-                QTextStream &warning, QString *error)
+Failure Link::open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
+                   QTextStream &warning)
 {
-    const bool opened = options.simulated       ? openSimulated(setting.stationid, warning, error)
-                        : options.tcp.isEmpty() ? openSerial(options.port, warning, error)
-                                                : openSocket(options.tcp, setting.timeout, error);
-    if (!opened)
-        return false;
+    const Failure failure = options.simulated       ? openSimulated(setting.stationid, warning)
+                            : options.tcp.isEmpty() ? openSerial(options.port, warning)
+                                                    : openSocket(options.tcp, setting.timeout);
+    if (failure)
+        return failure;
     m_isShared = !options.simulated && options.tcp.isEmpty();
     m_portChannel.reset(new PortChannel(*m_port, setting));
     m_channel.reset(new LinkChannel(*m_portChannel, setting.timeout, trace));
-    return true;
+    return Failure();
 }
 
-bool Link::openSerial(const QString &text, QTextStream &warning, QString *error)
+Failure Link::openSerial(const QString &text, QTextStream &warning)
 {
     SerialPortSetting setting;
-    if (!parseSerialPort(text, &setting, error))
-        return false;
+    if (const Failure failure = parseSerialPort(text, &setting))
+        return failure;
     m_name = setting.device;
     QStringList warnings;
-    m_port = openSerialPort(setting, error, &warnings);
+    const Failure failure = openSerialPort(setting, &m_port, &warnings);
     for (const QString &line : qAsConst(warnings))
         warning << "kvlink: " << escapedText(line.toUtf8()) << '\n';
-    if (!m_port)
-        *error = QString::fromLatin1("cannot open %1: %2").arg(setting.device, *error);
-    return m_port != nullptr;
+    if (failure)
+        return Failure(
+            StatusOpen,
+            QString::fromLatin1("cannot open %1: %2").arg(setting.device, failure.text()));
+    return Failure();
 }
 
-bool Link::openSimulated(int station, QTextStream &warning, QString *error)
+Failure Link::openSimulated(int station, QTextStream &warning)
 {
+    QString error;
     m_simulator.reset(new BackgroundSimulator(station));
-    if (!m_simulator->start(error)) {
-        *error = QLatin1String("cannot start the simulated PLC: ") + *error;
-        return false;
-    }
-    return openSerial(m_simulator->path() + QLatin1String(",9600,8n1"), warning, error);
+    if (!m_simulator->start(&error))
+        return Failure(StatusOpen, QLatin1String("cannot start the simulated PLC: ") + error);
+    return openSerial(m_simulator->path() + QLatin1String(",9600,8n1"), warning);
 }
 
-bool Link::openSocket(const QString &text, int timeoutMs, QString *error)
+Failure Link::openSocket(const QString &text, int timeoutMs)
 {
     TcpAddress address;
-    if (!parseTcpAddress(text, &address, error))
-        return false;
+    if (const Failure failure = parseTcpAddress(text, &address))
+        return failure;
     m_name = text;
-    m_port = openTcp(address, timeoutMs, error);
-    if (!m_port)
-        *error = QString::fromLatin1("cannot connect to %1: %2").arg(text, *error);
-    return m_port != nullptr;
+    if (const Failure failure = openTcp(address, timeoutMs, &m_port))
+        return Failure(StatusOpen,
+                       QString::fromLatin1("cannot connect to %1: %2").arg(text, failure.text()));
+    return Failure();
 }
 
 SerialErrors Link::errors() const

@@ -2,6 +2,8 @@
 #ifndef RUNTIME_LINK_H
 #define RUNTIME_LINK_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QString>
 
 #include <memory>
@@ -42,14 +44,12 @@ public:
     /// @param setting pacing of the link
     /// @param trace   gets each line and outlives the link; null for none
     /// @param warning where remarks about the port are printed
-    /// @param error   gets the reason of a failure
-    /// @return whether `channel` is ready
-    bool open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
-              QTextStream &warning, QString *error);
+    /// @return good when `channel` is ready
+    Failure open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
+                 QTextStream &warning);
 
     /// Whether the options name a port or an address in the right form.
-    /// @return true, or false with the reason in @p error
-    static bool check(const LinkOptions &options, QString *error);
+    static Failure check(const LinkOptions &options);
 
     /// The channel; null before a successful `open`.
     LinkChannel *channel() const { return m_channel.get(); }
@@ -64,9 +64,9 @@ public:
     QString brokenText() const;
 
 private:
-    bool openSerial(const QString &text, QTextStream &warning, QString *error);
-    bool openSimulated(int station, QTextStream &warning, QString *error);
-    bool openSocket(const QString &text, int timeoutMs, QString *error);
+    Failure openSerial(const QString &text, QTextStream &warning);
+    Failure openSimulated(int station, QTextStream &warning);
+    Failure openSocket(const QString &text, int timeoutMs);
 
     QString m_name;
     bool m_isShared; // others may use the wire after this link

@@ -38,61 +38,61 @@ QSqlDatabase addSqlite(const char *connection, const QString &file)
     return database;
 }
 
-bool execute(const QSqlDatabase &database, const char *statement, QString *error)
+Failure openFailure(const QSqlDatabase &database)
 {
-    QSqlQuery query(database);
-    if (query.exec(QLatin1String(statement)))
-        return true;
-    *error = query.lastError().databaseText();
-    return false;
+    return Failure(StatusOpen, database.lastError().databaseText());
 }
 
-bool fillExample(const QString &file, QString *error)
+Failure execute(const QSqlDatabase &database, const char *statement)
+{
+    QSqlQuery query(database);
+    return query.exec(QLatin1String(statement))
+               ? Failure()
+               : Failure(StatusOpen, query.lastError().databaseText());
+}
+
+Failure fillExample(const QString &file)
 {
     QSqlDatabase database = addSqlite(EXAMPLE_CONNECTION, file);
-    if (!database.open()) {
-        *error = database.lastError().databaseText();
-        return false;
-    }
+    if (!database.open())
+        return openFailure(database);
     for (const char *statement : EXAMPLE_STATEMENTS) {
-        if (!execute(database, statement, error))
-            return false;
+        if (const Failure failure = execute(database, statement))
+            return failure;
     }
-    return true;
+    return Failure();
 }
 
 } // namespace
 
-bool registerProjectDatabase(const QString &file, QString *error)
+Failure registerProjectDatabase(const QString &file)
 {
     const QString path = file.isEmpty() ? GetDatabaseName() : file;
-    if (!QFileInfo(path).isFile()) {
-        *error = QString::fromLatin1("no project database %1").arg(path);
-        return false;
-    }
+    if (!QFileInfo(path).isFile())
+        return Failure(StatusOpen, QString::fromLatin1("no project database %1").arg(path));
     if (QSqlDatabase::contains(QLatin1String(PROJECT_CONNECTION)))
         QSqlDatabase::removeDatabase(QLatin1String(PROJECT_CONNECTION));
     QSqlDatabase database = addSqlite(PROJECT_CONNECTION, path);
     database.setConnectOptions(QLatin1String("QSQLITE_OPEN_READONLY"));
     // SQLite looks into the file at the first statement only. All columns that a lookup names.
-    if (database.open() && execute(database, PROBING_STATEMENT, error))
-        return true;
-    if (!database.isOpen())
-        *error = database.lastError().databaseText();
-    *error = QString::fromLatin1("cannot use project database %1: %2").arg(path, *error);
-    return false;
+    const Failure failure =
+        database.open() ? execute(database, PROBING_STATEMENT) : openFailure(database);
+    if (failure.isGood())
+        return failure;
+    return Failure(
+        StatusOpen,
+        QString::fromLatin1("cannot use project database %1: %2").arg(path, failure.text()));
 }
 
-bool findProjectLink(const QString &portName, const QString &ip, unsigned short port,
-                     ProjectLink *link, QString *error)
+Failure findProjectLink(const QString &portName, const QString &ip, unsigned short port,
+                        ProjectLink *link)
 {
     const QString connection = QLatin1String(PROJECT_CONNECTION);
     const int hmiPort = DevStrToHmiPort(portName);
-    if (hmiPort < 0) {
-        *error = QString::fromLatin1("\"%1\" is no port of a panel, such as COM2 or ETHERNET")
-                     .arg(portName);
-        return false;
-    }
+    if (hmiPort < 0)
+        return Failure(StatusOpen, QString::fromLatin1("\"%1\" is no port of a panel, such as "
+                                                       "COM2 or ETHERNET")
+                                       .arg(portName));
     int linkId = 0;
     unsigned char station = 0;
     QList<LinkIdStationId> nodes;
@@ -106,34 +106,32 @@ bool findProjectLink(const QString &portName, const QString &ip, unsigned short 
     }
     if (!found) {
         const bool byAddress = !ip.isEmpty() && hmiPort == ETHERNET_HMI_PORT;
-        *error = QString::fromLatin1("the project has no default station at %1 (HMI port %2%3)")
-                     .arg(portName)
-                     .arg(hmiPort)
-                     .arg(byAddress ? QString::fromLatin1(", %1:%2").arg(ip).arg(port) : QString());
-        return false;
+        const QString address =
+            byAddress ? QString::fromLatin1(", %1:%2").arg(ip, QString::number(port)) : QString();
+        return Failure(StatusOpen, QString::fromLatin1("the project has no default station at %1 "
+                                                       "(HMI port %2%3)")
+                                       .arg(portName, QString::number(hmiPort), address));
     }
     link->hmiPort = hmiPort;
     link->linkId = linkId;
     link->station = station;
-    return true;
+    return Failure();
 }
 
-bool writeExampleProject(const QString &file, QString *error)
+Failure writeExampleProject(const QString &file)
 {
     // Reserves the name, and finds out here what SQLite would only say in general.
     QFile reserved(file);
-    if (reserved.exists()) {
-        *error = QString::fromLatin1("%1 exists already").arg(file);
-        return false;
-    }
-    if (!reserved.open(QIODevice::WriteOnly)) {
-        *error = QString::fromLatin1("cannot write %1: %2").arg(file, reserved.errorString());
-        return false;
-    }
+    if (reserved.exists())
+        return Failure(StatusOpen, QString::fromLatin1("%1 exists already").arg(file));
+    if (!reserved.open(QIODevice::WriteOnly))
+        return Failure(
+            StatusOpen,
+            QString::fromLatin1("cannot write %1: %2").arg(file, reserved.errorString()));
     reserved.close();
-    const bool written = fillExample(file, error);
+    const Failure failure = fillExample(file);
     QSqlDatabase::removeDatabase(QLatin1String(EXAMPLE_CONNECTION));
-    if (!written)
+    if (failure)
         reserved.remove();
-    return written;
+    return failure;
 }

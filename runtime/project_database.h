@@ -2,6 +2,8 @@
 #ifndef RUNTIME_PROJECT_DATABASE_H
 #define RUNTIME_PROJECT_DATABASE_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QString>
 
 /// Name of the connection that `registerProjectDatabase` adds.
@@ -18,27 +20,25 @@ struct ProjectLink {
 /// PROJECT_CONNECTION. An earlier registration is replaced. A database may never answer (a view
 /// without end), so a program catches signals only after its lookups.
 /// Requires: a QCoreApplication.
-/// @param file  path of the database; empty for the file beside the program, `GetDatabaseName()`
-/// @param error gets the reason of a failure: no such file, not a database, no SQLite driver
-/// @return whether the database is open
-bool registerProjectDatabase(const QString &file, QString *error);
+/// @param file path of the database; empty for the file beside the program, `GetDatabaseName()`
+/// @return good when the database is open; else StatusOpen: no such file, not a database, no SQLite
+///         driver
+Failure registerProjectDatabase(const QString &file);
 
 /// Looks up the link of a panel port, such as COM2 or ETHERNET, and its default station.
 /// Signals end the process meanwhile, as above. Requires: a registered project database.
 /// @param ip    IP address text of the PLC where it has one; empty to take the link's first default
 /// node
 /// @param port  port number that goes with @p ip
-/// @param error gets the reason of a failure: no port name, or a port that the project does not
-/// have
-/// @return whether @p link was filled
-bool findProjectLink(const QString &portName, const QString &ip, unsigned short port,
-                     ProjectLink *link, QString *error);
+/// @param link  is filled on success
+/// @return StatusOpen when there is no such port name, or the project does not have the port
+Failure findProjectLink(const QString &portName, const QString &ip, unsigned short port,
+                        ProjectLink *link);
 
 /// Writes an example project database: COM2 leads to station 1, ETHERNET to a node at
 /// 127.0.0.1:8501.
-/// @param file  path of a file that does not exist yet
-/// @param error gets the reason of a failure
-/// @return whether the file was written; nothing is left behind otherwise
-bool writeExampleProject(const QString &file, QString *error);
+/// @param file path of a file that does not exist yet
+/// @return StatusOpen when the file cannot be written; nothing is left behind then
+Failure writeExampleProject(const QString &file);
 
 #endif

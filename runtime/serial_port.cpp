@@ -205,37 +205,37 @@ private:
 
 } // namespace
 
-bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error)
+Failure parseSerialPort(const QString &text, SerialPortSetting *setting)
 {
     const QStringList parts = text.split(QLatin1Char(','));
     SerialPortSetting parsed;
     parsed.device = parts.at(0);
+    QString error;
     if (parsed.device.isEmpty())
-        *error = QString::fromLatin1("serial port \"%1\" names no device").arg(text);
+        error = QString::fromLatin1("serial port \"%1\" names no device").arg(text);
     else if (parts.size() > 3)
-        *error = QString::fromLatin1("serial port \"%1\" is not DEVICE,BAUD,FORMAT").arg(text);
+        error = QString::fromLatin1("serial port \"%1\" is not DEVICE,BAUD,FORMAT").arg(text);
     else if (parts.size() > 1 && !parseBaudRate(parts.at(1), &parsed.baudRate))
-        *error = QString::fromLatin1("baud rate \"%1\" is not a number from %2 to %3")
-                     .arg(parts.at(1))
-                     .arg(MIN_BAUD_RATE)
-                     .arg(MAX_BAUD_RATE);
+        error =
+            QString::fromLatin1("baud rate \"%1\" is not a number from %2 to %3")
+                .arg(parts.at(1), QString::number(MIN_BAUD_RATE), QString::number(MAX_BAUD_RATE));
     else if (parts.size() > 2 && !parseFormat(parts.at(2), &parsed))
-        *error =
-            QString::fromLatin1("format \"%1\" is not data bits 5-8, parity n/e/o/m/s and stop "
-                                "bits 1/2, such as 8e1")
-                .arg(parts.at(2));
-    else {
-        *setting = parsed;
-        return true;
-    }
-    return false;
+        error = QString::fromLatin1("format \"%1\" is not data bits 5-8, parity n/e/o/m/s and stop "
+                                    "bits 1/2, such as 8e1")
+                    .arg(parts.at(2));
+    if (!error.isEmpty())
+        return Failure(StatusUsage, error);
+    *setting = parsed;
+    return Failure();
 }
 
-std::unique_ptr<Port> openSerialPort(const SerialPortSetting &setting, QString *error,
-                                     QStringList *warnings)
+Failure openSerialPort(const SerialPortSetting &setting, std::unique_ptr<Port> *port,
+                       QStringList *warnings)
 {
-    std::unique_ptr<SerialPort> port(new SerialPort(devicePath(setting.device)));
-    if (!port->lock(error) || !port->open(setting, error, warnings))
-        return nullptr;
-    return std::unique_ptr<Port>(port.release());
+    QString error;
+    std::unique_ptr<SerialPort> opened(new SerialPort(devicePath(setting.device)));
+    if (!opened->lock(&error) || !opened->open(setting, &error, warnings))
+        return Failure(StatusOpen, error);
+    *port = std::move(opened);
+    return Failure();
 }

@@ -2,6 +2,7 @@
 #ifndef RUNTIME_SERIAL_PORT_H
 #define RUNTIME_SERIAL_PORT_H
 
+#include "runtime/failure.h"
 #include "runtime/port.h"
 
 #include <QtCore/QString>
@@ -22,18 +23,19 @@ struct SerialPortSetting {
 /// Reads the text "DEVICE[,BAUD[,FORMAT]]". BAUD is a decimal number of bits per second from 50 to
 /// 4000000. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark,
 /// space) and the stop bits 1 or 2, such as 8e1. What is left out is 9600 and 8e1.
-/// @return true, or false with the reason in @p error; @p setting is changed only on success
-bool parseSerialPort(const QString &text, SerialPortSetting *setting, QString *error);
+/// @param setting is changed only on success
+/// @return StatusUsage for another text
+Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed. A character that arrives with a parity or framing error is read as a zero
 /// byte, which no reply holds. Requires: no event loop runs in the port's thread.
-/// @param error    gets the reason of a failure: no such device, no serial port, no permission,
-///                 in use by another process, or line parameters that the port refuses
+/// @param port     gets the open port
 /// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all
 ///                 the same, as they have no meaning there
-/// @return the open port; null on failure
-std::unique_ptr<Port> openSerialPort(const SerialPortSetting &setting, QString *error,
-                                     QStringList *warnings);
+/// @return StatusOpen: no such device, no serial port, no permission, in use by another process, or
+///         line parameters that the port refuses
+Failure openSerialPort(const SerialPortSetting &setting, std::unique_ptr<Port> *port,
+                       QStringList *warnings);
 
 #endif

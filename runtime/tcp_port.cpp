@@ -60,28 +60,27 @@ private:
 
 } // namespace
 
-bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error)
+Failure parseTcpAddress(const QString &text, TcpAddress *address)
 {
     static const QRegularExpression form(
         QLatin1String("\\A(?:\\[([^\\[\\]]+)\\]|([^:\\[\\]]+)):([0-9]{1,5})\\z"));
     const QRegularExpressionMatch match = form.match(text);
     const int port = match.captured(3).toInt();
-    if (!match.hasMatch() || port < 1 || port > 65535) {
-        *error =
-            QString::fromLatin1("TCP address \"%1\" is not HOST:PORT or [HOST]:PORT with a port "
-                                "from 1 to 65535")
-                .arg(text);
-        return false;
-    }
+    if (!match.hasMatch() || port < 1 || port > 65535)
+        return Failure(StatusUsage, QString::fromLatin1("TCP address \"%1\" is not HOST:PORT or "
+                                                        "[HOST]:PORT with a port from 1 to 65535")
+                                        .arg(text));
     address->host = match.captured(1) + match.captured(2);
     address->port = static_cast<quint16>(port);
-    return true;
+    return Failure();
 }
 
-std::unique_ptr<Port> openTcp(const TcpAddress &address, int timeoutMs, QString *error)
+Failure openTcp(const TcpAddress &address, int timeoutMs, std::unique_ptr<Port> *port)
 {
-    std::unique_ptr<TcpPort> port(new TcpPort);
-    if (!port->open(address, timeoutMs, error))
-        return nullptr;
-    return std::unique_ptr<Port>(port.release());
+    QString error;
+    std::unique_ptr<TcpPort> opened(new TcpPort);
+    if (!opened->open(address, timeoutMs, &error))
+        return Failure(StatusOpen, error);
+    *port = std::move(opened);
+    return Failure();
 }

@@ -2,6 +2,7 @@
 #ifndef RUNTIME_TCP_PORT_H
 #define RUNTIME_TCP_PORT_H
 
+#include "runtime/failure.h"
 #include "runtime/port.h"
 
 #include <QtCore/QString>
@@ -16,13 +17,14 @@ struct TcpAddress {
 
 /// Reads the text "HOST:PORT", or "[HOST]:PORT" for an IPv6 address. PORT is a decimal number from
 /// 1 to 65535.
-/// @return true, or false with the reason in @p error; @p address is changed only on success
-bool parseTcpAddress(const QString &text, TcpAddress *address, QString *error);
+/// @param address is changed only on success
+/// @return StatusUsage for another text
+Failure parseTcpAddress(const QString &text, TcpAddress *address);
 
-/// Connects, with small packets sent at once.
+/// Connects, with small packets sent at once. Requires: no event loop runs in the port's thread.
 /// @param timeoutMs how long to wait for the connection, in milliseconds
-/// @param error     gets the reason of a failure: host not found, refused, no answer in time
-/// @return the connection; null on failure. Requires: no event loop runs in its thread.
-std::unique_ptr<Port> openTcp(const TcpAddress &address, int timeoutMs, QString *error);
+/// @param port      gets the connection
+/// @return StatusOpen: host not found, refused, no answer in time
+Failure openTcp(const TcpAddress &address, int timeoutMs, std::unique_ptr<Port> *port);
 
 #endif

@@ -39,8 +39,7 @@ struct LineSpeed {
 LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
 {
     SerialPortSetting setting;
-    QString error;
-    if (options.port.isEmpty() || !parseSerialPort(options.port, &setting, &error))
+    if (options.port.isEmpty() || parseSerialPort(options.port, &setting))
         return {bench.baudRate, BITS_OF_8E1};
     const int bits = 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
                      (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
@@ -65,7 +64,6 @@ void printResult(const Client &client, const LineSpeed &speed, double seconds, Q
 int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
              QTextStream &err)
 {
-    Failure failure;
     DeviceAddress address;
     if (!parseDeviceAddress(argumentText(bench.address), &address) ||
         address.form == DeviceForm::Values)
@@ -73,25 +71,27 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
             err, QString::fromLatin1("%1 is no word, such as DM0").arg(argumentText(bench.address)),
             StatusUsage);
     Client client(options, err);
-    if (!client.loadDriver(&failure) || !client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    Failure failure = client.open();
+    if (failure)
+        return complain(err, failure);
     const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
                                       argumentText(bench.address));
+    QByteArray data;
     QElapsedTimer time;
     time.start();
     const Statistics &statistics = client.statistics();
-    failure.status = StatusNoReply; // of a bench that a signal ends at once
+    failure = Failure(StatusNoReply, QString()); // of a bench that a signal ends at once
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
         const int errors = statistics.errors();
-        const bool failed = client.read(command, &failure).isEmpty();
-        if (failed && errors == 0 && statistics.errors() == 1)
-            complain(err, failure.text, failure.status);
+        failure = client.read(command, &data);
+        if (failure && errors == 0 && statistics.errors() == 1)
+            complain(err, failure);
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
         printResult(client, lineSpeed(bench, options),
                     static_cast<double>(time.nsecsElapsed()) / 1e9, out);
-    const Status status = !someSucceeded            ? failure.status
+    const Status status = !someSucceeded            ? failure.status()
                           : statistics.errors() > 0 ? StatusSome
                                                     : StatusGood;
     return complain(err, statistics.text(), status);

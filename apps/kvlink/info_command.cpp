@@ -14,9 +14,8 @@ namespace
 int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
-    Failure failure;
-    if (!client.loadDriver(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.loadDriver())
+        return complain(err, failure);
     DriverInterface *driver = client.driver();
     const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
     const std::unique_ptr<DriverSetting> link(driver->getDefaultDriverSetting());

@@ -1,13 +1,11 @@
 // read and write: items of the PLC's devices.
 #include "command_line.h"
 #include "commands.h"
-#include "drivers/driver_interface.h"
-#include "runtime/escaped_text.h"
 #include "item_options.h"
 #include "items/item_reader.h"
 #include "items/item_writer.h"
 #include "runtime/client.h"
-#include "tools/drv_dev_setting.h"
+#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -35,59 +33,51 @@ int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
 
 int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
 {
-    Failure failure;
     QVector<Item> items;
-    if (!parseItems(options, &items, &failure.text))
-        return complain(err, failure.text, StatusUsage);
+    if (const Failure failure = parseItems(options, &items))
+        return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
             return complain(err, item.text + QLatin1String(" has values: write takes them"),
                             StatusUsage);
     }
     Client client(link, err);
-    if (!client.loadDriver(&failure) || !client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.open())
+        return complain(err, failure);
     ItemReader reader(client, items, options.read, options.order);
     return printResults(items, reader.read(), *options.format, out, err);
 }
 
 // Either expressions, or an address and its values.
-bool parseArguments(const ItemOptions &options, QVector<Item> *items, QString *error)
+Failure parseArguments(const ItemOptions &options, QVector<Item> *items)
 {
     QStringList values;
     for (const std::string &argument : options.expressions) {
         values += argumentText(argument);
         if (values.last().contains(QLatin1Char('=')))
-            return parseItems(options, items, error);
+            return parseItems(options, items);
     }
     const QString address = values.takeFirst();
     ItemDefaults defaults = options.defaults;
     defaults.eitherSign = true;
     Item item;
     if (values.isEmpty())
-        *error = QString::fromLatin1("no value to write to %1: give EXPRESSION=VALUE, or ADDRESS "
-                                     "VALUE")
-                     .arg(address);
-    else if (parseItem(address, values, defaults, &item, error))
+        return Failure(StatusUsage,
+                       QString::fromLatin1("no value to write to %1: give EXPRESSION=VALUE, or "
+                                           "ADDRESS VALUE")
+                           .arg(address));
+    const Failure failure = parseItem(address, values, defaults, &item);
+    if (!failure)
         items->append(item);
-    return !items->isEmpty();
+    return failure;
 }
 
-int stationOf(const LinkOptions &link, const Client &client)
-{
-    const std::unique_ptr<DriverSetting> defaults(client.driver()->getDefaultDriverSetting());
-    if (client.project())
-        return client.project()->station;
-    return link.station < 0 ? defaults->stationid : link.station;
-}
-
-int rehearse(const WriteOptions &options, const QVector<Item> &items, const LinkOptions &link,
-             const Client &client, QTextStream &out, QTextStream &err)
+int rehearse(const WriteOptions &options, const QVector<Item> &items, const Client &client,
+             QTextStream &out, QTextStream &err)
 {
     QByteArray sent;
-    const QVector<ItemResult> results =
-        rehearseItems(client.driver(), stationOf(link, client), items, options.items.order,
-                      options.verify, &sent);
+    const QVector<ItemResult> results = rehearseItems(client.driver(), client.station(), items,
+                                                      options.items.order, options.verify, &sent);
     for (const QByteArray &line : sent.replace("\r\n", "\n").split('\n')) {
         if (!line.isEmpty())
             out << escapedText(line) << '\n';
@@ -99,24 +89,23 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
              QTextStream &err)
 {
     // Values that do not fit are found before anything is opened.
-    Failure failure;
     QVector<Item> items;
-    if (!parseArguments(options.items, &items, &failure.text))
-        return complain(err, failure.text, StatusUsage);
+    if (const Failure failure = parseArguments(options.items, &items))
+        return complain(err, failure);
     Client client(link, err);
-    if (!client.loadDriver(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.loadDriver())
+        return complain(err, failure);
     if (options.dryRun)
-        return rehearse(options, items, link, client, out, err);
+        return rehearse(options, items, client, out, err);
     // What the driver refuses is found before the first item is written.
     QByteArray lines;
     const int refused = reportFailures(err, items,
-                                       rehearseItems(client.driver(), stationOf(link, client),
-                                                     items, options.items.order, false, &lines));
+                                       rehearseItems(client.driver(), client.station(), items,
+                                                     options.items.order, false, &lines));
     if (refused != StatusGood)
         return StatusUnusable;
-    if (!client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.openLink())
+        return complain(err, failure);
     return printResults(items, writeItems(client, items, options.items.order, options.verify),
                         *options.items.format, out, err);
 }

@@ -78,15 +78,15 @@ void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNa
     addFormatOption(command, &options->format);
 }
 
-bool parseItems(const ItemOptions &options, QVector<Item> *items, QString *error)
+Failure parseItems(const ItemOptions &options, QVector<Item> *items)
 {
     QVector<Item> parsed;
     for (const std::string &expression : options.expressions) {
         Item item;
-        if (!parseItem(argumentText(expression), options.defaults, &item, error))
-            return false;
+        if (const Failure failure = parseItem(argumentText(expression), options.defaults, &item))
+            return failure;
         parsed += item;
     }
     *items = parsed;
-    return true;
+    return Failure();
 }

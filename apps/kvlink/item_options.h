@@ -2,9 +2,8 @@
 #ifndef APPS_KVLINK_ITEM_OPTIONS_H
 #define APPS_KVLINK_ITEM_OPTIONS_H
 
-#include "items/expression.h"
 #include "item_output.h"
-#include "items/item_plan.h"
+#include "items/expression.h"
 #include "items/item_reader.h"
 #include "items/item_values.h"
 
@@ -33,7 +32,8 @@ void addTypeOptions(CLI::App *command, ItemOptions *options);
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");
 
 /// Reads the expressions.
-/// @return whether @p items was filled; else @p error says what is wrong with one of them
-bool parseItems(const ItemOptions &options, QVector<Item> *items, QString *error);
+/// @param items is filled on success
+/// @return StatusUsage with what is wrong with one of them
+Failure parseItems(const ItemOptions &options, QVector<Item> *items);
 
 #endif

@@ -104,7 +104,7 @@ void printNamed(const ItemRecord &record, QTextStream &out)
 // A value that the user gave is not news to people.
 bool isNews(const ItemRecord &record)
 {
-    return record.item.values.isEmpty() && record.result.failure.status == StatusGood;
+    return record.item.values.isEmpty() && record.result.failure.isGood();
 }
 
 void printValues(const ItemRecord &record, QTextStream &out)
@@ -135,8 +135,9 @@ QString itemJson(const ItemRecord &record)
     object.insert(QLatin1String("values"), values);
     object.insert(QLatin1String("operation"),
                   QLatin1String(item.values.isEmpty() ? "read" : "write"));
-    object.insert(QLatin1String("status"), QLatin1String(statusName(record.result.failure.status)));
-    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text));
+    object.insert(QLatin1String("status"),
+                  QLatin1String(statusName(record.result.failure.status())));
+    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text()));
     return asciiJson(object);
 }
 
@@ -163,9 +164,9 @@ void printCsv(const ItemRecord &record, QTextStream &out)
     const ItemResult &result = record.result;
     const QString start =
         QString::fromLatin1("%1,%2,%3,").arg(record.time, item.address, itemTypeName(item.type));
-    const QString end =
-        QString::fromLatin1(",%1,%2\n")
-            .arg(QLatin1String(statusName(result.failure.status)), csvField(result.failure.text));
+    const QString end = QString::fromLatin1(",%1,%2\n")
+                            .arg(QLatin1String(statusName(result.failure.status())),
+                                 csvField(result.failure.text()));
     for (int i = 0; i < result.values.size(); ++i)
         out << start << i << ',' << csvValue(item.type, result.values.at(i)) << end;
     if (result.values.isEmpty())
@@ -289,14 +290,14 @@ Status reportFailures(QTextStream &err, const QVector<Item> &items,
     int failed = 0;
     for (int i = 0; i < results.size(); ++i) {
         const Failure &failure = results.at(i).failure;
-        if (failure.status == StatusGood)
+        if (!failure)
             continue;
         ++failed;
-        first = first == StatusDiffers ? failure.status : first;
-        int reason = reasons.indexOf(failure.text);
+        first = first == StatusDiffers ? failure.status() : first;
+        int reason = reasons.indexOf(failure.text());
         if (reason < 0) {
             reason = reasons.size();
-            reasons += failure.text;
+            reasons += failure.text();
             names += QStringList();
         }
         names[reason] += items.at(i).text;

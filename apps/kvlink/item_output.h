@@ -2,7 +2,7 @@
 #ifndef APPS_KVLINK_ITEM_OUTPUT_H
 #define APPS_KVLINK_ITEM_OUTPUT_H
 
-#include "items/expression.h"
+#include "items/item.h"
 #include "items/item_reader.h"
 
 #include <QtCore/QJsonValue>

@@ -9,9 +9,8 @@ namespace
 
 QString valueText(const ItemResult &result)
 {
-    return result.failure.status == StatusGood
-               ? reversiblyEscapedText(result.values.join(QLatin1Char(' ')).toLatin1())
-               : QString::fromLatin1("(failed)");
+    return result.failure ? QString::fromLatin1("(failed)")
+                          : reversiblyEscapedText(result.values.join(QLatin1Char(' ')).toLatin1());
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 #ifndef APPS_KVLINK_LIVE_TABLE_H
 #define APPS_KVLINK_LIVE_TABLE_H
 
-#include "items/expression.h"
+#include "items/item.h"
 #include "items/item_reader.h"
 
 #include <QtCore/QString>

@@ -1,8 +1,6 @@
 // kvlink: reads and writes the devices of a PLC through the driver plug-in.
 #include "apps/standard_streams.h"
 #include "command_line.h"
-#include "runtime/failure.h"
-#include "runtime/link.h"
 #include "runtime/client.h"
 
 #include <QtCore/QCoreApplication>
@@ -20,9 +18,8 @@ int main(int argc, char **argv)
         return status;
     QTextStream out(stdout);
     QTextStream err(stderr);
-    QString error;
-    if (!Link::check(line.link, &error))
-        return complain(err, error, StatusUsage);
+    if (const Failure failure = Link::check(line.link))
+        return complain(err, failure);
     status = line.run(line.link, out, err);
     out.flush();
     if (out.status() == QTextStream::Ok)

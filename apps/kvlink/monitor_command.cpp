@@ -37,7 +37,7 @@ struct MonitorOptions {
 
 bool isOutage(const Failure &failure)
 {
-    return failure.status == StatusNoReply || failure.status == StatusOpen;
+    return failure.status() == StatusNoReply || failure.status() == StatusOpen;
 }
 
 // The first item that got no reply; null when there is none.
@@ -76,7 +76,7 @@ private:
     QVector<ItemResult> sample();
     void noteOutage(const Failure &failure);
     void report(const QVector<ItemResult> &results);
-    void tell(const QString &text);
+    void print(const QString &text);
     void show(const QVector<ItemResult> &results);
 
     const MonitorOptions &m_options;
@@ -134,14 +134,12 @@ Status Monitor::run()
 
 QVector<ItemResult> Monitor::sample()
 {
-    if (m_down.status != StatusGood && m_clock.elapsed() >= m_reopenAtMs) {
-        Failure failure;
-        if (m_client.openLink(&failure))
-            m_down = Failure();
-        else
-            noteOutage(failure);
+    if (m_down && m_clock.elapsed() >= m_reopenAtMs) {
+        m_down = m_client.openLink();
+        if (m_down)
+            noteOutage(m_down);
     }
-    if (m_down.status != StatusGood) {
+    if (m_down) {
         ItemResult failed;
         failed.failure = m_down;
         return QVector<ItemResult>(m_items.size(), failed);
@@ -162,7 +160,7 @@ void Monitor::noteOutage(const Failure &failure)
     m_backOffMs = qMin(2 * m_backOffMs, +LAST_BACK_OFF_MS);
 }
 
-void Monitor::tell(const QString &text)
+void Monitor::print(const QString &text)
 {
     m_out.flush();
     m_table.leave();
@@ -170,7 +168,7 @@ void Monitor::tell(const QString &text)
     m_err.flush();
 }
 
-// Failures are told when they begin or change, not with every sample.
+// Failures are reported when they begin or change, not with every sample.
 void Monitor::report(const QVector<ItemResult> &results)
 {
     QString text;
@@ -179,10 +177,10 @@ void Monitor::report(const QVector<ItemResult> &results)
     const Failure *outage = outageIn(results);
     if (outage && m_outageSinceMs < 0) {
         m_outageSinceMs = m_clock.elapsed();
-        tell(QLatin1String("outage: ") + outage->text);
+        print(QLatin1String("outage: ") + outage->text());
     } else if (!outage && m_outageSinceMs >= 0) {
-        tell(QString::fromLatin1("the PLC answers again after %1 s")
-                 .arg(static_cast<double>(m_clock.elapsed() - m_outageSinceMs) / 1000, 0, 'f', 1));
+        print(QString::fromLatin1("the PLC answers again after %1 s")
+                  .arg(static_cast<double>(m_clock.elapsed() - m_outageSinceMs) / 1000, 0, 'f', 1));
         m_outageSinceMs = -1;
     }
     if (!outage && text != m_reported) {
@@ -204,7 +202,7 @@ void Monitor::show(const QVector<ItemResult> &results)
     }
     for (int i = 0; !m_isLive && i < m_items.size(); ++i) {
         const bool same = !m_shown.isEmpty() && m_shown.at(i).values == results.at(i).values &&
-                          m_shown.at(i).failure.status == results.at(i).failure.status;
+                          m_shown.at(i).failure.status() == results.at(i).failure.status();
         if (!m_options.changesOnly || !same)
             m_printer.printItem(i, results.at(i), time);
     }
@@ -215,17 +213,16 @@ void Monitor::show(const QVector<ItemResult> &results)
 int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStream &out,
                QTextStream &err)
 {
-    Failure failure;
     QVector<Item> items;
-    if (!parseItems(options.items, &items, &failure.text))
-        return complain(err, failure.text, StatusUsage);
+    if (const Failure failure = parseItems(options.items, &items))
+        return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
             return complain(err, item.text + QLatin1String(" has a value to write"), StatusUsage);
     }
     Client client(link, err);
-    if (!client.loadDriver(&failure) || !client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.open())
+        return complain(err, failure);
     // A trace on the same terminal would run through the table.
     const bool live = isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
                       !options.changesOnly && link.trace != "-";

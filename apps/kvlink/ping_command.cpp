@@ -30,17 +30,18 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
     for (qint64 n = 1; (ping.count == 0 || n <= ping.count) && !stopRequested(); ++n) {
         double openMs = 0;
         double closeMs = 0;
-        Failure failure;
-        if (client.ping(&openMs, &closeMs, &failure)) {
+        const Failure failure = client.ping(&openMs, &closeMs);
+        if (!failure) {
             out << n << ": open " << QString::number(openMs, 'f', 3) << " ms, close "
                 << QString::number(closeMs, 'f', 3) << " ms\n";
             out.flush();
             status = StatusGood;
         } else if (!stopRequested()) {
-            complain(err, QString::fromLatin1("%1: %2").arg(n).arg(failure.text), failure.status);
+            complain(err, QString::number(n) + QLatin1String(": ") + failure.text(),
+                     failure.status());
             err.flush();
             if (status != StatusGood)
-                status = failure.status;
+                status = failure.status();
         }
         if (ping.count == 0 || n < ping.count)
             waitForStop(n * ping.intervalMs - clock.elapsed());
@@ -53,9 +54,8 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
 int runPing(const PingOptions &ping, const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
-    Failure failure;
-    if (!client.loadDriver(&failure) || !client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    if (const Failure failure = client.open())
+        return complain(err, failure);
     const int status = pingAll(ping, client, out, err);
     if (out.status() != QTextStream::Ok)
         return StatusOpen;

@@ -14,10 +14,9 @@ namespace
 
 int runProjectInit(const LinkOptions &options, QTextStream &, QTextStream &err)
 {
-    QString error;
     const QString file = options.projectFile;
-    if (!writeExampleProject(file, &error))
-        return complain(err, error, StatusOpen);
+    if (const Failure failure = writeExampleProject(file))
+        return complain(err, failure);
     err << "kvlink: wrote " << escapedText(file.toUtf8())
         << ": COM2 leads to station 1, ETHERNET to 127.0.0.1:8501\n";
     return StatusGood;

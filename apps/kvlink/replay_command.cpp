@@ -33,30 +33,29 @@ bool isRemark(const QString &text)
            text.startsWith(QLatin1String("kvsim: "));
 }
 
-bool readTrace(const QString &name, QVector<Recorded> *recording, QString *error)
+Failure readTrace(const QString &name, QVector<Recorded> *recording)
 {
     QFile file(name);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error = QString::fromLatin1("cannot read the trace %1: %2").arg(name, file.errorString());
-        return false;
-    }
+    if (!file.open(QIODevice::ReadOnly))
+        return Failure(
+            StatusUsage,
+            QString::fromLatin1("cannot read the trace %1: %2").arg(name, file.errorString()));
     for (int number = 1; !file.atEnd(); ++number) {
         const QString text = QString::fromLatin1(file.readLine()).trimmed();
         TracedLine line;
         if (isRemark(text))
             continue;
-        if (!parseTracedLine(text, &line)) {
-            *error = QString::fromLatin1("%1:%2: not a line of a trace").arg(name).arg(number);
-            return false;
-        }
+        if (!parseTracedLine(text, &line))
+            return Failure(StatusUsage, QString::fromLatin1("%1:%2: not a line of a trace")
+                                            .arg(name, QString::number(number)));
         if (line.direction == '>')
             recording->append({number, line.bytes, QByteArray()});
         else if (!recording->isEmpty())
             recording->last().reply += line.bytes;
     }
     if (recording->isEmpty())
-        *error = QString::fromLatin1("the trace %1 holds no request").arg(name);
-    return !recording->isEmpty();
+        return Failure(StatusUsage, QString::fromLatin1("the trace %1 holds no request").arg(name));
+    return Failure();
 }
 
 QString replyText(const QByteArray &reply)
@@ -103,11 +102,11 @@ int runReplay(const std::string &file, const LinkOptions &options, QTextStream &
 {
     Client client(options, err);
     QVector<Recorded> recording;
-    Failure failure;
-    if (!readTrace(argumentText(file), &recording, &failure.text))
-        return complain(err, failure.text, StatusUsage);
-    if (!client.loadDriver(&failure) || !client.openLink(&failure))
-        return complain(err, failure.text, failure.status);
+    Failure failure = readTrace(argumentText(file), &recording);
+    if (!failure)
+        failure = client.open();
+    if (failure)
+        return complain(err, failure);
     return replay(recording, client, out, err);
 }
 

@@ -32,7 +32,7 @@ DeviceLink::~DeviceLink()
         unlink(m_path.constData());
 }
 
-bool DeviceLink::create(const QString &path, const QString &target, QString *error)
+Failure DeviceLink::create(const QString &path, const QString &target)
 {
     const QByteArray encodedPath = QFile::encodeName(path);
     const QByteArray encodedTarget = QFile::encodeName(target);
@@ -40,12 +40,11 @@ bool DeviceLink::create(const QString &path, const QString &target, QString *err
     if (isSymbolicLink(encodedPath) && !QFile::exists(path))
         unlink(encodedPath.constData());
     // Fails by itself where anything but a link is in the way.
-    if (symlink(encodedTarget.constData(), encodedPath.constData()) != 0) {
-        *error =
-            QString::fromLatin1("cannot make the link %1: %2").arg(path, qt_error_string(errno));
-        return false;
-    }
+    if (symlink(encodedTarget.constData(), encodedPath.constData()) != 0)
+        return Failure(
+            StatusOpen,
+            QString::fromLatin1("cannot make the link %1: %2").arg(path, qt_error_string(errno)));
     m_path = encodedPath;
     m_target = encodedTarget;
-    return true;
+    return Failure();
 }

@@ -2,6 +2,8 @@
 #ifndef APPS_KVSIM_DEVICE_LINK_H
 #define APPS_KVSIM_DEVICE_LINK_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
@@ -16,8 +18,8 @@ public:
 
     /// Makes @p path a symbolic link to @p target. An older symbolic link is replaced, nothing else
     /// is.
-    /// @return whether the link was made; else @p error says why not
-    bool create(const QString &path, const QString &target, QString *error);
+    /// @return StatusOpen when the link cannot be made
+    Failure create(const QString &path, const QString &target);
 
 private:
     Q_DISABLE_COPY(DeviceLink)

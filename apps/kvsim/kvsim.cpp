@@ -1,8 +1,9 @@
 #include "apps/kvsim/kvsim.h"
 
+#include "apps/kvsim/simulation.h"
+
 #include "apps/kvsim/device_link.h"
 #include "apps/kvsim/line_trace.h"
-#include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
 #include "runtime/escaped_text.h"
 #include "simulator/pty_front.h"
@@ -17,28 +18,22 @@ namespace
 
 const char DEFAULT_HOST[] = "127.0.0.1";
 
-int refuse(KvsimExit exitStatus, const QString &error, QTextStream &err)
-{
-    err << "kvsim: " << escapedText(error.toUtf8()) << '\n';
-    err.flush();
-    return exitStatus;
-}
-
 // [HOST:]PORT, with an IPv6 address in brackets.
-bool parseHostAndPort(const QString &text, QString *host, quint16 *port, QString *error)
+Failure parseHostAndPort(const QString &text, QString *host, quint16 *port)
 {
     static const QRegularExpression form(
         QLatin1String("\\A(?:(?:\\[([^\\]]+)\\]|([^:]+)):)?([0-9]{1,5})\\z"));
     const QRegularExpressionMatch match = form.match(text);
     bool isPort = false;
     *port = match.captured(3).toUShort(&isPort);
-    if (!isPort)
-        *error =
-            QString::fromLatin1("\"%1\" is not [HOST:]PORT with a port from 0 to 65535").arg(text);
     *host = match.captured(1) + match.captured(2);
     if (host->isEmpty())
         *host = QLatin1String(DEFAULT_HOST);
-    return isPort;
+    if (isPort)
+        return Failure();
+    return Failure(
+        StatusUsage,
+        QString::fromLatin1("\"%1\" is not [HOST:]PORT with a port from 0 to 65535").arg(text));
 }
 
 void report(const PlcService &service, QTextStream &err)
@@ -51,70 +46,80 @@ void report(const PlcService &service, QTextStream &err)
 }
 
 // Serves until the program is asked to stop; a script that waits for the line may then begin.
-int serve(const QString &readyLine, QTextStream &out, QTextStream &err)
+Failure serve(const QString &readyLine, QTextStream &out)
 {
     out << readyLine << '\n';
     out.flush();
     if (out.status() != QTextStream::Ok)
-        return refuse(KVSIM_CANNOT_OPEN, QLatin1String("cannot write the ready line"), err);
-    return QCoreApplication::exec();
+        return Failure(StatusOpen, QLatin1String("cannot write the ready line"));
+    QCoreApplication::exec();
+    return Failure();
 }
 
-int servePty(const KvsimOptions &options, PlcService &service, QTextStream &out, QTextStream &err)
+Failure servePty(const KvsimOptions &options, PlcService &service, QTextStream &out)
 {
     PtyFront front(service);
     DeviceLink link;
     QString error;
-    if (!front.open(&error) ||
-        (!options.link.isEmpty() && !link.create(options.link, front.path(), &error)))
-        return refuse(KVSIM_CANNOT_OPEN, error, err);
-    return serve(QString::fromLatin1("pty %1").arg(front.path()), out, err);
+    if (!front.open(&error))
+        return Failure(StatusOpen, error);
+    if (!options.link.isEmpty()) {
+        if (const Failure failure = link.create(options.link, front.path()))
+            return failure;
+    }
+    return serve(QString::fromLatin1("pty %1").arg(front.path()), out);
 }
 
-int serveTcp(const KvsimOptions &options, PlcService &service, QTextStream &out, QTextStream &err)
+Failure serveTcp(const KvsimOptions &options, PlcService &service, QTextStream &out)
 {
     QString host;
     quint16 port = 0;
     QString error;
-    if (!parseHostAndPort(options.tcp, &host, &port, &error))
-        return refuse(KVSIM_USAGE, error, err);
+    if (const Failure failure = parseHostAndPort(options.tcp, &host, &port))
+        return failure;
     TcpFront front(service);
     if (!front.listen(host, port, &error))
-        return refuse(KVSIM_CANNOT_OPEN, error, err);
+        return Failure(StatusOpen, error);
     const bool inBrackets = host.contains(QLatin1Char(':'));
     const QString place = inBrackets ? QLatin1Char('[') + host + QLatin1Char(']') : host;
-    return serve(QString::fromLatin1("tcp %1:%2").arg(place).arg(front.port()), out, err);
+    return serve(QString::fromLatin1("tcp %1:%2").arg(place, QString::number(front.port())), out);
 }
 
-} // namespace
-
-int runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
+Failure serveSimulation(const KvsimOptions &options, QTextStream &out, QTextStream &err)
 {
     Simulation simulation(options);
     PlcService &service = simulation.service();
     LineTrace trace;
-    QString error;
-    const KvsimExit prepared = simulation.prepare(&error);
-    if (prepared != KVSIM_OK)
-        return refuse(prepared, error, err);
-    if (!options.trace.isEmpty()) {
-        if (!trace.open(options.trace, err, &error))
-            return refuse(KVSIM_CANNOT_OPEN, error, err);
+    Failure failure = simulation.prepare();
+    if (!failure && !options.trace.isEmpty()) {
+        failure = trace.open(options.trace, err);
         service.observer = &trace;
     }
     StopSignals stopSignals;
-    if (!stopSignals.watch(&error))
-        return refuse(KVSIM_CANNOT_OPEN, error, err);
+    if (!failure)
+        failure = stopSignals.watch();
+    if (failure)
+        return failure;
     QObject::connect(&stopSignals, &StopSignals::stopped, QCoreApplication::instance(),
                      &QCoreApplication::quit);
-    const int status = options.tcp.isEmpty() ? servePty(options, service, out, err)
-                                             : serveTcp(options, service, out, err);
-    if (status != KVSIM_OK)
-        return status;
+    failure =
+        options.tcp.isEmpty() ? servePty(options, service, out) : serveTcp(options, service, out);
+    if (failure)
+        return failure;
     report(service, err);
-    if (!simulation.save(&error))
-        return refuse(KVSIM_CANNOT_OPEN, error, err);
-    if (service.observer && trace.failed())
-        return refuse(KVSIM_CANNOT_OPEN, QLatin1String("cannot write all of the trace"), err);
-    return KVSIM_OK;
+    failure = simulation.save();
+    if (!failure && service.observer && trace.failed())
+        failure = Failure(StatusOpen, QLatin1String("cannot write all of the trace"));
+    return failure;
+}
+
+} // namespace
+
+Status runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
+{
+    const Failure failure = serveSimulation(options, out, err);
+    if (failure)
+        err << "kvsim: " << escapedText(failure.text().toUtf8()) << '\n';
+    err.flush();
+    return failure.status();
 }

@@ -1,4 +1,4 @@
-/// What kvsim's command line asks for, and the program's exit statuses.
+/// What kvsim's command line asks for.
 #ifndef APPS_KVSIM_KVSIM_OPTIONS_H
 #define APPS_KVSIM_KVSIM_OPTIONS_H
 
@@ -7,18 +7,9 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
-/// Exit statuses of the program.
-enum KvsimExit {
-    KVSIM_OK = 0,         ///< stopped by SIGINT, SIGTERM or SIGHUP
-    KVSIM_USAGE = 2,      ///< an option, its value or a line of a file makes no sense
-    KVSIM_CANNOT_OPEN = 3 ///< the port, the link or a file cannot be opened or written
-};
-
 /// What the command line asked for.
 struct KvsimOptions {
-    KvsimOptions() : station(0), seed(1) {}
-
-    int station;             ///< 0 to 99
+    int station = 0;         ///< 0 to 99
     QString tcp;             ///< [HOST:]PORT; empty for a pseudo-terminal
     QString link;            ///< path of a symbolic link to the pseudo-terminal; empty for none
     QString loadFile;        ///< memory image to begin with; empty for none
@@ -29,8 +20,8 @@ struct KvsimOptions {
     WireTiming timing;
     QStringList faults; ///< such as late:0.01,800
     QString faultFile;  ///< empty for none
-    int seed;
-    QString trace; ///< file, "-" for stderr; empty for no trace
+    int seed = 1;       ///< of faults and jitter
+    QString trace;      ///< file, "-" for stderr; empty for no trace
 };
 
 #endif

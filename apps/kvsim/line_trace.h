@@ -2,6 +2,7 @@
 #ifndef APPS_KVSIM_LINE_TRACE_H
 #define APPS_KVSIM_LINE_TRACE_H
 
+#include "runtime/failure.h"
 #include "runtime/trace_log.h"
 #include "simulator/plc_service.h"
 
@@ -16,8 +17,8 @@ class LineTrace : public LineObserver
 public:
     /// Begins the trace. Requires: called once, before anything is observed.
     /// @param place a file, which is made anew, or "-" for @p err, which outlives the trace
-    /// @return whether it began; else @p error says why not
-    bool open(const QString &place, QTextStream &err, QString *error);
+    /// @return StatusOpen when the file cannot be written
+    Failure open(const QString &place, QTextStream &err);
 
     /// Whether a line could not be written. Requires: the trace is open.
     bool failed() const { return m_log->failed(); }

@@ -1,6 +1,6 @@
-#include "apps/standard_streams.h"
 #include "apps/decimal_range.h"
 #include "apps/kvsim/kvsim.h"
+#include "apps/standard_streams.h"
 #include "apps/trace_target.h"
 #include "runtime/escaped_text.h"
 
@@ -186,7 +186,7 @@ int main(int argc, char **argv)
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError &result) {
-        return parser.exit(result) == 0 ? KVSIM_OK : KVSIM_USAGE;
+        return parser.exit(result) == 0 ? StatusGood : StatusUsage;
     }
     takeTexts(texts, &options);
     QTextStream out(stdout);

@@ -22,33 +22,30 @@ QString aboveLimit(const QFile &file, qint64 sizeRead)
         .arg(MAX_FILE_SIZE);
 }
 
-bool readFile(const QString &path, QByteArray *content, QString *error)
+Failure readFile(const QString &path, QByteArray *content)
 {
     QFile file(path);
     if (file.open(QIODevice::ReadOnly))
         *content = file.read(MAX_FILE_SIZE + 1);
     const bool isRead = file.error() == QFileDevice::NoError;
     if (isRead && content->size() <= MAX_FILE_SIZE)
-        return true;
-    *error = QString::fromLatin1("cannot read %1: %2")
-                 .arg(path, isRead ? aboveLimit(file, content->size()) : file.errorString());
-    return false;
+        return Failure();
+    return Failure(StatusOpen,
+                   QString::fromLatin1("cannot read %1: %2")
+                       .arg(path, isRead ? aboveLimit(file, content->size()) : file.errorString()));
 }
 
-KvsimExit refuse(const QByteArray &reason, QString *error)
+Failure refusal(const QByteArray &reason)
 {
-    *error = escapedText(reason);
-    return KVSIM_USAGE;
+    return Failure(StatusUsage, escapedText(reason));
 }
 
-KvsimExit refuseLine(const QString &path, const QByteArray &reason, QString *error)
+Failure refusalIn(const QString &path, const QByteArray &reason)
 {
-    *error = QString::fromLatin1("%1: %2").arg(path, escapedText(reason));
-    return KVSIM_USAGE;
+    return Failure(StatusUsage, QString::fromLatin1("%1: %2").arg(path, escapedText(reason)));
 }
 
-// A file system that is nearly full takes a part, and gives the reason only when it is given the
-// rest.
+// A file system that is nearly full takes a part, and gives the reason only when it gets the rest.
 bool writeAll(const QByteArray &bytes, QSaveFile *file)
 {
     qint64 written = 0;
@@ -60,22 +57,19 @@ bool writeAll(const QByteArray &bytes, QSaveFile *file)
     return written == bytes.size();
 }
 
-QString cannotSave(const QSaveFile &file)
+Failure cannotSave(const QSaveFile &file, const QString &reason)
 {
-    return QString::fromLatin1("cannot write %1: %2").arg(file.fileName(), file.errorString());
+    return Failure(StatusOpen,
+                   QString::fromLatin1("cannot write %1: %2").arg(file.fileName(), reason));
 }
 
 // A device or a pipe would give way to a plain file of that name, /dev/null among them.
-bool openToSave(QSaveFile *file, QString *error)
+Failure openToSave(QSaveFile *file)
 {
     const QFileInfo there(file->fileName());
-    const bool isSpecial = there.exists() && !there.isFile() && !there.isDir();
-    if (!isSpecial && file->open(QIODevice::WriteOnly))
-        return true;
-    *error = isSpecial
-                 ? QString::fromLatin1("cannot write %1: it is no plain file").arg(file->fileName())
-                 : cannotSave(*file);
-    return false;
+    if (there.exists() && !there.isFile() && !there.isDir())
+        return cannotSave(*file, QLatin1String("it is no plain file"));
+    return file->open(QIODevice::WriteOnly) ? Failure() : cannotSave(*file, file->errorString());
 }
 
 } // namespace
@@ -87,83 +81,79 @@ Simulation::Simulation(const KvsimOptions &options)
     m_service.jitter.seed(static_cast<quint32>(options.seed));
 }
 
-KvsimExit Simulation::prepare(QString *error)
+Failure Simulation::prepare()
 {
-    KvsimExit result = loadMemory(error);
-    if (result == KVSIM_OK)
-        result = planFaults(error);
+    Failure failure = loadMemory();
+    if (!failure)
+        failure = planFaults();
     QByteArray reason;
     for (const QString &text : m_options.live) {
-        if (result == KVSIM_OK && !m_service.liveValues.add(text.toUtf8(), &reason))
-            result = refuse(reason, error);
+        if (!failure && !m_service.liveValues.add(text.toUtf8(), &reason))
+            failure = refusal(reason);
     }
     for (const QString &text : m_options.readOnly) {
-        if (result == KVSIM_OK && !m_memory.protect(text.toUtf8(), &reason))
-            result = refuse(reason, error);
+        if (!failure && !m_memory.protect(text.toUtf8(), &reason))
+            failure = refusal(reason);
     }
     // Better known now than after a day's work.
-    if (result == KVSIM_OK && !canSave(error))
-        result = KVSIM_CANNOT_OPEN;
-    return result;
+    return failure ? failure : checkSaving();
 }
 
 // The assignments come on top of the file.
-KvsimExit Simulation::loadMemory(QString *error)
+Failure Simulation::loadMemory()
 {
     QByteArray image;
     QByteArray reason;
     if (!m_options.loadFile.isEmpty()) {
-        if (!readFile(m_options.loadFile, &image, error))
-            return KVSIM_CANNOT_OPEN;
+        if (const Failure failure = readFile(m_options.loadFile, &image))
+            return failure;
         if (!loadPlcMemoryImage(image, &m_memory, &reason))
-            return refuseLine(m_options.loadFile, reason, error);
+            return refusalIn(m_options.loadFile, reason);
     }
     for (const QString &text : m_options.assignments) {
         if (!m_memory.assign(text.toUtf8(), &reason))
-            return refuse(reason, error);
+            return refusal(reason);
     }
-    return KVSIM_OK;
+    return Failure();
 }
 
-KvsimExit Simulation::planFaults(QString *error)
+Failure Simulation::planFaults()
 {
     FaultPlan plan(static_cast<quint32>(m_options.seed));
     QByteArray reason;
     if (!m_options.faultFile.isEmpty()) {
         QByteArray text;
-        if (!readFile(m_options.faultFile, &text, error))
-            return KVSIM_CANNOT_OPEN;
+        if (const Failure failure = readFile(m_options.faultFile, &text))
+            return failure;
         if (!plan.addFile(text, &reason))
-            return refuseLine(m_options.faultFile, reason, error);
+            return refusalIn(m_options.faultFile, reason);
     }
     for (const QString &text : m_options.faults) {
         if (!plan.addOption(text.toUtf8(), &reason))
-            return refuse(reason, error);
+            return refusal(reason);
     }
     m_service.faults = FaultEngine(plan);
-    return KVSIM_OK;
+    return Failure();
 }
 
-bool Simulation::canSave(QString *error) const
+Failure Simulation::checkSaving() const
 {
     if (m_options.saveFile.isEmpty())
-        return true;
+        return Failure();
     QSaveFile file(m_options.saveFile);
-    if (!openToSave(&file, error))
-        return false;
-    file.cancelWriting();
-    return true;
+    const Failure failure = openToSave(&file);
+    if (!failure)
+        file.cancelWriting();
+    return failure;
 }
 
-bool Simulation::save(QString *error)
+Failure Simulation::save()
 {
     if (m_options.saveFile.isEmpty())
-        return true;
+        return Failure();
     QSaveFile file(m_options.saveFile);
-    if (!openToSave(&file, error))
-        return false;
-    if (writeAll(plcMemoryImage(m_memory), &file) && file.commit())
-        return true;
-    *error = cannotSave(file);
-    return false;
+    const Failure failure = openToSave(&file);
+    if (failure || (writeAll(plcMemoryImage(m_memory), &file) && file.commit()))
+        return failure;
+    return cannotSave(file, file.errorString());
 }

@@ -28,7 +28,7 @@ bool isIgnored(int signal)
 
 } // namespace
 
-bool StopSignals::watch(QString *error)
+Failure StopSignals::watch()
 {
     sigset_t stopSet;
     sigemptyset(&stopSet);
@@ -38,14 +38,14 @@ bool StopSignals::watch(QString *error)
         sigaddset(&stopSet, SIGHUP);
     if (sigprocmask(SIG_BLOCK, &stopSet, nullptr) == 0)
         m_fd = signalfd(-1, &stopSet, SFD_NONBLOCK | SFD_CLOEXEC);
-    if (m_fd < 0) {
-        *error = QString::fromLatin1("cannot watch for signals: %1").arg(qt_error_string(errno));
-        return false;
-    }
+    if (m_fd < 0)
+        return Failure(
+            StatusOpen,
+            QString::fromLatin1("cannot watch for signals: %1").arg(qt_error_string(errno)));
     QSocketNotifier *notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this, notifier]() {
         notifier->setEnabled(false);
         emit stopped();
     });
-    return true;
+    return Failure();
 }

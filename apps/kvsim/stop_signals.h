@@ -2,8 +2,9 @@
 #ifndef APPS_KVSIM_STOP_SIGNALS_H
 #define APPS_KVSIM_STOP_SIGNALS_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QObject>
-#include <QtCore/QString>
 
 /// From a successful watch() on, the signals no longer end the process but emit stopped() from the
 /// event loop. A SIGHUP that the process ignores already stays ignored.
@@ -15,8 +16,8 @@ public:
     ~StopSignals() override;
 
     /// Requires: called once, before the process has a second thread.
-    /// @return whether the signals are watched; else @p error says why not
-    bool watch(QString *error);
+    /// @return StatusOpen when the system refuses
+    Failure watch();
 
 signals:
     void stopped();

@@ -7,18 +7,11 @@
 namespace
 {
 
-QString parseError(const QString &expression, Item *item)
-{
-    QString error;
-    return parseItem(expression, ItemDefaults(), item, &error) ? QString() : error + ' ';
-}
-
 Item itemOf(const QString &expression)
 {
     Item item;
-    const QString error = parseError(expression, &item);
-    if (!error.isEmpty())
-        QTest::qFail(qPrintable(error), __FILE__, __LINE__);
+    if (const Failure failure = parseItem(expression, ItemDefaults(), &item))
+        QTest::qFail(qPrintable(failure.text()), __FILE__, __LINE__);
     return item;
 }
 
@@ -146,8 +139,9 @@ private slots:
         const auto &row = currentRow(REFUSED_EXPRESSIONS);
         for (const QString &expression : QString(row.expressions).split('|')) {
             Item item;
-            const QString error = parseError(expression, &item);
-            QVERIFY2(error.contains(row.name), qPrintable(expression + ": " + error));
+            const QString error = parseItem(expression, ItemDefaults(), &item).text();
+            QVERIFY2(!error.isEmpty() && error.contains(row.name),
+                     qPrintable(expression + ": " + error));
             QVERIFY(item.address.isEmpty());
         }
     }
@@ -159,17 +153,16 @@ private slots:
         const auto &row = currentRow(VALUES);
         const Item item = itemOf(row.name);
         QByteArray data;
-        QString error;
-        QVERIFY(packValues(item, WordOrder::LowFirst, &data, &error));
+        QVERIFY(!packValues(item, WordOrder::LowFirst, &data));
         QCOMPARE(data.toHex(), row.bytes);
         QCOMPARE(plainValues(item).join(QLatin1Char(' ')), row.texts);
-        QVERIFY(packValues(item, WordOrder::HighFirst, &data, &error));
+        QVERIFY(!packValues(item, WordOrder::HighFirst, &data));
         const bool swaps = itemBits(item) == 32 && item.device.form != DeviceForm::Values;
         QCOMPARE(data.toHex().left(8),
                  swaps ? row.bytes.mid(4, 4) + row.bytes.left(4) : row.bytes.left(8));
         QStringList values;
         if (item.type != ItemType::Bit)
-            QVERIFY(unpackValues(item, WordOrder::HighFirst, data, &values, &error));
+            QVERIFY(!unpackValues(item, WordOrder::HighFirst, data, &values));
         QCOMPARE(values.join(QLatin1Char(' ')), item.type == ItemType::Bit ? QString() : row.texts);
     }
 

@@ -105,17 +105,19 @@ struct Line {
     explicit Line(LinePeer::Road road) : peer(road)
     {
         setting.device = peer.place();
-        isTcp = parseTcpAddress(peer.place(), &address, &error);
+        isTcp = parseTcpAddress(peer.place(), &address).isGood();
         clock.start();
     }
 
     std::unique_ptr<Port> open()
     {
-        error.clear();
+        std::unique_ptr<Port> port;
         warnings.clear();
         clock.restart();
-        return isTcp ? openTcp(address, LONG_MS, &error)
-                     : openSerialPort(setting, &error, &warnings);
+        const Failure failure =
+            isTcp ? openTcp(address, LONG_MS, &port) : openSerialPort(setting, &port, &warnings);
+        error = failure.text();
+        return port;
     }
 
     LinePeer peer;
@@ -303,7 +305,7 @@ private slots:
         QVERIFY(line.clock.elapsed() < LONG_MS);
         QVERIFY(!port->brokenText().isEmpty());
         line.address.port = 0;
-        QVERIFY(!openTcp(line.address, LONG_MS, &line.error));
+        QVERIFY(!line.open());
     }
 
     void parsesPortTexts_data() { addRows(PORTS); }
@@ -314,10 +316,7 @@ private slots:
         const QString text = QString::fromLatin1(row.name);
         SerialPortSetting serial;
         TcpAddress tcp;
-        QString error;
-        const bool ok = row.isTcp ? parseTcpAddress(text, &tcp, &error)
-                                  : parseSerialPort(text, &serial, &error);
-        QVERIFY(ok && error.isEmpty());
+        QVERIFY(!(row.isTcp ? parseTcpAddress(text, &tcp) : parseSerialPort(text, &serial)));
         QCOMPARE(portText(row.isTcp, tcp, serial), row.expected);
     }
 
@@ -325,14 +324,10 @@ private slots:
     {
         SerialPortSetting serial;
         TcpAddress tcp;
-        for (const QString &text : QString(NO_SERIAL_PORTS).split('|')) {
-            QString error;
-            QVERIFY2(!parseSerialPort(text, &serial, &error) && !error.isEmpty(), qPrintable(text));
-        }
-        for (const QString &text : QString(NO_TCP_ADDRESSES).split('|')) {
-            QString error;
-            QVERIFY2(!parseTcpAddress(text, &tcp, &error) && !error.isEmpty(), qPrintable(text));
-        }
+        for (const QString &text : QString(NO_SERIAL_PORTS).split('|'))
+            QVERIFY2(!parseSerialPort(text, &serial).text().isEmpty(), qPrintable(text));
+        for (const QString &text : QString(NO_TCP_ADDRESSES).split('|'))
+            QVERIFY2(!parseTcpAddress(text, &tcp).text().isEmpty(), qPrintable(text));
         QCOMPARE(portText(false, tcp, serial) + portText(true, tcp, serial),
                  QString(" 9600 8 2 1 0"));
     }
@@ -348,7 +343,7 @@ private slots:
         Line terminal(LinePeer::Pty);
         const QString place = terminal.setting.device;
         for (const QString &format : rows.keys()) {
-            QVERIFY(parseSerialPort(place + ',' + format, &terminal.setting, &terminal.error));
+            QVERIFY(!parseSerialPort(place + ',' + format, &terminal.setting));
             const std::unique_ptr<Port> port = terminal.open();
             QVERIFY2(port, qPrintable(terminal.error));
             QCOMPARE(terminal.peer.settings().c_cflag & (CBAUD | CSTOPB | PARODD),
@@ -399,8 +394,8 @@ private slots:
                                    {KV_UNRESOLVED_PLUGIN, "functionOfNoLibrary"}};
         for (const auto &row : rows) {
             DriverPlugin plugin;
-            QString error;
-            QVERIFY(!plugin.load(row[0], &error) && !plugin.driver());
+            const QString error = plugin.load(row[0]).text();
+            QVERIFY(!plugin.driver());
             QVERIFY2(error.contains(row[1]) && error.contains(row[0]), qPrintable(error));
         }
     }

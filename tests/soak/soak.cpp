@@ -290,7 +290,7 @@ private:
                 !texts.exactMatch(text) || !m_driver.hasError();
             return false;
         }
-        const bool isUsable = unusableAnswerText(m_channel.record(), RequestPlace()).isEmpty();
+        const bool isUsable = answerFailure(m_channel.record(), RequestPlace()).isGood();
         m_counts["replies that a client calls unusable"] += !isUsable;
         return isUsable;
     }
@@ -350,11 +350,10 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
         QString::fromLatin1(simulator.readLine()).trimmed().section(QLatin1Char(' '), 1);
     setting.baudRate = PTY_BAUD;
     setting.parity = QSerialPort::NoParity;
-    QString error;
     QStringList warnings;
-    const std::unique_ptr<Port> port = openSerialPort(setting, &error, &warnings);
-    if (!port) {
-        std::fprintf(stderr, "soak: %s\n", qPrintable(error));
+    std::unique_ptr<Port> port;
+    if (const Failure failure = openSerialPort(setting, &port, &warnings)) {
+        std::fprintf(stderr, "soak: %s\n", qPrintable(failure.text()));
         return false;
     }
     DeviceChannel channel(*port, DriverSetting(timeoutMs, RETRIES, 0, 0));

@@ -1,0 +1,57 @@
+/// What a user reads or writes: a run of values on one device.
+#ifndef ITEMS_ITEM_H
+#define ITEMS_ITEM_H
+
+#include "items/device_address.h"
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+/// Most values of one item.
+enum { MAX_ITEM_COUNT = 1024 };
+
+/// How the data of an item is to be understood.
+enum class ItemType {
+    Bit,
+    U8,
+    U16,
+    S16,
+    U32,
+    S32,
+    F32,
+    Hex, ///< as wide as the device: 16 or 32 bits; Bin and Bcd as well
+    Bin,
+    Bcd,
+    String ///< two characters a word, the first one in the low byte
+};
+
+/// One item to read or write.
+struct Item {
+    QString text;    ///< as written, without the values
+    QString address; ///< as written, in upper case
+    DeviceAddress device;
+    ItemType type = ItemType::U16;
+    int count = 1;           ///< number of values, of characters for a string; 1 to MAX_ITEM_COUNT
+    QStringList values;      ///< to write, as written; empty for an item to read
+    bool eitherSign = false; ///< whether the unsigned types take negative values as well
+};
+
+/// The type with a name such as u16. @return whether there is one; else @p type is unchanged
+bool itemTypeByName(const QString &name, ItemType *type);
+
+/// The name of a type, such as u16.
+QString itemTypeName(ItemType type);
+
+/// The names of all types, with commas between them.
+QString itemTypeNames();
+
+/// Bits of one value: 1, 8, 16 or 32; 8 for a character.
+int itemBits(const Item &item);
+
+/// Bytes that a read of an item gives: bits packed eight to a byte, else values side by side.
+int itemBytes(const Item &item);
+
+/// The address of an item's value. @param index 0 to count - 1; 0 for a string
+QString valueAddress(const Item &item, int index);
+
+#endif
