@@ -6,9 +6,9 @@
 #include "item_options.h"
 #include "items/item_reader.h"
 #include "live_table.h"
-#include "runtime/escaped_text.h"
-#include "schedule.h"
 #include "runtime/client.h"
+#include "runtime/escaped_text.h"
+#include "runtime/schedule.h"
 #include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>

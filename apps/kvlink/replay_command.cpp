@@ -1,17 +1,15 @@
 // replay: sends the requests of a trace again and compares the replies.
 #include "command_line.h"
 #include "commands.h"
-#include "drivers/abstract_device_interface.h"
+#include "runtime/client.h"
 #include "runtime/escaped_text.h"
 #include "runtime/link_channel.h"
-#include "runtime/trace_log.h"
-#include "runtime/client.h"
+#include "runtime/recording.h"
 #include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QTextStream>
-#include <QtCore/QVector>
 
 #include <memory>
 
@@ -20,69 +18,32 @@ namespace
 
 const int MAX_REPLY_LENGTH = 65536;
 
-struct Recorded {
-    int lineNumber; ///< in the trace
-    QByteArray request;
-    QByteArray reply; ///< all that came before the next request
-};
-
-// What the programs print on stderr beside a trace.
-bool isRemark(const QString &text)
-{
-    return text.isEmpty() || text.startsWith(QLatin1String("kvlink: ")) ||
-           text.startsWith(QLatin1String("kvsim: "));
-}
-
-Failure readTrace(const QString &name, QVector<Recorded> *recording)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return Failure(
-            StatusUsage,
-            QString::fromLatin1("cannot read the trace %1: %2").arg(name, file.errorString()));
-    for (int number = 1; !file.atEnd(); ++number) {
-        const QString text = QString::fromLatin1(file.readLine()).trimmed();
-        TracedLine line;
-        if (isRemark(text))
-            continue;
-        if (!parseTracedLine(text, &line))
-            return Failure(StatusUsage, QString::fromLatin1("%1:%2: not a line of a trace")
-                                            .arg(name, QString::number(number)));
-        if (line.direction == '>')
-            recording->append({number, line.bytes, QByteArray()});
-        else if (!recording->isEmpty())
-            recording->last().reply += line.bytes;
-    }
-    if (recording->isEmpty())
-        return Failure(StatusUsage, QString::fromLatin1("the trace %1 holds no request").arg(name));
-    return Failure();
-}
-
 QString replyText(const QByteArray &reply)
 {
     return reply.isEmpty() ? QString::fromLatin1("nothing")
                            : QLatin1Char('"') + reversiblyEscapedText(reply) + QLatin1Char('"');
 }
 
-int replay(const QVector<Recorded> &recording, Client &client, QTextStream &out, QTextStream &err)
+int replay(const QVector<RecordedExchange> &recording, Client &client, QTextStream &out,
+           QTextStream &err)
 {
     int sent = 0;
     int different = 0;
     LinkChannel *channel = client.channel();
-    for (const Recorded &exchange : recording) {
+    for (const RecordedExchange &exchange : recording) {
         channel->discardInput();
         if (stopRequested())
             break;
         ++sent;
         const int lines = qMax(1, exchange.reply.count('\n'));
-        const QByteArray reply = channel->exchange(exchange.request, lines, MAX_REPLY_LENGTH);
+        const QByteArray reply = channel->exchange(exchange.line, lines, MAX_REPLY_LENGTH);
         if (stopRequested() && reply.size() < exchange.reply.size())
             break;
         if (reply == exchange.reply)
             continue;
         ++different;
         channel->noteFailedAttempt();
-        out << "line " << exchange.lineNumber << ": \"" << escapedText(exchange.request)
+        out << "line " << exchange.lineNumber << ": \"" << escapedText(exchange.line)
             << "\": recorded " << replyText(exchange.reply) << ", received " << replyText(reply)
             << '\n';
         out.flush();
@@ -101,7 +62,7 @@ int runReplay(const std::string &file, const LinkOptions &options, QTextStream &
               QTextStream &err)
 {
     Client client(options, err);
-    QVector<Recorded> recording;
+    QVector<RecordedExchange> recording;
     Failure failure = readTrace(argumentText(file), &recording);
     if (!failure)
         failure = client.open();

@@ -1,6 +1,6 @@
 /// The steady schedule of repeated samples.
-#ifndef APPS_KVLINK_SCHEDULE_H
-#define APPS_KVLINK_SCHEDULE_H
+#ifndef RUNTIME_SCHEDULE_H
+#define RUNTIME_SCHEDULE_H
 
 #include <QtCore/QtGlobal>
 
