@@ -4,7 +4,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "item_options.h"
-#include "items/item_reader.h"
+#include "items/outage_reader.h"
 #include "live_table.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
@@ -24,9 +24,6 @@
 namespace
 {
 
-const int FIRST_BACK_OFF_MS = 100;
-const int LAST_BACK_OFF_MS = 5000;
-
 struct MonitorOptions {
     ItemOptions items;
     int intervalMs = 1000;
@@ -34,30 +31,6 @@ struct MonitorOptions {
     int durationS = 0; ///< 0 for no end
     bool changesOnly = false;
 };
-
-bool isOutage(const Failure &failure)
-{
-    return failure.status() == StatusNoReply || failure.status() == StatusOpen;
-}
-
-// The first item that got no reply; null when there is none.
-const Failure *outageIn(const QVector<ItemResult> &results)
-{
-    for (const ItemResult &result : results) {
-        if (isOutage(result.failure))
-            return &result.failure;
-    }
-    return nullptr;
-}
-
-bool answersAny(const QVector<ItemResult> &results)
-{
-    for (const ItemResult &result : results) {
-        if (!isOutage(result.failure))
-            return true;
-    }
-    return false;
-}
 
 class Monitor
 {
@@ -73,39 +46,32 @@ public:
     qint64 missed() const { return m_missed; }
 
 private:
-    QVector<ItemResult> sample();
-    void noteOutage(const Failure &failure);
     void report(const QVector<ItemResult> &results);
     void print(const QString &text);
     void show(const QVector<ItemResult> &results);
 
     const MonitorOptions &m_options;
-    Client &m_client;
     const QVector<Item> m_items;
     QTextStream &m_out;
     QTextStream &m_err;
-    ItemReader m_reader;
+    OutageReader m_reader;
     ItemPrinter m_printer;
     LiveTable m_table;
     const bool m_isLive;
     QElapsedTimer m_clock;
     QVector<ItemResult> m_shown;
-    QString m_reported;  // failures, as far as they are no outage
-    Status m_status;     // of the last sample
-    Failure m_down;      // why the link is not open; good while it is
-    qint64 m_reopenAtMs; // not before
-    int m_backOffMs;
+    QString m_reported;     // failures, as far as they are no outage
+    Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
     qint64 m_missed;
 };
 
 Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
-    : m_options(options), m_client(client), m_items(items), m_out(out), m_err(err),
+    : m_options(options), m_items(items), m_out(out), m_err(err),
       m_reader(client, items, options.items.read, options.items.order),
       m_printer(out, *options.items.format, items), m_table(out, items), m_isLive(live),
-      m_status(StatusNoReply), m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS), m_outageSinceMs(-1),
-      m_missed(0)
+      m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0)
 {
     m_clock.start();
 }
@@ -118,7 +84,7 @@ Status Monitor::run()
         const qint64 dueMs = tick * m_options.intervalMs;
         if ((endMs > 0 && dueMs >= endMs) || waitForStop(dueMs - m_clock.elapsed()))
             break;
-        const QVector<ItemResult> results = sample();
+        const QVector<ItemResult> results = m_reader.read();
         // A request that the signal has cut short says nothing about the PLC.
         if (stopRequested() && outageIn(results))
             break;
@@ -130,34 +96,6 @@ Status Monitor::run()
     }
     m_printer.finish();
     return m_status;
-}
-
-QVector<ItemResult> Monitor::sample()
-{
-    if (m_down && m_clock.elapsed() >= m_reopenAtMs) {
-        m_down = m_client.openLink();
-        if (m_down)
-            noteOutage(m_down);
-    }
-    if (m_down) {
-        ItemResult failed;
-        failed.failure = m_down;
-        return QVector<ItemResult>(m_items.size(), failed);
-    }
-    const QVector<ItemResult> results = m_reader.read();
-    const Failure *outage = outageIn(results);
-    if (answersAny(results)) // the link works, whatever else the PLC leaves unanswered
-        m_backOffMs = FIRST_BACK_OFF_MS;
-    if (outage && m_client.doubtsLink())
-        noteOutage(*outage);
-    return results;
-}
-
-void Monitor::noteOutage(const Failure &failure)
-{
-    m_down = failure;
-    m_reopenAtMs = m_clock.elapsed() + m_backOffMs;
-    m_backOffMs = qMin(2 * m_backOffMs, +LAST_BACK_OFF_MS);
 }
 
 void Monitor::print(const QString &text)

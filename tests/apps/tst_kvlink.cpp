@@ -1,5 +1,5 @@
 // kvlink as a user runs it against kvsim: what it prints, what it tells, and how it ends.
-#include "apps/kvlink/schedule.h"
+#include "runtime/schedule.h"
 #include "runtime/statistics.h"
 #include "runtime/trace_log.h"
 #include "tests/apps/program_runner.h"

@@ -1,0 +1,35 @@
+/// Reads a list of items again and again, also through an outage.
+#ifndef ITEMS_OUTAGE_READER_H
+#define ITEMS_OUTAGE_READER_H
+
+#include "items/item_reader.h"
+
+#include <QtCore/QElapsedTimer>
+
+/// @return the failure of the first item that got no reply; null when there is none
+const Failure *outageIn(const QVector<ItemResult> &results);
+
+/// Opens the link anew after an outage, first soon, then less and less often.
+class OutageReader
+{
+public:
+    /// Requires: @p client outlives the reader; its link is open.
+    OutageReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
+                 WordOrder order);
+
+    /// Reads all items. @return one result for each item; while the link is not open, the reason
+    QVector<ItemResult> read();
+
+private:
+    void noteOutage(const Failure &failure);
+
+    Client &m_client;
+    const int m_itemCount;
+    ItemReader m_reader;
+    QElapsedTimer m_clock;
+    Failure m_down;      // why the link is not open; good while it is
+    qint64 m_reopenAtMs; // not before
+    int m_backOffMs;
+};
+
+#endif
