@@ -9,7 +9,7 @@
 ///         two lower-case hexadecimal digits; text that is escaped already stays as it is
 QString escapedText(const QByteArray &bytes);
 
-/// @return the same with each backslash as \\x5c, so that the bytes can be told from the text
+/// @return the same with each backslash as \\x5c, so that each text stands for one run of bytes
 QString reversiblyEscapedText(const QByteArray &bytes);
 
 /// "1 reply", "2 replies": a count with its word. @param plural the word for all counts but one

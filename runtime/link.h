@@ -57,7 +57,7 @@ public:
     /// The port's name, for people.
     QString name() const { return m_name; }
 
-    /// What the port has counted so far; all 0 where the link is no serial port.
+    /// What the port has counted so far; all 0 where the link is not a serial port.
     SerialErrors errors() const;
 
     /// Why the port is broken; empty when it works.

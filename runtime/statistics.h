@@ -8,7 +8,7 @@
 /// The figures of one request.
 struct RequestFigures {
     bool replied;  ///< the PLC's final answer came, also when it was an error reply or unusable
-    bool failed;   ///< it brought no data
+    bool failed;   ///< no data came of it
     int attempts;  ///< attempts made, 0 when nothing was sent
     int timeOuts;  ///< waits that ended without a byte
     qint64 timeNs; ///< how long it took with all its attempts

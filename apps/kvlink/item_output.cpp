@@ -101,7 +101,7 @@ void printNamed(const ItemRecord &record, QTextStream &out)
     out << '\n';
 }
 
-// A value that the user gave is not news to people.
+// The user knows the values given on the command line.
 bool isNews(const ItemRecord &record)
 {
     return record.item.values.isEmpty() && record.result.failure.isGood();
