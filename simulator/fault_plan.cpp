@@ -34,14 +34,14 @@ bool takeRate(QList<QByteArray> *words, FaultRule *rule, QByteArray *error)
         rule->rate = rate == "every" ? FaultRule::EVERY : FaultRule::ONCE;
         const QByteArray number = words->isEmpty() ? QByteArray() : words->takeFirst();
         return parseNumber(number, 1, 1000000000, &rule->number) ||
-               refuse(quotedPlcText(rate + ' ' + number) + " names no number from 1 on", error);
+               refuse("rate " + quotedPlcText(rate + ' ' + number) +
+                          ": expected a number from 1 on",
+                      error);
     }
     bool isNumber = false;
     rule->probability = rate.toDouble(&isNumber);
     return (isNumber && rule->probability >= 0 && rule->probability <= 1) ||
-           refuse("rate " + quotedPlcText(rate) +
-                      " is no probability from 0 to 1, every N or once N",
-                  error);
+           refuse("rate " + quotedPlcText(rate) + ": expected 0 to 1, every N or once N", error);
 }
 
 bool parseParameter(const FaultKind &kind, const QByteArray &text, int *parameter,
@@ -51,9 +51,9 @@ bool parseParameter(const FaultKind &kind, const QByteArray &text, int *paramete
         return refuse(QByteArray("fault ") + kind.name + " takes no " + quotedPlcText(text), error);
     quint32 number = 0;
     if (!parseNumber(text, static_cast<quint32>(kind.min), static_cast<quint32>(kind.max), &number))
-        return refuse(quotedPlcText(text) + " is no " + kind.parameter + " from " +
-                          QByteArray::number(kind.min) + " to " + QByteArray::number(kind.max) +
-                          " for fault " + kind.name,
+        return refuse(QByteArray("fault ") + kind.name + ' ' + quotedPlcText(text) + ": expected " +
+                          kind.parameter + " from " + QByteArray::number(kind.min) + " to " +
+                          QByteArray::number(kind.max),
                       error);
     *parameter = static_cast<int>(number);
     return true;

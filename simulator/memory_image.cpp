@@ -86,9 +86,8 @@ QByteArray addLine(const QByteArray &line, Settings *settings)
         return QByteArray();
     return point.read == PLC_TIMERS
                ? quotedPlcText(value) + " is not contact,current,preset of " + quotedPlcText(name)
-               : quotedPlcText(value) + " is no value from 0 to " +
-                     QByteArray::number(largestPlcValue(point.read)) + " for " +
-                     quotedPlcText(name);
+               : quotedPlcText(value) + " for " + quotedPlcText(name) + ": expected 0 to " +
+                     QByteArray::number(largestPlcValue(point.read));
 }
 
 } // namespace

@@ -65,7 +65,8 @@ bool TcpFront::listen(const QString &host, quint16 port, QString *error)
 {
     QHostAddress address(QHostAddress::LocalHost);
     if (host != QLatin1String("localhost") && !address.setAddress(host)) {
-        *error = QString::fromLatin1("\"%1\" is no address to listen at").arg(host);
+        *error = QString::fromLatin1("\"%1\": expected an address of this machine or localhost")
+                     .arg(host);
         return false;
     }
     if (m_server.listen(address, port))

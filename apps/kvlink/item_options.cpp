@@ -37,7 +37,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             [options](const std::string &name) {
                 options->defaults.hasType = true;
                 if (!kindByName(name, &options->defaults.type))
-                    throw CLI::ValidationError("--kind", name + " is no type of an item");
+                    throw CLI::ValidationError("--kind", name + " is not a type of an item");
             },
             "Type where an expression names none")
         ->type_name("TYPE");

@@ -286,7 +286,7 @@ Status reportFailures(QTextStream &err, const QVector<Item> &items,
 {
     QStringList reasons;
     QVector<QStringList> names;
-    Status first = StatusDiffers; // of those that are no mere differences
+    Status first = StatusDiffers; // of those that are more than differences
     int failed = 0;
     for (int i = 0; i < results.size(); ++i) {
         const Failure &failure = results.at(i).failure;

@@ -60,7 +60,7 @@ private:
     const bool m_isLive;
     QElapsedTimer m_clock;
     QVector<ItemResult> m_shown;
-    QString m_reported;     // failures, as far as they are no outage
+    QString m_reported;     // failures other than outages
     Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
     qint64 m_missed;

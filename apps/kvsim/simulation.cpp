@@ -68,7 +68,7 @@ Failure openToSave(QSaveFile *file)
 {
     const QFileInfo there(file->fileName());
     if (there.exists() && !there.isFile() && !there.isDir())
-        return cannotSave(*file, QLatin1String("it is no plain file"));
+        return cannotSave(*file, QLatin1String("it is not a plain file"));
     return file->open(QIODevice::WriteOnly) ? Failure() : cannotSave(*file, file->errorString());
 }
 

@@ -86,7 +86,7 @@ const struct {
     {"--load /dev/zero", 3, "cannot read /dev/zero: at least 67108865 bytes, above the limit"},
     {"--load " KVSIM_PROGRAM, 2, "line 1: the first line is not device,value"},
     {"--faults .", 3, "cannot read ."},
-    {"--save /dev/stdout", 3, "cannot write /dev/stdout: it is no plain file"},
+    {"--save /dev/stdout", 3, "cannot write /dev/stdout: it is not a plain file"},
     {"--save no/such/folder/file", 3, "cannot write no/such/folder/file"},
     {"--trace=no/such/folder/file", 3, "cannot write no/such/folder/file"},
 };
