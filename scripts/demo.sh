@@ -27,10 +27,10 @@ shown() {
     [ -n "$what" ] && printf '\n# %s\n' "$what"
     printf '$ kvlink %s --port PORT --station 1 --trace\n' "$*"
     printed=$("$bin/kvlink" "$@" --port "$port,9600,8n1" --station 1 --trace 2>&1 >"$work/values" |
-        sed 's/^/    /' >&2 && paste -s -d ' ' "$work/values")
+        sed 's/^/    /' >&2 && cat "$work/values")
     [ -n "$printed" ] && printf '%s\n' "$printed"
     if [ "$printed" != "$expected" ]; then
-        echo "demo: expected \"$expected\", got \"$printed\"" >&2
+        printf 'demo: expected:\n%s\ngot:\n%s\n' "$expected" "$printed" >&2
         exit 1
     fi
 }
@@ -38,11 +38,11 @@ shown() {
 "$bin/kvlink" info
 shown "a word that the PLC already holds" "4660" read DM100
 shown "three words, written and read back" "" write DM200 1 0xFFFF 65000
-shown "" "1 65535 65000" read DM200 -n 3
+shown "" $'1\n65535\n65000' read DM200 -n 3
 shown "a timer's value, 32 bits" "" write T12 100000 -k dword
 shown "" "100000" read T12 -k dword
 shown "a run of relays" "" write R1300 1 0 1 -k bit
-shown "" "1 1 0 1" read R1215 -n 4 -k bit
+shown "" $'1\n1\n0\n1' read R1215 -n 4 -k bit
 shown "a counter's contact, set by a line of its own" "" write C7 1 -k bit
 shown "" "1" read C7 -k bit
 echo
