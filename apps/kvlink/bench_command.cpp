@@ -81,11 +81,13 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     time.start();
     const Statistics &statistics = client.statistics();
     failure = Failure(StatusNoReply, QString()); // of a bench that a signal ends at once
+    bool hasComplained = false;
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
-        const int errors = statistics.errors();
         failure = client.read(command, &data);
-        if (failure && errors == 0 && statistics.errors() == 1)
+        if (failure && !hasComplained && statistics.errors() > 0) {
             complain(err, failure);
+            hasComplained = true;
+        }
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)

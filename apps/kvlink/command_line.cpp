@@ -48,7 +48,8 @@ public:
 CLI::Validator notEmpty()
 {
     return CLI::Validator(
-        [](std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); }, "");
+        [](const std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); },
+        "");
 }
 
 void addLinkOptions(CLI::App &app, LinkOptions *link)

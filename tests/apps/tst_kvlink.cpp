@@ -135,7 +135,7 @@ const struct {
     {"PLC read DM100=1", 2, "", "DM100 has values"},
     {"PLC monitor DM100=1", 2, "", "value to write"},
     {"PLC write DM1", 2, "", "no value"},
-    {"PLC read DM1 -k nibble", 2, "", "nibble is no type"},
+    {"PLC read DM1 -k nibble", 2, "", "nibble is not a type"},
     {"PLC write DM1=1 DM2=65536", 2, "", "\"65536\" of DM2"},
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
     {"ROAD --station 100 read DM1", 2, "", "100"},
