@@ -1,6 +1,7 @@
 #include "items/item_plan.h"
 
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
+
 #include <algorithm>
 
 namespace

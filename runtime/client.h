@@ -2,13 +2,13 @@
 #ifndef RUNTIME_CLIENT_H
 #define RUNTIME_CLIENT_H
 
+#include "runtime/driver_plugin.h"
 #include "runtime/failure.h"
 #include "runtime/failure_text.h"
-#include "runtime/driver_plugin.h"
-#include "runtime/project_database.h"
-#include "runtime/trace_log.h"
 #include "runtime/link.h"
+#include "runtime/project_database.h"
 #include "runtime/statistics.h"
+#include "runtime/trace_log.h"
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QByteArray>

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <climits>
+
 #include <poll.h>
 
 DescriptorPort::DescriptorPort() : m_descriptor(-1)

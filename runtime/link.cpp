@@ -4,8 +4,8 @@
 #include "runtime/escaped_text.h"
 #include "runtime/link_channel.h"
 #include "runtime/serial_port.h"
-#include "runtime/tcp_port.h"
 #include "runtime/stop_request.h"
+#include "runtime/tcp_port.h"
 #include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
 

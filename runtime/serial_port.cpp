@@ -8,6 +8,7 @@
 #include <QtSerialPort/QSerialPort>
 
 #include <cerrno>
+
 #include <fcntl.h>
 #include <linux/serial.h>
 #include <poll.h>

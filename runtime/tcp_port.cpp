@@ -7,6 +7,7 @@
 #include <QtNetwork/QTcpSocket>
 
 #include <cerrno>
+
 #include <sys/socket.h>
 
 namespace

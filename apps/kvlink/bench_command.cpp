@@ -1,13 +1,13 @@
 // bench: how fast the PLC answers reads, and how busy that keeps the line.
 #include "apps/decimal_range.h"
-#include "command_line.h"
-#include "commands.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "drivers/communicator_command.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "items/device_address.h"
-#include "drivers/communicator_command.h"
+#include "runtime/client.h"
 #include "runtime/link_channel.h"
 #include "runtime/serial_port.h"
-#include "runtime/client.h"
 #include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>

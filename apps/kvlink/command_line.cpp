@@ -1,8 +1,8 @@
-#include "command_line.h"
+#include "apps/kvlink/command_line.h"
 
 #include "apps/decimal_range.h"
+#include "apps/kvlink/commands.h"
 #include "apps/trace_target.h"
-#include "commands.h"
 #include "runtime/escaped_text.h"
 #include "runtime/failure.h"
 

@@ -1,5 +1,5 @@
-#include "command_line.h"
-#include "commands.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
 #include "drivers/driver_interface.h"
 #include "runtime/client.h"
 #include "tools/drv_dev_setting.h"

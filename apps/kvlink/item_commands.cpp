@@ -1,7 +1,7 @@
 // read and write: items of the PLC's devices.
-#include "command_line.h"
-#include "commands.h"
-#include "item_options.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_options.h"
 #include "items/item_reader.h"
 #include "items/item_writer.h"
 #include "runtime/client.h"

@@ -1,7 +1,7 @@
-#include "item_options.h"
+#include "apps/kvlink/item_options.h"
 
 #include "apps/decimal_range.h"
-#include "command_line.h"
+#include "apps/kvlink/command_line.h"
 
 #include <CLI/CLI.hpp>
 

@@ -2,7 +2,7 @@
 #ifndef APPS_KVLINK_ITEM_OPTIONS_H
 #define APPS_KVLINK_ITEM_OPTIONS_H
 
-#include "item_output.h"
+#include "apps/kvlink/item_output.h"
 #include "items/expression.h"
 #include "items/item_reader.h"
 #include "items/item_values.h"

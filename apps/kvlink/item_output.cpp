@@ -1,4 +1,4 @@
-#include "item_output.h"
+#include "apps/kvlink/item_output.h"
 
 #include "runtime/escaped_text.h"
 

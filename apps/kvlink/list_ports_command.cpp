@@ -1,7 +1,7 @@
 // list-ports: the serial ports of this machine.
-#include "command_line.h"
-#include "commands.h"
-#include "item_output.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_output.h"
 #include "runtime/failure.h"
 
 #include <CLI/CLI.hpp>

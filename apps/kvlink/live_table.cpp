@@ -1,4 +1,4 @@
-#include "live_table.h"
+#include "apps/kvlink/live_table.h"
 
 #include "runtime/escaped_text.h"
 

@@ -1,6 +1,6 @@
 // kvlink: reads and writes the devices of a PLC through the driver plug-in.
+#include "apps/kvlink/command_line.h"
 #include "apps/standard_streams.h"
-#include "command_line.h"
 #include "runtime/client.h"
 
 #include <QtCore/QCoreApplication>

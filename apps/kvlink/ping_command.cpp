@@ -1,7 +1,7 @@
 // ping: opens and closes the communication, and nothing else.
 #include "apps/decimal_range.h"
-#include "command_line.h"
-#include "commands.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
 #include "drivers/abstract_device_interface.h"
 #include "runtime/client.h"
 #include "runtime/stop_request.h"

@@ -1,9 +1,9 @@
-#include "command_line.h"
-#include "commands.h"
-#include "runtime/failure.h"
-#include "runtime/escaped_text.h"
-#include "runtime/project_database.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
 #include "runtime/client.h"
+#include "runtime/escaped_text.h"
+#include "runtime/failure.h"
+#include "runtime/project_database.h"
 
 #include <CLI/CLI.hpp>
 

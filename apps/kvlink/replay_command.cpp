@@ -1,6 +1,6 @@
 // replay: sends the requests of a trace again and compares the replies.
-#include "command_line.h"
-#include "commands.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
 #include "runtime/link_channel.h"

@@ -1,9 +1,8 @@
 #include "apps/kvsim/kvsim.h"
 
-#include "apps/kvsim/simulation.h"
-
 #include "apps/kvsim/device_link.h"
 #include "apps/kvsim/line_trace.h"
+#include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
 #include "runtime/escaped_text.h"
 #include "simulator/pty_front.h"

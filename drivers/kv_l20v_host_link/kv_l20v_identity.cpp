@@ -1,6 +1,5 @@
 // What a driver object holds, what it says of itself, and its error state.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "tools/drv_dev_setting.h"
 
