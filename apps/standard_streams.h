@@ -1,4 +1,6 @@
-/// What the programs do about standard streams that are closed or that nobody reads any more.
+/// What the programs do about standard streams that are closed or that nobody reads any more. A
+/// program that cannot write its output ends with StatusOpen: a script must not take silence for a
+/// value.
 #ifndef APPS_STANDARD_STREAMS_H
 #define APPS_STANDARD_STREAMS_H
 

@@ -31,7 +31,7 @@ public:
     SerialLine();
     ~SerialLine();
 
-    /// Opens a port; a failure is told on stderr. @return whether it is open
+    /// Opens a port; a failure is printed on stderr. @return whether it is open
     bool open(const char *device);
 
     /// Requires: an open port.

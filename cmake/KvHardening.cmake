@@ -1,4 +1,4 @@
-# Hardening of everything that is built: programs, plug-in and static library. tests/install_test.cmake checks it.
+# Hardening of everything that is built: programs, plug-in and static library. tests/install/install_test.cmake checks it.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 

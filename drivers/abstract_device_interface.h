@@ -39,7 +39,7 @@ public:
     /// The PLC's station number.
     virtual int getStationId() = 0;
 
-    /// Pause before every attempt, in milliseconds.
+    /// Delay before every attempt, in milliseconds.
     virtual unsigned long getDelay() = 0;
 };
 

@@ -41,10 +41,12 @@ public:
     virtual QByteArray read(AbstractDeviceInterface *device,
                             const CommunicatorCommand &command) = 0;
 
-    /// Prepares the driver for a channel. @return 1 when it is ready, else 0
+    /// Prepares the driver for a channel. @return 1 when it is ready, else 0; an int, as the
+    /// runtime expects it
     virtual int initialize(AbstractDeviceInterface *device) = 0;
 
-    /// Checks a text of the project for the driver. @return 0 or 1, as the runtime defines it
+    /// Checks a text of the project for the driver. @return 0 or 1 as an int; the
+    /// runtime defines which texts are valid
     virtual int validation(const QString &text) = 0;
 
     /// The driver's name, for people.
@@ -88,6 +90,9 @@ public:
 
     /// The same object as a QObject.
     virtual QObject *getThisObject() = 0;
+
+    // The operations below are optional: by default a driver takes no session commands, accepts
+    // every setting and counts its channel as connected.
 
     /// Whether the driver makes use of the session commands below.
     virtual bool isSupportSessionCommand() { return false; }

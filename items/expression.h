@@ -19,6 +19,8 @@ struct ItemDefaults {
 
 /// Reads ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]]. With values, the count is their number unless
 /// it is given; a string has one value, which may hold commas. Values are checked against the type.
+/// Refused are bits of DM and the like, types below 32 bits on ten-digit devices, and addresses
+/// without a proper number: the PLC or the driver would take them for another device.
 /// @param item is filled on success
 /// @return StatusUsage with what is wrong
 Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item);

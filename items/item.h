@@ -22,7 +22,7 @@ enum class ItemType {
     Hex, ///< as wide as the device: 16 or 32 bits; Bin and Bcd as well
     Bin,
     Bcd,
-    String ///< two characters a word, the first one in the low byte
+    String ///< Latin-1, two characters a word, the first one in the low byte
 };
 
 /// One item to read or write.

@@ -13,7 +13,7 @@ struct MergeOptions {
     int maxGap = 16; ///< most words between two items that are read for nothing
 };
 
-/// The part of an item that a request brings.
+/// The part of an item that a request reads.
 struct ItemPart {
     int item;   ///< index in the list of items
     int from;   ///< first byte in the request's data
@@ -28,8 +28,8 @@ struct ItemRequest {
 };
 
 /// Plans the requests. Words of one device that overlap, touch or lie no further apart than allowed
-/// come in one request, as many as a reply holds; an item that is larger than a reply comes in several. All else
-/// is read item by item.
+/// come in one request, as many as a reply holds; an item that is larger than a reply comes in
+/// several. All else is read item by item.
 /// @return the requests, in the order of their first items
 QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options);
 

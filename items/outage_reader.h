@@ -6,7 +6,7 @@
 
 #include <QtCore/QElapsedTimer>
 
-/// @return the failure of the first item that got no reply; null when there is none
+/// @return the failure of the first item that got no reply; null when all got one
 const Failure *outageIn(const QVector<ItemResult> &results);
 
 /// Opens the link anew after an outage, first soon, then less and less often.

@@ -13,7 +13,8 @@ enum Status {
     StatusNoReply = 4,  ///< the PLC did not answer
     StatusUnusable = 5, ///< the reply was unusable, or the request was refused
     StatusSome = 6,     ///< some items failed, others succeeded
-    StatusDiffers = 7   ///< what was read back or replayed is not what was expected
+    StatusDiffers = 7   ///< other values were read back or replayed than expected, and nothing else
+                        ///< failed; else StatusSome
 };
 
 /// Why something did not succeed, or that it did. It is true where something failed, so that a

@@ -24,7 +24,7 @@ struct LinkOptions {
     bool simulated = false; ///< talk to an own simulated PLC
     int station = -1;       ///< 0 to 99
     int retry = -1;         ///< further attempts
-    int delayMs = -1;       ///< pause before an attempt, in milliseconds
+    int delayMs = -1;       ///< delay before an attempt, in milliseconds
     int timeoutMs = -1;     ///< wait for a reply, in milliseconds
     QString trace;          ///< file for each line that passes, "-" for stderr, empty for none
     QString projectPort;    ///< panel port whose station the project database names, or empty

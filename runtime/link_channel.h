@@ -38,7 +38,7 @@ public:
     /// Also notes the attempt as failed; 0 once the program is asked to stop.
     int getRetry() override;
 
-    /// Also pauses before the attempt. @return 0: a driver's own sleep could not be ended
+    /// Also waits the delay of the attempt. @return 0: a driver's own sleep could not be ended
     unsigned long getDelay() override;
 
 private:

@@ -31,7 +31,7 @@ Failure registerProjectDatabase(const QString &file);
 /// node
 /// @param port  port number that goes with @p ip
 /// @param link  is filled on success
-/// @return StatusOpen when there is no such port name, or the project does not have the port
+/// @return StatusOpen (status 3) when the port's name is unknown, or the project does not have it
 Failure findProjectLink(const QString &portName, const QString &ip, unsigned short port,
                         ProjectLink *link);
 

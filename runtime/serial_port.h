@@ -11,7 +11,7 @@
 
 #include <memory>
 
-/// Which serial port, and its line parameters.
+/// Which serial port, and its parameters.
 struct SerialPortSetting {
     QString device; ///< name such as ttyS0, or a path
     qint32 baudRate = 9600;
@@ -31,10 +31,10 @@ Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 /// before it is closed. A character that arrives with a parity or framing error is read as a zero
 /// byte, which no reply holds. Requires: no event loop runs in the port's thread.
 /// @param port     gets the open port
-/// @param warnings gets a text for a pseudo-terminal that refuses line parameters; it is used all
+/// @param warnings gets a text for a pseudo-terminal that refuses the parameters; it is used all
 ///                 the same, as they have no meaning there
-/// @return StatusOpen: no such device, no serial port, no permission, in use by another process, or
-///         line parameters that the port refuses
+/// @return StatusOpen: no such device, not a serial port, no permission, in use by another process,
+///         or parameters that the port refuses
 Failure openSerialPort(const SerialPortSetting &setting, std::unique_ptr<Port> *port,
                        QStringList *warnings);
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian package into a throw-away root, runs what it brought, removes it again, and compares the
+# Installs the Debian package into a throw-away root, runs what it installed, removes it again, and compares the
 # root before and after. Argument: the package.
 set -euo pipefail
 package=$(realpath "$1")

@@ -28,7 +28,7 @@ struct PlcDevice {
     PlcItems read;     ///< what a read gives
     PlcItems written;  ///< what a write takes
     unsigned int base; ///< of the number: 10 or 16
-    unsigned int size; ///< channels of a bit device, else items
+    unsigned int size; ///< channels of a bit device, else items; the simulator's own choice
 };
 
 /// Where a command begins in the memory, and what its items are.

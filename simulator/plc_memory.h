@@ -1,4 +1,4 @@
-/// The device memory of the simulated PLC, which several sessions may share.
+/// The device memory of the simulated PLC, which several connections may share.
 #ifndef SIMULATOR_PLC_MEMORY_H
 #define SIMULATOR_PLC_MEMORY_H
 

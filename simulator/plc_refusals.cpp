@@ -1,7 +1,5 @@
 #include "simulator/plc_refusals.h"
 
-// The digits are the simulator's own choice: 0 where the PLC understands the line but has no such
-// device, number or count; 1 where it takes no such line at all; 4 where it lets nobody write.
 char plcErrorDigit(PlcRefusal refusal)
 {
     switch (refusal) {

@@ -19,7 +19,8 @@ enum PlcRefusal {
     PLC_READ_ONLY       ///< a write would change an item that only the PLC itself may change
 };
 
-/// The digit 0 to 9 of the error reply. Requires: @p refusal is not PLC_ACCEPTED.
+/// The digit of the error reply, the simulator's own choice: 0 for device, number and count, 1 for
+/// commands and values, 4 for read-only devices. Requires: @p refusal is not PLC_ACCEPTED.
 char plcErrorDigit(PlcRefusal refusal);
 
 #endif

@@ -11,8 +11,8 @@
 
 class QSocketNotifier;
 
-/// Serves one wire from the event loop of its thread and never blocks. As on a real wire, the
-/// session outlives a client: the PLC cannot see that one closed the port.
+/// Serves one wire from the event loop of its thread and never blocks. As on a real wire, the open
+/// communication outlives a client: the PLC cannot see that one closed the port.
 class PtyFront : public QObject, private ReplySink
 {
     Q_OBJECT

@@ -1,4 +1,4 @@
-/// One Host Link session of the simulated PLC: bytes in, bytes out, without clock or port.
+/// The simulated PLC on one wire: bytes in, bytes out, without clock or port.
 #ifndef SIMULATOR_SIMULATED_PLC_H
 #define SIMULATOR_SIMULATED_PLC_H
 
@@ -35,7 +35,7 @@ struct PlcCounts {
 };
 
 /// A PLC with one station number on one wire. It holds the wire's received bytes and whether
-/// communication is open; its devices are its own or shared with other sessions. Any bytes are safe
+/// communication is open; its devices are its own or shared with other wires. Any bytes are safe
 /// to receive.
 class SimulatedPlc
 {
@@ -43,7 +43,7 @@ public:
     /// A PLC with a memory of its own. @param station 0 to 99
     explicit SimulatedPlc(int station = 0);
 
-    /// A further session of a PLC. Requires: @p memory outlives it and is used by one thread at a
+    /// A further wire of a PLC. Requires: @p memory outlives it and is used by one thread at a
     /// time.
     SimulatedPlc(PlcMemory &memory, int station);
 

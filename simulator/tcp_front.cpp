@@ -12,7 +12,7 @@ namespace
 // loop asks each socket once a round.
 const qint64 READ_CHUNK = 4096;
 
-// One client and the session that lives as long as its connection.
+// One client and the PLC's wire to it, which lives as long as the connection.
 class TcpWire : public QObject, private ReplySink
 {
 public:

@@ -11,7 +11,7 @@
 #include <memory>
 
 /// Serves any number of clients from the event loop of its thread, each a little at a time, and
-/// never blocks. All of them see the same devices, but each has a session of its own.
+/// never blocks. All of them see the same devices, but each has a wire of its own.
 class TcpFront : public QObject
 {
     Q_OBJECT

@@ -10,7 +10,8 @@
 
 #include <algorithm>
 
-/// Value of the first four bytes (or fewer) of @p a, least significant first; 0 when empty.
+/// Value of the first four bytes (or fewer) of @p a, least significant first, as a signed number;
+/// 0 when empty.
 int QByteArrayToInt(const QByteArray &a);
 
 /// Value of the first two bytes (or fewer) of @p a, least significant first; 0 when empty.

@@ -26,7 +26,7 @@ public:
     /// @param timeoutMs time-out of one answer, applied by the runtime's channel, in milliseconds
     /// @param retries   number of further attempts after a failed exchange
     /// @param station   PLC station number
-    /// @param delayMs   pause before each attempt, in milliseconds
+    /// @param delayMs   delay before each attempt, in milliseconds
     DriverSetting(int timeoutMs, int retries, int station, int delayMs);
 
     /// The same record as the four-argument form; @p text and @p number are not kept.
@@ -52,7 +52,7 @@ public:
     bool auxFlag;    ///< a flag of the runtime's; no driver reads it
 };
 
-/// Which channel the runtime opens, and how: a serial port with its line parameters, or a list of
+/// Which channel the runtime opens, and how: a serial port with its serial parameters, or a list of
 /// Ethernet entries (address and port) of which one is current.
 class DeviceSetting
 {
@@ -116,8 +116,8 @@ private:
 /// every text in Qt's encoding, in the byte order that the stream is set to. The auxiliary texts
 /// and flags are not in it. A stream that ends early gives zeros and empty texts and its status
 /// tells; a list of entries ends with the entry at whose reading the stream ended, whatever its
-/// count claims. On a sequential device that is one which gives nothing more, whatever its
-/// bytesAvailable() says. The stored current index counts only when it names an entry.
+/// count claims. A sequential device that gives nothing more counts as ended, whatever its
+/// bytesAvailable() says: a list on an endless device without data has one entry. The stored current index counts only when it names an entry.
 /// @return the stream
 /// @{
 /// Writes the four numbers.

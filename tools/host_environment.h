@@ -20,7 +20,7 @@ QString GetDatabaseName();
 /// case), otherwise 1001 plus the decimal number at its end (COM2 gives 1003; a number beyond an
 /// int counts as 0).
 /// @return the port number; -1 for an empty name, a name of digits only, a name that does not end
-///         in a digit, or a port number beyond an int
+///         in a digit, or a port number beyond an int: no port has that number
 int DevStrToHmiPort(const QString &dev_str);
 
 /// Whether a process exists, also one of another user. The process id is the low 32 bits of @p pid.

@@ -4,7 +4,8 @@
 /// The runtime registers the database with Qt's SQL module and chooses its engine; a lookup takes
 /// the connection by its name, opens it when it is not open yet, and must be called from the thread
 /// that made the connection. Every failure (no such connection, table or row, a failed statement)
-/// gives false; nothing is logged.
+/// gives false; nothing is logged. An IP text is bound as a parameter of the statement, so that it
+/// stays a value whatever it holds; a null text counts as an empty one.
 #ifndef TOOLS_LINK_DATABASE_H
 #define TOOLS_LINK_DATABASE_H
 

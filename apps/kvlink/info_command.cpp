@@ -1,3 +1,4 @@
+// info: what the driver says of itself. Opens no port, even where one is named.
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "drivers/driver_interface.h"

@@ -58,7 +58,7 @@ const OutputFormat *defaultFormat();
 CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format,
                              bool forTables = false);
 
-/// Prints samples of a list of items; docs/kvlink-output.md has the formats.
+/// Prints samples of a list of items, in the formats of kvlink(1), FORMATS.
 class ItemPrinter
 {
 public:

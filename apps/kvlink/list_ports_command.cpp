@@ -17,7 +17,7 @@ namespace
 {
 
 // The files that processes have open, as far as we may see. Opening a port only to learn whether it
-// is taken would set its line's levels.
+// is taken would set the levels on its wire.
 QSet<QString> openFiles()
 {
     QSet<QString> files;

@@ -39,7 +39,7 @@ public:
     Monitor(const MonitorOptions &options, bool live, Client &client, const QVector<Item> &items,
             QTextStream &out, QTextStream &err);
 
-    /// @return the exit status that the last sample calls for
+    /// @return the exit status that the last whole sample calls for, also after a signal
     Status run();
 
     /// Ticks that were left out, as the sample before took too long.

@@ -1,3 +1,4 @@
+// project: project databases.
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "runtime/client.h"

@@ -105,7 +105,7 @@ char upper(char c)
 }
 
 // Whether a row whose prefix begins with an address's first letter is the row of the address. The
-// zero behind the address is no letter of a prefix.
+// zero behind the address is not a letter of a prefix.
 bool isRowOf(const Device &row, const char *address)
 {
     const char *letter = row.prefix + 1;

@@ -33,7 +33,8 @@ void setStation(char *line, int station)
 }
 
 // Receives until a chunk ends in LF, the buffer is full or nothing more comes. Waiting is the
-// channel's business.
+// channel's business. A channel that claims more bytes than asked for counts as having stored those
+// asked for: no reply overruns the buffer.
 int KV_L20V_ReadUntilLF(AbstractDeviceInterface *device, char *buffer, int size)
 {
     int received = 0;
@@ -65,6 +66,8 @@ QString KV_L20V_TextOf(const char *reply, int length)
     return QString::fromLatin1(reply, static_cast<int>(qstrnlen(reply, static_cast<uint>(length))));
 }
 
+// Opens the communication. A station outside 0 to 99 is refused before anything is sent: the line
+// has two digits. A reply of 8 bytes has no terminating zero; it counts as these 8 bytes.
 int DriverKV_L20V_HostLink::startComm(AbstractDeviceInterface *device)
 {
     const int station = device->getStationId();
@@ -89,8 +92,8 @@ int DriverKV_L20V_HostLink::endComm(AbstractDeviceInterface *device)
            failed(QLatin1String(INVALID_RESPONSE));
 }
 
-// Makes the exchange of an open or close line, into a reply buffer of BUFFER_SIZE. The form of a
-// reply that is no refusal is still to be looked at.
+// Makes the exchange of an open or close line, into a reply buffer of BUFFER_SIZE. The caller checks
+// the form of a reply that is not a refusal.
 bool DriverKV_L20V_HostLink::bracket(AbstractDeviceInterface *device, const char *line, int length,
                                      char *reply)
 {
@@ -127,7 +130,8 @@ bool DriverKV_L20V_HostLink::failedByErrorReply(const char *reply, int received)
 }
 
 // Receives the reply of a data line into the response buffer. A refusal shows a PLC that is still in
-// step, so it gets the close line; after silence nothing more is sent.
+// step, so it gets the close line; after silence nothing more is sent. When that close fails, its
+// text replaces the refusal's: the user has to mend the wire first.
 bool DriverKV_L20V_HostLink::receiveRsp(AbstractDeviceInterface *device)
 {
     resetRsp();
@@ -139,7 +143,7 @@ bool DriverKV_L20V_HostLink::receiveRsp(AbstractDeviceInterface *device)
     return false;
 }
 
-// Takes a write's reply. Words are taken as accepted by any reply that is no refusal.
+// Takes a write's reply. Words are taken as accepted by any reply that is not a refusal.
 bool DriverKV_L20V_HostLink::receiveAcceptance(AbstractDeviceInterface *device, Acceptance wanted)
 {
     if (!receiveRsp(device))

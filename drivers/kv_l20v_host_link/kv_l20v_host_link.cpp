@@ -21,7 +21,7 @@ const int MAX_DATA_LENGTH = 1024 * 1024;
 
 const char EMPTY_ADDRESS[] = "address is empty";
 
-// Made beforehand: when it is needed there is no memory for it.
+// Made beforehand: memory is short when it is needed.
 const QString OUT_OF_MEMORY = QLatin1String("out of memory");
 
 bool isPrintable(QChar c)
@@ -63,6 +63,8 @@ void KV_L20V_HostLinkSendContinuousReadDataCmd(AbstractDeviceInterface *device,
 
 } // namespace
 
+// A read of more items than a reply holds is sent, as the PLC may answer with fewer; a longer reply
+// is cut and fails its form. A read of 0 words is sent with the count 0 and gives nothing.
 QByteArray DriverKV_L20V_HostLink::read(AbstractDeviceInterface *device,
                                         const CommunicatorCommand &command)
 {
@@ -85,6 +87,7 @@ int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
     }
 }
 
+// A delay of 0 does not sleep: a sleep of 0 ms still costs a system call and a timer tick.
 void DriverKV_L20V_HostLink::beginAttempt(AbstractDeviceInterface *device)
 {
     const unsigned long delayMs = device->getDelay();
@@ -302,7 +305,8 @@ int DriverKV_L20V_HostLink::packWriteHexWordsCmd(AbstractDeviceInterface *,
         reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
 }
 
-// Relays take a run of bits in one line. Of every other device each bit is a request of its own.
+// Relays take a run of bits in one line. Of every other device each bit is a request of its own; a
+// run beyond device number 2147483647 is refused before the first of them, since numbers are ints.
 int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
                                           const CommunicatorCommand &command,
                                           const QByteArray &data)
@@ -335,6 +339,7 @@ int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QBy
     return checkWriteLine(length, data.size()) && writeLine(device, length, OkReply);
 }
 
+// Refuses a device without a line that sets or resets a bit, such as DM.
 int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByteArray &prefix,
                                      int number, bool value)
 {
@@ -366,7 +371,8 @@ bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
                       .arg(QString::number(bytes), QString::number(MAX_DATA_LENGTH)));
 }
 
-// Whether a line of words can name an address.
+// Whether a line of words can name an address: of a hexadecimal device (B, W, VB) with a number, and
+// of a device in the table. Other devices without a number count as number 0.
 bool DriverKV_L20V_HostLink::checkWordAddress(const KV_L20V_Device &row, const QByteArray &address)
 {
     bool isNumber = true;
@@ -384,8 +390,8 @@ bool DriverKV_L20V_HostLink::checkWordAddress(const KV_L20V_Device &row, const Q
     return true;
 }
 
-// An address that goes into a line as it stands must not bring a blank, a line end or anything else
-// that would make it more than one field, nor a character that has no place in ASCII.
+// An address that goes into a line as it stands must not hold a blank, a line end or anything else
+// that would make it more than one field, nor a character outside ASCII.
 bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
 {
     for (int i = 0; i < address.size(); ++i) {

@@ -1,11 +1,11 @@
 /// @file
-/// The lines of read requests that come again and again.
+/// The lines of read requests that are repeated.
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REQUEST_LINES_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_REQUEST_LINES_H
 
 #include <QtCore/QString>
 
-/// A panel reads the same devices in every round. To take an address apart, to find its device and
+/// A panel reads the same devices in every cycle. To take an address apart, to find its device and
 /// to write the line costs nearly as much as all the rest of a small request, so the latest lines
 /// are kept, in a few fixed places without allocation. Two requests that share a place drive each
 /// other out, which costs them time and nothing else: a line is found by its whole address.
