@@ -59,7 +59,7 @@ Failure setType(const QString &name, const ItemDefaults &defaults, Item *item)
                                                                : ItemType::U16;
     else if (!itemTypeByName(name.toLower(), &item->type))
         return usage(
-            QString::fromLatin1("%1 is no type of an item: %2").arg(quoted(name), itemTypeNames()));
+            QString::fromLatin1("type %1: expected %2").arg(quoted(name), itemTypeNames()));
     return checkItemType(*item);
 }
 
@@ -87,7 +87,7 @@ Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
     const QString count = match.captured(3);
     item->count = count.isEmpty() ? defaults.count : count.toInt();
     item->eitherSign = defaults.eitherSign;
-    const Failure failure = setType(match.captured(2), defaults, item);
+    Failure failure = setType(match.captured(2), defaults, item);
     return failure || count.isEmpty() ? failure : checkCount(*item);
 }
 
@@ -98,7 +98,7 @@ Failure setValues(const QStringList &values, Item *item)
     item->values = values;
     if (item->count == 0)
         item->count = given;
-    if (const Failure failure = checkCount(*item))
+    if (Failure failure = checkCount(*item))
         return failure;
     const QString name = quoted(item->text);
     const QString count = QString::number(item->count);

@@ -53,7 +53,7 @@ Failure ItemReader::readRequest(const CommunicatorCommand &command, QByteArray *
 void ItemReader::readOrSplit(const ItemRequest &request)
 {
     QByteArray data;
-    const Failure failure = readRequest(request.command, &data);
+    Failure failure = readRequest(request.command, &data);
     if (failure.status() == StatusPlcError && request.parts.size() > 1) {
         for (const ItemRequest &part : splitRequest(m_items, request))
             readOrSplit(part);

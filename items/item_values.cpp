@@ -213,9 +213,10 @@ Failure packValues(const Item &item, WordOrder order, QByteArray *data)
         qint64 value = 0;
         if (!parseValue(item, text, &value) ||
             (ranged && (value < minValue(item) || value > maxValue(item))))
-            return Failure(StatusUsage, QString::fromLatin1("value \"%1\" of %2 is no %3 (type %4)")
-                                            .arg(escapedText(text.toUtf8()), item.text,
-                                                 rangeText(item), itemTypeName(item.type)));
+            return Failure(StatusUsage,
+                           QString::fromLatin1("value \"%1\" of %2: expected a %3 (type %4)")
+                               .arg(escapedText(text.toUtf8()), item.text, rangeText(item),
+                                    itemTypeName(item.type)));
         const quint32 bits = inOrder(item, order, static_cast<quint32>(value));
         for (int shift = 0; shift < itemBits(item); shift += 8)
             packed += static_cast<char>((bits >> shift) & 0xFF);
@@ -245,7 +246,7 @@ Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data, 
         QString text;
         if (!formatValue(item, value, &text))
             return Failure(StatusUnusable,
-                           QString::fromLatin1("%1 holds 0x%2, which is no BCD number")
+                           QString::fromLatin1("%1 holds 0x%2: expected decimal digits (BCD)")
                                .arg(valueAddress(item, i), digitsText(value, bits / 4, 16)));
         texts += text;
     }

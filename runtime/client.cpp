@@ -54,7 +54,7 @@ Client::~Client()
 Failure Client::loadDriver()
 {
     if (!m_options.projectPort.isEmpty()) {
-        if (const Failure failure = findProject())
+        if (Failure failure = findProject())
             return failure;
     }
     return m_plugin.load(m_options.driverPath.isEmpty() ? DriverPlugin::defaultPath()
@@ -115,7 +115,7 @@ Failure Client::openLink()
 
 Failure Client::open()
 {
-    const Failure failure = loadDriver();
+    Failure failure = loadDriver();
     return failure ? failure : openLink();
 }
 
@@ -130,7 +130,7 @@ Failure Client::read(const CommunicatorCommand &command, QByteArray *data)
         *data = driver()->read(channel(), command);
         return driverOutcome(!data->isEmpty() && data->size() >= command.byteLength());
     };
-    const Failure failure = request(work, command.address);
+    Failure failure = request(work, command.address);
     if (failure)
         data->clear();
     return failure;
@@ -174,7 +174,7 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
     const RequestOutcome outcome = work();
     channel()->endRequest();
     const RequestRecord &record = channel()->record();
-    const Failure failure = failureOf(outcome, placeOf(address, before));
+    Failure failure = failureOf(outcome, placeOf(address, before));
     const bool replied = !failure || failure.status() == StatusPlcError || !record.reply.isEmpty();
     // A signal that came before the first line has left nothing to count.
     if (!stopRequested() || !record.sent.isEmpty())

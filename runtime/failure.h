@@ -18,7 +18,7 @@ enum Status {
 };
 
 /// Why something did not succeed, or that it did. It is true where something failed, so that a
-/// caller writes `if (const Failure failure = open()) return failure;`.
+/// caller writes `if (Failure failure = open()) return failure;`.
 class Failure
 {
 public:

@@ -79,7 +79,7 @@ QString noReplyText(const RequestRecord &record, const RequestPlace &place)
     return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
            portErrors(place.errors) +
            QLatin1String(parseLine(record.sent).kind == LineKind::Open
-                             ? "check cable, baud rate, parity, station number"
+                             ? "check cable, baud rate, parity, station number, --timeout"
                              : "the PLC had answered before; check cable, noise, --timeout");
 }
 

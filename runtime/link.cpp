@@ -47,7 +47,7 @@ Failure Link::check(const LinkOptions &options)
 Failure Link::open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
                    QTextStream &warning)
 {
-    const Failure failure = options.simulated       ? openSimulated(setting.stationid, warning)
+    Failure failure = options.simulated       ? openSimulated(setting.stationid, warning)
                             : options.tcp.isEmpty() ? openSerial(options.port, warning)
                                                     : openSocket(options.tcp, setting.timeout);
     if (failure)
@@ -61,11 +61,11 @@ Failure Link::open(const LinkOptions &options, const DriverSetting &setting, Tra
 Failure Link::openSerial(const QString &text, QTextStream &warning)
 {
     SerialPortSetting setting;
-    if (const Failure failure = parseSerialPort(text, &setting))
+    if (Failure failure = parseSerialPort(text, &setting))
         return failure;
     m_name = setting.device;
     QStringList warnings;
-    const Failure failure = openSerialPort(setting, &m_port, &warnings);
+    Failure failure = openSerialPort(setting, &m_port, &warnings);
     for (const QString &line : qAsConst(warnings))
         warning << "kvlink: " << escapedText(line.toUtf8()) << '\n';
     if (failure)
@@ -87,10 +87,10 @@ Failure Link::openSimulated(int station, QTextStream &warning)
 Failure Link::openSocket(const QString &text, int timeoutMs)
 {
     TcpAddress address;
-    if (const Failure failure = parseTcpAddress(text, &address))
+    if (Failure failure = parseTcpAddress(text, &address))
         return failure;
     m_name = text;
-    if (const Failure failure = openTcp(address, timeoutMs, &m_port))
+    if (Failure failure = openTcp(address, timeoutMs, &m_port))
         return Failure(StatusOpen,
                        QString::fromLatin1("cannot connect to %1: %2").arg(text, failure.text()));
     return Failure();

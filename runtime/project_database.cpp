@@ -57,7 +57,7 @@ Failure fillExample(const QString &file)
     if (!database.open())
         return openFailure(database);
     for (const char *statement : EXAMPLE_STATEMENTS) {
-        if (const Failure failure = execute(database, statement))
+        if (Failure failure = execute(database, statement))
             return failure;
     }
     return Failure();
@@ -75,7 +75,7 @@ Failure registerProjectDatabase(const QString &file)
     QSqlDatabase database = addSqlite(PROJECT_CONNECTION, path);
     database.setConnectOptions(QLatin1String("QSQLITE_OPEN_READONLY"));
     // SQLite looks into the file at the first statement only. All columns that a lookup names.
-    const Failure failure =
+    Failure failure =
         database.open() ? execute(database, PROBING_STATEMENT) : openFailure(database);
     if (failure.isGood())
         return failure;
@@ -90,8 +90,8 @@ Failure findProjectLink(const QString &portName, const QString &ip, unsigned sho
     const QString connection = QLatin1String(PROJECT_CONNECTION);
     const int hmiPort = DevStrToHmiPort(portName);
     if (hmiPort < 0)
-        return Failure(StatusOpen, QString::fromLatin1("\"%1\" is no port of a panel, such as "
-                                                       "COM2 or ETHERNET")
+        return Failure(StatusOpen, QString::fromLatin1("panel port \"%1\": expected a name "
+                                                       "such as COM2 or ETHERNET")
                                        .arg(portName));
     int linkId = 0;
     unsigned char station = 0;
@@ -129,7 +129,7 @@ Failure writeExampleProject(const QString &file)
             StatusOpen,
             QString::fromLatin1("cannot write %1: %2").arg(file, reserved.errorString()));
     reserved.close();
-    const Failure failure = fillExample(file);
+    Failure failure = fillExample(file);
     QSqlDatabase::removeDatabase(QLatin1String(EXAMPLE_CONNECTION));
     if (failure)
         reserved.remove();

@@ -89,7 +89,7 @@ QString openingError(const QSerialPort &port, const QString &path)
 }
 
 // Qt opens the port, sets it, and sets it back when it is closed; the bytes go past it. The lock is
-// taken before the port is opened, since opening alone sets the line's parameters, also those of a
+// taken before the port is opened, since opening alone sets the port's parameters, also those of a
 // port that another process is using. It holds across all names of a device, and for root, whom the
 // exclusive mode of terminals does not stop.
 class SerialPort : public DescriptorPort
@@ -109,7 +109,7 @@ public:
         m_lock = ::open(QFile::encodeName(m_path).constData(),
                         O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
         if (m_lock >= 0 && !isatty(m_lock)) {
-            *error = QLatin1String("it is no serial port");
+            *error = QLatin1String("it is not a serial port");
             return false;
         }
         if (m_lock >= 0 && flock(m_lock, LOCK_EX | LOCK_NB) == 0)

@@ -1,4 +1,4 @@
-// bench: how fast the PLC answers reads, and how busy that keeps the line.
+// bench: how fast the PLC answers reads, and how busy that keeps the wire.
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
@@ -35,7 +35,7 @@ struct LineSpeed {
     int bitsPerCharacter;
 };
 
-// A baud rate of 0 where the line has none.
+// The baud rate is 0 where the wire has none.
 LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
 {
     SerialPortSetting setting;
@@ -67,9 +67,10 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     DeviceAddress address;
     if (!parseDeviceAddress(argumentText(bench.address), &address) ||
         address.form == DeviceForm::Values)
-        return complain(
-            err, QString::fromLatin1("%1 is no word, such as DM0").arg(argumentText(bench.address)),
-            StatusUsage);
+        return complain(err,
+                        QString::fromLatin1("%1: expected a word, such as DM0")
+                            .arg(argumentText(bench.address)),
+                        StatusUsage);
     Client client(options, err);
     Failure failure = client.open();
     if (failure)
@@ -114,7 +115,7 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
     command->add_option("--requests", bench->requests, "Number of requests")
         ->transform(decimalRange(1, 999999999))
         ->capture_default_str();
-    command->add_option("--baud", bench->baudRate, "Speed of the line behind a connection")
+    command->add_option("--baud", bench->baudRate, "Speed of the wire behind a TCP port")
         ->transform(decimalRange(50, 4000000));
     command->callback([line, bench] {
         line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {

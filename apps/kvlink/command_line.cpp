@@ -22,13 +22,13 @@ const char EXAMPLES[] =
     "  kvlink --sim --trace read DM100 --format json\n"
     "  kvlink --port /dev/ttyUSB0 ping --count 10\n"
     "\n"
-    "kvlink COMMAND --help tells a command's options. Values go to stdout, everything\n"
+    "kvlink COMMAND --help lists a command's options. Values go to stdout, everything\n"
     "else to stderr. Exit status: 0 good, 1 the PLC answered with an error, 2 usage,\n"
     "3 a port, the plug-in or a file cannot be used, 4 no reply, 5 unusable reply or\n"
     "refused request, 6 some items failed, 7 other values came back than expected.";
 
 const char COMMAND_FOOTER[] =
-    "kvlink --help tells the options of the link, examples and the exit status.";
+    "kvlink --help lists the options of the link, examples and the exit status.";
 
 const int HELP_COLUMN = 34;
 
@@ -64,9 +64,10 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         app.add_flag("--sim", link->simulated, "Own simulated PLC")->option_text(" ");
     port->excludes(tcp)->excludes(sim);
     tcp->excludes(sim);
-    CLI::Option *station = app.add_option("--station", link->station, "Station number")
-                               ->option_text("N")
-                               ->transform(decimalRange(0, 99));
+    CLI::Option *station =
+        app.add_option("--station", link->station, "Station number; 0 unless given")
+            ->option_text("N")
+            ->transform(decimalRange(0, 99));
     CLI::Option *projectPort =
         app.add_option_function<std::string>("--project-port", into(&link->projectPort),
                                              "Station of this panel port, such as COM2")
@@ -77,13 +78,13 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
                                          "Project database to look in")
         ->option_text("FILE")
         ->needs(projectPort);
-    app.add_option("--retry", link->retry, "Further attempts after a failed one")
+    app.add_option("--retry", link->retry, "Further attempts after a failed one; 3 unless given")
         ->option_text("N")
         ->transform(decimalRange(0, 1000));
-    app.add_option("--delay", link->delayMs, "Pause before every attempt")
+    app.add_option("--delay", link->delayMs, "Delay before every attempt; 0 unless given")
         ->option_text("MS")
         ->transform(decimalRange(0, 600000));
-    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
+    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply; 500 unless given")
         ->option_text("MS")
         ->transform(decimalRange(1, 600000));
     app.add_flag("--trace", "Log each line, to stderr or FILE")
@@ -95,7 +96,7 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("FILE");
 }
 
-// The library does not tell which word it has taken for no command.
+// The library does not say which word it did not take for a command.
 std::string failureText(const CLI::App *app, const CLI::Error &error)
 {
     const std::vector<std::string> rest = app->remaining();

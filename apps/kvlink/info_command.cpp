@@ -15,7 +15,7 @@ namespace
 int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
-    if (const Failure failure = client.loadDriver())
+    if (Failure failure = client.loadDriver())
         return complain(err, failure);
     DriverInterface *driver = client.driver();
     const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());

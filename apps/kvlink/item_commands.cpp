@@ -34,7 +34,7 @@ int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
 int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
 {
     QVector<Item> items;
-    if (const Failure failure = parseItems(options, &items))
+    if (Failure failure = parseItems(options, &items))
         return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
@@ -42,7 +42,7 @@ int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &ou
                             StatusUsage);
     }
     Client client(link, err);
-    if (const Failure failure = client.open())
+    if (Failure failure = client.open())
         return complain(err, failure);
     ItemReader reader(client, items, options.read, options.order);
     return printResults(items, reader.read(), *options.format, out, err);
@@ -63,10 +63,10 @@ Failure parseArguments(const ItemOptions &options, QVector<Item> *items)
     Item item;
     if (values.isEmpty())
         return Failure(StatusUsage,
-                       QString::fromLatin1("no value to write to %1: give EXPRESSION=VALUE, or "
+                       QString::fromLatin1("no value to write to %1: give ITEM=VALUE, or "
                                            "ADDRESS VALUE")
                            .arg(address));
-    const Failure failure = parseItem(address, values, defaults, &item);
+    Failure failure = parseItem(address, values, defaults, &item);
     if (!failure)
         items->append(item);
     return failure;
@@ -90,10 +90,10 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
 {
     // Values that do not fit are found before anything is opened.
     QVector<Item> items;
-    if (const Failure failure = parseArguments(options.items, &items))
+    if (Failure failure = parseArguments(options.items, &items))
         return complain(err, failure);
     Client client(link, err);
-    if (const Failure failure = client.loadDriver())
+    if (Failure failure = client.loadDriver())
         return complain(err, failure);
     if (options.dryRun)
         return rehearse(options, items, client, out, err);
@@ -104,7 +104,7 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
                                                      options.items.order, false, &lines));
     if (refused != StatusGood)
         return StatusUnusable;
-    if (const Failure failure = client.openLink())
+    if (Failure failure = client.openLink())
         return complain(err, failure);
     return printResults(items, writeItems(client, items, options.items.order, options.verify),
                         *options.items.format, out, err);
@@ -129,9 +129,9 @@ void addWriteCommand(CLI::App &app, CommandLine *line)
     const auto options = std::make_shared<WriteOptions>();
     CLI::App *write = app.add_subcommand("write", "Write items to the PLC");
     write
-        ->add_option("expression", options->items.expressions,
-                     "Items with values, such as DM100:f32=1.5 or DM200=1,2,3; or one address and "
-                     "its values")
+        ->add_option("ITEM", options->items.expressions,
+                     "Such as DM100:f32=1.5 or DM200=1,2,3; or one address and its values" +
+                         typeHelp())
         ->required()
         ->expected(1, 1 + MAX_ITEM_COUNT)
         ->type_name("ADDRESS[:TYPE][[COUNT]]=VALUE,...");

@@ -29,6 +29,11 @@ bool kindByName(const std::string &name, ItemType *type)
 
 } // namespace
 
+std::string typeHelp()
+{
+    return "\nTYPE: " + itemTypeNames().toStdString();
+}
+
 void addTypeOptions(CLI::App *command, ItemOptions *options)
 {
     command
@@ -37,9 +42,10 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             [options](const std::string &name) {
                 options->defaults.hasType = true;
                 if (!kindByName(name, &options->defaults.type))
-                    throw CLI::ValidationError("--kind", name + " is not a type of an item");
+                    throw CLI::ValidationError("--kind", name + ": expected " +
+                                                             itemTypeNames().toStdString());
             },
-            "Type where an expression names none")
+            "Type where an item names none")
         ->type_name("TYPE");
     command
         ->add_option_function<std::string>(
@@ -47,7 +53,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             [options](const std::string &name) {
                 options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
             },
-            "Order of the words of 32-bit values")
+            "Order of the words of 32-bit values; low-first unless given")
         ->check(CLI::IsMember({"low-first", "high-first"}).description(""))
         ->type_name("low-first|high-first");
 }
@@ -55,14 +61,14 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames)
 {
     command
-        ->add_option("expression", options->expressions,
-                     "Items, such as DM100, DM102:f32, DM200[8], R1215:bit or T3")
+        ->add_option("ITEM", options->expressions,
+                     "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3" + typeHelp())
         ->required()
         ->expected(1, MAX_ITEM_COUNT)
         ->type_name("ADDRESS[:TYPE][[COUNT]]...");
     command
         ->add_option(countNames, options->defaults.count,
-                     "Number of values where an expression names none")
+                     "Number of values where an item names none")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
     addTypeOptions(command, options);
     command
@@ -83,7 +89,7 @@ Failure parseItems(const ItemOptions &options, QVector<Item> *items)
     QVector<Item> parsed;
     for (const std::string &expression : options.expressions) {
         Item item;
-        if (const Failure failure = parseItem(argumentText(expression), options.defaults, &item))
+        if (Failure failure = parseItem(argumentText(expression), options.defaults, &item))
             return failure;
         parsed += item;
     }

@@ -23,10 +23,13 @@ struct ItemOptions {
     const OutputFormat *format = defaultFormat();
 };
 
+/// A line of help with the types that an item may name.
+std::string typeHelp();
+
 /// Adds -k and --word-order to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
-/// Adds the expressions, the number of values, -k, --word-order, --max-gap, --no-merge, --twice and
+/// Adds the items, the number of values, -k, --word-order, --max-gap, --no-merge, --twice and
 /// --format to a command that reads items.
 /// @param countNames the names of the option for the number of values
 void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");

@@ -18,7 +18,7 @@ int main(int argc, char **argv)
         return status;
     QTextStream out(stdout);
     QTextStream err(stderr);
-    if (const Failure failure = Link::check(line.link))
+    if (Failure failure = Link::check(line.link))
         return complain(err, failure);
     status = line.run(line.link, out, err);
     out.flush();

@@ -152,14 +152,14 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
                QTextStream &err)
 {
     QVector<Item> items;
-    if (const Failure failure = parseItems(options.items, &items))
+    if (Failure failure = parseItems(options.items, &items))
         return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
             return complain(err, item.text + QLatin1String(" has a value to write"), StatusUsage);
     }
     Client client(link, err);
-    if (const Failure failure = client.open())
+    if (Failure failure = client.open())
         return complain(err, failure);
     // A trace on the same terminal would run through the table.
     const bool live = isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&

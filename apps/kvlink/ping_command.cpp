@@ -30,7 +30,7 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
     for (qint64 n = 1; (ping.count == 0 || n <= ping.count) && !stopRequested(); ++n) {
         double openMs = 0;
         double closeMs = 0;
-        const Failure failure = client.ping(&openMs, &closeMs);
+        Failure failure = client.ping(&openMs, &closeMs);
         if (!failure) {
             out << n << ": open " << QString::number(openMs, 'f', 3) << " ms, close "
                 << QString::number(closeMs, 'f', 3) << " ms\n";
@@ -54,7 +54,7 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
 int runPing(const PingOptions &ping, const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
-    if (const Failure failure = client.open())
+    if (Failure failure = client.open())
         return complain(err, failure);
     const int status = pingAll(ping, client, out, err);
     if (out.status() != QTextStream::Ok)

@@ -16,7 +16,7 @@ namespace
 int runProjectInit(const LinkOptions &options, QTextStream &, QTextStream &err)
 {
     const QString file = options.projectFile;
-    if (const Failure failure = writeExampleProject(file))
+    if (Failure failure = writeExampleProject(file))
         return complain(err, failure);
     err << "kvlink: wrote " << escapedText(file.toUtf8())
         << ": COM2 leads to station 1, ETHERNET to 127.0.0.1:8501\n";

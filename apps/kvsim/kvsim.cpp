@@ -63,7 +63,7 @@ Failure servePty(const KvsimOptions &options, PlcService &service, QTextStream &
     if (!front.open(&error))
         return Failure(StatusOpen, error);
     if (!options.link.isEmpty()) {
-        if (const Failure failure = link.create(options.link, front.path()))
+        if (Failure failure = link.create(options.link, front.path()))
             return failure;
     }
     return serve(QString::fromLatin1("pty %1").arg(front.path()), out);
@@ -74,7 +74,7 @@ Failure serveTcp(const KvsimOptions &options, PlcService &service, QTextStream &
     QString host;
     quint16 port = 0;
     QString error;
-    if (const Failure failure = parseHostAndPort(options.tcp, &host, &port))
+    if (Failure failure = parseHostAndPort(options.tcp, &host, &port))
         return failure;
     TcpFront front(service);
     if (!front.listen(host, port, &error))
@@ -116,7 +116,7 @@ Failure serveSimulation(const KvsimOptions &options, QTextStream &out, QTextStre
 
 Status runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
 {
-    const Failure failure = serveSimulation(options, out, err);
+    Failure failure = serveSimulation(options, out, err);
     if (failure)
         err << "kvsim: " << escapedText(failure.text().toUtf8()) << '\n';
     err.flush();

@@ -19,7 +19,7 @@ namespace
 const char EXAMPLES[] =
     "Examples:\n"
     "  kvsim --link /tmp/plc --set DM100=4660 --set R1215=1\n"
-    "  kvsim --tcp 8501 --station 7 --load plc.csv --save plc.csv --trace\n"
+    "  kvsim --tcp 8501 --station 7 --set DM0=1 --save plc.csv --trace\n"
     "  kvsim --baud 9600 --reply-delay 5 --jitter 3\n"
     "  kvsim --live DM0=counter:1,1000 --live DM1=sine:0,4000,60000 --read-only DM0\n"
     "  kvsim --tcp 0 --fault late:0.01,800 --fault \"cut:every 20,3\" --seed 42\n"
@@ -100,7 +100,7 @@ void addPlaceOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
     tcp->excludes(pty);
     addText(parser, "--link", &texts->link, "PATH", "Symbolic link to the pseudo-terminal")
         ->excludes(tcp);
-    parser.add_option("--station", options->station, "Station number")
+    parser.add_option("--station", options->station, "Station number; 0 unless given")
         ->option_text("N")
         ->transform(decimalRange(0, 99));
 }

@@ -105,7 +105,7 @@ Failure Simulation::loadMemory()
     QByteArray image;
     QByteArray reason;
     if (!m_options.loadFile.isEmpty()) {
-        if (const Failure failure = readFile(m_options.loadFile, &image))
+        if (Failure failure = readFile(m_options.loadFile, &image))
             return failure;
         if (!loadPlcMemoryImage(image, &m_memory, &reason))
             return refusalIn(m_options.loadFile, reason);
@@ -123,7 +123,7 @@ Failure Simulation::planFaults()
     QByteArray reason;
     if (!m_options.faultFile.isEmpty()) {
         QByteArray text;
-        if (const Failure failure = readFile(m_options.faultFile, &text))
+        if (Failure failure = readFile(m_options.faultFile, &text))
             return failure;
         if (!plan.addFile(text, &reason))
             return refusalIn(m_options.faultFile, reason);
@@ -141,7 +141,7 @@ Failure Simulation::checkSaving() const
     if (m_options.saveFile.isEmpty())
         return Failure();
     QSaveFile file(m_options.saveFile);
-    const Failure failure = openToSave(&file);
+    Failure failure = openToSave(&file);
     if (!failure)
         file.cancelWriting();
     return failure;
@@ -152,7 +152,7 @@ Failure Simulation::save()
     if (m_options.saveFile.isEmpty())
         return Failure();
     QSaveFile file(m_options.saveFile);
-    const Failure failure = openToSave(&file);
+    Failure failure = openToSave(&file);
     if (failure || (writeAll(plcMemoryImage(m_memory), &file) && file.commit()))
         return failure;
     return cannotSave(file, file.errorString());

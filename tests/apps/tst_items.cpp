@@ -10,7 +10,7 @@ namespace
 Item itemOf(const QString &expression)
 {
     Item item;
-    if (const Failure failure = parseItem(expression, ItemDefaults(), &item))
+    if (Failure failure = parseItem(expression, ItemDefaults(), &item))
         QTest::qFail(qPrintable(failure.text()), __FILE__, __LINE__);
     return item;
 }
@@ -41,7 +41,7 @@ const struct {
 } REFUSED_EXPRESSIONS[] = {
     {"is not ADDRESS", "|DM|100|DM1F|B1G|DM1:|DM1[]|DM1[2|DM1[-1]|DM1[2]:u16|DM100000000|BBBBB020"},
     {"\"DM1\\n\" is not ADDRESS", "DM1\n"},
-    {"\"u17\" is no type", "DM1:u17"},
+    {"type \"u17\": expected bit, ", "DM1:u17"},
     {"not from 1 to 1024", "DM1[0]|DM1[1025]|DM1:string="},
     {"needs its length", "DM1:string"},
     {"up to 2 characters", "DM1:string[2]=abc"},
@@ -49,7 +49,7 @@ const struct {
     {"32-bit", "T1:u16|CTC0:string[4]"},
     {"\"\" of DM1", "DM1="},
     {"takes 3 values, not 2", "DM1[3]=1,2"},
-    {"\"12x\" of DM1 is no number from 0 to 65535", "DM1=1,12x"},
+    {"\"12x\" of DM1: expected a number from 0 to 65535", "DM1=1,12x"},
     {" ", "R0:bit=2|R0:bit=-1|DM1:u8=256|DM1=65536|DM1=-1|DM1:s16=32768|DM1:s16=-32769|"
           "DM1:u32=4294967296|DM1:s32=2147483648|DM1:s32=-2147483649|DM1:u32=99999999999999999999|"
           "DM1=0x|DM1=+1|DM1=1.0|DM1=--1|DM1= 1|DM1:f32=1e39|DM1:f32=1,5x|DM1:f32=0x10|DM1:f32=e5|"

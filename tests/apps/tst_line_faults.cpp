@@ -186,7 +186,7 @@ private slots:
         } rows[] = {
             {{"--port", folder.filePath("missing")}, "No such file or directory"},
             {{"--port", folder.path()}, "Is a directory"},
-            {{"--port", QFINDTESTDATA("tst_line_faults.cpp")}, "it is no serial port"},
+            {{"--port", QFINDTESTDATA("tst_line_faults.cpp")}, "it is not a serial port"},
             {locked.road(), "Permission denied"},
             {taken.road(), "another process uses it"},
             {refused, "Connection refused"},

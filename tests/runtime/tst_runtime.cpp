@@ -382,7 +382,7 @@ private slots:
         QCOMPARE(terminal.warnings.filter(terminal.setting.device).size(), 1);
         terminal.setting.device = "/dev/null";
         QVERIFY(!terminal.open());
-        QCOMPARE(terminal.error, QString("it is no serial port"));
+        QCOMPARE(terminal.error, QString("it is not a serial port"));
     }
 
     void refusesOtherPlugins()

@@ -352,7 +352,7 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
     setting.parity = QSerialPort::NoParity;
     QStringList warnings;
     std::unique_ptr<Port> port;
-    if (const Failure failure = openSerialPort(setting, &port, &warnings)) {
+    if (Failure failure = openSerialPort(setting, &port, &warnings)) {
         std::fprintf(stderr, "soak: %s\n", qPrintable(failure.text()));
         return false;
     }
