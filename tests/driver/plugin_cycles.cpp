@@ -1,12 +1,18 @@
-// Loads the driver plug-in, uses it and unloads it, again and again: a program for a leak checker.
-#include "tests/driver/driver_work.h"
+// Loads the driver plug-in, uses it in several threads and unloads it, again and again: a program for
+// a leak checker and, without QtTest, whose watchdog thread it reports now and then, for the thread
+// sanitizer.
+#include "drivers/driver_interface.h"
+#include "tests/driver/scripted_channel.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QPluginLoader>
 #include <QtCore/QScopedPointer>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
+#include <vector>
 
 #include <dlfcn.h>
 
@@ -14,8 +20,54 @@ namespace
 {
 
 const int USAGE = 2;
+const int THREADS = 4;
+const int PASSES = 3; // of each thread
 
 typedef DriverInterface *(*Create)();
+typedef QObject *(*Instance)();
+
+const struct {
+    CommandKind kind;
+    quint32 count;
+    const char *address;
+    const char *script;
+    const char *written; // in hexadecimal; null for a read
+    const char *result;  // the data that is read, in hexadecimal, or how a write ended
+    const char *error;
+} REQUESTS[] = {
+    {Word, 2, "DM100", "!|>CR 00|<CC 00|!|>RDS DM00100.H 2|<1234 00FF|!|>CQ|<CF", 0, "3412ff00",
+     ""},
+    {DoubleWord, 1, "T12", "!|>CR 00|<CC 00|!|>RDS T12 1|<1,0000000005,0000000100|!|>CQ|<CF", 0,
+     "05000000", ""},
+    {BitBlock, 10, "R1215", "!|>CR 00|<CC 00|!|>RDS R1215 10|<1 0 1 0 0 0 0 1 1 1|!|>CQ|<CF", 0,
+     "8503", ""},
+    {Word, 1, "DM100", "!|>CR 00|<CC 00|>WRS DM00100.H 1 1234|<OK|!|>CQ|<CF", "3412", "1", ""},
+    {Bit, 1, "T12", "!|>CR 00|<CC 00|>ST T0012|<OK|!|>CQ|<CF", "01", "1", ""},
+    {Word, 1, "DM1", "!|>CR 00|~", 0, "", "PLC no response"},
+    {Word, 1, "DM1", "!|>CR 00|<CC 00|!|>RDS DM00001.H 1|<12G4", 0, "", "invalid response:"},
+    {Word, 1, "DM1", "!|>CR 00|<CC 00|>WRS DM00001.H 1 0000|<E1|!|>CQ|<CF", "0000", "0",
+     "Response During an Error:E1\r\n"},
+    {Word, 1, "CTC1", "", "0000", "0", "can't write word to CTC1"},
+};
+
+// Makes each request, good or failing, over a channel of its own in memory.
+// @return which one gave another result or spoke otherwise than expected; empty when none did
+QByteArray failedWork(DriverInterface *driver)
+{
+    for (const auto &request : REQUESTS) {
+        ScriptedChannel channel(request.script);
+        const CommunicatorCommand command(request.kind, request.count,
+                                          QLatin1String(request.address));
+        const QByteArray result =
+            request.written ? QByteArray::number(driver->write(
+                                  &channel, command, QByteArray::fromHex(request.written)))
+                            : driver->read(&channel, command).toHex();
+        const QByteArray error = driver->hasError() ? driver->getLastError().toLatin1() : "";
+        if (!channel.fault().isEmpty() || result != request.result || error != request.error)
+            return request.script + (": " + channel.fault()) + " " + result + " " + error;
+    }
+    return QByteArray();
+}
 
 bool isLoaded(const char *file)
 {
@@ -31,17 +83,6 @@ bool complain(const char *what, const QByteArray &why)
     return false;
 }
 
-// Two drivers side by side.
-bool work(DriverInterface *one, DriverInterface *other)
-{
-    for (DriverInterface *driver : {one, other, one}) {
-        const QByteArray fault = failedWork(driver);
-        if (!fault.isEmpty())
-            return complain("work", fault);
-    }
-    return true;
-}
-
 // As the panel's runtime does: Qt finds the root object, and deletes it when it unloads the file.
 bool cycleThroughQt(const char *file)
 {
@@ -51,25 +92,45 @@ bool cycleThroughQt(const char *file)
     DriverInterface *root = qobject_cast<DriverInterface *>(loader.instance());
     if (!root)
         return complain("load", loader.errorString().toLocal8Bit());
-    if (!work(root, root))
-        return false;
+    const QByteArray fault = failedWork(root) + failedWork(root);
+    if (!fault.isEmpty())
+        return complain("work", fault);
     return loader.unload() || complain("unload", loader.errorString().toLocal8Bit());
 }
 
-// By the other entry point, without Qt.
-bool cycleThroughEntryPoint(const char *file)
+// By the entry points, without Qt. Drivers are made and deleted all the time, while the other
+// threads make requests.
+bool cycleThroughEntryPoints(const char *file)
 {
     void *library = dlopen(file, RTLD_NOW);
     if (!library)
         return complain("dlopen", dlerror());
     const Create create = reinterpret_cast<Create>(dlsym(library, "CreateDriver"));
-    if (!create)
+    const Instance instance = reinterpret_cast<Instance>(dlsym(library, "qt_plugin_instance"));
+    if (!create || !instance)
         return complain("dlsym", dlerror());
-    QScopedPointer<DriverInterface> one(create());
-    QScopedPointer<DriverInterface> other(create());
-    const bool worked = work(one.data(), other.data());
-    one.reset();
-    other.reset();
+    // Qt's macro makes the root object without a lock, so the first call is one thread's alone.
+    QScopedPointer<QObject> root(instance());
+    std::atomic<int> arrived(0);
+    QByteArray faults[THREADS];
+    const auto drive = [&](int k) {
+        ++arrived;
+        while (arrived < THREADS)
+            std::this_thread::yield();
+        for (int pass = 0; pass < PASSES && faults[k].isEmpty(); ++pass) {
+            const QScopedPointer<DriverInterface> driver(create());
+            faults[k] = instance() == root.data() ? failedWork(driver.data()) : "another root";
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int k = 0; k < THREADS; ++k)
+        threads.push_back(std::thread(drive, k));
+    bool worked = true;
+    for (int k = 0; k < THREADS; ++k) {
+        threads[size_t(k)].join();
+        worked = (faults[k].isEmpty() || complain("work", faults[k])) && worked;
+    }
+    root.reset();
     return worked && (dlclose(library) == 0 || complain("dlclose", dlerror()));
 }
 
@@ -84,7 +145,7 @@ int main(int argc, char **argv)
     }
     QCoreApplication application(argc, argv);
     for (int k = 0; k < cycles; ++k) {
-        for (bool (*cycle)(const char *) : {cycleThroughQt, cycleThroughEntryPoint}) {
+        for (bool (*cycle)(const char *) : {cycleThroughQt, cycleThroughEntryPoints}) {
             if (!cycle(argv[1]))
                 return 1;
             if (isLoaded(argv[1])) {
@@ -93,7 +154,6 @@ int main(int argc, char **argv)
             }
         }
     }
-    std::printf("%d cycles, each loaded and unloaded by Qt and by dlopen, with %d requests\n",
-                cycles, 6 * WORK_REQUESTS);
+    std::printf("%d cycles, each loaded and unloaded by Qt and by dlopen\n", cycles);
     return 0;
 }

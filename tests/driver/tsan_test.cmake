@@ -1,6 +1,6 @@
 # Builds test programs with the thread sanitizer, whatever the tree itself is built with, and runs them. Run
 # with cmake -P and SOURCE, WORK, and two lists that are separated by "|": OPTIONS for CMake, and PROGRAMS
-# as folder/program below tests/.
+# as folder/program below tests/, with arguments.
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
   if(NOT status EQUAL 0)
@@ -13,7 +13,9 @@ string(REPLACE "|" ";" programs "${PROGRAMS}")
 run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK} ${options} -DKV_SANITIZE=thread
   -DCMAKE_BUILD_TYPE=RelWithDebInfo)
 foreach(program ${programs})
-  get_filename_component(target ${program} NAME)
+  separate_arguments(program)
+  list(GET program 0 target)
+  get_filename_component(target ${target} NAME)
   run(${CMAKE_COMMAND} --build ${WORK} --target ${target})
   run(${WORK}/tests/${program})
 endforeach()
