@@ -44,8 +44,8 @@ public:
     /// @return 1; 0 for other codes
     int control(int code, const QVariant &value) override;
 
-    /// Waits for replies that are still due, as code 12 does, also when the PLC is silent. Whoever
-    /// opens the port next would otherwise get them.
+    /// Waits for replies that are still due, as code 12 does, also when the PLC is silent. The
+    /// next program that opens the port would otherwise get them.
     void awaitReplies();
 
     /// Has the wire rest before the next line.

@@ -33,10 +33,10 @@ public:
     /// does not wait. @return whether it is worth reading
     virtual bool waitForInput(qint64 ms) = 0;
 
-    /// Milliseconds of a clock that nobody sets.
+    /// Milliseconds of a monotonic clock.
     virtual qint64 nowMs() const = 0;
 
-    /// The milliseconds that so many bytes take at most to leave the port; 0 where nobody can tell.
+    /// The milliseconds that so many bytes take at most to leave the port; 0 where that is unknown.
     virtual qint64 transmissionMs(int) const { return 0; }
 
     /// Whether nothing can come or go any more.

@@ -19,7 +19,7 @@ public:
     {
         if (!m_database.isOpen())
             return;
-        // Not sooner: a query of no connection takes the default one and logs when that is another
+        // Not earlier: a query without a connection takes the default one and logs when that is another
         // thread's.
         m_query.reset(new QSqlQuery(m_database));
         m_query->setForwardOnly(true);

@@ -156,7 +156,7 @@ KV_L20V_Form KV_L20V_BitForm(const KV_L20V_Device &device, const QByteArray &add
     return asInTable ? KV_L20V_Contacts : KV_L20V_Bits;
 }
 
-// Exception: a relay in lower case is none.
+// Exception: the bits of a relay in lower case are written one by one.
 bool KV_L20V_IsBitRun(const KV_L20V_Device &device, const QByteArray &address)
 {
     for (int i = 0; i < device.runLetters; ++i) {

@@ -9,7 +9,7 @@ namespace
 
 const quint64 UINT32_LIMIT = 0xFFFFFFFFu;
 
-// The value of each character as a hexadecimal digit; for one that is none, a value that stays
+// The value of each character as a hexadecimal digit; for another character, a value that stays
 // above every word wherever its digit stands.
 const quint32 XX = 0x10000;
 // clang-format off
