@@ -81,7 +81,7 @@ public:
         const QString ready = nextLine(&process).trimmed();
         const bool tcp = ready.startsWith("tcp");
         place = ready.section(' ', 1);
-        road = words(QLatin1String(tcp ? "--tcp %1" : "--port %1,9600,8n1"))
+        wire = words(QLatin1String(tcp ? "--tcp %1" : "--port %1,9600,8n1"))
                    .replaceInStrings("%1", place);
     }
     ~Simulator() { stop(); }
@@ -94,7 +94,7 @@ public:
 
     QProcess process;
     QString place;    ///< the terminal's path, or HOST:PORT
-    QStringList road; ///< the options with which kvlink finds it
+    QStringList wire; ///< the options with which kvlink finds it
 
 private:
     Q_DISABLE_COPY(Simulator)

@@ -36,7 +36,7 @@ const struct {
 
 // Of BBBBB020, the device is not BBBBB.
 const struct {
-    const char *name; // what is told
+    const char *name; // a part of the error text
     const char *expressions;
 } REFUSED_EXPRESSIONS[] = {
     {"is not ADDRESS", "|DM|100|DM1F|B1G|DM1:|DM1[]|DM1[2|DM1[-1]|DM1[2]:u16|DM100000000|BBBBB020"},

@@ -51,9 +51,10 @@ const struct {
 
 // A name is what is run: the options of a kvsim of its own and ">", if one is needed, then kvlink's
 // command lines with ";" between them. All but the last must succeed, and their output comes first.
-// In kvsim's options "+" is a blank. Placeholders there: ROAD leads to the PLC, PLC names its
-// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a line, ALL, and STAMP before a traced line. The
-// output is compared whole; of what is told a part, or all behind "^".
+// In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, PLC names its
+// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a line,
+// ALL, and STAMP before a traced line. The output is compared whole; of stderr a part, or all behind
+// "^".
 const struct {
     const char *name;
     int status;
@@ -116,7 +117,7 @@ const struct {
      "STAMP #1 > RDS DM00100.H 2\\r\\n ; read 2 words from DM100\n"
      "STAMP #1 < 1234 00FF\\r\\n ; 2 words\n"
      "STAMP #1 > CQ\\r\\n ; close\nSTAMP #1 < CF\\r\\n ; closed\n"},
-    {"ROAD --station 7 --trace --retry 1 read DM70000", 1, "",
+    {"WIRE --station 7 --trace --retry 1 read DM70000", 1, "",
      "STAMP #1 < E0\\r\\n ; error reply 0\nSTAMP #1 > CQ\\r\\n ; close\n"
      "STAMP #1 < CF\\r\\n ; closed\nSTAMP #2 > CR 07\\r\\n ; open station 07\nALL"
      "error reply \"E0\" to \"RDS DM70000.H 1\" on "},
@@ -138,7 +139,7 @@ const struct {
     {"PLC read DM1 -k nibble", 2, "", "nibble: expected bit, "},
     {"PLC write DM1=1 DM2=65536", 2, "", "\"65536\" of DM2"},
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
-    {"ROAD --station 100 read DM1", 2, "", "100"},
+    {"WIRE --station 100 read DM1", 2, "", "100"},
     {"--port /dev/null,9600,9e1 read DM1", 2, "", "9e1"},
     {"--port /dev/kv-no-such-port read DM1", 3, "", "/dev/kv-no-such-port"},
     {"PLC --driver no-such-driver.so read DM1", 3, "", "no-such-driver.so"},
@@ -151,9 +152,9 @@ const struct {
     {"PLC read DM70000 EM70000", 1, "", "DM70000: error reply"},
     {"PLC write DM70000=1 DM330=2 ", 6, "", "DM70000: error reply"},
     {"PLC read DM104:bcd[2]", 5, "", "DM105 holds 0x12AB"},
-    {"ROAD --station 8 --retry 1 --timeout 50 read DM1", 4, "",
+    {"WIRE --station 8 --retry 1 --timeout 50 read DM1", 4, "",
      "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number, --timeout"},
-    {"ROAD --station 8 --timeout 201 --delay 300 --retry 0 --trace read DM1", 4, "",
+    {"WIRE --station 8 --timeout 201 --delay 300 --retry 0 --trace read DM1", 4, "",
      "CR 08ALL within 201 ms"},
     // The project's station.
     {"read DM1 --project-port COM2 --sim --trace --project FOLDER/project", 0, "0\n", "> CR 01"},
@@ -174,14 +175,14 @@ const struct {
     {"PLC ping --count 2 --interval 1", 0,
      "1: open NUM ms, close NUM ms\n2: open NUM ms, close NUM ms\n",
      "2 requests, 2 replies, 0 retries, 0 time-outs, 0 errors; min "},
-    {"ROAD --station 8 --timeout 20 ping --count 2 --interval 1", 4, "",
+    {"WIRE --station 8 --timeout 20 ping --count 2 --interval 1", 4, "",
      "2: no reply to \"CR 08\" on ANY\nkvlink: 2 requests, 0 replies, 0 retries, "
      "2 time-outs, 2 errors\n"},
     {"PLC bench DM100 -n 2 --requests 20 --baud 9600", 0,
      "requests per second: NUM\np50: NUM ms\np99: NUM ms\n"
      "share of the line's time: NUM % at 9600 baud\n",
      "20 requests, 20 replies, 0 retries, 0 time-outs, 0 errors; min "},
-    {"ROAD --station 7 bench DM70000 --requests 2 --retry 1", 1, "",
+    {"WIRE --station 7 bench DM70000 --requests 2 --retry 1", 1, "",
      "2 requests, 2 replies, 2 retries, 0 time-outs, 2 errors; min "},
     {"PLC replay FOLDER/equal", 0, "", "3 of 3 recorded requests sent, 0 different replies"},
     {"PLC replay FOLDER/different", 7,
@@ -213,7 +214,7 @@ const struct {
     {"--fault no-reply:once+2 > PLC read DM5", 4, "", "no reply to \"RDS"},
     {"--fault late:once+2,60000 > PLC read DM5", 4, "", "no reply to \"RDS"},
     {"--fault silence:once+1,1 > PLC read DM5", 4, "", "no reply to \"CR"},
-    {"--fault silence:once+1,1 > ROAD --station 7 --retry 20 --timeout 100 read DM5", 0, "0\n", ""},
+    {"--fault silence:once+1,1 > WIRE --station 7 --retry 20 --timeout 100 read DM5", 0, "0\n", ""},
     {"--fault close-connection:once+2 --tcp 0 > PLC read DM5", 4, "", "closed the connection"},
     {"--fault doubled:once+2 > PLC read DM5", 5, "", "unusable reply"},
     {"--fault noise-before:once+2 > PLC read DM5", 5, "", "unusable reply"},
@@ -223,7 +224,7 @@ const struct {
     {"--fault wrong-close > PLC read DM5", 5, "", "unusable reply"},
     {"--fault error-reply:once+1,1 > PLC read DM5", 1, "", "error reply \"E1\""},
     // 817 characters take 936 ms, longer than an answer is waited for.
-    {"--baud 9600 > ROAD --station 7 --retry 0 --timeout 500 write DM1:string[320]=7", 0, "", ""},
+    {"--baud 9600 > WIRE --station 7 --retry 0 --timeout 500 write DM1:string[320]=7", 0, "", ""},
     {"--fault split:every+2,1 --set DM5=4660 > PLC read DM5", 0, "4660\n", ""},
     {"--fault cut:once+2,2 > PLC read DM5", 5, "",
      "\"RDS DM00005.H 1\" on ANY: expected words of 4 hexadecimal digits, received \"00\""},
@@ -311,9 +312,9 @@ private slots:
                  qPrintable(outcome.err));
         QCOMPARE(outcome.status, row.status);
         if (name.startsWith("--fault")) {
-            const QString told = own->stop().err;
-            QVERIFY2(told.contains(QRegularExpression("kvsim: fault [a-z-]+: 1\n")),
-                     qPrintable(told));
+            const QString printed = own->stop().err;
+            QVERIFY2(printed.contains(QRegularExpression("kvsim: fault [a-z-]+: 1\n")),
+                     qPrintable(printed));
         }
     }
 
@@ -430,8 +431,8 @@ private:
     {
         if (own)
             text.replace("PLC", QString("PLC --timeout %1").arg(REPLY_MS));
-        text.replace("PLC", "ROAD --station 7 --retry 0");
-        text.replace("ROAD", (own ? own : &m_plc)->road.join(' '));
+        text.replace("PLC", "WIRE --station 7 --retry 0");
+        text.replace("WIRE", (own ? own : &m_plc)->wire.join(' '));
         return words(text.replace("FOLDER", m_folder.path())).replaceInStrings("''", "");
     }
 

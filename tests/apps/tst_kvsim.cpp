@@ -18,7 +18,7 @@ namespace
 
 Outcome kvlink(const Simulator &simulator, const QString &arguments)
 {
-    return kvlink(simulator.road + words(arguments));
+    return kvlink(simulator.wire + words(arguments));
 }
 
 Outcome kvsim(const QString &arguments)
@@ -127,7 +127,7 @@ private slots:
         for (const int signal : {SIGTERM, SIGHUP}) {
             Simulator simulator(words("--station 12 --set DM100=4660 --link") << path);
             QCOMPARE(simulator.place, QFile::symLinkTarget(path));
-            simulator.road.last().replace(simulator.place, path);
+            simulator.wire.last().replace(simulator.place, path);
             QCOMPARE(kvlink(simulator, "--station 12 read DM100").out, QString("4660\n"));
             QCOMPARE(::kill(pid_t(simulator.process.processId()), signal), 0);
             const Outcome end = ended(&simulator.process);

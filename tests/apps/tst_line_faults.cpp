@@ -1,4 +1,4 @@
-// Ports and peers that fail under the channels and under kvlink: what is told, with which status,
+// Ports and peers that fail under the channels and under kvlink: what is printed, with which status,
 // and how soon.
 #include "runtime/device_channel.h"
 #include "runtime/driver_plugin.h"
@@ -29,7 +29,7 @@ namespace
 // What a program may take beyond the time under test: its start and end, on a busy machine.
 const int SLACK_MS = 3000 * KV_TEST_PATIENCE;
 
-// Longer than the slack, so that coming back "at once" is told from waiting.
+// Longer than the slack, so that coming back "at once" differs from waiting.
 const int LONG_MS = 5 * SLACK_MS;
 
 qint64 heapBytes()
@@ -104,7 +104,7 @@ QStringList requestWords(const char *text, int timeoutMs)
 
 const struct {
     const char *name;
-    LinePeer::Road road;
+    LinePeer::Wire wire;
     const char *script;
 } BREAKS[] = {
     {"port gone before the first reply", LinePeer::Pty, "<|X"},
@@ -142,7 +142,7 @@ const struct {
 
 const struct {
     const char *name;
-    LinePeer::Road road;
+    LinePeer::Wire wire;
     QList<int> signalNumbers;
     const char *answer; // the peer's, whole without a signal in it
     int timeoutMs;
@@ -174,26 +174,26 @@ private slots:
         LinePeer taken(LinePeer::Pty);
         LinePeer full(LinePeer::Tcp);
         std::unique_ptr<LinePeer> gone(new LinePeer(LinePeer::Tcp));
-        const QStringList refused = gone->road();
+        const QStringList refused = gone->wire();
         gone.reset();
         QCOMPARE(::chmod(qPrintable(locked.place()), 0), 0);
         QVERIFY(full.refuseToAccept());
-        Kvlink owner(taken.road() + requestWords("read DM1", LONG_MS));
+        Kvlink owner(taken.wire() + requestWords("read DM1", LONG_MS));
         QVERIFY(taken.play("<"));
         const struct {
-            QStringList road;
+            QStringList wire;
             const char *message;
         } rows[] = {
             {{"--port", folder.filePath("missing")}, "No such file or directory"},
             {{"--port", folder.path()}, "Is a directory"},
             {{"--port", QFINDTESTDATA("tst_line_faults.cpp")}, "it is not a serial port"},
-            {locked.road(), "Permission denied"},
-            {taken.road(), "another process uses it"},
+            {locked.wire(), "Permission denied"},
+            {taken.wire(), "another process uses it"},
             {refused, "Connection refused"},
-            {full.road(), "Socket operation timed out"},
+            {full.wire(), "Socket operation timed out"},
         };
         for (const auto &row : rows) {
-            Kvlink program(row.road + requestWords("read DM1", 200));
+            Kvlink program(row.wire + requestWords("read DM1", 200));
             const Outcome outcome = ended(&program);
             QVERIFY2(outcome.err.startsWith("kvlink: cannot ") &&
                          outcome.err.endsWith(QString(row.message) + '\n'),
@@ -211,11 +211,11 @@ private slots:
     void breaksInMidRequest()
     {
         const auto &row = currentRow(BREAKS);
-        LinePeer peer(row.road);
-        Kvlink program(peer.road() + requestWords("read DM1", LONG_MS));
+        LinePeer peer(row.wire);
+        Kvlink program(peer.wire() + requestWords("read DM1", LONG_MS));
         QVERIFY(peer.play(row.script));
         const Outcome outcome = ended(&program);
-        QVERIFY2(outcome.err.contains(QLatin1String(row.road == LinePeer::Pty
+        QVERIFY2(outcome.err.contains(QLatin1String(row.wire == LinePeer::Pty
                                                         ? "the port is gone or broken"
                                                         : "The remote host closed the connection")),
                  qPrintable(outcome.err));
@@ -230,7 +230,7 @@ private slots:
     {
         const auto &row = currentRow(ANSWERS);
         LinePeer peer(LinePeer::Pty);
-        Kvlink program(peer.road() + requestWords(row.name, LONG_MS));
+        Kvlink program(peer.wire() + requestWords(row.name, LONG_MS));
         QVERIFY(peer.play(row.script));
         const Outcome outcome = ended(&program);
         QVERIFY2((outcome.err + outcome.out).contains(row.output), qPrintable(outcome.err));
@@ -240,7 +240,7 @@ private slots:
     void monitorLeavesASilentConnection()
     {
         LinePeer peer(LinePeer::Tcp);
-        Kvlink monitor(peer.road() + requestWords("monitor DM1 --interval 20 --format value "
+        Kvlink monitor(peer.wire() + requestWords("monitor DM1 --interval 20 --format value "
                                                   "--retry 0",
                                                   10 * REPLY_MS));
         QVERIFY(peer.play(EXCHANGE(">1234")));
@@ -263,7 +263,7 @@ private slots:
     void monitorReopensSoonWhileAnItemIsAnswered()
     {
         LinePeer peer(LinePeer::Tcp);
-        Kvlink monitor(peer.road() + requestWords("monitor DM0 DM9 --no-merge --interval 1 "
+        Kvlink monitor(peer.wire() + requestWords("monitor DM0 DM9 --no-merge --interval 1 "
                                                   "--retry 0",
                                                   LONG_MS));
         for (int sample = 0; sample < 7; ++sample)
@@ -281,10 +281,10 @@ private slots:
     {
         const auto &row = currentRow(SIGNALS);
         const int status = row.status;
-        LinePeer peer(row.road);
+        LinePeer peer(row.wire);
         const bool isIgnored = QByteArray(row.name) == "below nohup";
         std::signal(SIGHUP, isIgnored ? SIG_IGN : SIG_DFL); // the program inherits it
-        Kvlink program(peer.road() + requestWords("read DM1 T1 --retry 1000", row.timeoutMs));
+        Kvlink program(peer.wire() + requestWords("read DM1 T1 --retry 1000", row.timeoutMs));
         QVERIFY(peer.play("<"));
         std::signal(SIGHUP, SIG_DFL);
         for (int number : row.signalNumbers) {
@@ -312,7 +312,7 @@ private slots:
     {
         LinePeer peer(LinePeer::Pty);
         const QString pause = QString::number(1000 * KV_TEST_PATIENCE);
-        Kvlink program(peer.road() + requestWords("bench DM1", LONG_MS) +
+        Kvlink program(peer.wire() + requestWords("bench DM1", LONG_MS) +
                        QStringList{"--delay", pause});
         QVERIFY(peer.play(EXCHANGE(">1234")));
         program.send(SIGINT);
@@ -328,7 +328,7 @@ private slots:
     {
         LinePeer peer(LinePeer::Pty);
         const int timeoutMs = 500 * KV_TEST_PATIENCE;
-        Kvlink program(peer.road() + requestWords("read DM1 --retry 0", timeoutMs));
+        Kvlink program(peer.wire() + requestWords("read DM1 --retry 0", timeoutMs));
         QVERIFY(peer.play("<|>CC 00|<|>>1"));
         program.send(SIGINT);
         while (program.state() != QProcess::NotRunning && program.elapsedMs() < PATIENCE_MS) {
@@ -344,7 +344,7 @@ private slots:
     {
         const Simulator plc(words("--tcp 0"));
         const QStringList commands[] = {words("--sim monitor DM1 --interval 10"),
-                                        plc.road + words("ping --count 0 --interval 10")};
+                                        plc.wire + words("ping --count 0 --interval 10")};
         for (const QStringList &command : commands) {
             QProcess shell;
             shell.start("bash", QStringList() << "-c"

@@ -87,7 +87,7 @@ bool complain(const char *what, const QByteArray &why)
 bool cycleThroughQt(const char *file)
 {
     QPluginLoader loader(QString::fromLocal8Bit(file));
-    // Qt 5 keeps plug-ins in memory unless told otherwise.
+    // Qt 5 keeps plug-ins in memory unless asked otherwise.
     loader.setLoadHints(QLibrary::LoadHints());
     DriverInterface *root = qobject_cast<DriverInterface *>(loader.instance());
     if (!root)

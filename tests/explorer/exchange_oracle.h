@@ -73,7 +73,7 @@ private:
     bool m_ended;
 };
 
-/// A request of the driver, told by its lines.
+/// A request of the driver, known by its lines.
 struct ExplorerRequest {
     const char *name;
     CommandKind kind;

@@ -216,7 +216,7 @@ private slots:
                                                             QList<Hit>() << hit, refusal, i % 2);
                     const bool excused =
                         wrong.startsWith("unseen") && isForged(asked, good, variants.at(i / 2));
-                    QVERIFY2(wrong.isEmpty() || excused, told(wrong, hit, good).constData());
+                    QVERIFY2(wrong.isEmpty() || excused, wrongText(wrong, hit, good).constData());
                     // With one attempt a refused contact keeps the next one from being asked for.
                     if (i % 2 == 1)
                         QCOMPARE(m_explorer.met - before, 1);
@@ -252,7 +252,7 @@ private slots:
                         const QByteArray wrong =
                             m_explorer.run(requests, QList<Hit>() << one << other, "", 1);
                         QVERIFY2(wrong.isEmpty(),
-                                 told(told(wrong, one, "*"), other, "*").constData());
+                                 wrongText(wrongText(wrong, one, "*"), other, "*").constData());
                     }
                 }
             }
@@ -275,7 +275,7 @@ private:
         return list;
     }
 
-    static QByteArray told(const QByteArray &wrong, const Hit &hit, const QByteArray &good)
+    static QByteArray wrongText(const QByteArray &wrong, const Hit &hit, const QByteArray &good)
     {
         QByteArray text = wrong + " at reply " + QByteArray::number(hit.reply) + ":";
         for (const Piece &piece : hit.of(good))

@@ -27,11 +27,11 @@
 class LinePeer
 {
 public:
-    enum Road { Pty, Tcp };
+    enum Wire { Pty, Tcp };
 
-    explicit LinePeer(Road road) : m_listener(-1), m_line(-1), m_held(-1)
+    explicit LinePeer(Wire wire) : m_listener(-1), m_line(-1), m_held(-1)
     {
-        if (road == Pty)
+        if (wire == Pty)
             openTerminal();
         else
             listenAt(SOMAXCONN);
@@ -46,7 +46,7 @@ public:
     QString place() const { return m_place; }
 
     /// The options with which kvlink finds this end.
-    QStringList road() const
+    QStringList wire() const
     {
         if (m_listener >= 0)
             return QStringList() << "--tcp" << m_place;

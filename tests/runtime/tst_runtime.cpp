@@ -102,7 +102,7 @@ struct SlowChannel : public DeviceChannel {
 
 /// A port that this process has opened, and its far end.
 struct Line {
-    explicit Line(LinePeer::Road road) : peer(road)
+    explicit Line(LinePeer::Wire wire) : peer(wire)
     {
         setting.device = peer.place();
         isTcp = parseTcpAddress(peer.place(), &address).isGood();
@@ -170,8 +170,8 @@ private slots:
 
     void discardsInput()
     {
-        for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
-            Line line(road);
+        for (LinePeer::Wire wire : {LinePeer::Pty, LinePeer::Tcp}) {
+            Line line(wire);
             const std::unique_ptr<Port> port = line.open();
             QVERIFY2(port, qPrintable(line.error));
             DeviceChannel channel(*port, withTimeout(LONG_MS));
@@ -268,8 +268,8 @@ private slots:
 
     void unsentBytesDoNotComeLate()
     {
-        for (LinePeer::Road road : {LinePeer::Pty, LinePeer::Tcp}) {
-            Line line(road);
+        for (LinePeer::Wire wire : {LinePeer::Pty, LinePeer::Tcp}) {
+            Line line(wire);
             const std::unique_ptr<Port> port = line.open();
             QVERIFY2(port, qPrintable(line.error));
             DeviceChannel channel(*port, withTimeout(50));
