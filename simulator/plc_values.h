@@ -1,5 +1,5 @@
-/// The fields of a line to the simulated PLC, and the texts of values in lines and replies. Only the
-/// exact forms are taken, so that a mistake of the driver shows.
+/// The fields of a line to the simulated PLC, and the texts of values in lines and replies. Only
+/// the exact forms are taken, so that a mistake of the driver shows.
 #ifndef SIMULATOR_PLC_VALUES_H
 #define SIMULATOR_PLC_VALUES_H
 

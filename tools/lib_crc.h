@@ -3,8 +3,8 @@
 ///
 /// Each step takes the CRC register and a message byte and gives the next register; none of them
 /// applies a starting value or a final XOR. The lookup tables are built at the first step that
-/// needs them, once, also when first steps of several threads race. Registers are unsigned short, or
-/// unsigned int for 32 bits; message bytes are unsigned char, as plain char differs by machine.
+/// needs them, once, also when first steps of several threads race. Registers are unsigned short,
+/// or unsigned int for 32 bits; message bytes are unsigned char, as plain char differs by machine.
 ///
 /// | from     | step              | gives                                       |
 /// |----------|-------------------|---------------------------------------------|

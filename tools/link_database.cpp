@@ -19,8 +19,8 @@ public:
     {
         if (!m_database.isOpen())
             return;
-        // Not earlier: a query without a connection takes the default one and logs when that is another
-        // thread's.
+        // Not earlier: a query without a connection takes the default one and logs when that is
+        // another thread's.
         m_query.reset(new QSqlQuery(m_database));
         m_query->setForwardOnly(true);
         if (!m_query->prepare(statement))

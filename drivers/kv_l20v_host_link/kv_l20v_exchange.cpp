@@ -92,8 +92,8 @@ int DriverKV_L20V_HostLink::endComm(AbstractDeviceInterface *device)
            failed(QLatin1String(INVALID_RESPONSE));
 }
 
-// Makes the exchange of an open or close line, into a reply buffer of BUFFER_SIZE. The caller checks
-// the form of a reply that is not a refusal.
+// Makes the exchange of an open or close line, into a reply buffer of BUFFER_SIZE. The caller
+// checks the form of a reply that is not a refusal.
 bool DriverKV_L20V_HostLink::bracket(AbstractDeviceInterface *device, const char *line, int length,
                                      char *reply)
 {
@@ -129,9 +129,9 @@ bool DriverKV_L20V_HostLink::failedByErrorReply(const char *reply, int received)
     return true;
 }
 
-// Receives the reply of a data line into the response buffer. A refusal shows a PLC that is still in
-// step, so it gets the close line; after silence nothing more is sent. When that close fails, its
-// text replaces the refusal's: the user has to mend the wire first.
+// Receives the reply of a data line into the response buffer. A refusal shows a PLC that is still
+// in step, so it gets the close line; after silence nothing more is sent. When that close fails,
+// its text replaces the refusal's: the user has to mend the wire first.
 bool DriverKV_L20V_HostLink::receiveRsp(AbstractDeviceInterface *device)
 {
     resetRsp();

@@ -371,8 +371,8 @@ bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
                       .arg(QString::number(bytes), QString::number(MAX_DATA_LENGTH)));
 }
 
-// Whether a line of words can name an address: of a hexadecimal device (B, W, VB) with a number, and
-// of a device in the table. Other devices without a number count as number 0.
+// Whether a line of words can name an address: of a hexadecimal device (B, W, VB) with a number,
+// and of a device in the table. Other devices without a number count as number 0.
 bool DriverKV_L20V_HostLink::checkWordAddress(const KV_L20V_Device &row, const QByteArray &address)
 {
     bool isNumber = true;

@@ -8,8 +8,8 @@
 
 extern "C" {
 
-/// Creates a further, independent driver object; the caller owns it and deletes it. Null when memory
-/// is short.
+/// Creates a further, independent driver object; the caller owns it and deletes it. Null when
+/// memory is short.
 Q_DECL_EXPORT DriverInterface *CreateDriver();
 
 DriverInterface *CreateDriver()

@@ -52,9 +52,9 @@ const struct {
 // A name is what is run: the options of a kvsim of its own and ">", if one is needed, then kvlink's
 // command lines with ";" between them. All but the last must succeed, and their output comes first.
 // In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, PLC names its
-// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a line,
-// ALL, and STAMP before a traced line. The output is compared whole; of stderr a part, or all behind
-// "^".
+// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a
+// line, ALL, and STAMP before a traced line. The output is compared whole; of stderr a part, or all
+// behind "^".
 const struct {
     const char *name;
     int status;
@@ -153,7 +153,8 @@ const struct {
     {"PLC write DM70000=1 DM330=2 ", 6, "", "DM70000: error reply"},
     {"PLC read DM104:bcd[2]", 5, "", "DM105 holds 0x12AB"},
     {"WIRE --station 8 --retry 1 --timeout 50 read DM1", 4, "",
-     "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number, --timeout"},
+     "within 50 ms (2 attempts, 0 bytes): check cable, baud rate, parity, station number, "
+     "--timeout"},
     {"WIRE --station 8 --timeout 201 --delay 300 --retry 0 --trace read DM1", 4, "",
      "CR 08ALL within 201 ms"},
     // The project's station.

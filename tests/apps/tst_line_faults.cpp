@@ -1,5 +1,5 @@
-// Ports and peers that fail under the channels and under kvlink: what is printed, with which status,
-// and how soon.
+// Ports and peers that fail under the channels and under kvlink: what is printed, with which
+// status, and how soon.
 #include "runtime/device_channel.h"
 #include "runtime/driver_plugin.h"
 #include "runtime/serial_port.h"
