@@ -74,7 +74,7 @@ const struct {
     {"PLC write MR2 0x8001 ; PLC read MR200 -n 3 -k bit ; PLC read MR215:bit", 0, "1\n0\n0\n1\n",
      ""},
     {"PLC read DM100 DM101:hex T3 R1215:bit R1214:bit[3]", 0,
-     "DM100 4660\nDM101:hex 0x00FF\nT3 77\nR1215:bit 1\nR1214:bit[3] 0 1 0\n", ""},
+     "DM100 4660\nDM101:hex 0x00FF\nT3 77\nR1215:bit 1\nR1214:bit[3] 1 1 0\n", ""},
     {"PLC read DM102:f32 DM110:string[4]", 0, "DM102:f32 nan\nDM110:string[4] ab,\n", ""},
     {"PLC read DM102:u32 DM102:u32[1] --word-order high-first", 0,
      "DM102:u32 32704\nDM102:u32[1] 32704\n", ""},
@@ -82,7 +82,6 @@ const struct {
     {"PLC write DM301=7,8 DM302 DM303:f32=-1.5 DM303:hex[2] R0:bit=1,1 T7=5 --verify", 0,
      "DM302 8\nDM303:hex[2] 0x0000 0xBFC0\n", ""},
     {"PLC write r100 1 1 -k bit --verify", 0, "", ""},
-    {"PLC write DM900=7 --verify", 7, "", "DM900 differs: wrote 7, read back "},
     {"PLC write DM899=0,7 DM1=1 --verify", 7, "", "DM900 differs: wrote 7, read back "},
     // Formats.
     {"PLC read DM100[2]", 0, "4660\n255\n", ""},
@@ -213,14 +212,10 @@ const struct {
     // Faults. The replies of one exchange are the opening, the data and the close.
     {"--trace=/dev/null > PLC read DM5", 0, "0\n", ""},
     {"--fault no-reply:once+2 > PLC read DM5", 4, "", "no reply to \"RDS"},
-    {"--fault late:once+2,60000 > PLC read DM5", 4, "", "no reply to \"RDS"},
     {"--fault silence:once+1,1 > PLC read DM5", 4, "", "no reply to \"CR"},
     {"--fault silence:once+1,1 > WIRE --station 7 --retry 20 --timeout 100 read DM5", 0, "0\n", ""},
     {"--fault close-connection:once+2 --tcp 0 > PLC read DM5", 4, "", "closed the connection"},
     {"--fault doubled:once+2 > PLC read DM5", 5, "", "unusable reply"},
-    {"--fault noise-before:once+2 > PLC read DM5", 5, "", "unusable reply"},
-    {"--fault noise-inside:1 > PLC read DM5", 5, "", "unusable reply"},
-    {"--fault noise-after:once+2,3 > PLC read DM5", 5, "", "unusable reply"},
     {"--fault wrong-station > PLC read DM5", 5, "", "unusable reply"},
     {"--fault wrong-close > PLC read DM5", 5, "", "unusable reply"},
     {"--fault error-reply:once+1,1 > PLC read DM5", 1, "", "error reply \"E1\""},
@@ -439,10 +434,11 @@ private:
 
     QTemporaryDir m_folder;
     // DM900 moves by itself between 1 and 2.
-    Simulator m_plc{words("--tcp 0 --station 7 --live DM900=ramp:1,2,1000 --set DM100=4660 "
-                          "--set DM101=255 --set T3=77 --set R1215=1 --set DM110=25185 "
-                          "--set DM111=44 --set DM103=32704 --set DM105=4779 --set DM112=228 "
-                          "--set DM120=23323 --set DM65533=8 --set DM130=8765 --set DM131=65372")};
+    Simulator m_plc{
+        words("--tcp 0 --station 7 --live DM900=ramp:1,2,1000 --set DM100=4660 "
+              "--set DM101=255 --set T3=77 --set R1215=1 --set R1200.H=49152 --set DM110=25185 "
+              "--set DM111=44 --set DM103=32704 --set DM105=4779 --set DM112=228 "
+              "--set DM120=23323 --set DM65533=8 --set DM130=8765 --set DM131=65372")};
 };
 
 QTEST_GUILESS_MAIN(TestKvlink)

@@ -25,6 +25,7 @@ const int PASSES = 3; // of each thread
 
 typedef DriverInterface *(*Create)();
 typedef QObject *(*Instance)();
+typedef const char *(*Query)();
 
 const struct {
     CommandKind kind;
@@ -89,8 +90,10 @@ bool cycleThroughQt(const char *file)
     QPluginLoader loader(QString::fromLocal8Bit(file));
     // Qt 5 keeps plug-ins in memory unless asked otherwise.
     loader.setLoadHints(QLibrary::LoadHints());
-    DriverInterface *root = qobject_cast<DriverInterface *>(loader.instance());
-    if (!root)
+    QObject *const object = loader.instance();
+    DriverInterface *const root = qobject_cast<DriverInterface *>(object);
+    if (!root || root->getThisObject() != object || object->parent() ||
+        qstrcmp(object->metaObject()->className(), "DriverKV_L20V_HostLink") != 0)
         return complain("load", loader.errorString().toLocal8Bit());
     const QByteArray fault = failedWork(root) + failedWork(root);
     if (!fault.isEmpty())
@@ -109,6 +112,14 @@ bool cycleThroughEntryPoints(const char *file)
     const Instance instance = reinterpret_cast<Instance>(dlsym(library, "qt_plugin_instance"));
     if (!create || !instance)
         return complain("dlsym", dlerror());
+#if QT_VERSION >= 0x050000 // with Qt 4 it states the Qt that the plug-in is built with
+    const Query query =
+        reinterpret_cast<Query>(dlsym(library, "qt_plugin_query_verification_data"));
+    const char *const text = query ? query() : dlerror();
+    if (qstrcmp(text, "pattern=QT_PLUGIN_VERIFICATION_DATA\nversion=4.8.6\ndebug=false\n"
+                      "buildkey=arm linux g++-4 no-pkg-config") != 0)
+        return complain("the panel's verification text", text);
+#endif
     // Qt's macro makes the root object without a lock, so the first call is one thread's alone.
     QScopedPointer<QObject> root(instance());
     std::atomic<int> arrived(0);
@@ -130,6 +141,9 @@ bool cycleThroughEntryPoints(const char *file)
         threads[size_t(k)].join();
         worked = (faults[k].isEmpty() || complain("work", faults[k])) && worked;
     }
+    root.reset();
+    root.reset(instance());
+    worked = worked && (qobject_cast<DriverInterface *>(root.data()) || complain("next root", ""));
     root.reset();
     return worked && (dlclose(library) == 0 || complain("dlclose", dlerror()));
 }

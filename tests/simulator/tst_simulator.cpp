@@ -234,18 +234,6 @@ private slots:
         }
     }
 
-    void assignsByText()
-    {
-        PlcMemory memory;
-        QByteArray error;
-        for (const char *text : {"DM100=4660", "R1200.H=3", "R1315=1", "T12=100"})
-            QVERIFY2(memory.assign(text, &error) && error.isEmpty(), text);
-        QCOMPARE(memory.word("DM", 100), quint16(0x1234));
-        QCOMPARE(memory.word("R", 12), quint16(0x0003));
-        QCOMPARE(memory.word("R", 13), quint16(0x8000));
-        QCOMPARE(memory.timer("T", 12).current, 100u);
-    }
-
     void directAccessKnowsDeviceLimits()
     {
         PlcMemory memory;
