@@ -27,6 +27,9 @@ typedef DriverInterface *(*Create)();
 typedef QObject *(*Instance)();
 typedef const char *(*Query)();
 
+#define OPEN "!|>CR 00|<CC 00|"
+#define CLOSE "|!|>CQ|<CF"
+
 const struct {
     CommandKind kind;
     quint32 count;
@@ -36,17 +39,14 @@ const struct {
     const char *result;  // the data that is read, in hexadecimal, or how a write ended
     const char *error;
 } REQUESTS[] = {
-    {Word, 2, "DM100", "!|>CR 00|<CC 00|!|>RDS DM00100.H 2|<1234 00FF|!|>CQ|<CF", 0, "3412ff00",
-     ""},
-    {DoubleWord, 1, "T12", "!|>CR 00|<CC 00|!|>RDS T12 1|<1,0000000005,0000000100|!|>CQ|<CF", 0,
-     "05000000", ""},
-    {BitBlock, 10, "R1215", "!|>CR 00|<CC 00|!|>RDS R1215 10|<1 0 1 0 0 0 0 1 1 1|!|>CQ|<CF", 0,
-     "8503", ""},
-    {Word, 1, "DM100", "!|>CR 00|<CC 00|>WRS DM00100.H 1 1234|<OK|!|>CQ|<CF", "3412", "1", ""},
-    {Bit, 1, "T12", "!|>CR 00|<CC 00|>ST T0012|<OK|!|>CQ|<CF", "01", "1", ""},
+    {Word, 2, "DM100", OPEN "!|>RDS DM00100.H 2|<1234 00FF" CLOSE, 0, "3412ff00", ""},
+    {DoubleWord, 1, "T12", OPEN "!|>RDS T12 1|<1,0000000005,0000000100" CLOSE, 0, "05000000", ""},
+    {BitBlock, 10, "R1215", OPEN "!|>RDS R1215 10|<1 0 1 0 0 0 0 1 1 1" CLOSE, 0, "8503", ""},
+    {Word, 1, "DM100", OPEN ">WRS DM00100.H 1 1234|<OK" CLOSE, "3412", "1", ""},
+    {Bit, 1, "T12", OPEN ">ST T0012|<OK" CLOSE, "01", "1", ""},
     {Word, 1, "DM1", "!|>CR 00|~", 0, "", "PLC no response"},
-    {Word, 1, "DM1", "!|>CR 00|<CC 00|!|>RDS DM00001.H 1|<12G4", 0, "", "invalid response:"},
-    {Word, 1, "DM1", "!|>CR 00|<CC 00|>WRS DM00001.H 1 0000|<E1|!|>CQ|<CF", "0000", "0",
+    {Word, 1, "DM1", OPEN "!|>RDS DM00001.H 1|<12G4", 0, "", "invalid response:"},
+    {Word, 1, "DM1", OPEN ">WRS DM00001.H 1 0000|<E1" CLOSE, "0000", "0",
      "Response During an Error:E1\r\n"},
     {Word, 1, "CTC1", "", "0000", "0", "can't write word to CTC1"},
 };
