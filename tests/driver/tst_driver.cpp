@@ -380,9 +380,11 @@ private slots:
         DriverKV_L20V_HostLink driver;
         QVERIFY(!driver.hasError());
         QCOMPARE(driver.getLastError(), QString());
-        ScriptedChannel channel(QByteArray("!|>CR 00|~|!|>CR 00|<E1|!|>CR 00|<CC 00") + READ_DM1);
+        ScriptedChannel channel(QByteArray("!|>CR 00|~|!|>CR 00|<E1|!|>CR 00|<CC 00") + READ_DM1 +
+                                "|!|>CR 00|<CC 00" + READ_DM1);
         channel.retry = 3;
         channel.claimedMore = 2000;
+        QCOMPARE(driver.read(&channel, DM1).toHex(), QByteArray("3412"));
         QCOMPARE(driver.read(&channel, DM1).toHex(), QByteArray("3412"));
         QCOMPARE(channel.fault(), QByteArray());
         QVERIFY(!driver.hasError());

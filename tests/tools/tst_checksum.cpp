@@ -132,7 +132,7 @@ private slots:
 
     void resizesTheBufferToItsSections()
     {
-        const char *const sizes[] = {"2 3", "3 4 -5", "1 -9", "2147483647 2147483647",
+        const char *const sizes[] = {"2 3", "3 4 -5", "1 -9", "2147483647 2147483647 3",
                                      "2147483647 -2147483648 3"};
         const char *const bytes[] = {"6162630000", "6162", "", "", "6162"};
         for (int k = 0; k < 5; ++k) {
