@@ -38,6 +38,7 @@ RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *m
 int complain(QTextStream &err, const QString &text, Status status)
 {
     err << "kvlink: " << escapedText(text.toUtf8()) << '\n';
+    err.flush(); // a serial link may wait when it closes
     return status;
 }
 

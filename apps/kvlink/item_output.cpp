@@ -279,6 +279,7 @@ void ItemPrinter::finish()
         m_out << m_format.noRows;
     else if (m_format.finish)
         m_format.finish(m_out);
+    m_out.flush(); // a serial link may wait when it closes
 }
 
 Status reportFailures(QTextStream &err, const QVector<Item> &items,

@@ -328,6 +328,19 @@ private slots:
         QCOMPARE(outcome.status, 0);
     }
 
+    // The next program must not get the reply; the user must not wait for the text.
+    void waitsAtTheEndForAReplyThatIsDue()
+    {
+        const LinePeer peer(LinePeer::Pty);
+        const int timeoutMs = 100 * KV_TEST_PATIENCE;
+        Kvlink program(peer.wire() + requestWords("read DM1 --retry 0", timeoutMs));
+        program.setReadChannel(QProcess::StandardError);
+        QVERIFY(program.waitForReadyRead(PATIENCE_MS));
+        QCOMPARE(program.state(), QProcess::Running);
+        QCOMPARE(ended(&program).status, 4);
+        QVERIFY(program.elapsedMs() >= 5 * timeoutMs);
+    }
+
     void signalEndsADrippingReply()
     {
         LinePeer peer(LinePeer::Pty);
