@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
-#include <vector>
 
 #include <dlfcn.h>
 
@@ -133,12 +132,12 @@ bool cycleThroughEntryPoints(const char *file)
             faults[k] = instance() == root.data() ? failedWork(driver.data()) : "another root";
         }
     };
-    std::vector<std::thread> threads;
+    std::thread threads[THREADS];
     for (int k = 0; k < THREADS; ++k)
-        threads.push_back(std::thread(drive, k));
+        threads[k] = std::thread(drive, k);
     bool worked = true;
     for (int k = 0; k < THREADS; ++k) {
-        threads[size_t(k)].join();
+        threads[k].join();
         worked = (faults[k].isEmpty() || complain("work", faults[k])) && worked;
     }
     root.reset();

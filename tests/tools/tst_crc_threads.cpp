@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdio>
 #include <thread>
-#include <vector>
 
 namespace
 {
@@ -53,9 +52,9 @@ void computeAll()
 
 int main()
 {
-    std::vector<std::thread> threads;
-    for (int k = 0; k < THREADS; ++k)
-        threads.push_back(std::thread(computeAll));
+    std::thread threads[THREADS];
+    for (std::thread &thread : threads)
+        thread = std::thread(computeAll);
     for (std::thread &thread : threads)
         thread.join();
     return failures == 0 ? 0 : 1;
