@@ -1,6 +1,6 @@
-// Loads the driver plug-in, uses it in several threads and unloads it, again and again: a program for
-// a leak checker and, without QtTest, whose watchdog thread it reports now and then, for the thread
-// sanitizer.
+// Loads the driver plug-in, uses it in several threads and unloads it, again and again: a program
+// for a leak checker and for the thread sanitizer. It is without QtTest, whose watchdog thread the
+// sanitizer reports now and then.
 #include "drivers/driver_interface.h"
 #include "tests/driver/scripted_channel.h"
 

@@ -19,7 +19,8 @@ namespace
 
 const int DEADLINE_MS = 10000;
 
-// A client's end: of a pseudo-terminal, with its settings as the front made them, or of a connection.
+// A client's end: of a pseudo-terminal, with its settings as the front made them, or of a TCP
+// connection.
 class Client
 {
 public:

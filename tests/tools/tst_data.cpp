@@ -1,5 +1,6 @@
-// Bits, byte order, the pack language, addresses and the data of commands. Byte arrays are written as
-// hexadecimal digits, byte 0 first; the model of a bit array is a text of '0' and '1', bit 0 first.
+// Bits, byte order, the pack language, addresses and the data of commands. Byte arrays are written
+// as hexadecimal digits, byte 0 first; the model of a bit array is a text of '0' and '1', bit 0
+// first.
 #include "tools/bit_array.h"
 #include "tools/byte_order.h"
 #include "tools/command.h"
