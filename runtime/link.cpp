@@ -48,8 +48,8 @@ Failure Link::open(const LinkOptions &options, const DriverSetting &setting, Tra
                    QTextStream &warning)
 {
     Failure failure = options.simulated       ? openSimulated(setting.stationid, warning)
-                            : options.tcp.isEmpty() ? openSerial(options.port, warning)
-                                                    : openSocket(options.tcp, setting.timeout);
+                      : options.tcp.isEmpty() ? openSerial(options.port, warning)
+                                              : openSocket(options.tcp, setting.timeout);
     if (failure)
         return failure;
     m_isShared = !options.simulated && options.tcp.isEmpty();
