@@ -84,10 +84,17 @@ public:
 // What happens to one reply, by its number from the first one of a run.
 struct Hit {
     int reply;
-    Variants (*fault)(const QByteArray &good);
+    int fault;
     int variant;
 
-    Pieces of(const QByteArray &good) const { return fault(good).value(variant, arriving(good)); }
+    Pieces of(const QByteArray &good) const
+    {
+        static QMap<QPair<int, QByteArray>, Variants> known;
+        Variants &variants = known[qMakePair(fault, good)];
+        if (variants.isEmpty())
+            variants = WIRE_FAULTS[fault].variants(good);
+        return variants.value(variant, arriving(good));
+    }
 };
 
 class Explorer
@@ -210,7 +217,7 @@ private slots:
                 const QByteArray good = m_explorer.goodReply(asked, reply, refusal);
                 const Variants variants = WIRE_FAULTS[fault].variants(good);
                 for (int i = 0; i < 2 * variants.size(); ++i) {
-                    const Hit hit = {reply, WIRE_FAULTS[fault].variants, i / 2};
+                    const Hit hit = {reply, fault, i / 2};
                     const int before = m_explorer.met;
                     const QByteArray wrong = m_explorer.run(QList<int>() << request,
                                                             QList<Hit>() << hit, refusal, i % 2);
@@ -266,9 +273,9 @@ private:
     static QList<Hit> hits(int reply)
     {
         QList<Hit> list;
-        for (const WireFault &fault : WIRE_FAULTS) {
-            for (int variant = 0; variant < fault.most; ++variant) {
-                const Hit hit = {reply, fault.variants, variant};
+        for (int fault = 0; fault < WIRE_FAULT_COUNT; ++fault) {
+            for (int variant = 0; variant < WIRE_FAULTS[fault].most; ++variant) {
+                const Hit hit = {reply, fault, variant};
                 list << hit;
             }
         }
