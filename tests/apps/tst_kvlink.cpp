@@ -2,17 +2,13 @@
 #include "runtime/schedule.h"
 #include "runtime/statistics.h"
 #include "runtime/trace_log.h"
-#include "tests/apps/program_runner.h"
+#include "tests/apps/kvlink_runs.h"
 #include "tests/table.h"
 
-#include <QtCore/QRegularExpression>
-#include <QtCore/QTemporaryDir>
 #include <QtSql/QSqlDatabase>
 #include <QtSql/QSqlQuery>
 
 #include <cstdlib>
-#include <memory>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -49,18 +45,7 @@ const struct {
 
 #define CSV "time,address,type,index,value,status,error\n"
 
-// A name is what is run: the options of a kvsim of its own and ">", if one is needed, then kvlink's
-// command lines with ";" between them. All but the last must succeed, and their output comes first.
-// In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, PLC names its
-// station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY in a
-// line, ALL, and STAMP before a traced line. The output is compared whole; of stderr a part, or all
-// behind "^".
-const struct {
-    const char *name;
-    int status;
-    const char *out;
-    const char *err;
-} RUNS[] = {
+const KvlinkRun RUNS[] = {
     // Devices, kinds and types.
     {"PLC write DM200 1 0xFFFF -2 ; PLC read dm200 -n 3", 0, "1\n65535\n65534\n", ""},
     {"PLC write W1F 305419896 -k dword ; PLC read W1F -n 2", 0, "22136\n4660\n", ""},
@@ -246,24 +231,20 @@ const char RECORDED[] =
     "2026-11-22T21:09:01.127 0.005250 +0.001000 > CQ\\r\\n ; close\n"
     "2026-11-22T21:09:01.128 0.006250 +0.001000 < CF\\r\\n ; closed\n";
 
-// Whether a text matches what a row expects.
-bool fits(const QString &text, const QString &expected)
-{
-    QString pattern = QRegularExpression::escape(expected);
-    pattern.replace("STAMP", "TIME NUM \\+NUM")
-        .replace("TIME", "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d");
-    pattern.replace("NUM", "\\d+\\.\\d+").replace("ANY", "[^\n]*").replace("ALL", ".*");
-    return QRegularExpression("\\A" + pattern + "\\z",
-                              QRegularExpression::DotMatchesEverythingOption)
-        .match(text)
-        .hasMatch();
-}
-
 } // namespace
 
-class TestKvlink : public QObject
+class TestKvlink : public KvlinkTest
 {
     Q_OBJECT
+
+public:
+    // DM900 moves by itself between 1 and 2.
+    TestKvlink()
+        : KvlinkTest("--live DM900=ramp:1,2,1000 --set DM100=4660 --set DM101=255 --set T3=77 "
+                     "--set R1215=1 --set R1200.H=49152 --set DM110=25185 --set DM111=44 "
+                     "--set DM103=32704 --set DM105=4779 --set DM112=228 --set DM120=23323 "
+                     "--set DM65533=8 --set DM130=8765 --set DM131=65372")
+    {}
 
 private slots:
     void initTestCase()
@@ -285,34 +266,7 @@ private slots:
 
     void runsAsAUserSees_data() { addRows(RUNS); }
 
-    void runsAsAUserSees()
-    {
-        const auto &row = currentRow(RUNS);
-        const QString name = row.name;
-        std::unique_ptr<Simulator> own;
-        if (name.contains(" > "))
-            own.reset(new Simulator(words("--station 7 --seed 3 " + name.section(" > ", 0, 0))
-                                        .replaceInStrings("+", " ")));
-        Outcome outcome = {0, QString(), QString()};
-        QString out;
-        for (const QString &command : name.section(" > ", -1).split(" ; ")) {
-            QVERIFY2(outcome.status == 0, qPrintable(outcome.err));
-            outcome = kvlink(arguments(command, own.get()));
-            out += outcome.out;
-        }
-        QVERIFY2(fits(out, row.out), qPrintable(out));
-        const QString err = row.err;
-        QVERIFY2(fits(outcome.err, err.isEmpty()         ? err
-                                   : err.startsWith('^') ? err.mid(1)
-                                                         : "ALL" + err + "ALL"),
-                 qPrintable(outcome.err));
-        QCOMPARE(outcome.status, row.status);
-        if (name.startsWith("--fault")) {
-            const QString printed = own->stop().err;
-            QVERIFY2(printed.contains(QRegularExpression("kvsim: fault [a-z-]+: 1\n")),
-                     qPrintable(printed));
-        }
-    }
+    void runsAsAUserSees() { check(currentRow(RUNS)); }
 
     void saysWhatALineMeans_data() { addRows(MEANINGS); }
 
@@ -410,35 +364,12 @@ private slots:
     }
 
 private:
-    void writeFile(const char *name, const QString &text)
-    {
-        QFile file(m_folder.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text.toLatin1()) == text.size());
-    }
-
     void execute(const char *project, const char *statement)
     {
         QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", statement);
         database.setDatabaseName(m_folder.filePath(project));
         QVERIFY(database.open() && QSqlQuery(database).exec(statement));
     }
-
-    QStringList arguments(QString text, const Simulator *own = nullptr) const
-    {
-        if (own)
-            text.replace("PLC", QString("PLC --timeout %1").arg(REPLY_MS));
-        text.replace("PLC", "WIRE --station 7 --retry 0");
-        text.replace("WIRE", (own ? own : &m_plc)->wire.join(' '));
-        return words(text.replace("FOLDER", m_folder.path())).replaceInStrings("''", "");
-    }
-
-    QTemporaryDir m_folder;
-    // DM900 moves by itself between 1 and 2.
-    Simulator m_plc{
-        words("--tcp 0 --station 7 --live DM900=ramp:1,2,1000 --set DM100=4660 "
-              "--set DM101=255 --set T3=77 --set R1215=1 --set R1200.H=49152 --set DM110=25185 "
-              "--set DM111=44 --set DM103=32704 --set DM105=4779 --set DM112=228 "
-              "--set DM120=23323 --set DM65533=8 --set DM130=8765 --set DM131=65372")};
 };
 
 QTEST_GUILESS_MAIN(TestKvlink)
