@@ -1,6 +1,7 @@
 #include "apps/kvlink/command_line.h"
 
 #include "apps/decimal_range.h"
+#include "apps/duration.h"
 #include "apps/kvlink/commands.h"
 #include "apps/trace_target.h"
 #include "runtime/escaped_text.h"
@@ -82,11 +83,11 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("N")
         ->transform(decimalRange(0, 1000));
     app.add_option("--delay", link->delayMs, "Delay before every attempt; 0 unless given")
-        ->option_text("MS")
-        ->transform(decimalRange(0, 600000));
+        ->option_text("TIME")
+        ->transform(duration(0, 600000));
     app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply; 500 unless given")
-        ->option_text("MS")
-        ->transform(decimalRange(1, 600000));
+        ->option_text("TIME")
+        ->transform(duration(1, 600000));
     app.add_flag("--trace", "Log each line, to stderr or FILE")
         ->option_text("[=FILE]")
         ->transform(traceTarget())

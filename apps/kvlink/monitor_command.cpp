@@ -1,5 +1,6 @@
 // monitor: reads items again and again on a steady schedule, also through an outage.
 #include "apps/decimal_range.h"
+#include "apps/duration.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
@@ -27,8 +28,8 @@ namespace
 struct MonitorOptions {
     ItemOptions items;
     int intervalMs = 1000;
-    int count = 0;     ///< samples, 0 for no end
-    int durationS = 0; ///< 0 for no end
+    int count = 0;         ///< samples, 0 for no end
+    qint64 durationMs = 0; ///< 0 for no end
     bool changesOnly = false;
 };
 
@@ -78,11 +79,11 @@ Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
 
 Status Monitor::run()
 {
-    const qint64 endMs = qint64(m_options.durationS) * 1000;
     qint64 tick = 0;
     for (int taken = 0; m_options.count == 0 || taken < m_options.count; ++taken) {
         const qint64 dueMs = tick * m_options.intervalMs;
-        if ((endMs > 0 && dueMs >= endMs) || waitForStop(dueMs - m_clock.elapsed()))
+        if ((m_options.durationMs > 0 && dueMs >= m_options.durationMs) ||
+            waitForStop(dueMs - m_clock.elapsed()))
             break;
         const QVector<ItemResult> results = m_reader.read();
         // A request that the signal has cut short says nothing about the PLC.
@@ -184,13 +185,18 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
     CLI::App *monitor = app.add_subcommand("monitor", "Read items again and again");
     addReadOptions(monitor, &options->items, "-n");
     monitor
-        ->add_option("--interval", options->intervalMs, "Time from one sample to the next, in ms")
-        ->transform(decimalRange(1, 86400000))
+        ->add_option("--interval", options->intervalMs,
+                     "Time from one sample to the next; a bare number is in ms")
+        ->type_name("TIME")
+        ->transform(duration(1, 86400000))
         ->capture_default_str();
     monitor->add_option("--count", options->count, "Number of samples; no end unless given")
         ->transform(decimalRange(1, 999999999));
-    monitor->add_option("--duration", options->durationS, "Time to go on, in seconds")
-        ->transform(decimalRange(1, 999999999));
+    monitor
+        ->add_option("--duration", options->durationMs,
+                     "Time to go on; a bare number is in seconds")
+        ->type_name("TIME")
+        ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
     monitor->add_flag("--changes-only", options->changesOnly, "Print an item when it has changed");
     monitor->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {

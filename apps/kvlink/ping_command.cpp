@@ -1,5 +1,6 @@
 // ping: opens and closes the communication, and nothing else.
 #include "apps/decimal_range.h"
+#include "apps/duration.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "drivers/abstract_device_interface.h"
@@ -71,8 +72,11 @@ void addPingCommand(CLI::App &app, CommandLine *line)
     command->add_option("--count", ping->count, "Number of pings, 0 for no end")
         ->transform(decimalRange(0, 999999999))
         ->capture_default_str();
-    command->add_option("--interval", ping->intervalMs, "Time from one to the next, in ms")
-        ->transform(decimalRange(0, 3600000))
+    command
+        ->add_option("--interval", ping->intervalMs,
+                     "Time from one to the next; a bare number is in ms")
+        ->type_name("TIME")
+        ->transform(duration(0, 3600000))
         ->capture_default_str();
     command->callback([line, ping] {
         line->run = [ping](const LinkOptions &options, QTextStream &out, QTextStream &err) {

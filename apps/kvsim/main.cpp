@@ -1,4 +1,5 @@
 #include "apps/decimal_range.h"
+#include "apps/duration.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
@@ -127,11 +128,11 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
         ->transform(decimalRange(7, 13))
         ->needs(baud);
     parser.add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply")
-        ->option_text("MS")
-        ->transform(decimalRange(0, 600000));
+        ->option_text("TIME")
+        ->transform(duration(0, 600000));
     parser.add_option("--jitter", timing->jitterMs, "Wait up to so much more, by chance")
-        ->option_text("MS")
-        ->transform(decimalRange(0, 600000));
+        ->option_text("TIME")
+        ->transform(duration(0, 600000));
 }
 
 void addFaultOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)

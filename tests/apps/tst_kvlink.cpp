@@ -124,6 +124,8 @@ const KvlinkRun RUNS[] = {
     {"PLC write DM1=1 DM2=65536", 2, "", "\"65536\" of DM2"},
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
     {"WIRE --station 100 read DM1", 2, "", "100"},
+    {"PLC monitor DM1 --duration 1000000000", 2, "", "such as 500ms"},
+    {"PLC ping --interval 2h", 2, "", "2h is not a time from 0ms to 3600000ms"},
     {"--port /dev/null,9600,9e1 read DM1", 2, "", "9e1"},
     {"--port /dev/kv-no-such-port read DM1", 3, "", "/dev/kv-no-such-port"},
     {"PLC --driver no-such-driver.so read DM1", 3, "", "no-such-driver.so"},
@@ -157,7 +159,7 @@ const KvlinkRun RUNS[] = {
      "no such column: NODE.IP"},
     {"project init FOLDER/project", 3, "", "exists already"},
     // Other commands.
-    {"PLC ping --count 2 --interval 1", 0,
+    {"PLC ping --count 2 --interval 1ms", 0,
      "1: open NUM ms, close NUM ms\n2: open NUM ms, close NUM ms\n",
      "2 requests, 2 replies, 0 retries, 0 time-outs, 0 errors; min "},
     {"WIRE --station 8 --timeout 20 ping --count 2 --interval 1", 4, "",
@@ -192,7 +194,7 @@ const KvlinkRun RUNS[] = {
      "TIME DM100 4660\nTIME DM100 4660\n",
      "^kvlink: DM70000: error reply ANY\nkvlink: 4 requests, 4 replies, 0 retries, 0 "
      "time-outs, 2 errors; ANY\n"},
-    {"PLC monitor DM100 --duration 1 --interval 600", 0, "TIME DM100 4660\nTIME DM100 4660\n",
+    {"PLC monitor DM100 --duration 1s --interval 600", 0, "TIME DM100 4660\nTIME DM100 4660\n",
      "2 requests"},
     // Faults. The replies of one exchange are the opening, the data and the close.
     {"--trace=/dev/null > PLC read DM5", 0, "0\n", ""},
