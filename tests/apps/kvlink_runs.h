@@ -14,9 +14,9 @@
 /// The name is what is run: the options of a kvsim of its own and ">", if one is needed, then
 /// kvlink's command lines with ";" between them. All but the last must succeed, and their output
 /// comes first. In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, PLC
-/// names its station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM, ANY
-/// in a line, ALL, and STAMP before a traced line. The output is compared whole; of stderr a part,
-/// or all behind "^".
+/// names its station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM (not
+/// zero), ANY in a line, ALL, and STAMP before a traced line. The output is compared whole; of
+/// stderr a part, or all behind "^".
 struct KvlinkRun {
     const char *name;
     int status;
@@ -28,9 +28,11 @@ struct KvlinkRun {
 inline bool fits(const QString &text, const QString &expected)
 {
     QString pattern = QRegularExpression::escape(expected);
-    pattern.replace("STAMP", "TIME NUM \\+NUM")
+    pattern.replace("STAMP", "TIME \\d+\\.\\d+ \\+\\d+\\.\\d+")
         .replace("TIME", "\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}[+-]\\d\\d:\\d\\d");
-    pattern.replace("NUM", "\\d+\\.\\d+").replace("ANY", "[^\n]*").replace("ALL", ".*");
+    pattern.replace("NUM", "(?!0\\.0+\\b)\\d+\\.\\d+")
+        .replace("ANY", "[^\n]*")
+        .replace("ALL", ".*");
     return QRegularExpression("\\A" + pattern + "\\z",
                               QRegularExpression::DotMatchesEverythingOption)
         .match(text)

@@ -303,6 +303,9 @@ private slots:
         QCOMPARE(statistics.text(), QString("201 requests, 200 replies, 4 retries, 4 "
                                             "time-outs, 2 errors; min 1.00, median 100, "
                                             "p99 198, max 200 ms"));
+        Statistics rounded;
+        rounded.add({true, false, 1, 0, 10005000});
+        QCOMPARE(rounded.timeMs(50), 10.0);
     }
 
     void endsInAnEndlessProject()
