@@ -175,7 +175,9 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
     const RequestOutcome outcome = work();
     channel()->endRequest();
     const RequestRecord &record = channel()->record();
-    Failure failure = failureOf(outcome, placeOf(address, before));
+    Failure failure;
+    if (outcome != RequestOutcome::Good || !isAnswered(record))
+        failure = failureOf(outcome, placeOf(address, before));
     const bool replied = !failure || failure.status() == StatusPlcError || !record.reply.isEmpty();
     // A signal that came before the first line has left nothing to count.
     if (!stopRequested() || !record.sent.isEmpty())

@@ -129,26 +129,33 @@ Failure requestFailure(RequestOutcome outcome, const QString &text, const Reques
                             place.address, place.port));
 }
 
-Failure answerFailure(const RequestRecord &record, const RequestPlace &place)
+bool isAnswered(const RequestRecord &record)
 {
     const WireLine line = parseLine(record.dataLine);
     const WireReply reply = parseReply(record.dataReply);
-    if (line.kind == LineKind::Read && reply.items != line.count)
+    return (line.kind != LineKind::Read || reply.items == line.count) &&
+           (line.kind != LineKind::Write || reply.kind == ReplyKind::Accepted);
+}
+
+Failure answerFailure(const RequestRecord &record, const RequestPlace &place)
+{
+    if (isAnswered(record))
+        return Failure();
+    const WireLine line = parseLine(record.dataLine);
+    if (line.kind == LineKind::Read)
         return Failure(StatusUnusable,
                        QString::fromLatin1("unusable reply to %1 on %2: expected %3, received %4 "
                                            "in %5: %6check noise, and whether another station "
                                            "answers")
                            .arg(quotedLine(record.dataLine), place.port,
                                 countText(line.count, "item", "items"),
-                                QString::number(reply.items), quotedReply(record.dataReply),
-                                portErrors(place.errors)));
-    if (line.kind == LineKind::Write && reply.kind != ReplyKind::Accepted)
-        return Failure::unconfirmedWrite(
-            QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
-                                "received %3: %4read the values back (--verify)")
-                .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
-                     quotedReply(record.dataReply), portErrors(place.errors)));
-    return Failure();
+                                QString::number(parseReply(record.dataReply).items),
+                                quotedReply(record.dataReply), portErrors(place.errors)));
+    return Failure::unconfirmedWrite(
+        QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
+                            "received %3: %4read the values back (--verify)")
+            .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
+                 quotedReply(record.dataReply), portErrors(place.errors)));
 }
 
 Failure interruptedFailure(const RequestRecord &record, const RequestPlace &place)

@@ -26,7 +26,9 @@ Failure requestFailure(RequestOutcome outcome, const QString &text, const Reques
 
 /// Whether a request that the driver takes for done was answered as its data line asks: a read with
 /// as many items as it names, a write with "OK".
-/// @return good, or what is wrong
+bool isAnswered(const RequestRecord &record);
+
+/// Says in what way such a request was not answered as its data line asks; good when it was.
 Failure answerFailure(const RequestRecord &record, const RequestPlace &place);
 
 /// A request without a reply that a signal has ended.
