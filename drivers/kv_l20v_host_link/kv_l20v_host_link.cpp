@@ -24,6 +24,17 @@ const char EMPTY_ADDRESS[] = "address is empty";
 // Made beforehand: memory is short when it is needed.
 const QString OUT_OF_MEMORY = QLatin1String("out of memory");
 
+// The two kinds of requests that are made; one of any other kind does nothing and is no failure.
+bool isOfBytes(CommandKind kind)
+{
+    return kind == Byte || kind == Word || kind == DoubleWord || kind == Block;
+}
+
+bool isOfBits(CommandKind kind)
+{
+    return kind == Bit || kind == BitBlock;
+}
+
 bool isPrintable(QChar c)
 {
     return c.unicode() >= 0x21 && c.unicode() <= 0x7E;
@@ -106,43 +117,28 @@ QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
                                             const CommunicatorCommand &command)
 {
     try {
-        switch (command.kind) {
-        case Byte:
-        case Word:
-        case DoubleWord:
-        case Block:
+        if (isOfBytes(command.kind))
             return readBytes(device, command.address, command.byteLength());
-        case Bit:
-        case BitBlock:
+        if (isOfBits(command.kind))
             return readBits(device, command);
-        default:
-            return QByteArray();
-        }
     } catch (const std::bad_alloc &) {
         setCommError(OUT_OF_MEMORY);
-        return QByteArray();
     }
+    return QByteArray();
 }
 
 int DriverKV_L20V_HostLink::writeOnce(AbstractDeviceInterface *device,
                                       const CommunicatorCommand &command, const QByteArray &data)
 {
     try {
-        switch (command.kind) {
-        case Byte:
-        case Word:
-        case DoubleWord:
-        case Block:
+        if (isOfBytes(command.kind))
             return writeBytes(device, command, data);
-        case Bit:
-        case BitBlock:
+        if (isOfBits(command.kind))
             return writeBitKinds(device, command, data);
-        default:
-            return 0;
-        }
     } catch (const std::bad_alloc &) {
-        return failed(OUT_OF_MEMORY);
+        setCommError(OUT_OF_MEMORY);
     }
+    return 0;
 }
 
 // Words go by the device table; a line of an earlier read is sent again as it was.

@@ -192,9 +192,8 @@ int KV_L20V_HostLinkPackWRSWordsCmd(char *dst, int size, const char *prefix, uns
     line.formatted(format, number);
     line.character(' ');
     line.decimal(static_cast<unsigned int>(count));
-    for (int i = 0; i < count && line.fits(); ++i) {
+    for (int i = 0; i < count && line.fits(); ++i)
         line.hexWordField(words + 2 * i);
-    }
     return line.end();
 }
 
