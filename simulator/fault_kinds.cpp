@@ -133,18 +133,18 @@ void sendLate(int delayMs, Chance &, FaultedReply *reply)
 const FaultKind KINDS[] = {
     // name, parameter, min, max, usual, fits, damage
     {"no-reply", 0, 0, 0, 0, 0, sendNothing},
-    {"close-connection", "seconds of silence", 0, 3600, 1, 0, closeConnection},
-    {"silence", "seconds", 0, 3600, 5, 0, fallSilent},
-    {"error-reply", "error digit", 0, 9, 0, 0, sendError},
+    {"close-connection", "a number of seconds", 0, 3600, 1, 0, closeConnection},
+    {"silence", "a number of seconds", 0, 3600, 5, 0, fallSilent},
+    {"error-reply", "an error digit", 0, 9, 0, 0, sendError},
     {"wrong-station", 0, 0, 0, 0, isOpened, openNextStation},
     {"wrong-close", 0, 0, 0, 0, isClosed, closeWithOk},
-    {"noise-before", "number of bytes", 1, 1000, 1, hasRoomFor, addNoiseBefore},
-    {"noise-inside", "number of bytes", 1, 1000, 1, hasInsideAndRoomFor, addNoiseInside},
-    {"noise-after", "number of bytes", 1, 1000, 1, hasRoomFor, addNoiseAfter},
-    {"cut", "number of bytes kept", 1, 100000, FaultKind::ANYWHERE, isLongerThan, cut},
+    {"noise-before", "a number of bytes", 1, 1000, 1, hasRoomFor, addNoiseBefore},
+    {"noise-inside", "a number of bytes", 1, 1000, 1, hasInsideAndRoomFor, addNoiseInside},
+    {"noise-after", "a number of bytes", 1, 1000, 1, hasRoomFor, addNoiseAfter},
+    {"cut", "a number of kept bytes", 1, 100000, FaultKind::ANYWHERE, isLongerThan, cut},
     {"doubled", 0, 0, 0, 0, hasRoomTwice, sendTwice},
-    {"split", "number of ms between bytes", 0, 10000, 1, hasInside, split},
-    {"late", "number of ms", 1, 600000, 1000, 0, sendLate},
+    {"split", "a number of ms between bytes", 0, 10000, 1, hasInside, split},
+    {"late", "a number of ms", 1, 600000, 1000, 0, sendLate},
 };
 // clang-format on
 

@@ -43,7 +43,7 @@ struct FaultKind {
     enum { MAX_REPLY = 65536 };
 
     const char *name;      ///< as options and files have it, such as no-reply
-    const char *parameter; ///< what it is, with its unit; null for a fault without one
+    const char *parameter; ///< what it is, as in "expected a number of ms"; null for none
     int min;               ///< of the parameter
     int max;
     int usual; ///< the parameter where none is given
