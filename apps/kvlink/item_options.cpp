@@ -45,7 +45,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
                     throw CLI::ValidationError("--kind", name + ": expected " +
                                                              itemTypeNames().toStdString());
             },
-            "Type where an item names none")
+            "Type where an item names none; u16 or u32 by device unless given")
         ->type_name("TYPE");
     command
         ->add_option_function<std::string>(
@@ -68,7 +68,7 @@ void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNa
         ->type_name("ADDRESS[:TYPE][[COUNT]]...");
     command
         ->add_option(countNames, options->defaults.count,
-                     "Number of values where an item names none")
+                     "Number of values where an item names none; 1 unless given")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
     addTypeOptions(command, options);
     command

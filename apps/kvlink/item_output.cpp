@@ -250,7 +250,7 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, boo
                 for (const OutputFormat &row : FORMATS)
                     *format = name == row.name ? &row : *format;
             },
-            "Format of the output")
+            std::string("Format of the output; ") + defaultFormat()->name + " unless given")
         ->check(CLI::IsMember(names).description(""))
         ->type_name(list);
 }

@@ -194,7 +194,7 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
         ->transform(decimalRange(1, 999999999));
     monitor
         ->add_option("--duration", options->durationMs,
-                     "Time to go on; a bare number is in seconds")
+                     "Time to go on; a bare number is in seconds; no end unless given")
         ->type_name("TIME")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
     monitor->add_flag("--changes-only", options->changesOnly, "Print an item when it has changed");

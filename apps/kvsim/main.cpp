@@ -123,14 +123,17 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
         parser.add_option("--baud", timing->baud, "Pace the wire at N bits a second")
             ->option_text("N")
             ->transform(decimalRange(50, 4000000));
-    parser.add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 is 8E1")
+    parser
+        .add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 (8E1) unless given")
         ->option_text("N")
         ->transform(decimalRange(7, 13))
         ->needs(baud);
-    parser.add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply")
+    parser
+        .add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply; 0 unless given")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
-    parser.add_option("--jitter", timing->jitterMs, "Wait up to so much more, by chance")
+    parser
+        .add_option("--jitter", timing->jitterMs, "Up to so much more, by chance; 0 unless given")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
 }
