@@ -1,15 +1,16 @@
 // Counts what the driver allocates: per request at steady state, and for a driver object. Prints
 // one line for each and fails when a read allocates more than its result, or a write of words
 // anything.
+#include "bench/ready_channel.h"
+#include "bench/requests.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "ready_channel.h"
-#include "requests.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <malloc.h>
 #include <memory>
+
+#include <malloc.h>
 
 // What malloc and its kin are in the C library, below the ones that this program puts in their
 // place.

@@ -1,8 +1,8 @@
 // Makes requests through the driver alone, over a channel in memory, for counting instructions.
 // Arguments: words|bits|timers|write|writebits, items per request, requests.
+#include "bench/ready_channel.h"
+#include "bench/requests.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "ready_channel.h"
-#include "requests.h"
 
 #include <iostream>
 #include <string>

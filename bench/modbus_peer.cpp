@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+
 #include <fcntl.h>
 #include <termios.h>
 #include <unistd.h>

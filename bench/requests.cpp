@@ -1,9 +1,9 @@
-#include "requests.h"
+#include "bench/requests.h"
 
 #include "drivers/driver_interface.h"
 
-#include <iostream>
 #include <cstring>
+#include <iostream>
 
 namespace
 {

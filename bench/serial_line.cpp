@@ -1,4 +1,4 @@
-#include "serial_line.h"
+#include "bench/serial_line.h"
 
 #include "runtime/serial_port.h"
 

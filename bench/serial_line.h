@@ -8,6 +8,7 @@
 
 class Port;
 
+/// Counts the characters that pass, for the time that they take on a wire.
 class CountingChannel : public DeviceChannel
 {
 public:
@@ -16,7 +17,7 @@ public:
     int read(char *buffer, int maxLength) override;
     int write(const char *buffer, int length) override;
 
-    /// How many have passed in both directions.
+    /// Characters that have passed in both directions.
     long long characters() const { return m_characters; }
 
 private:
@@ -25,6 +26,7 @@ private:
     long long m_characters;
 };
 
+/// A serial port of its own with its channel; no retries, and a time-out that no reply exceeds.
 class SerialLine
 {
 public:

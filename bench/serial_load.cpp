@@ -1,8 +1,8 @@
 // Makes requests through the driver and a serial port, for counting instructions and system calls.
 // Arguments: port, words|bits|timers|write|writebits, items per request, requests.
+#include "bench/requests.h"
+#include "bench/serial_line.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "requests.h"
-#include "serial_line.h"
 
 #include <QtCore/QCoreApplication>
 

@@ -9,8 +9,8 @@
 #include <QtSerialPort/QSerialPort>
 
 #include <iostream>
-#include <string>
 #include <memory>
+#include <string>
 
 namespace
 {

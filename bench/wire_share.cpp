@@ -1,9 +1,9 @@
 // Reads words over a paced line and prints how much longer a request takes than its characters do,
 // as the median of all requests: 1 is a driver that costs no time. Arguments: port, baud rate,
 // words, requests.
+#include "bench/requests.h"
+#include "bench/serial_line.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
-#include "requests.h"
-#include "serial_line.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
