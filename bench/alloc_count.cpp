@@ -12,8 +12,7 @@
 
 #include <malloc.h>
 
-// What malloc and its kin are in the C library, below the ones that this program puts in their
-// place.
+// The functions of the C library that this program's own malloc, calloc and realloc call.
 extern "C" {
 void *libraryMalloc(std::size_t size) noexcept __asm__("__libc_malloc");
 void *libraryCalloc(std::size_t count, std::size_t size) noexcept __asm__("__libc_calloc");

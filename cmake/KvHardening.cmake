@@ -1,10 +1,12 @@
-# Hardening of everything that is built: programs, plug-in and static library. tests/install/install_test.cmake checks it.
+# Hardening of everything that is built: programs, plug-in and static library.
+# tests/install/install_test.cmake checks it.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
 # Without it CMAKE_POSITION_INDEPENDENT_CODE does not reach the linking of programs.
 check_pie_supported(LANGUAGES CXX)
-# Of the control-flow protection only the return addresses: Linux does not track indirect branches of programs.
+# Of the control-flow protection only the return addresses: Linux does not track indirect branches
+# of programs.
 foreach(flag -fstack-protector-strong -fcf-protection=return)
   string(MAKE_C_IDENTIFIER "KV_HAS${flag}" known)
   # Older compilers and other processors lack them.

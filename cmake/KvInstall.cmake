@@ -1,5 +1,5 @@
-# What `cmake --install` gives: programs, plug-in, headers, the static library and the packages by which the
-# drivers of others find them.
+# What `cmake --install` gives: programs, plug-in, headers, the static library and the packages by
+# which the drivers of others find them.
 include(CMakePackageConfigHelpers)
 
 set(KV_INSTALL_DRIVERS ${CMAKE_INSTALL_LIBDIR}/kv-hostlink/drivers)

@@ -1,4 +1,5 @@
-# One set of names for the two versions of Qt: KV_QT_CORE, KV_QT_SQL and KV_QT_TEST are the targets to link.
+# One set of names for the two versions of Qt: KV_QT_CORE, KV_QT_SQL and KV_QT_TEST are the targets
+# to link.
 set(KV_QT 5 CACHE STRING "Qt major version: 5 (desk) or 4 (panel, Qt 4.8)")
 set_property(CACHE KV_QT PROPERTY STRINGS 5 4)
 

@@ -1,5 +1,5 @@
-# Cross-builds for 32-bit ARM with hardware floating point, against the packages that scripts/arm_sysroot.sh unpacked;
-# what is built runs in qemu.
+# Cross-builds for 32-bit ARM with hardware floating point, against the packages that
+# scripts/arm_sysroot.sh unpacked; what is built runs in qemu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)

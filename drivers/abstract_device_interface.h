@@ -27,8 +27,8 @@ public:
     /// @return how many bytes were taken, or less than 0 when the channel is broken
     virtual int write(const char *buffer, int length) = 0;
 
-    /// A command to the channel itself. Drivers issue `DiscardInput` before they ask a question whose
-    /// answer they are about to read.
+    /// A command to the channel itself. Drivers issue `DiscardInput` before they ask a question
+    /// whose answer they are about to read.
     /// @return 1 when the channel knows the code, else 0
     virtual int control(int code, const QVariant &value) = 0;
 

@@ -1,5 +1,5 @@
-/// An address as kvlink takes it apart: how a device's numbers run on, and what it holds. The devices
-/// are those of the driver's table.
+/// An address as kvlink takes it apart: how a device's numbers run on, and what it holds. The
+/// devices are those of the driver's table.
 #ifndef ITEMS_DEVICE_ADDRESS_H
 #define ITEMS_DEVICE_ADDRESS_H
 

@@ -34,11 +34,11 @@ public:
     /// @return the number of bytes handed over; -1 when the port is broken
     int write(const char *buffer, int length) override;
 
-    /// Code 12 throws away the input that has arrived and was not read. A reply carries nothing that
-    /// tells which line it answers, so the channel first waits for replies that are still due:
-    /// - Each line gets one reply line. While a sent line has none, the channel waits for it, for up
-    ///   to five time-outs from when the line had left the port. After a wait in which nothing came
-    ///   the PLC counts as silent, and is not waited for again before something is heard of it.
+    /// Code 12 throws away the input that has arrived and was not read. A reply carries nothing
+    /// that tells which line it answers, so the channel first waits for replies that are still due:
+    /// - Each line gets one reply line. While a sent line has none, the channel waits for it, for
+    ///   up to five time-outs from when the line had left the port. After a wait in which nothing
+    ///   came the PLC counts as silent: it is not waited for again before something comes.
     /// - After a failed attempt the wire has to be silent for twice the time of the slowest answer,
     ///   at most for a time-out.
     /// @return 1; 0 for other codes

@@ -1,4 +1,4 @@
-/// How something ended.
+/// Why something failed, and the exit status that goes with it.
 #ifndef RUNTIME_FAILURE_H
 #define RUNTIME_FAILURE_H
 

@@ -27,11 +27,10 @@ Failure registerProjectDatabase(const QString &file);
 
 /// Looks up the link of a panel port, such as COM2 or ETHERNET, and its default station.
 /// Signals end the process meanwhile, as above. Requires: a registered project database.
-/// @param ip    IP address text of the PLC where it has one; empty to take the link's first default
-/// node
-/// @param port  port number that goes with @p ip
-/// @param link  is filled on success
-/// @return StatusOpen (status 3) when the port's name is unknown, or the project does not have it
+/// @param ip   IP address text of the PLC; empty to take the link's first default node
+/// @param port port number that goes with @p ip
+/// @param link is filled on success
+/// @return StatusOpen when the port's name is unknown, or the project does not have it
 Failure findProjectLink(const QString &portName, const QString &ip, unsigned short port,
                         ProjectLink *link);
 

@@ -78,8 +78,8 @@ bool isPseudoTerminal(const QString &path)
     return path.startsWith(QLatin1String("/dev/pts/"));
 }
 
-// Why Qt could not open or set a port. One that we may open and yet may not use is in somebody
-// else's hands.
+// Why Qt could not open or set a port. When the file's rights allow it and the system refuses all
+// the same, another process has the port.
 QString openingError(const QSerialPort &port, const QString &path)
 {
     const QFileInfo file(path);

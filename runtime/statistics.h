@@ -21,6 +21,7 @@ class Statistics
 public:
     Statistics();
 
+    /// Counts a request.
     void add(const RequestFigures &request);
 
     int requests() const { return m_requests; }

@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# Unpacks Debian's armhf packages, with all that they depend on, into a folder of their own. The machine's packages
-# and what its apt knows stay untouched, and nothing here needs root. Arguments: the folder, the packages.
+# Unpacks Debian's armhf packages, with all that they depend on, into a folder of their own. The
+# machine's packages and what its apt knows stay untouched, and nothing here needs root. Arguments:
+# the folder, the packages.
 set -euo pipefail
 sysroot=$1
 shift
 complete=$sysroot/packages
 apt=$(realpath -m "$sysroot/apt")
 
-# The mirror of this machine. The suites with security mends are left out: nothing of the folder is ever installed.
+# The mirror of this machine. The suites with security updates are left out: nothing of the folder is
+# ever installed.
 sources() {
     local targets
     targets=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' \
@@ -49,7 +51,7 @@ turn_links() {
 if [ ! -f "$complete" ] || [ "$(<"$complete")" != "$*" ]; then
     unpack "$@"
     turn_links
-    # moc and its like run on this machine, as in an installation of both architectures side by side.
+    # moc and the other build programs of Qt run on this machine, so they are this machine's own.
     rm -rf "$sysroot/usr/lib/qt5/bin"
     ln -s /usr/lib/qt5/bin "$sysroot/usr/lib/qt5/bin"
     echo "$*" >"$complete"

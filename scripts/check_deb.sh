@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian package into a throw-away root, runs what it installed, removes it again, and compares the
-# root before and after. Argument: the package.
+# Installs the Debian package into a temporary root, runs what it installed, removes it again, and
+# compares the root before and after. Argument: the package.
 set -euo pipefail
 package=$(realpath "$1")
 root=$(mktemp -d)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# A short tour: kvlink talks to a simulated PLC over a pseudo-terminal, with every line shown, and what it
-# reads is compared. The PLC is a kvsim of its own rather than --sim: what one command writes, the next one reads.
-# Argument: the folder with kvlink and kvsim.
+# A short tour: kvlink talks to a simulated PLC over a pseudo-terminal, with every line shown, and
+# what it reads is compared. The PLC is a kvsim of its own rather than --sim: what one command
+# writes, the next one reads. Argument: the folder with kvlink and kvsim.
 set -euo pipefail
 bin=$1
 work=$(mktemp -d)

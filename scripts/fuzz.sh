@@ -85,8 +85,8 @@ report() {
         }' "$2"
 }
 
-# Allocation stacks cost half of the speed; running the crashing input alone shows them. Two frames stay, since
-# a leak is not seen with fewer.
+# Allocation stacks cost half of the speed; running the crashing input alone shows them. Two frames
+# stay, since a leak is not seen with fewer.
 export ASAN_OPTIONS=malloc_context_size=2:quarantine_size_mb=8${ASAN_OPTIONS:+:$ASAN_OPTIONS}
 export build seconds runs longest
 export -f run_target report

@@ -1,7 +1,8 @@
 /*
- * Loaded before every program in the emulator. qemu lets a program ask the kernel whether it can wait for a process by
- * descriptor, but refuses to start one that way; QProcess takes the first for a promise of the second and starts
- * nothing. With the question answered by no, it forks as on older kernels.
+ * Loaded before every program in the emulator. qemu lets a program ask the kernel whether it can
+ * wait for a process by descriptor, but refuses to start one that way. QProcess concludes from the
+ * first that the second works, and starts nothing. This file answers the question with no: QProcess
+ * then forks, as on older kernels.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -9,7 +10,7 @@
 #include <stdarg.h>
 #include <sys/syscall.h>
 
-enum { ARGUMENTS = 6, BY_DESCRIPTOR = 3 /* P_PIDFD, which C libraries name only lately */ };
+enum { ARGUMENTS = 6, BY_DESCRIPTOR = 3 /* P_PIDFD, which older C libraries do not name */ };
 
 typedef long (*SystemCall)(long number, ...);
 

@@ -8,8 +8,9 @@
 
 #include <vector>
 
-/// A list of devices with a function of time each. It has no clock: the devices are refreshed before
-/// each request is answered, so that a value written to one of them lasts to the next request.
+/// A list of devices with a function of time each. It has no clock: the devices are refreshed
+/// before each request is answered, so that a value written to one of them lasts to the next
+/// request.
 class LiveValues
 {
 public:

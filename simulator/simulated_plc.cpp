@@ -120,7 +120,7 @@ PlcRefusal SimulatedPlc::openLine(PlcFieldReader *fields, QByteArray *reply)
     PlcField station;
     if (!fields->next(&station) || !fields->atEnd() || !isStationText(station))
         return PLC_MALFORMED_LINE;
-    // Another station's open line takes the wire from us, and its answer is the other's business.
+    // The open line of another station closes our communication; that station answers it.
     m_open = station.is(stationText(m_station).constData());
     if (m_open)
         *reply = "CC " + stationText(m_station) + "\r\n";

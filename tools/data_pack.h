@@ -4,17 +4,17 @@
 /// A format is a row of items without separators. An item is a type character, or a decimal count
 /// (one or more digits) and a type character:
 ///
-/// | type            | bytes | order | single: packs / unpacks through | counted (k): array of       |
-/// |-----------------|-------|-------|---------------------------------|-----------------------------|
-/// | C c             | 1     |       | int / unsigned char *           | unsigned char               |
-/// | S s             | 2     | LE    | int / unsigned short *          | not allowed                 |
-/// | v               | 2     | LE    | int / unsigned short *          | unsigned short              |
-/// | n               | 2     | BE    | int / unsigned short *          | unsigned short              |
-/// | I i L l         | 4     | LE    | int / unsigned int *            | not allowed                 |
-/// | V               | 4     | LE    | int / unsigned int *            | unsigned int                |
-/// | N               | 4     | BE    | int / unsigned int *            | unsigned int                |
-/// | x               | 1     |       | a zero byte / skips             | k zero bytes / skips k      |
-/// | X               | 1     |       | skips a byte / skips            | skips k bytes / skips k     |
+/// | type      | bytes | order | single: packs / unpacks through | counted (k): array of       |
+/// |-----------|-------|-------|---------------------------------|-----------------------------|
+/// | C c       | 1     |       | int / unsigned char *           | unsigned char               |
+/// | S s       | 2     | LE    | int / unsigned short *          | not allowed                 |
+/// | v         | 2     | LE    | int / unsigned short *          | unsigned short              |
+/// | n         | 2     | BE    | int / unsigned short *          | unsigned short              |
+/// | I i L l   | 4     | LE    | int / unsigned int *            | not allowed                 |
+/// | V         | 4     | LE    | int / unsigned int *            | unsigned int                |
+/// | N         | 4     | BE    | int / unsigned int *            | unsigned int                |
+/// | x         | 1     |       | a zero byte / skips             | k zero bytes / skips k      |
+/// | X         | 1     |       | skips a byte / skips            | skips k bytes / skips k     |
 ///
 /// LE is least significant byte first, BE most significant first, on every machine. Every item but
 /// the fillers x and X takes one argument: a value, or a pointer for counted items and for

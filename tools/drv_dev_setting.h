@@ -117,7 +117,8 @@ private:
 /// and flags are not in it. A stream that ends early gives zeros and empty texts and its status
 /// tells; a list of entries ends with the entry at whose reading the stream ended, whatever its
 /// count claims. A sequential device that gives nothing more counts as ended, whatever its
-/// bytesAvailable() says: a list on an endless device without data has one entry. The stored current index counts only when it names an entry.
+/// bytesAvailable() says: a list on an endless device without data has one entry. The stored
+/// current index counts only when it names an entry.
 /// @return the stream
 /// @{
 /// Writes the four numbers.

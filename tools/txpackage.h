@@ -79,12 +79,12 @@ public:
     /// resolved, cut to an int. -1 for a number that is not valid.
     int sectionStartIndex(int i) const;
 
-    /// The section's size in bytes, size references resolved: what the frame claims, also where that
-    /// is more than the buffer holds, or less than 0. 0 for a number that is not valid.
+    /// The section's size in bytes, size references resolved: what the frame claims, also where
+    /// that is more than the buffer holds, or less than 0. 0 for a number that is not valid.
     int sectionSize(int i) const;
 
-    /// What QByteArray::mid gives for the section's start and size: its bytes, cut to the buffer; all
-    /// from the start on where the size is negative. Empty for a number that is not valid.
+    /// What QByteArray::mid gives for the section's start and size: its bytes, cut to the buffer;
+    /// all from the start on where the size is negative. Empty for a number that is not valid.
     QByteArray dataAt(int i) const;
     /// @}
 

@@ -23,8 +23,7 @@ struct ItemRecord {
     const ItemResult &result;
     QString time; ///< when it was read or written (ISO 8601); empty for none
     bool isFirst; ///< of the output
-    bool
-        isNamed; ///< whether people need the item's name or its time: there are several, or samples
+    bool isNamed; ///< people need the item's name and its time: there are several, or samples
 };
 
 /// The name of a column, for scripts and for people.

@@ -12,8 +12,8 @@ class QTextStream;
 /// @p err.
 /// Requires: a QCoreApplication, and no second thread.
 /// @return StatusGood when a signal has ended it; StatusUsage for an option, its value or a line of
-///         a file that makes no sense; StatusOpen for a port, a link or a file that cannot be opened
-///         or written
+///         a file that makes no sense; StatusOpen for a port, a link or a file that cannot be
+///         opened or written
 Status runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err);
 
 #endif

@@ -44,7 +44,7 @@ struct KV_L20V_Device {
     bool beforeDigit;   ///< the row is meant only where a digit follows the prefix
     Number number;
     Forms forms;
-    int runLetters; ///< bits are written in one line when so many letters are in upper case; 0: never
+    int runLetters; ///< bits go into one line when so many letters are upper case; 0: never
     Contact contact;
 };
 

@@ -131,7 +131,7 @@ bool DriverKV_L20V_HostLink::failedByErrorReply(const char *reply, int received)
 
 // Receives the reply of a data line into the response buffer. A refusal shows a PLC that is still
 // in step, so it gets the close line; after silence nothing more is sent. When that close fails,
-// its text replaces the refusal's: the user has to mend the wire first.
+// its text replaces the refusal's: the user has to repair the wire first.
 bool DriverKV_L20V_HostLink::receiveRsp(AbstractDeviceInterface *device)
 {
     resetRsp();

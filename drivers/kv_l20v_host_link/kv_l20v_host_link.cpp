@@ -24,7 +24,7 @@ const char EMPTY_ADDRESS[] = "address is empty";
 // Made beforehand: memory is short when it is needed.
 const QString OUT_OF_MEMORY = QLatin1String("out of memory");
 
-// The two kinds of requests that are made; one of any other kind does nothing and is no failure.
+// A request of another kind than these does nothing, and no error is recorded.
 bool isOfBytes(CommandKind kind)
 {
     return kind == Byte || kind == Word || kind == DoubleWord || kind == Block;
@@ -254,8 +254,8 @@ const DriverKV_L20V_HostLink::ReplyForm DriverKV_L20V_HostLink::REPLY_FORMS[] = 
     {&DriverKV_L20V_HostLink::m_timerCounterRsp, KV_L20V_PresetsOf, "invalid response"},
 };
 
-// Stores up to so many values of the reply, and records a wrong form. The pattern defines the form
-// and has the last word; the decoder tells it as well, at a small part of the cost.
+// Stores up to so many values of the reply, and records a wrong form. The pattern defines the form;
+// it is asked only when the decoder, which costs much less, finds the form wrong.
 // Returns how many were stored.
 int DriverKV_L20V_HostLink::decodeRsp(KV_L20V_Form form, int count, char *out)
 {

@@ -1,6 +1,6 @@
-# Builds test programs with the thread sanitizer, whatever the tree itself is built with, and runs them. Run
-# with cmake -P and SOURCE, WORK, and two lists that are separated by "|": OPTIONS for CMake, and PROGRAMS
-# as folder/program below tests/, with arguments.
+# Builds test programs with the thread sanitizer, whatever the tree itself is built with, and runs
+# them. Run with cmake -P and SOURCE, WORK, and two lists that are separated by "|": OPTIONS for
+# CMake, and PROGRAMS as folder/program below tests/, with arguments.
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
   if(NOT status EQUAL 0)

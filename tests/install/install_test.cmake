@@ -1,6 +1,6 @@
-# Installs the build into a folder of its own, builds the example driver from that installation alone, and
-# reads through it; looks into the installed files for their hardening. Run with cmake -P and BUILD, EXAMPLE, WORK,
-# LIB_DIR, CXX, FLAGS, PKG_CONFIG, GENERATOR, READELF and SOURCE.
+# Installs the build into a folder of its own, builds the example driver from that installation
+# alone, and reads through it; looks into the installed files for their hardening. Run with cmake -P
+# and BUILD, EXAMPLE, WORK, LIB_DIR, CXX, FLAGS, PKG_CONFIG, GENERATOR, READELF and SOURCE.
 
 function(run what)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
@@ -40,7 +40,8 @@ list(FILTER pc_flags EXCLUDE REGEX "^-l")
 run("compile with pkg-config's flags" ${CXX} ${own_flags} ${pc_flags}
   -c ${WORK}/example/try_driver.cpp -o ${WORK}/try_driver.o)
 
-# must_match(file options pattern...): what readelf prints of an installed file matches each pattern.
+# must_match(file options pattern...): what readelf prints of an installed file matches each
+# pattern.
 function(must_match file options)
   run("readelf" ${CMAKE_COMMAND} -E env LC_ALL=C ${READELF} ${options} ${WORK}/prefix/${file})
   foreach(pattern ${ARGN})
@@ -72,7 +73,8 @@ if(output MATCHES "X86-64|80386")
   endif()
 endif()
 
-# This build may be one without optimisation, so the checks of library calls are looked for in another.
+# This build may be one without optimisation, so the checks of library calls are looked for in
+# another.
 run("configure for release" ${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${WORK}/release
   -DCMAKE_BUILD_TYPE=Release -DKV_TESTS=OFF -DCMAKE_CXX_COMPILER=${CXX})
 file(STRINGS ${WORK}/release/compile_commands.json commands REGEX "\"command\":")

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compares what the programs' help, the man pages and the completion know of options, and the pages' syntax.
-# Arguments: the folder with the programs, the source folder, the build folder.
+# Compares what the programs' help, the man pages and the completion know of options, and the pages'
+# syntax. Arguments: the folder with the programs, the source folder, the build folder.
 set -euo pipefail
 bin=$1
 source=$2

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Types README's sample session and compares what it prints; times and the pseudo-terminal's number are not
-# compared. Arguments: the folder with the programs, the source folder.
+# Types README's sample session and compares what it prints; times and the pseudo-terminal's number
+# are not compared. Arguments: the folder with the programs, the source folder.
 set -euo pipefail
 bin=$1
 readme=$2/README.md

@@ -1,5 +1,5 @@
-/// The simulated PLC in memory: lines in, replies out; its conditions: faults and their plan, images
-/// of its devices, live values, read-only devices.
+/// The simulated PLC in memory: lines in, replies out; its conditions: faults and their plan,
+/// images of its devices, live values, read-only devices.
 #include "simulator/fault_engine.h"
 #include "simulator/live_values.h"
 #include "simulator/memory_image.h"
