@@ -35,13 +35,6 @@ RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *m
 
 } // namespace
 
-int complain(QTextStream &err, const QString &text, Status status)
-{
-    err << "kvlink: " << escapedText(text.toUtf8()) << '\n';
-    err.flush(); // a serial link may wait when it closes
-    return status;
-}
-
 Client::Client(const LinkOptions &options, QTextStream &err)
     : m_options(options), m_err(err), m_hasProject(false), m_project()
 {}

@@ -22,15 +22,6 @@ class CommunicatorCommand;
 class DriverInterface;
 struct LinkOptions;
 
-/// Prints a message on one line, however unprintable its parts are. @return @p status
-int complain(QTextStream &err, const QString &text, Status status);
-
-/// The same with the text and the status of a failure.
-inline int complain(QTextStream &err, const Failure &failure)
-{
-    return complain(err, failure.text(), failure.status());
-}
-
 /// Loads the driver, looks the station up in the project where that is asked for, opens the link,
 /// and makes requests.
 class Client

@@ -3,6 +3,8 @@
 #include "runtime/escaped_text.h"
 #include "runtime/wire_line.h"
 
+#include <QtCore/QTextStream>
+
 namespace
 {
 
@@ -107,6 +109,13 @@ QString unusableText(const QString &text, const RequestRecord &record, const Req
 }
 
 } // namespace
+
+int complain(QTextStream &err, const QString &text, Status status)
+{
+    err << "kvlink: " << escapedText(text.toUtf8()) << '\n';
+    err.flush(); // a serial link may wait when it closes
+    return status;
+}
 
 Failure requestFailure(RequestOutcome outcome, const QString &text, const RequestRecord &record,
                        const RequestPlace &place)

@@ -1,4 +1,4 @@
-/// What went wrong with a request, for people.
+/// What went wrong, for people: with a request, and as kvlink prints it.
 #ifndef RUNTIME_FAILURE_TEXT_H
 #define RUNTIME_FAILURE_TEXT_H
 
@@ -8,6 +8,18 @@
 #include "runtime/traced_channel.h"
 
 #include <QtCore/QString>
+
+class QTextStream;
+
+/// Prints kvlink's name and a text on one line, with escapes for what a terminal cannot show.
+/// @return @p status
+int complain(QTextStream &err, const QString &text, Status status);
+
+/// The same with the text and the status of a failure.
+inline int complain(QTextStream &err, const Failure &failure)
+{
+    return complain(err, failure.text(), failure.status());
+}
 
 /// Where a request went.
 struct RequestPlace {

@@ -1,15 +1,13 @@
 #include "runtime/link.h"
 
 #include "runtime/device_channel.h"
-#include "runtime/escaped_text.h"
+#include "runtime/failure_text.h"
 #include "runtime/link_channel.h"
 #include "runtime/serial_port.h"
 #include "runtime/stop_request.h"
 #include "runtime/tcp_port.h"
 #include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
-
-#include <QtCore/QTextStream>
 
 namespace
 {
@@ -67,7 +65,7 @@ Failure Link::openSerial(const QString &text, QTextStream &warning)
     QStringList warnings;
     Failure failure = openSerialPort(setting, &m_port, &warnings);
     for (const QString &line : qAsConst(warnings))
-        warning << "kvlink: " << escapedText(line.toUtf8()) << '\n';
+        complain(warning, line, StatusGood);
     if (failure)
         return Failure(
             StatusOpen,

@@ -2,7 +2,7 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_output.h"
-#include "runtime/failure.h"
+#include "runtime/failure_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -64,9 +64,8 @@ int runListPorts(const OutputFormat &format, QTextStream &out, QTextStream &err)
 {
     const OutputTable table = portTable();
     if (table.rows.isEmpty() && format.isForPeople)
-        err << "kvlink: no serial ports\n";
-    else
-        format.printTable(table, out);
+        return complain(err, QLatin1String("no serial ports"), StatusGood);
+    format.printTable(table, out);
     return StatusGood;
 }
 

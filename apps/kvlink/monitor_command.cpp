@@ -104,7 +104,6 @@ void Monitor::print(const QString &text)
     m_out.flush();
     m_table.leave();
     complain(m_err, text, m_status);
-    m_err.flush();
 }
 
 // Failures are reported when they begin or change, not with every sample.

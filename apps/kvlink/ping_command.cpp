@@ -40,7 +40,6 @@ int pingAll(const PingOptions &ping, Client &client, QTextStream &out, QTextStre
         } else if (!stopRequested()) {
             complain(err, QString::number(n) + QLatin1String(": ") + failure.text(),
                      failure.status());
-            err.flush();
             if (status != StatusGood)
                 status = failure.status();
         }

@@ -1,14 +1,10 @@
 // project: project databases.
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
-#include "runtime/client.h"
-#include "runtime/escaped_text.h"
-#include "runtime/failure.h"
+#include "runtime/failure_text.h"
 #include "runtime/project_database.h"
 
 #include <CLI/CLI.hpp>
-
-#include <QtCore/QTextStream>
 
 namespace
 {
@@ -18,9 +14,9 @@ int runProjectInit(const LinkOptions &options, QTextStream &, QTextStream &err)
     const QString file = options.projectFile;
     if (Failure failure = writeExampleProject(file))
         return complain(err, failure);
-    err << "kvlink: wrote " << escapedText(file.toUtf8())
-        << ": COM2 leads to station 1, ETHERNET to 127.0.0.1:8501\n";
-    return StatusGood;
+    const QString text =
+        QString::fromLatin1("wrote %1: COM2 leads to station 1, ETHERNET to 127.0.0.1:8501");
+    return complain(err, text.arg(file), StatusGood);
 }
 
 } // namespace
