@@ -14,8 +14,6 @@ const char PROJECT_CONNECTION[] = "project";
 namespace
 {
 
-const int ETHERNET_HMI_PORT = 2000;
-
 const char EXAMPLE_CONNECTION[] = "example-project";
 
 const char PROBING_STATEMENT[] = "SELECT LINK.LINKID, LINK.HMIPORT, NODE.LINKID, NODE.STATIONID, "
@@ -93,11 +91,13 @@ Failure findProjectLink(const QString &portName, const QString &ip, unsigned sho
         return Failure(StatusOpen, QString::fromLatin1("panel port \"%1\": expected a name "
                                                        "such as COM2 or ETHERNET")
                                        .arg(portName));
+    // Only links of the Ethernet port have addresses.
+    const bool byAddress = !ip.isEmpty() && hmiPort == DevStrToHmiPort(QLatin1String("ETHERNET"));
     int linkId = 0;
     unsigned char station = 0;
     QList<LinkIdStationId> nodes;
     bool found = false;
-    if (ip.isEmpty() || hmiPort != ETHERNET_HMI_PORT) {
+    if (!byAddress) {
         found = GetLinkIdAndDefaultStationId(connection, hmiPort, linkId, station);
     } else if (GetLinkIdAndDefaultStationId(connection, hmiPort, ip, port, nodes)) {
         found = true;
@@ -105,7 +105,6 @@ Failure findProjectLink(const QString &portName, const QString &ip, unsigned sho
         station = nodes.first().stationId;
     }
     if (!found) {
-        const bool byAddress = !ip.isEmpty() && hmiPort == ETHERNET_HMI_PORT;
         const QString address =
             byAddress ? QString::fromLatin1(", %1:%2").arg(ip, QString::number(port)) : QString();
         return Failure(StatusOpen, QString::fromLatin1("the project has no default station at %1 "
