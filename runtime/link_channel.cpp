@@ -7,18 +7,19 @@
 #include <QtCore/QVariant>
 
 LinkChannel::LinkChannel(DeviceChannel &channel, int timeoutMs, TraceLog *log)
-    : TracedChannel(channel, log), m_port(channel), m_timeoutMs(timeoutMs), m_isClosed(false)
+    : TracedChannel(channel, log), m_deviceChannel(channel), m_timeoutMs(timeoutMs),
+      m_isClosed(false)
 {}
 
 void LinkChannel::pauseBeforeAttempt()
 {
     beginAttempt();
-    waitForStop(static_cast<qint64>(m_port.getDelay()));
+    waitForStop(static_cast<qint64>(m_deviceChannel.getDelay()));
 }
 
 void LinkChannel::noteFailedAttempt()
 {
-    m_port.noteFailedAttempt();
+    m_deviceChannel.noteFailedAttempt();
 }
 
 void LinkChannel::discardInput()
@@ -46,7 +47,7 @@ int LinkChannel::read(char *buffer, int maxLength)
     if (stopRequested()) {
         const qint64 leftMs = m_timeoutMs - msSinceStop();
         m_isClosed = m_isClosed || leftMs <= 0;
-        m_port.setTimeout(static_cast<int>(qMax<qint64>(0, leftMs)));
+        m_deviceChannel.setTimeout(static_cast<int>(qMax<qint64>(0, leftMs)));
     }
     return m_isClosed ? 0 : TracedChannel::read(buffer, maxLength);
 }
@@ -60,7 +61,7 @@ int LinkChannel::write(const char *buffer, int length)
 int LinkChannel::getRetry()
 {
     noteFailedAttempt();
-    return stopRequested() ? 0 : m_port.getRetry();
+    return stopRequested() ? 0 : m_deviceChannel.getRetry();
 }
 
 unsigned long LinkChannel::getDelay()

@@ -42,7 +42,7 @@ public:
     unsigned long getDelay() override;
 
 private:
-    DeviceChannel &m_port;
+    DeviceChannel &m_deviceChannel;
     const int m_timeoutMs;
     bool m_isClosed;
 };
