@@ -1,9 +1,9 @@
 #include "apps/kvsim/kvsim.h"
 
-#include "apps/kvsim/device_link.h"
 #include "apps/kvsim/line_trace.h"
 #include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
+#include "apps/kvsim/symbolic_link.h"
 #include "runtime/escaped_text.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
@@ -58,7 +58,7 @@ Failure serve(const QString &readyLine, QTextStream &out)
 Failure servePty(const KvsimOptions &options, PlcService &service, QTextStream &out)
 {
     PtyFront front(service);
-    DeviceLink link;
+    SymbolicLink link;
     QString error;
     if (!front.open(&error))
         return Failure(StatusOpen, error);

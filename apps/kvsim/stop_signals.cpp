@@ -8,14 +8,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-StopSignals::StopSignals() : m_fd(-1) {}
-
-StopSignals::~StopSignals()
-{
-    if (m_fd >= 0)
-        ::close(m_fd);
-}
-
 namespace
 {
 
@@ -27,6 +19,14 @@ bool isIgnored(int signal)
 }
 
 } // namespace
+
+StopSignals::StopSignals() : m_fd(-1) {}
+
+StopSignals::~StopSignals()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+}
 
 Failure StopSignals::watch()
 {

@@ -1,4 +1,4 @@
-#include "apps/kvsim/device_link.h"
+#include "apps/kvsim/symbolic_link.h"
 
 #include <QtCore/QFile>
 
@@ -26,13 +26,13 @@ QByteArray targetOf(const QByteArray &path)
 
 } // namespace
 
-DeviceLink::~DeviceLink()
+SymbolicLink::~SymbolicLink()
 {
     if (!m_path.isEmpty() && targetOf(m_path) == m_target)
         unlink(m_path.constData());
 }
 
-Failure DeviceLink::create(const QString &path, const QString &target)
+Failure SymbolicLink::create(const QString &path, const QString &target)
 {
     const QByteArray encodedPath = QFile::encodeName(path);
     const QByteArray encodedTarget = QFile::encodeName(target);
