@@ -2,18 +2,20 @@
 #ifndef APPS_TRACE_TARGET_H
 #define APPS_TRACE_TARGET_H
 
+#include "runtime/trace_log.h"
+
 #include <CLI/CLI.hpp>
 
 #include <string>
 
-/// Takes --trace as "-", which stands for stderr, and --trace=FILE as FILE.
+/// Takes --trace as TRACE_TO_STDERR, and --trace=FILE as FILE.
 inline CLI::Validator traceTarget()
 {
     return CLI::Validator(
         [](std::string &text) {
             // The parser's own text for a flag without a value.
             if (text == "true")
-                text = "-";
+                text = TRACE_TO_STDERR;
             return std::string();
         },
         "");

@@ -12,8 +12,6 @@
 namespace
 {
 
-const char TRACE_TO_STDERR[] = "-";
-
 // Of a ping's replies.
 const int MAX_REPLY_LENGTH = 256;
 
@@ -82,14 +80,9 @@ Failure Client::openTrace()
 {
     if (m_options.trace.isEmpty() || m_trace)
         return Failure();
-    if (m_options.trace != QLatin1String(TRACE_TO_STDERR)) {
-        m_traceFile.setFileName(m_options.trace);
-        if (!m_traceFile.open(QIODevice::WriteOnly))
-            return Failure(StatusOpen, QString::fromLatin1("cannot write the trace %1: %2")
-                                           .arg(m_traceFile.fileName(), m_traceFile.errorString()));
-        m_traceText.setDevice(&m_traceFile);
-    }
-    m_trace.reset(new TraceLog(m_traceFile.isOpen() ? m_traceText : m_err));
+    if (Failure failure = openTraceLog(m_options.trace, m_err, &m_trace))
+        return Failure(StatusOpen, QString::fromLatin1("cannot write the trace %1: %2")
+                                       .arg(m_options.trace, failure.text()));
     return Failure();
 }
 

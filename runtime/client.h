@@ -12,11 +12,11 @@
 #include "tools/drv_dev_setting.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QFile>
 #include <QtCore/QString>
 #include <QtCore/QTextStream>
 
 #include <functional>
+#include <memory>
 
 class CommunicatorCommand;
 class DriverInterface;
@@ -85,8 +85,6 @@ private:
     const LinkOptions &m_options;
     QTextStream &m_err;
     DriverPlugin m_plugin;
-    QFile m_traceFile;
-    QTextStream m_traceText;
     std::unique_ptr<TraceLog> m_trace;
     std::unique_ptr<Link> m_link;
     bool m_hasProject;

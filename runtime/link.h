@@ -26,7 +26,7 @@ struct LinkOptions {
     int retry = -1;         ///< further attempts
     int delayMs = -1;       ///< delay before an attempt, in milliseconds
     int timeoutMs = -1;     ///< wait for a reply, in milliseconds
-    QString trace;          ///< file for each line that passes, "-" for stderr, empty for none
+    QString trace;          ///< file for each line that passes, or TRACE_TO_STDERR; empty for none
     QString projectPort;    ///< panel port whose station the project database names, or empty
     QString projectFile;    ///< project database, empty for the one beside the program
     QString driverPath;     ///< plug-in file, empty for the usual one

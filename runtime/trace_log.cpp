@@ -6,9 +6,6 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QTextStream>
-
-#include <algorithm>
 
 namespace
 {
@@ -18,7 +15,7 @@ QString seconds(qint64 ns)
     return QString::number(static_cast<double>(ns) / 1e9, 'f', 6);
 }
 
-bool isDigit(QChar c)
+bool isHexDigit(QChar c)
 {
     return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
            (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
@@ -41,7 +38,7 @@ QString plainAddress(QString address)
     int zeros = 0;
     while (letters > 0 && letters + zeros + 1 < address.size() &&
            address.at(letters + zeros) == QLatin1Char('0') &&
-           isDigit(address.at(letters + zeros + 1)))
+           isHexDigit(address.at(letters + zeros + 1)))
         ++zeros;
     return address.remove(letters, zeros);
 }
@@ -148,6 +145,12 @@ TraceLog::TraceLog(QTextStream &out) : m_out(out), m_previousNs(0)
     m_clock.start();
 }
 
+TraceLog::TraceLog(std::unique_ptr<QFile> file)
+    : m_file(std::move(file)), m_fileText(m_file.get()), m_out(m_fileText), m_previousNs(0)
+{
+    m_clock.start();
+}
+
 bool TraceLog::failed() const
 {
     return m_out.status() != QTextStream::Ok;
@@ -163,6 +166,19 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
           << lineMeaning(direction, bytes) << '\n';
     m_out.flush();
     m_previousNs = now;
+}
+
+Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log)
+{
+    if (place == QLatin1String(TRACE_TO_STDERR)) {
+        log->reset(new TraceLog(err));
+        return Failure();
+    }
+    std::unique_ptr<QFile> file(new QFile(place));
+    if (!file->open(QIODevice::WriteOnly))
+        return Failure(StatusOpen, file->errorString());
+    log->reset(new TraceLog(std::move(file)));
+    return Failure();
 }
 
 bool parseTracedLine(const QString &text, TracedLine *line)

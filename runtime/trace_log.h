@@ -2,11 +2,18 @@
 #ifndef RUNTIME_TRACE_LOG_H
 #define RUNTIME_TRACE_LOG_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
 #include <QtCore/QString>
+#include <QtCore/QTextStream>
 
-class QTextStream;
+#include <memory>
+
+/// The place of a trace that goes to stderr.
+const char TRACE_TO_STDERR[] = "-";
 
 /// @return the wall-clock time for people and machines: local, ISO 8601 with milliseconds and the
 ///         offset from UTC, such as 2026-11-22T21:09:01.123+01:00
@@ -28,6 +35,9 @@ public:
     /// @param out where to print; outlives the log
     explicit TraceLog(QTextStream &out);
 
+    /// @param file where to print; open for writing
+    explicit TraceLog(std::unique_ptr<QFile> file);
+
     /// Prints one line and flushes.
     /// @param direction '>' towards the PLC, '<' from it
     /// @param bytes     the whole line with its end
@@ -38,10 +48,19 @@ public:
     bool failed() const;
 
 private:
+    std::unique_ptr<QFile> m_file; // null for a stream of the caller
+    QTextStream m_fileText;
     QTextStream &m_out;
     QElapsedTimer m_clock;
     qint64 m_previousNs;
 };
+
+/// Begins a log.
+/// @param place a file, which is overwritten, or TRACE_TO_STDERR
+/// @param err   stderr; outlives the log
+/// @param log   gets the log
+/// @return StatusOpen with the system's reason when the file cannot be written
+Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log);
 
 /// A line of such a log, read back.
 struct TracedLine {

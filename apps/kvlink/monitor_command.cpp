@@ -163,7 +163,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
         return complain(err, failure);
     // A trace on the same terminal would run through the table.
     const bool live = isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
-                      !options.changesOnly && link.trace != "-";
+                      !options.changesOnly && link.trace != TRACE_TO_STDERR;
     Monitor monitor(options, live, client, items, out, err);
     const Status status = monitor.run();
     out.flush();

@@ -1,10 +1,10 @@
 #include "apps/kvsim/kvsim.h"
 
-#include "apps/kvsim/line_trace.h"
 #include "apps/kvsim/simulation.h"
 #include "apps/kvsim/stop_signals.h"
 #include "apps/kvsim/symbolic_link.h"
 #include "runtime/escaped_text.h"
+#include "runtime/trace_log.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
 
@@ -12,10 +12,36 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
+#include <memory>
+
 namespace
 {
 
 const char DEFAULT_HOST[] = "127.0.0.1";
+
+// Logs the lines that pass in the format of kvlink's traces. Requires: `open` before the first one.
+class LineTrace : public LineObserver
+{
+public:
+    Failure open(const QString &place, QTextStream &err)
+    {
+        if (Failure failure = openTraceLog(place, err, &m_log))
+            return Failure(StatusOpen,
+                           QString::fromLatin1("cannot write %1: %2").arg(place, failure.text()));
+        return Failure();
+    }
+
+    bool failed() const { return m_log->failed(); }
+
+    // Only the client knows its attempts.
+    void linePassed(char direction, const QByteArray &line) override
+    {
+        m_log->line(direction, line, 0);
+    }
+
+private:
+    std::unique_ptr<TraceLog> m_log;
+};
 
 // [HOST:]PORT, with an IPv6 address in brackets.
 Failure parseHostAndPort(const QString &text, QString *host, quint16 *port)

@@ -21,7 +21,7 @@ struct KvsimOptions {
     QStringList faults; ///< such as late:0.01,800
     QString faultFile;  ///< empty for none
     int seed = 1;       ///< of faults and jitter
-    QString trace;      ///< file, "-" for stderr; empty for no trace
+    QString trace;      ///< file, or TRACE_TO_STDERR; empty for no trace
 };
 
 #endif
