@@ -1,4 +1,5 @@
 // bench: how fast the PLC answers reads, and how busy that keeps the wire.
+#include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"

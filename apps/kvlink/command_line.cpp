@@ -1,5 +1,6 @@
 #include "apps/kvlink/command_line.h"
 
+#include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvlink/commands.h"

@@ -4,10 +4,7 @@
 
 #include "runtime/link.h"
 
-#include <QtCore/QString>
-
 #include <functional>
-#include <string>
 
 class QTextStream;
 
@@ -22,18 +19,6 @@ struct CommandLine {
     /// Whether the command needs one of port, TCP address and simulated PLC.
     bool needsLink = true;
 };
-
-/// An argument as Qt's text.
-inline QString argumentText(const std::string &argument)
-{
-    return QString::fromLocal8Bit(argument.data(), static_cast<int>(argument.size()));
-}
-
-/// What stores an argument in @p text, for options with a function.
-inline std::function<void(const std::string &)> into(QString *text)
-{
-    return [text](const std::string &argument) { *text = argumentText(argument); };
-}
 
 /// Reads the command line. Help, the version and usage errors are printed here.
 /// @return true when @p line is to be carried out; else false, with the program's exit status in

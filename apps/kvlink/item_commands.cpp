@@ -1,4 +1,5 @@
 // read and write: items of the PLC's devices.
+#include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"

@@ -1,5 +1,6 @@
 #include "apps/kvlink/item_options.h"
 
+#include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 

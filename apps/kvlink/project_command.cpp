@@ -1,4 +1,5 @@
 // project: project databases.
+#include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "runtime/failure_text.h"

@@ -1,4 +1,5 @@
 // replay: sends the requests of a trace again and compares the replies.
+#include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "runtime/client.h"

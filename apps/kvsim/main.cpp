@@ -1,3 +1,4 @@
+#include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvsim/kvsim.h"
@@ -58,62 +59,44 @@ std::string faultNames()
     return text + ".\n";
 }
 
-// The texts of options, as the parser wants them.
-struct Texts {
-    std::string tcp;
-    std::string link;
-    std::string load;
-    std::string save;
-    std::string faultFile;
-    std::string trace;
-    std::vector<std::string> assignments;
-    std::vector<std::string> live;
-    std::vector<std::string> readOnly;
-    std::vector<std::string> faults;
-};
-
-QStringList textList(const std::vector<std::string> &texts)
-{
-    QStringList list;
-    for (const std::string &text : texts)
-        list << QString::fromStdString(text);
-    return list;
-}
-
-CLI::Option *addText(CLI::App &parser, const char *name, std::string *text, const char *type,
+CLI::Option *addText(CLI::App &parser, const char *name, QString *text, const char *type,
                      const char *help)
 {
-    return parser.add_option(name, *text, help)->option_text(type)->check(refuseEmpty);
+    return parser.add_option_function<std::string>(name, into(text), help)
+        ->option_text(type)
+        ->check(refuseEmpty);
 }
 
-void addList(CLI::App &parser, const char *name, std::vector<std::string> *texts, const char *type,
+void addList(CLI::App &parser, const char *name, QStringList *texts, const char *type,
              const char *help)
 {
-    parser.add_option(name, *texts, help)->option_text(type)->allow_extra_args(false);
+    parser.add_option_function<std::vector<std::string>>(name, into(texts), help)
+        ->option_text(type)
+        ->allow_extra_args(false);
 }
 
-void addPlaceOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
+void addPlaceOptions(CLI::App &parser, KvsimOptions *options)
 {
     CLI::Option *pty =
         parser.add_flag("--pty", "Serve a pseudo-terminal (the default)")->option_text(" ");
-    CLI::Option *tcp = addText(parser, "--tcp", &texts->tcp, "[HOST:]PORT",
+    CLI::Option *tcp = addText(parser, "--tcp", &options->tcp, "[HOST:]PORT",
                                "Serve a TCP port instead; 0: any free one");
     tcp->excludes(pty);
-    addText(parser, "--link", &texts->link, "PATH", "Symbolic link to the pseudo-terminal")
+    addText(parser, "--link", &options->link, "PATH", "Symbolic link to the pseudo-terminal")
         ->excludes(tcp);
     parser.add_option("--station", options->station, "Station number; 0 unless given")
         ->option_text("N")
         ->transform(decimalRange(0, 99));
 }
 
-void addMemoryOptions(CLI::App &parser, Texts *texts)
+void addMemoryOptions(CLI::App &parser, KvsimOptions *options)
 {
-    addList(parser, "--set", &texts->assignments, "DEVICE=VALUE", "Set a device at the start");
-    addText(parser, "--load", &texts->load, "FILE", "Begin with the memory image (CSV)");
-    addText(parser, "--save", &texts->save, "FILE", "Save the memory image at the end");
-    addList(parser, "--live", &texts->live, "DEVICE=SHAPE",
+    addList(parser, "--set", &options->assignments, "DEVICE=VALUE", "Set a device at the start");
+    addText(parser, "--load", &options->loadFile, "FILE", "Begin with the memory image (CSV)");
+    addText(parser, "--save", &options->saveFile, "FILE", "Save the memory image at the end");
+    addList(parser, "--live", &options->live, "DEVICE=SHAPE",
             "counter:STEP,MS or ramp|sine:MIN,MAX,MS");
-    addList(parser, "--read-only", &texts->readOnly, "DEVICE[-DEVICE]", "Refuse writes there");
+    addList(parser, "--read-only", &options->readOnly, "DEVICE[-DEVICE]", "Refuse writes there");
 }
 
 void addWireOptions(CLI::App &parser, KvsimOptions *options)
@@ -138,31 +121,18 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
         ->transform(duration(0, 600000));
 }
 
-void addFaultOptions(CLI::App &parser, KvsimOptions *options, Texts *texts)
+void addFaultOptions(CLI::App &parser, KvsimOptions *options)
 {
-    addList(parser, "--fault", &texts->faults, "KIND[:RATE[,PARAM]]",
+    addList(parser, "--fault", &options->faults, "KIND[:RATE[,PARAM]]",
             "Damage replies; RATE: 0 to 1, every N, once N");
-    addText(parser, "--faults", &texts->faultFile, "FILE", "Faults from a file");
+    addText(parser, "--faults", &options->faultFile, "FILE", "Faults from a file");
     parser.add_option("--seed", options->seed, "Of faults and jitter; 1 unless given")
         ->option_text("N")
         ->transform(decimalRange(0, 999999999));
-    parser.add_flag("--trace", texts->trace, "Log each line that passes, to stderr or FILE")
+    parser.add_flag("--trace", "Log each line that passes, to stderr or FILE")
         ->option_text("[=FILE]")
-        ->transform(traceTarget());
-}
-
-void takeTexts(const Texts &texts, KvsimOptions *options)
-{
-    options->tcp = QString::fromStdString(texts.tcp);
-    options->link = QString::fromStdString(texts.link);
-    options->loadFile = QString::fromStdString(texts.load);
-    options->saveFile = QString::fromStdString(texts.save);
-    options->faultFile = QString::fromStdString(texts.faultFile);
-    options->trace = QString::fromStdString(texts.trace);
-    options->assignments = textList(texts.assignments);
-    options->live = textList(texts.live);
-    options->readOnly = textList(texts.readOnly);
-    options->faults = textList(texts.faults);
+        ->transform(traceTarget())
+        ->each(into(&options->trace));
 }
 
 } // namespace
@@ -182,17 +152,15 @@ int main(int argc, char **argv)
                "\nRun kvsim --help for its usage.\n";
     });
     KvsimOptions options;
-    Texts texts;
-    addPlaceOptions(parser, &options, &texts);
-    addMemoryOptions(parser, &texts);
+    addPlaceOptions(parser, &options);
+    addMemoryOptions(parser, &options);
     addWireOptions(parser, &options);
-    addFaultOptions(parser, &options, &texts);
+    addFaultOptions(parser, &options);
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError &result) {
         return parser.exit(result) == 0 ? StatusGood : StatusUsage;
     }
-    takeTexts(texts, &options);
     QTextStream out(stdout);
     QTextStream err(stderr);
     return runKvsim(options, out, err);
