@@ -1,10 +1,14 @@
-# Bash completion of kvlink and kvsim. The programs' own help has their options, formats and faults;
-# the build puts the devices in.
+# Bash completion of kvlink and kvsim. The programs' own help has their commands, options, types,
+# formats and faults; the build puts the devices in.
 
 _kvlink_devices='@KV_DEVICES@'
 
 # The help of a program's command or, with an empty name, of the program.
 _kvlink_help() { "${1/#\~/$HOME}" ${2:+"$2"} --help 2>/dev/null; }
+
+_kvlink_commands() { _kvlink_help "$1" '' | sed -nE '/^Subcommands:/,/^$/s/^ +([a-z-]+) .*/\1/p'; }
+
+_kvlink_types() { _kvlink_help "$1" read | sed -nE 's/^ *TYPE: //p' | tr -d ,; }
 
 _kvlink_options() { { _kvlink_help "$1" ''; [ -z "$2" ] || _kvlink_help "$1" "$2"; } | sed -nE 's/^ +(-.,)?(--[a-z-]+).*/\2/p'; }
 
@@ -20,10 +24,10 @@ _kvlink_ports() {
 
 _kvlink() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command=''
+    local commands
+    mapfile -t commands < <(_kvlink_commands "$1")
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        case $word in
-        info | read | write | monitor | ping | bench | replay | list-ports | project) command=$word ;;
-        esac
+        [[ " ${commands[*]} " == *" $word "* ]] && command=$word
     done
     COMPREPLY=()
     case $previous in
@@ -48,7 +52,7 @@ _kvlink() {
         ;;
     -k | --kind)
         mapfile -t COMPREPLY < <(compgen -W \
-            'bit u8 u16 s16 u32 s32 f32 hex bin bcd string byte word dword block bitblock' -- "$current")
+            "$(_kvlink_types "$1") byte word dword block bitblock" -- "$current")
         return
         ;;
     esac
@@ -57,8 +61,7 @@ _kvlink() {
         return
     fi
     case $command in
-    '') mapfile -t COMPREPLY < <(compgen -W \
-        'info read write monitor ping bench replay list-ports project' -- "$current") ;;
+    '') mapfile -t COMPREPLY < <(compgen -W "${commands[*]}" -- "$current") ;;
     replay) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     project) mapfile -t COMPREPLY < <(compgen -W 'init' -- "$current") ;;
     read | write | monitor | bench)

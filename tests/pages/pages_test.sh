@@ -59,6 +59,8 @@ faults=$(completed kvsim --fault '')
 compare 'completion of --cha' --changes-only "$(completed kvlink monitor --cha)"
 compare 'completion of --read' --read-only "$(completed kvsim --read)"
 compare 'completion of c' 'C CC CM CR CS CTC' "$(completed kvlink monitor c)"
+compare 'completion of mo' monitor "$(completed kvlink mo)"
+compare 'completion of -k b' 'bit bin bcd byte block bitblock' "$(completed kvlink read DM0 -k b)"
 compare "list-ports's formats" 'text json' "$(completed kvlink list-ports --format '')"
 [[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
 for word in $formats; do
