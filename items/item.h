@@ -10,6 +10,9 @@
 /// Most values of one item.
 enum { MAX_ITEM_COUNT = 1024 };
 
+/// Most digits behind the point that a tag gives a value.
+enum { MAX_DECIMALS = 9 };
+
 /// How the data of an item is to be understood.
 enum class ItemType {
     Bit,
@@ -25,15 +28,31 @@ enum class ItemType {
     String ///< Latin-1, two characters a word, the first one in the low byte
 };
 
+/// What a tag file says of an item; nothing for one that was named by its address.
+struct ItemTag {
+    QString name;        ///< empty without a tag
+    double scale = 1;    ///< a value is the PLC's number * scale + offset
+    double offset = 0;   ///< in the unit of the value
+    int decimals = -1;   ///< digits behind the point, 0 to MAX_DECIMALS; -1 as many as needed
+    QString unit;        ///< such as mm; may be empty
+    double deadband = 0; ///< least change of a value that counts, in its unit; 0 each change
+    bool isWritable = true;
+    QString comment;
+
+    /// Whether values differ from the PLC's numbers, if only by their decimals.
+    bool isScaled() const { return scale != 1 || offset != 0 || decimals >= 0; }
+};
+
 /// One item to read or write.
 struct Item {
-    QString text;    ///< as written, without the values
+    QString text;    ///< as written, without the values; a tag's name
     QString address; ///< as written, in upper case
     DeviceAddress device;
     ItemType type = ItemType::U16;
     int count = 1;           ///< number of values, of characters for a string; 1 to MAX_ITEM_COUNT
     QStringList values;      ///< to write, as written; empty for an item to read
     bool eitherSign = false; ///< whether the unsigned types take negative values as well
+    ItemTag tag;
 };
 
 /// The type with a name such as u16. @return whether there is one; else @p type is unchanged
