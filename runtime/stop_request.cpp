@@ -26,6 +26,16 @@ timespec requestedAt; // valid once it was requested
 // Written by the handler and never read, so that every later wait ends at once, too.
 int wakeUp[2] = {-1, -1};
 
+// Holds a byte for each SIGUSR1 that nobody has taken yet.
+int reports[2] = {-1, -1};
+
+// From a signal handler: a full pipe wakes a reader just as well.
+void writeByte(int pipe)
+{
+    const ssize_t written = write(pipe, "s", 1);
+    static_cast<void>(written);
+}
+
 extern "C" void noteStop(int)
 {
     const int error = errno;
@@ -36,21 +46,32 @@ extern "C" void noteStop(int)
         if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == noteStop)
             static_cast<void>(std::signal(number, SIG_DFL));
     }
-    const ssize_t written = write(wakeUp[1], "s", 1);
-    static_cast<void>(written);
+    writeByte(wakeUp[1]);
     errno = error;
 }
 
-bool watchSignal(int number)
+extern "C" void noteReport(int)
+{
+    const int error = errno;
+    writeByte(reports[1]);
+    errno = error;
+}
+
+bool handleSignal(int number, void (*handler)(int))
 {
     struct sigaction action;
-    if (number == SIGHUP && sigaction(number, nullptr, &action) == 0 &&
-        action.sa_handler == SIG_IGN)
-        return true;
     sigemptyset(&action.sa_mask);
-    action.sa_handler = noteStop;
+    action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     return sigaction(number, &action, nullptr) == 0;
+}
+
+bool watchStopSignal(int number)
+{
+    struct sigaction action;
+    const bool isIgnored = number == SIGHUP && sigaction(number, nullptr, &action) == 0 &&
+                           action.sa_handler == SIG_IGN;
+    return isIgnored || handleSignal(number, noteStop);
 }
 
 } // namespace
@@ -58,7 +79,8 @@ bool watchSignal(int number)
 bool watchStopSignals()
 {
     return pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 &&
-           std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchSignal);
+           pipe2(reports, O_CLOEXEC | O_NONBLOCK) == 0 && handleSignal(SIGUSR1, noteReport) &&
+           std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchStopSignal);
 }
 
 bool stopRequested()
@@ -74,13 +96,26 @@ qint64 msSinceStop()
            (now.tv_nsec - requestedAt.tv_nsec) / 1000000;
 }
 
-bool waitForStop(qint64 ms)
+bool takeReportRequest()
+{
+    char taken[64];
+    bool isRequested = false;
+    while (read(reports[0], taken, sizeof taken) > 0)
+        isRequested = true;
+    return isRequested;
+}
+
+bool waitForStop(qint64 ms, const std::function<void()> &report)
 {
     QElapsedTimer waiting;
     waiting.start();
     for (qint64 left = ms; left > 0 && !stopRequested(); left = ms - waiting.elapsed()) {
-        pollfd end = {wakeUp[0], POLLIN, 0};
-        poll(&end, 1, static_cast<int>(qMin<qint64>(left, 60000)));
+        pollfd ends[] = {{wakeUp[0], POLLIN, 0}, {reports[0], POLLIN, 0}};
+        poll(ends, report ? 2 : 1, static_cast<int>(qMin<qint64>(left, 60000)));
+        if (report && takeReportRequest())
+            report();
     }
+    if (report && takeReportRequest())
+        report();
     return stopRequested();
 }

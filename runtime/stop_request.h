@@ -1,23 +1,32 @@
-/// SIGINT, SIGTERM and SIGHUP as a request to end a running command in an orderly way.
+/// SIGINT, SIGTERM and SIGHUP as a request to end a running command in an orderly way, SIGUSR1 as a
+/// request to say how it gets on.
 #ifndef RUNTIME_STOP_REQUEST_H
 #define RUNTIME_STOP_REQUEST_H
 
 #include <QtCore/QtGlobal>
 
-/// From here on the first signal only notes the request; a second one, of any kind, ends the
-/// process at once. A SIGHUP that is ignored, as below nohup, stays so.
+#include <functional>
+
+/// From here on the first stop signal only notes the request; a second one, of any kind, ends the
+/// process at once. A SIGHUP that is ignored, as below nohup, stays so. SIGUSR1 ends nothing.
 /// @return false when the system refuses; the signals then end the process as ever
 bool watchStopSignals();
 
-/// Whether a signal has come since `watchStopSignals`.
+/// Whether a stop signal has come since `watchStopSignals`.
 bool stopRequested();
 
 /// Milliseconds since that signal. Requires: `stopRequested`.
 qint64 msSinceStop();
 
-/// Waits for a signal.
-/// @param ms at most so long, in milliseconds; 0 or less does not wait
+/// Whether SIGUSR1 has come since `watchStopSignals` or the last call, however often: the user asks
+/// for an interim line.
+bool takeReportRequest();
+
+/// Waits for a stop signal.
+/// @param ms     at most so long, in milliseconds; 0 or less does not wait
+/// @param report prints the interim line: is called for a report request, also for one that came
+///               before; requests stay untaken when it is empty
 /// @return `stopRequested`
-bool waitForStop(qint64 ms);
+bool waitForStop(qint64 ms, const std::function<void()> &report = std::function<void()>());
 
 #endif

@@ -47,6 +47,11 @@ LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
     return {bench.baudRate > 0 ? bench.baudRate : setting.baudRate, bits};
 }
 
+double secondsOf(const QElapsedTimer &time)
+{
+    return static_cast<double>(time.nsecsElapsed()) / 1e9;
+}
+
 void printResult(const Client &client, const LineSpeed &speed, double seconds, QTextStream &out)
 {
     const Statistics &statistics = client.statistics();
@@ -60,6 +65,14 @@ void printResult(const Client &client, const LineSpeed &speed, double seconds, Q
         static_cast<double>(client.channel()->bytes()) * speed.bitsPerCharacter / speed.baudRate;
     out << "share of the line's time: " << QString::number(100 * lineSeconds / seconds, 'f', 1)
         << " % at " << speed.baudRate << " baud\n";
+}
+
+// How far the bench has come, on one line.
+QString interimText(const Statistics &statistics, int requests, double seconds)
+{
+    return QString::fromLatin1("so far %1 of %2 requests, %3 a second: %4")
+        .arg(QString::number(statistics.requests()), QString::number(requests),
+             QString::number(statistics.requests() / seconds, 'f', 1), statistics.text());
 }
 
 int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
@@ -90,11 +103,12 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
             complain(err, failure);
             hasComplained = true;
         }
+        if (takeReportRequest())
+            complain(err, interimText(statistics, bench.requests, secondsOf(time)), StatusGood);
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
-        printResult(client, lineSpeed(bench, options),
-                    static_cast<double>(time.nsecsElapsed()) / 1e9, out);
+        printResult(client, lineSpeed(bench, options), secondsOf(time), out);
     const Status status = !someSucceeded            ? failure.status()
                           : statistics.errors() > 0 ? StatusSome
                                                     : StatusGood;

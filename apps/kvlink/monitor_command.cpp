@@ -43,15 +43,16 @@ public:
     /// @return the exit status that the last whole sample calls for, also after a signal
     Status run();
 
-    /// Ticks that were left out, as the sample before took too long.
-    qint64 missed() const { return m_missed; }
+    /// What the requests so far came to, on one line.
+    QString summary() const;
 
 private:
-    void report(const QVector<ItemResult> &results);
+    void reportChanges(const QVector<ItemResult> &results);
     void print(const QString &text);
     void show(const QVector<ItemResult> &results);
 
     const MonitorOptions &m_options;
+    const Client &m_client;
     const QVector<Item> m_items;
     QTextStream &m_out;
     QTextStream &m_err;
@@ -64,12 +65,12 @@ private:
     QString m_reported;     // failures other than outages
     Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
-    qint64 m_missed;
+    qint64 m_missed;        // ticks that were left out, as the sample before took too long
 };
 
 Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
-    : m_options(options), m_items(items), m_out(out), m_err(err),
+    : m_options(options), m_client(client), m_items(items), m_out(out), m_err(err),
       m_reader(client, items, options.items.read, options.items.order),
       m_printer(out, *options.items.format, items), m_table(out, items), m_isLive(live),
       m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0)
@@ -79,17 +80,18 @@ Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
 
 Status Monitor::run()
 {
+    const auto report = [this] { print(QLatin1String("so far ") + summary()); };
     qint64 tick = 0;
     for (int taken = 0; m_options.count == 0 || taken < m_options.count; ++taken) {
         const qint64 dueMs = tick * m_options.intervalMs;
         if ((m_options.durationMs > 0 && dueMs >= m_options.durationMs) ||
-            waitForStop(dueMs - m_clock.elapsed()))
+            waitForStop(dueMs - m_clock.elapsed(), report))
             break;
         const QVector<ItemResult> results = m_reader.read();
         // A request that the signal has cut short says nothing about the PLC.
         if (stopRequested() && outageIn(results))
             break;
-        report(results);
+        reportChanges(results);
         show(results);
         if (m_out.status() != QTextStream::Ok || readerIsGone())
             break;
@@ -97,6 +99,15 @@ Status Monitor::run()
     }
     m_printer.finish();
     return m_status;
+}
+
+QString Monitor::summary() const
+{
+    QString text = m_client.statistics().text();
+    if (m_missed > 0)
+        text += QLatin1String("; ") + countText(m_missed, "sample", "samples") +
+                QLatin1String(" left out");
+    return text;
 }
 
 void Monitor::print(const QString &text)
@@ -107,7 +118,7 @@ void Monitor::print(const QString &text)
 }
 
 // Failures are reported when they begin or change, not with every sample.
-void Monitor::report(const QVector<ItemResult> &results)
+void Monitor::reportChanges(const QVector<ItemResult> &results)
 {
     QString text;
     QTextStream reasons(&text);
@@ -169,11 +180,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     out.flush();
     if (out.status() != QTextStream::Ok || readerIsGone())
         return StatusOpen;
-    QString summary = client.statistics().text();
-    if (monitor.missed() > 0)
-        summary += QLatin1String("; ") + countText(monitor.missed(), "sample", "samples") +
-                   QLatin1String(" left out");
-    return complain(err, summary, status);
+    return complain(err, monitor.summary(), status);
 }
 
 } // namespace

@@ -23,12 +23,17 @@ struct Outcome {
     QString err;
 };
 
-/// Sends SIGINT. The id of a program that does not run is 0, by which kill() means every process of
-/// this group.
-inline void interrupt(const QProcess &process)
+/// Sends a signal. The id of a program that does not run is 0, by which kill() means every process
+/// of this group.
+inline void sendSignal(const QProcess &process, int number)
 {
     if (process.processId() > 0)
-        ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+        ::kill(static_cast<pid_t>(process.processId()), number);
+}
+
+inline void interrupt(const QProcess &process)
+{
+    sendSignal(process, SIGINT);
 }
 
 /// How many files a process has open.
