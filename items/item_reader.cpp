@@ -11,13 +11,14 @@ const int MAX_READINGS = 10;
 ItemReader::ItemReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
                        WordOrder order)
     : m_client(client), m_items(items), m_order(order), m_isTwice(options.twice),
-      m_requests(planRequests(items, options.merge))
+      m_asksAll(options.askAll), m_requests(planRequests(items, options.merge))
 {}
 
 QVector<ItemResult> ItemReader::read()
 {
     m_results = QVector<ItemResult>(m_items.size());
     m_data.clear();
+    m_silence = Failure();
     for (const Item &item : m_items)
         m_data += QByteArray(itemBytes(item), '\0');
     const QVector<ItemRequest> planned = m_requests;
@@ -53,7 +54,9 @@ Failure ItemReader::readRequest(const CommunicatorCommand &command, QByteArray *
 void ItemReader::readOrSplit(const ItemRequest &request)
 {
     QByteArray data;
-    Failure failure = readRequest(request.command, &data);
+    Failure failure = m_silence ? m_silence : readRequest(request.command, &data);
+    if (failure.status() == StatusNoReply && !m_asksAll)
+        m_silence = failure;
     if (failure.status() == StatusPlcError && request.parts.size() > 1) {
         for (const ItemRequest &part : splitRequest(m_items, request))
             readOrSplit(part);

@@ -19,11 +19,13 @@ struct ItemResult {
 /// How items are read.
 struct ReadOptions {
     MergeOptions merge;
-    bool twice = false; ///< each request again and again until two readings in a row agree
+    bool twice = false;  ///< each request again and again until two readings in a row agree
+    bool askAll = false; ///< ask for the rest after an item got no reply
 };
 
 /// Reads items in as few requests as allowed. A block for several items that the PLC refuses with
-/// its error reply is given up: its items are read one by one, then and from then on.
+/// its error reply is given up: its items are read one by one, then and from then on. Where an item
+/// gets no reply, the items after it fail alike, unasked: each would take as many time-outs again.
 class ItemReader
 {
 public:
@@ -42,6 +44,8 @@ private:
     const QVector<Item> m_items;
     const WordOrder m_order;
     const bool m_isTwice;
+    const bool m_asksAll;
+    Failure m_silence; // what the latest `read` got no reply to; good when there is none
     QVector<ItemRequest> m_requests; // without the blocks that were refused
     QVector<QByteArray> m_data;
     QVector<ItemResult> m_results;

@@ -82,6 +82,8 @@ void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNa
         "One request for each item");
     command->add_flag("--twice", options->read.twice,
                       "Read until two readings agree, for values that must not be wrong");
+    command->add_flag("--ask-all", options->read.askAll,
+                      "Ask for the other items too after one got no reply");
     addFormatOption(command, &options->format);
 }
 
