@@ -84,7 +84,7 @@ const struct {
     {"--link no/such/directory/plc", 3, "no/such/directory/plc"},
     {"--load no/such/file", 3, "no/such/file"},
     {"--load /dev/zero", 3, "cannot read /dev/zero: at least 67108865 bytes, above the limit"},
-    {"--load " KVSIM_PROGRAM, 2, "line 1: the first line is not device,value"},
+    {"--load " KVSIM_PROGRAM, 2, "line 1, column 1: the first line is not device,value"},
     {"--faults .", 3, "cannot read ."},
     {"--save /dev/stdout", 3, "cannot write /dev/stdout: it is not a plain file"},
     {"--save no/such/folder/file", 3, "cannot write no/such/folder/file"},
