@@ -27,7 +27,8 @@ protected:
     /// The first reason of a loss is kept.
     void setBroken(const QString &text);
 
-    /// Like the system's calls, which fail with errno.
+    /// Like the system's calls: the number of bytes, or -1 with errno set. `readSome` gives 0 when
+    /// the other end is gone.
     virtual qint64 readSome(char *buffer, int maxLength) = 0;
     virtual qint64 writeSome(const char *bytes, int length) = 0;
 

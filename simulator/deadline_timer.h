@@ -15,15 +15,18 @@ public:
     /// False when the system has no timer left; the timer then never fires.
     bool isValid() const { return m_fd >= 0; }
 
-    /// Fires once at @p ns, at once when that is past; replaces an earlier start.
+    /// Fires once at @p ns of the monotonic clock, in nanoseconds; at once when that is past.
+    /// Replaces an earlier start.
     void startAt(qint64 ns);
 
+    /// Forgets the time that was set.
     void stop();
 
     /// The monotonic clock, in nanoseconds.
     static qint64 nowNs();
 
 signals:
+    /// The time has come.
     void due();
 
 private:

@@ -29,6 +29,7 @@ struct FaultRule {
 class FaultPlan
 {
 public:
+    /// A plan without rules. @param seed of the chance
     explicit FaultPlan(quint32 seed = 1);
 
     /// Adds a rule of the form KIND[:RATE[,PARAMETER]], where RATE is a probability such as 0.01,

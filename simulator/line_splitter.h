@@ -27,6 +27,7 @@ public:
 
     LineSplitter();
 
+    /// Adds bytes of the stream, in chunks of any size.
     void append(const QByteArray &bytes);
 
     /// Takes the next line, its LF included, into @p line; any other result leaves @p line

@@ -14,6 +14,7 @@ class ReplySink
 public:
     virtual ~ReplySink() {}
 
+    /// Sends bytes, or keeps them until the client fetches them; does not block.
     virtual void send(const QByteArray &bytes) = 0;
 
     /// The bytes that have been sent and not been fetched.
@@ -39,6 +40,7 @@ public:
     /// False when the system has no timer left.
     bool isValid() const { return m_timer.isValid(); }
 
+    /// Takes bytes that the client has sent, in chunks of any size.
     void receive(const QByteArray &bytes);
 
 private:

@@ -15,6 +15,7 @@ namespace CLI
 class App;
 }
 
+/// What the command line says of items.
 struct ItemOptions {
     std::vector<std::string> expressions;
     ItemDefaults defaults;

@@ -11,6 +11,7 @@
 
 class QTextStream;
 
+/// Also remembers since when each item has had its value.
 class LiveTable
 {
 public:

@@ -20,6 +20,7 @@ public:
     Failure watch();
 
 signals:
+    /// One of the signals has come; emitted once.
     void stopped();
 
 private:
