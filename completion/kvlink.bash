@@ -35,12 +35,16 @@ _kvlink() {
         mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_ports)" -- "$current")
         return
         ;;
-    --project | --driver | init)
+    --project | --driver | --output | init)
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
     --format | --word-order)
         mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_words "$1" "$command" "$previous")" -- "$current")
+        return
+        ;;
+    --rotate)
+        mapfile -t COMPREPLY < <(compgen -W 'daily' -- "$current")
         return
         ;;
     --project-port)

@@ -156,10 +156,13 @@ void printJsonLine(const ItemRecord &record, QTextStream &out)
     out << itemJson(record) << '\n';
 }
 
+QString csvHeader(const QVector<Item> &)
+{
+    return QLatin1String("time,address,type,index,value,status,error\n");
+}
+
 void printCsv(const ItemRecord &record, QTextStream &out)
 {
-    if (record.isFirst)
-        out << "time,address,type,index,value,status,error\n";
     const Item &item = record.item;
     const ItemResult &result = record.result;
     const QString start =
@@ -218,12 +221,12 @@ void printJsonTable(const OutputTable &table, QTextStream &out)
 
 // The first is the default.
 const OutputFormat FORMATS[] = {
-    // name, is for people, is a live table, no rows, print, finish, print table
-    {"text", true, true, "", printText, nullptr, printTextTable},
-    {"json", false, false, "[]\n", printJson, finishJson, printJsonTable},
-    {"jsonl", false, false, "", printJsonLine, nullptr, nullptr},
-    {"csv", false, false, "", printCsv, nullptr, nullptr},
-    {"value", true, false, "", printValues, nullptr, nullptr},
+    // name, is for people, is a live table, no rows, header, print, finish, print table
+    {"text", true, true, "", nullptr, printText, nullptr, printTextTable},
+    {"json", false, false, "[]\n", nullptr, printJson, finishJson, printJsonTable},
+    {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr},
+    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr},
+    {"value", true, false, "", nullptr, printValues, nullptr, nullptr},
 };
 
 } // namespace
@@ -255,8 +258,9 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, boo
         ->type_name(list);
 }
 
-ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items)
-    : m_out(out), m_format(format), m_items(items), m_begun(false)
+ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
+                         bool hasHeader)
+    : m_out(out), m_format(format), m_items(items), m_hasHeader(hasHeader), m_begun(false)
 {}
 
 void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time)
@@ -269,6 +273,8 @@ void ItemPrinter::printItem(int item, const ItemResult &result, const QString &t
 {
     const ItemRecord record = {m_items.at(item), result, time, !m_begun,
                                m_items.size() > 1 || !time.isEmpty()};
+    if (!m_begun && m_hasHeader && m_format.header)
+        m_out << m_format.header(m_items);
     m_format.print(record, m_out);
     m_begun = true;
 }

@@ -45,6 +45,9 @@ struct OutputFormat {
     bool isLiveTable;   ///< on a terminal, monitor redraws a table instead
     const char *noRows; ///< what an output without any item consists of
 
+    /// The line in front of the first item; null where there is none.
+    QString (*header)(const QVector<Item> &items);
+
     void (*print)(const ItemRecord &record, QTextStream &out);
     void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
@@ -62,7 +65,9 @@ class ItemPrinter
 {
 public:
     /// Requires: @p out and @p format outlive the printer.
-    ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items);
+    /// @param hasHeader false where the header is printed by others
+    ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
+                bool hasHeader = true);
 
     /// Prints one sample of all items. @param time when it was taken, for people and machines alike
     /// (ISO 8601); empty for none
@@ -78,6 +83,7 @@ private:
     QTextStream &m_out;
     const OutputFormat &m_format;
     const QVector<Item> m_items;
+    const bool m_hasHeader;
     bool m_begun;
 };
 

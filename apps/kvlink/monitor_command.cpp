@@ -5,6 +5,7 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
 #include "apps/kvlink/live_table.h"
+#include "apps/kvlink/log_file.h"
 #include "apps/standard_streams.h"
 #include "items/outage_reader.h"
 #include "runtime/client.h"
@@ -31,17 +32,23 @@ struct MonitorOptions {
     int count = 0;         ///< samples, 0 for no end
     qint64 durationMs = 0; ///< 0 for no end
     bool changesOnly = false;
+    std::string output; ///< file for the rows; empty for the standard output
+    LogRotation rotation;
 };
 
 class Monitor
 {
 public:
     /// @param live whether to redraw a table rather than to print rows
-    Monitor(const MonitorOptions &options, bool live, Client &client, const QVector<Item> &items,
-            QTextStream &out, QTextStream &err);
+    /// @param log  gets the rows instead of @p out; null for none
+    Monitor(const MonitorOptions &options, bool live, LogFile *log, Client &client,
+            const QVector<Item> &items, QTextStream &out, QTextStream &err);
 
     /// @return the exit status that the last whole sample calls for, also after a signal
     Status run();
+
+    /// Whether nobody takes what would be printed.
+    bool isOutputGone() const;
 
     /// What the requests so far came to, on one line.
     QString summary() const;
@@ -50,13 +57,17 @@ private:
     void reportChanges(const QVector<ItemResult> &results);
     void print(const QString &text);
     void show(const QVector<ItemResult> &results);
+    void keep(const QString &time);
 
     const MonitorOptions &m_options;
     const Client &m_client;
+    LogFile *m_log;
     const QVector<Item> m_items;
     QTextStream &m_out;
     QTextStream &m_err;
     OutageReader m_reader;
+    QString m_rows; // for the log
+    QTextStream m_rowStream;
     ItemPrinter m_printer;
     LiveTable m_table;
     const bool m_isLive;
@@ -66,14 +77,17 @@ private:
     Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
     qint64 m_missed;        // ticks that were left out, as the sample before took too long
+    qint64 m_unlogged;      // samples since the log could be written
+    qint64 m_lost;          // samples that are not in the log
 };
 
-Monitor::Monitor(const MonitorOptions &options, bool live, Client &client,
+Monitor::Monitor(const MonitorOptions &options, bool live, LogFile *log, Client &client,
                  const QVector<Item> &items, QTextStream &out, QTextStream &err)
-    : m_options(options), m_client(client), m_items(items), m_out(out), m_err(err),
-      m_reader(client, items, options.items.read, options.items.order),
-      m_printer(out, *options.items.format, items), m_table(out, items), m_isLive(live),
-      m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0)
+    : m_options(options), m_client(client), m_log(log), m_items(items), m_out(out), m_err(err),
+      m_reader(client, items, options.items.read, options.items.order), m_rowStream(&m_rows),
+      m_printer(log ? m_rowStream : out, *options.items.format, items, !log), m_table(out, items),
+      m_isLive(live), m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0), m_unlogged(0),
+      m_lost(0)
 {
     m_clock.start();
 }
@@ -93,12 +107,17 @@ Status Monitor::run()
             break;
         reportChanges(results);
         show(results);
-        if (m_out.status() != QTextStream::Ok || readerIsGone())
+        if (isOutputGone())
             break;
         tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
     }
     m_printer.finish();
-    return m_status;
+    return m_unlogged > 0 ? StatusOpen : m_status;
+}
+
+bool Monitor::isOutputGone() const
+{
+    return !m_log && (m_out.status() != QTextStream::Ok || readerIsGone());
 }
 
 QString Monitor::summary() const
@@ -107,6 +126,9 @@ QString Monitor::summary() const
     if (m_missed > 0)
         text += QLatin1String("; ") + countText(m_missed, "sample", "samples") +
                 QLatin1String(" left out");
+    if (m_lost > 0)
+        text += QLatin1String("; ") + countText(m_lost, "sample", "samples") +
+                QLatin1String(" not in the log");
     return text;
 }
 
@@ -157,30 +179,103 @@ void Monitor::show(const QVector<ItemResult> &results)
     }
     m_shown = results;
     m_out.flush();
+    if (m_log)
+        keep(time);
+}
+
+// A full disk may have room again: the samples until then are lost, those behind it are not.
+void Monitor::keep(const QString &time)
+{
+    const int lengthOfDay = 10;
+    const QByteArray rows = m_rows.toUtf8();
+    m_rows.clear();
+    if (rows.isEmpty())
+        return;
+    const Failure failure = m_log->append(time.left(lengthOfDay).toLatin1(), rows);
+    if (failure && m_unlogged == 0)
+        print(failure.text() + QLatin1String("; samples are lost until that works"));
+    else if (!failure && m_unlogged > 0)
+        print(QLatin1String("the log is written again; ") +
+              countText(m_unlogged, "sample is", "samples are") + QLatin1String(" lost"));
+    m_unlogged = failure ? m_unlogged + 1 : 0;
+    m_lost += failure ? 1 : 0;
+}
+
+// @return StatusUsage for an item that monitor does not read
+Failure parseReadItems(const ItemOptions &options, QVector<Item> *items)
+{
+    Failure failure = parseItems(options, items);
+    for (const Item &item : qAsConst(*items)) {
+        if (!failure && !item.values.isEmpty())
+            failure = Failure(StatusUsage, item.text + QLatin1String(" has a value to write"));
+    }
+    return failure;
+}
+
+// @param log null where the rows go to the standard output
+Failure openLog(const MonitorOptions &options, const QVector<Item> &items,
+                std::unique_ptr<LogFile> *log)
+{
+    const OutputFormat &format = *options.items.format;
+    if (options.output.empty())
+        return Failure();
+    if (format.finish)
+        return Failure(StatusUsage,
+                       QString::fromLatin1("--output takes no %1, which ends only with "
+                                           "its last sample: use jsonl")
+                           .arg(QLatin1String(format.name)));
+    const QByteArray header = format.header ? format.header(items).toUtf8() : QByteArray();
+    log->reset(new LogFile(QByteArray::fromStdString(options.output), header, options.rotation));
+    return (*log)->open();
 }
 
 int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStream &out,
                QTextStream &err)
 {
     QVector<Item> items;
-    if (Failure failure = parseItems(options.items, &items))
-        return complain(err, failure);
-    for (const Item &item : items) {
-        if (!item.values.isEmpty())
-            return complain(err, item.text + QLatin1String(" has a value to write"), StatusUsage);
-    }
+    std::unique_ptr<LogFile> log;
     Client client(link, err);
-    if (Failure failure = client.open())
+    Failure failure = parseReadItems(options.items, &items);
+    if (!failure)
+        failure = openLog(options, items, &log);
+    if (!failure)
+        failure = client.open();
+    if (failure)
         return complain(err, failure);
     // A trace on the same terminal would run through the table.
-    const bool live = isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
+    const bool live = !log && isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
                       !options.changesOnly && link.trace != TRACE_TO_STDERR;
-    Monitor monitor(options, live, client, items, out, err);
+    Monitor monitor(options, live, log.get(), client, items, out, err);
     const Status status = monitor.run();
     out.flush();
-    if (out.status() != QTextStream::Ok || readerIsGone())
-        return StatusOpen;
-    return complain(err, monitor.summary(), status);
+    return monitor.isOutputGone() ? StatusOpen : complain(err, monitor.summary(), status);
+}
+
+// Bytes of a size such as 10M, of 1024 * 1024 bytes each; 0 for any other text.
+qint64 sizeOf(std::string text)
+{
+    try {
+        CLI::AsSizeValue{false}(text);
+    } catch (const CLI::ValidationError &) {
+        return 0;
+    }
+    return qMax<qint64>(0, QString::fromStdString(text).toLongLong());
+}
+
+CLI::Option *addRotateOption(CLI::App *monitor, LogRotation *rotation)
+{
+    return monitor
+        ->add_option_function<std::string>(
+            "--rotate",
+            [rotation](const std::string &text) {
+                rotation->isDaily = text == "daily";
+                rotation->maxBytes = rotation->isDaily ? 0 : sizeOf(text);
+                if (!rotation->isDaily && rotation->maxBytes == 0)
+                    throw CLI::ValidationError(
+                        "--rotate", text + ": expected daily, or a size such as 10M or 512k");
+            },
+            "When FILE is renamed and begun anew")
+        ->option_text("daily|SIZE");
 }
 
 } // namespace
@@ -204,6 +299,10 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
         ->type_name("TIME")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
     monitor->add_flag("--changes-only", options->changesOnly, "Print an item when it has changed");
+    CLI::Option *output =
+        monitor->add_option("--output", options->output, "File to append the rows to")
+            ->type_name("FILE");
+    addRotateOption(monitor, &options->rotation)->needs(output);
     monitor->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
             return runMonitor(*options, link, out, err);
