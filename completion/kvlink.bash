@@ -51,7 +51,7 @@ _kvlink() {
         mapfile -t COMPREPLY < <(compgen -W 'COM1 COM2 COM3 ETHERNET' -- "$current")
         return
         ;;
-    --tcp | --station | --retry | --delay | --timeout | --count | --interval | --duration | --max-gap | --requests | --baud | -n)
+    --tcp | --station | --retry | --delay | --timeout | --count | --interval | --duration | --max-gap | --deadband | --requests | --baud | -n)
         return
         ;;
     -k | --kind)

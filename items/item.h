@@ -35,7 +35,7 @@ struct ItemTag {
     double offset = 0;   ///< in the unit of the value
     int decimals = -1;   ///< digits behind the point, 0 to MAX_DECIMALS; -1 as many as needed
     QString unit;        ///< such as mm; may be empty
-    double deadband = 0; ///< least change of a value that counts, in its unit; 0 each change
+    double deadband = 0; ///< most that a value may move and still count as unchanged, in its unit
     bool isWritable = true;
     QString comment;
 

@@ -24,6 +24,9 @@ const double FLOAT_LIMIT = std::ldexp(2.0 - std::ldexp(1.0, -24), 127);
 // Whole numbers below it are printed without an exponent.
 const float PLAIN_FLOAT_LIMIT = 1e9f;
 
+// Of a value: more than a double loses of the at most 10 digits of a value's text.
+const double TEXT_ERROR = 1e-12;
+
 bool isSigned(ItemType type)
 {
     return type == ItemType::S16 || type == ItemType::S32;
@@ -201,6 +204,18 @@ bool formatValue(const Item &item, quint32 value, QString *text)
     return true;
 }
 
+bool isAmount(ItemType type)
+{
+    return type != ItemType::Bit && type != ItemType::Hex && type != ItemType::Bin &&
+           type != ItemType::String;
+}
+
+bool isBeyond(double deadband, double before, double now)
+{
+    return std::fabs(now - before) - deadband >
+           TEXT_ERROR * std::max(std::fabs(before), std::fabs(now));
+}
+
 } // namespace
 
 Failure packValues(const Item &item, WordOrder order, QByteArray *data)
@@ -264,4 +279,18 @@ QStringList plainValues(const Item &item)
     for (int i = 0; item.type == ItemType::Bit && i < data.size(); ++i)
         values += QString::number(static_cast<int>(data.at(i)));
     return values;
+}
+
+bool haveMoved(const Item &item, const QStringList &before, const QStringList &now)
+{
+    if (item.tag.deadband <= 0 || !isAmount(item.type) || before.size() != now.size())
+        return before != now;
+    for (int i = 0; i < now.size(); ++i) {
+        const double from = before.at(i).toDouble();
+        const double to = now.at(i).toDouble();
+        const bool areFinite = std::isfinite(from) && std::isfinite(to);
+        if (areFinite ? isBeyond(item.tag.deadband, from, to) : before.at(i) != now.at(i))
+            return true;
+    }
+    return false;
 }

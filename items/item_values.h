@@ -32,4 +32,9 @@ Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data,
 /// Requires: the values were checked, as `parseItem` does.
 QStringList plainValues(const Item &item);
 
+/// Whether one of an item's values has moved by more than the item's deadband. Values that are no
+/// amounts (bit, hex, bin and string, and nan and inf) count as moved when they differ.
+/// @param before, now values of the item from two readings
+bool haveMoved(const Item &item, const QStringList &before, const QStringList &now);
+
 #endif

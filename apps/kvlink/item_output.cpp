@@ -27,9 +27,10 @@ const char *statusName(Status status)
         return "no-reply";
     case StatusDiffers:
         return "differs";
+    case StatusSome:
+        return "some";
     case StatusUsage:
     case StatusUnusable:
-    case StatusSome:
         break;
     }
     return "unusable";
@@ -176,6 +177,83 @@ void printCsv(const ItemRecord &record, QTextStream &out)
         out << start << ',' << end;
 }
 
+// Each reason once, with the items that it is true of.
+QStringList failureTexts(const QVector<Item> &items, const QVector<ItemResult> &results)
+{
+    QStringList reasons;
+    QVector<QStringList> names;
+    for (int i = 0; i < results.size(); ++i) {
+        const Failure &failure = results.at(i).failure;
+        if (!failure)
+            continue;
+        int reason = reasons.indexOf(failure.text());
+        if (reason < 0) {
+            reason = reasons.size();
+            reasons += failure.text();
+            names += QStringList();
+        }
+        names[reason] += items.at(i).text;
+    }
+    for (int i = 0; i < reasons.size() && items.size() > 1; ++i)
+        reasons[i].prepend(names.at(i).join(QLatin1String(", ")) + QLatin1String(": "));
+    return reasons;
+}
+
+// As the program's exit status has it.
+Status statusOf(const QVector<ItemResult> &results)
+{
+    Status first = StatusDiffers; // of those that are more than differences
+    int failed = 0;
+    for (const ItemResult &result : results) {
+        failed += result.failure ? 1 : 0;
+        if (result.failure && first == StatusDiffers)
+            first = result.failure.status();
+    }
+    if (failed == 0)
+        return StatusGood;
+    return failed == results.size() || first == StatusDiffers ? first : StatusSome;
+}
+
+int valueCount(const Item &item)
+{
+    return item.type == ItemType::String ? 1 : item.count;
+}
+
+// DM100:hex[2] has the columns DM100:hex and DM101:hex. Where several values share an address, or
+// the item is not named by it, they are numbered from 0.
+QString columnName(const Item &item, int index)
+{
+    const QString name = item.text.section(QLatin1Char('['), 0, 0);
+    if (valueCount(item) == 1)
+        return item.type == ItemType::String ? item.text : name;
+    if (item.type != ItemType::U8 && name.startsWith(item.address, Qt::CaseInsensitive))
+        return valueAddress(item, index) + name.mid(item.address.size());
+    return QString::fromLatin1("%1[%2]").arg(name).arg(index);
+}
+
+QString wideCsvHeader(const QVector<Item> &items)
+{
+    QString header = QLatin1String("time");
+    for (const Item &item : items) {
+        for (int i = 0; i < valueCount(item); ++i)
+            header += QLatin1Char(',') + csvField(columnName(item, i));
+    }
+    return header + QLatin1String(",status,error\n");
+}
+
+void printWideCsv(const QVector<Item> &items, const QVector<ItemResult> &results,
+                  const QString &time, QTextStream &out)
+{
+    out << time;
+    for (int i = 0; i < items.size(); ++i) {
+        const QStringList &values = results.at(i).values;
+        for (int j = 0; j < valueCount(items.at(i)); ++j)
+            out << ',' << csvValue(items.at(i).type, values.value(j));
+    }
+    out << ',' << statusName(statusOf(results)) << ','
+        << csvField(failureTexts(items, results).join(QLatin1String("; "))) << '\n';
+}
+
 QString cell(const QJsonValue &value)
 {
     if (value.isBool())
@@ -221,12 +299,14 @@ void printJsonTable(const OutputTable &table, QTextStream &out)
 
 // The first is the default.
 const OutputFormat FORMATS[] = {
-    // name, is for people, is a live table, no rows, header, print, finish, print table
-    {"text", true, true, "", nullptr, printText, nullptr, printTextTable},
-    {"json", false, false, "[]\n", nullptr, printJson, finishJson, printJsonTable},
-    {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr},
-    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr},
-    {"value", true, false, "", nullptr, printValues, nullptr, nullptr},
+    // name, is for people, is a live table, no rows, header, print, print sample, finish, print
+    // table
+    {"text", true, true, "", nullptr, printText, nullptr, nullptr, printTextTable},
+    {"json", false, false, "[]\n", nullptr, printJson, nullptr, finishJson, printJsonTable},
+    {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr, nullptr},
+    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr, nullptr},
+    {"csv-wide", false, false, "", wideCsvHeader, nullptr, printWideCsv, nullptr, nullptr},
+    {"value", true, false, "", nullptr, printValues, nullptr, nullptr, nullptr},
 };
 
 } // namespace
@@ -265,18 +345,57 @@ ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVe
 
 void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time)
 {
+    if (m_format.printSample) {
+        begin();
+        m_format.printSample(m_items, results, time, m_out);
+        return;
+    }
     for (int i = 0; i < m_items.size(); ++i)
         printItem(i, results.at(i), time);
+}
+
+bool ItemPrinter::hasChanged(int item, const ItemResult &result) const
+{
+    if (m_printed.isEmpty())
+        return true;
+    const ItemResult &printed = m_printed.at(item);
+    return printed.failure.status() != result.failure.status() ||
+           haveMoved(m_items.at(item), printed.values, result.values);
+}
+
+void ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString &time)
+{
+    QVector<int> changed;
+    for (int i = 0; i < m_items.size(); ++i) {
+        if (hasChanged(i, results.at(i)))
+            changed += i;
+    }
+    if (m_printed.isEmpty() || (m_format.printSample && !changed.isEmpty()))
+        m_printed = results;
+    if (m_format.printSample) {
+        if (!changed.isEmpty())
+            print(results, time);
+        return;
+    }
+    for (const int i : qAsConst(changed)) {
+        printItem(i, results.at(i), time);
+        m_printed[i] = results.at(i);
+    }
+}
+
+void ItemPrinter::begin()
+{
+    if (!m_begun && m_hasHeader && m_format.header)
+        m_out << m_format.header(m_items);
+    m_begun = true;
 }
 
 void ItemPrinter::printItem(int item, const ItemResult &result, const QString &time)
 {
     const ItemRecord record = {m_items.at(item), result, time, !m_begun,
                                m_items.size() > 1 || !time.isEmpty()};
-    if (!m_begun && m_hasHeader && m_format.header)
-        m_out << m_format.header(m_items);
+    begin();
     m_format.print(record, m_out);
-    m_begun = true;
 }
 
 void ItemPrinter::finish()
@@ -291,31 +410,8 @@ void ItemPrinter::finish()
 Status reportFailures(QTextStream &err, const QVector<Item> &items,
                       const QVector<ItemResult> &results)
 {
-    QStringList reasons;
-    QVector<QStringList> names;
-    Status first = StatusDiffers; // of those that are more than differences
-    int failed = 0;
-    for (int i = 0; i < results.size(); ++i) {
-        const Failure &failure = results.at(i).failure;
-        if (!failure)
-            continue;
-        ++failed;
-        first = first == StatusDiffers ? failure.status() : first;
-        int reason = reasons.indexOf(failure.text());
-        if (reason < 0) {
-            reason = reasons.size();
-            reasons += failure.text();
-            names += QStringList();
-        }
-        names[reason] += items.at(i).text;
-    }
-    for (int i = 0; i < reasons.size(); ++i) {
-        const QString prefix = items.size() > 1
-                                   ? names.at(i).join(QLatin1String(", ")) + QLatin1String(": ")
-                                   : QString();
-        complain(err, prefix + reasons.at(i), first);
-    }
-    if (failed == 0)
-        return StatusGood;
-    return failed == results.size() || first == StatusDiffers ? first : StatusSome;
+    const Status status = statusOf(results);
+    for (const QString &text : failureTexts(items, results))
+        complain(err, text, status);
+    return status;
 }

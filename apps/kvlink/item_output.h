@@ -48,7 +48,11 @@ struct OutputFormat {
     /// The line in front of the first item; null where there is none.
     QString (*header)(const QVector<Item> &items);
 
-    void (*print)(const ItemRecord &record, QTextStream &out);
+    void (*print)(const ItemRecord &record, QTextStream &out); ///< null: prints whole samples
+
+    /// Prints all items of a sample as one row; null where items are printed one by one.
+    void (*printSample)(const QVector<Item> &items, const QVector<ItemResult> &results,
+                        const QString &time, QTextStream &out);
     void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
@@ -73,18 +77,25 @@ public:
     /// (ISO 8601); empty for none
     void print(const QVector<ItemResult> &results, const QString &time = QString());
 
-    /// Prints one item of a sample. @param item its index in the list
-    void printItem(int item, const ItemResult &result, const QString &time = QString());
+    /// The same of those items only that have changed since they were printed last: their values by
+    /// more than the item's deadband, or the kind of their failure. A format with a row for a sample
+    /// prints the row when one item has changed.
+    void printChanges(const QVector<ItemResult> &results, const QString &time);
 
     /// Ends the output. Requires: called once, nothing is printed afterwards.
     void finish();
 
 private:
+    void printItem(int item, const ItemResult &result, const QString &time);
+    void begin();
+    bool hasChanged(int item, const ItemResult &result) const;
+
     QTextStream &m_out;
     const OutputFormat &m_format;
     const QVector<Item> m_items;
     const bool m_hasHeader;
     bool m_begun;
+    QVector<ItemResult> m_printed; // by printChanges, of each item
 };
 
 /// Prints why items failed, each reason once with the items that it is true of.

@@ -18,6 +18,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTextStream>
 
+#include <cmath>
 #include <memory>
 
 #include <sys/ioctl.h>
@@ -32,7 +33,8 @@ struct MonitorOptions {
     int count = 0;         ///< samples, 0 for no end
     qint64 durationMs = 0; ///< 0 for no end
     bool changesOnly = false;
-    std::string output; ///< file for the rows; empty for the standard output
+    double deadband = 0; ///< of items without one of their own
+    std::string output;  ///< file for the rows; empty for the standard output
     LogRotation rotation;
 };
 
@@ -72,7 +74,6 @@ private:
     LiveTable m_table;
     const bool m_isLive;
     QElapsedTimer m_clock;
-    QVector<ItemResult> m_shown;
     QString m_reported;     // failures other than outages
     Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
@@ -171,13 +172,10 @@ void Monitor::show(const QVector<ItemResult> &results)
         const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
         m_table.draw(results, time, known ? size.ws_col : 80, known ? size.ws_row : 24);
     }
-    for (int i = 0; !m_isLive && i < m_items.size(); ++i) {
-        const bool same = !m_shown.isEmpty() && m_shown.at(i).values == results.at(i).values &&
-                          m_shown.at(i).failure.status() == results.at(i).failure.status();
-        if (!m_options.changesOnly || !same)
-            m_printer.printItem(i, results.at(i), time);
-    }
-    m_shown = results;
+    if (m_options.changesOnly)
+        m_printer.printChanges(results, time);
+    else if (!m_isLive)
+        m_printer.print(results, time);
     m_out.flush();
     if (m_log)
         keep(time);
@@ -202,12 +200,14 @@ void Monitor::keep(const QString &time)
 }
 
 // @return StatusUsage for an item that monitor does not read
-Failure parseReadItems(const ItemOptions &options, QVector<Item> *items)
+Failure parseReadItems(const MonitorOptions &options, QVector<Item> *items)
 {
-    Failure failure = parseItems(options, items);
-    for (const Item &item : qAsConst(*items)) {
+    Failure failure = parseItems(options.items, items);
+    for (Item &item : *items) {
         if (!failure && !item.values.isEmpty())
             failure = Failure(StatusUsage, item.text + QLatin1String(" has a value to write"));
+        if (item.tag.deadband <= 0)
+            item.tag.deadband = options.deadband;
     }
     return failure;
 }
@@ -235,7 +235,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     QVector<Item> items;
     std::unique_ptr<LogFile> log;
     Client client(link, err);
-    Failure failure = parseReadItems(options.items, &items);
+    Failure failure = parseReadItems(options, &items);
     if (!failure)
         failure = openLog(options, items, &log);
     if (!failure)
@@ -260,6 +260,19 @@ qint64 sizeOf(std::string text)
         return 0;
     }
     return qMax<qint64>(0, QString::fromStdString(text).toLongLong());
+}
+
+// A number from 0 on; the library takes nan and inf as well.
+CLI::Validator amount()
+{
+    return CLI::Validator(
+        [](const std::string &text) {
+            bool isNumber = false;
+            const double value = QString::fromStdString(text).toDouble(&isNumber);
+            const bool isAmount = isNumber && value >= 0 && std::isfinite(value);
+            return isAmount ? std::string() : text + " is not a number from 0, such as 5 or 0.25";
+        },
+        "");
 }
 
 CLI::Option *addRotateOption(CLI::App *monitor, LogRotation *rotation)
@@ -298,7 +311,14 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
                      "Time to go on; a bare number is in seconds; no end unless given")
         ->type_name("TIME")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
-    monitor->add_flag("--changes-only", options->changesOnly, "Print an item when it has changed");
+    CLI::Option *changesOnly = monitor->add_flag("--changes-only", options->changesOnly,
+                                                 "Print an item when it has changed");
+    monitor
+        ->add_option("--deadband", options->deadband,
+                     "With --changes-only: how far a number may move unprinted")
+        ->option_text("N")
+        ->check(amount())
+        ->needs(changesOnly);
     CLI::Option *output =
         monitor->add_option("--output", options->output, "File to append the rows to")
             ->type_name("FILE");

@@ -1,4 +1,6 @@
 // kvlink as a logger: its files, what it leaves out, and what it says meanwhile.
+#include "items/expression.h"
+#include "items/item_values.h"
 #include "tests/apps/kvlink_runs.h"
 
 #include <QtCore/QDateTime>
@@ -33,6 +35,49 @@ const struct {
     {"PLC monitor DM100 --rotate 1M --output /dev/full", 3, "", "log.csv: ", "a regular file"},
 };
 
+// DM900 moves between 1 and 2 all the time.
+const KvlinkRun RUNS[] = {
+    {"PLC monitor DM100 DM101:hex[2] DM103:u8[2] DM105:string[2] DM70000 R15:bit[2] --count 2 "
+     "--interval 1 --format csv-wide",
+     6,
+     "time,DM100,DM101:hex,DM102:hex,DM103:u8[0],DM103:u8[1],DM105:string[2],DM70000,R15:bit,"
+     "R100:bit,status,error\n"
+     "TIME,4660,0x0000,0x0000,0,0,,,0,0,some,\"DM70000: error reply \"\"E0ANY\"\n"
+     "TIME,4660,0x0000,0x0000,0,0,,,0,0,some,\"DM70000: error reply \"\"E0ANY\"\n",
+     "DM70000: "},
+    {"WIRE --station 8 --retry 0 --timeout 20 read DM1 T2[2] --format csv-wide", 4,
+     "time,DM1,T2,T3,status,error\nTIME,,,,no-reply,\"DM1, T2[2]: ANY\"\n", "no reply"},
+    {"PLC monitor DM100 DM900 --count 20 --interval 2 --changes-only --deadband 1", 0,
+     "TIME DM100 4660\nTIME DM900 ANY\n", "40 requests"},
+    {"PLC monitor DM100 DM900 --count 20 --interval 2 --changes-only --deadband 0.5", 0,
+     "TIME DM100 4660\nTIME DM900 ANY\nTIME DM900 ANY\nALL", "40 requests"},
+    {"PLC monitor DM100 DM900 --count 20 --interval 2 --changes-only --format csv-wide", 0,
+     "time,DM100,DM900,status,error\nTIME,4660,ANY,ok,\nTIME,4660,ANY,ok,\nALL", "40 requests"},
+    {"PLC monitor DM1 --changes-only --deadband 1,5", 2, "", "1,5 is not a number from 0"},
+};
+
+// Two readings of an item, as "item deadband before now".
+const struct {
+    const char *name;
+    bool haveMoved;
+} READINGS[] = {
+    {"DM1 5 100 105", false},
+    {"DM1 5 100 94", true},
+    {"DM1 0 100 101", true},
+    {"DM1:u32 1 4294967295 4294967294", false},
+    {"DM1:s16 5 -3 3", true},
+    {"DM1:bcd 5 1 6", false},
+    {"DM1[2] 5 1,1 1,7", true},
+    {"DM1:f32 0.1 1000 1000.1", false},
+    {"DM1:f32 0.1 1000 1000.2", true},
+    {"DM1:f32 5 nan nan", false},
+    {"DM1:f32 5 1 nan", true},
+    {"DM1:f32 5 inf -inf", true},
+    {"R0:bit 5 0 1", true},
+    {"DM1:hex 5 0x0001 0x0002", true},
+    {"DM1:string[2] 5 1 2", true},
+};
+
 // Commands that go on until they are interrupted, and their interim line.
 const struct {
     const char *name;
@@ -51,9 +96,25 @@ class TestKvlinkLog : public KvlinkTest
     Q_OBJECT
 
 public:
-    TestKvlinkLog() : KvlinkTest("--set DM100=4660") {}
+    TestKvlinkLog() : KvlinkTest("--set DM100=4660 --live DM900=ramp:1,2,10") {}
 
 private slots:
+    void runsAsAUserSees_data() { addRows(RUNS); }
+
+    void runsAsAUserSees() { check(currentRow(RUNS)); }
+
+    void tellsAMoveFromADeadband_data() { addRows(READINGS); }
+
+    void tellsAMoveFromADeadband()
+    {
+        const QStringList row = words(currentRow(READINGS).name);
+        Item item;
+        QVERIFY(parseItem(row.at(0), ItemDefaults(), &item).isGood());
+        item.tag.deadband = row.at(1).toDouble();
+        QCOMPARE(haveMoved(item, row.at(2).split(','), row.at(3).split(',')),
+                 currentRow(READINGS).haveMoved);
+    }
+
     void keepsALog_data() { addRows(LOGS); }
 
     void keepsALog()

@@ -64,7 +64,7 @@ compare 'completion of -k b' 'bit bin bcd byte block bitblock' "$(completed kvli
 compare "list-ports's formats" 'text json' "$(completed kvlink list-ports --format '')"
 [[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
 for word in $formats; do
-    grep -qw -- "$word" "$source/man/kvlink.1" || fail "kvlink(1) lacks the format $word"
+    grep -qwF -- "${word//-/\\-}" "$source/man/kvlink.1" || fail "kvlink(1) lacks the format $word"
 done
 for word in $faults; do
     grep -qF -- "${word//-/\\-}" "$source/man/kvsim-faults.5" || fail "kvsim-faults(5) lacks the fault $word"
