@@ -4,6 +4,10 @@
 #ifndef APPS_STANDARD_STREAMS_H
 #define APPS_STANDARD_STREAMS_H
 
+#include "runtime/failure.h"
+
+#include <QtCore/QTextStream>
+
 #include <csignal>
 
 #include <fcntl.h>
@@ -29,6 +33,18 @@ inline bool readerIsGone()
 {
     pollfd output = {STDOUT_FILENO, POLLOUT, 0};
     return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
+
+/// Writes out what is left of a program's output. @return its exit status: StatusOpen, with a text
+/// unless the reader has gone, when not all could be written; else @p status
+inline int endOfOutput(const char *program, QTextStream &out, QTextStream &err, int status)
+{
+    out.flush();
+    if (out.status() == QTextStream::Ok)
+        return status;
+    if (!readerIsGone())
+        err << program << ": cannot write to the standard output\n";
+    return StatusOpen;
 }
 
 #endif

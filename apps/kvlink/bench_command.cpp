@@ -131,6 +131,7 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
         ->transform(decimalRange(1, 999999999))
         ->capture_default_str();
     command->add_option("--baud", bench->baudRate, "Speed of the wire behind a TCP port")
+        ->default_str("that of the serial port")
         ->transform(decimalRange(50, 4000000));
     command->callback([line, bench] {
         line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {

@@ -1,17 +1,15 @@
 #include "apps/kvlink/command_line.h"
 
 #include "apps/argument_text.h"
+#include "apps/command_help.h"
 #include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvlink/commands.h"
 #include "apps/trace_target.h"
-#include "runtime/escaped_text.h"
-#include "runtime/failure.h"
 
 #include <CLI/CLI.hpp>
 
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -34,18 +32,6 @@ const char COMMAND_FOOTER[] =
 
 const int HELP_COLUMN = 34;
 
-// The library writes "(1x)" behind an argument that may be repeated a limited number of times.
-class HelpFormatter : public CLI::Formatter
-{
-public:
-    std::string make_option_usage(const CLI::Option *option) const override
-    {
-        const std::string name = option->get_name(true);
-        const std::string repeated = option->get_expected_max() > 1 ? name + "..." : name;
-        return option->get_required() ? repeated : "[" + repeated + "]";
-    }
-};
-
 // An empty shell variable must not lead to another station than the project's.
 CLI::Validator notEmpty()
 {
@@ -56,9 +42,10 @@ CLI::Validator notEmpty()
 
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
-    CLI::Option *port = app.add_option_function<std::string>("--port", into(&link->port),
-                                                             "Serial port; 9600,8e1 unless given")
-                            ->option_text("DEV[,BAUD[,FORMAT]]");
+    CLI::Option *port =
+        app.add_option_function<std::string>("--port", into(&link->port), "Serial port")
+            ->default_str("9600,8e1")
+            ->option_text("DEV[,BAUD[,FORMAT]]");
     CLI::Option *tcp =
         app.add_option_function<std::string>("--tcp", into(&link->tcp), "TCP connection")
             ->option_text("HOST:PORT");
@@ -66,10 +53,10 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         app.add_flag("--sim", link->simulated, "Own simulated PLC")->option_text(" ");
     port->excludes(tcp)->excludes(sim);
     tcp->excludes(sim);
-    CLI::Option *station =
-        app.add_option("--station", link->station, "Station number; 0 unless given")
-            ->option_text("N")
-            ->transform(decimalRange(0, 99));
+    CLI::Option *station = app.add_option("--station", link->station, "Station number")
+                               ->default_str("0")
+                               ->option_text("N")
+                               ->transform(decimalRange(0, 99));
     CLI::Option *projectPort =
         app.add_option_function<std::string>("--project-port", into(&link->projectPort),
                                              "Station of this panel port, such as COM2")
@@ -78,15 +65,19 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
             ->excludes(station);
     app.add_option_function<std::string>("--project", into(&link->projectFile),
                                          "Project database to look in")
+        ->default_str("beside the program")
         ->option_text("FILE")
         ->needs(projectPort);
-    app.add_option("--retry", link->retry, "Further attempts after a failed one; 3 unless given")
+    app.add_option("--retry", link->retry, "Further attempts after a failed one")
+        ->default_str("3")
         ->option_text("N")
         ->transform(decimalRange(0, 1000));
-    app.add_option("--delay", link->delayMs, "Delay before every attempt; 0 unless given")
+    app.add_option("--delay", link->delayMs, "Delay before every attempt")
+        ->default_str("0")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
-    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply; 500 unless given")
+    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
+        ->default_str("500ms")
         ->option_text("TIME")
         ->transform(duration(1, 600000));
     app.add_flag("--trace", "Log each line, to stderr or FILE")
@@ -95,19 +86,8 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->each(into(&link->trace));
     app.add_option_function<std::string>("--driver", into(&link->driverPath),
                                          "Driver plug-in to load")
+        ->default_str("the installed one")
         ->option_text("FILE");
-}
-
-// The library does not say which word it did not take for a command.
-std::string failureText(const CLI::App *app, const CLI::Error &error)
-{
-    const std::vector<std::string> rest = app->remaining();
-    const bool isWord = !rest.empty() && rest.front().compare(0, 1, "-") != 0;
-    const std::string text = isWord && app->get_subcommands().empty()
-                                 ? rest.front() + " is not a command"
-                                 : error.what();
-    return "kvlink: " + escapedText(text.c_str()).toStdString() +
-           "\nRun kvlink --help for its usage.\n";
 }
 
 bool namesLink(const LinkOptions &link)
@@ -117,7 +97,8 @@ bool namesLink(const LinkOptions &link)
 
 } // namespace
 
-bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
+bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
+                      int *status)
 {
     CLI::App app("Reads and writes the devices of a KEYENCE KV series PLC over Host Link.",
                  "kvlink");
@@ -128,7 +109,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
     app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);
     app.fallthrough();
-    app.failure_message(failureText);
+    app.failure_message(usageError);
     addLinkOptions(app, &line->link);
     addInfoCommand(app, line);
     addReadCommand(app, line);
@@ -145,7 +126,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status)
         if (line->needsLink && !namesLink(line->link))
             throw CLI::RequiredError("One of --port, --tcp and --sim");
     } catch (const CLI::ParseError &error) {
-        *status = app.exit(error) == 0 ? StatusGood : StatusUsage;
+        *status = reportParse(app, error, out, err);
         return false;
     }
     return true;

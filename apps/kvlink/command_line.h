@@ -20,9 +20,10 @@ struct CommandLine {
     bool needsLink = true;
 };
 
-/// Reads the command line. Help, the version and usage errors are printed here.
+/// Reads the command line. Help, the version and usage errors are printed to the streams.
 /// @return true when @p line is to be carried out; else false, with the program's exit status in
 ///         @p status
-bool parseCommandLine(int argc, char **argv, CommandLine *line, int *status);
+bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
+                      int *status);
 
 #endif

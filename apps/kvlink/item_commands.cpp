@@ -118,6 +118,11 @@ void addReadCommand(CLI::App &app, CommandLine *line)
     const auto options = std::make_shared<ItemOptions>();
     CLI::App *read = app.add_subcommand("read", "Read items from the PLC");
     addReadOptions(read, options.get());
+    const auto refuseCount = [](const std::string &count) {
+        throw CLI::ValidationError("--count " + count, "it counts samples and pings; for the "
+                                                       "number of values take -n");
+    };
+    read->add_option_function<std::string>("--count", refuseCount)->group("");
     read->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
             return runRead(*options, link, out, err);

@@ -46,7 +46,8 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
                     throw CLI::ValidationError("--kind", name + ": expected " +
                                                              itemTypeNames().toStdString());
             },
-            "Type where an item names none; u16 or u32 by device unless given")
+            "Type where an item names none")
+        ->default_str("that of the device")
         ->type_name("TYPE");
     command
         ->add_option_function<std::string>(
@@ -54,12 +55,13 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             [options](const std::string &name) {
                 options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
             },
-            "Order of the words of 32-bit values; low-first unless given")
+            "Order of the words of 32-bit values")
+        ->default_str("low-first")
         ->check(CLI::IsMember({"low-first", "high-first"}).description(""))
         ->type_name("low-first|high-first");
 }
 
-void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames)
+void addReadOptions(CLI::App *command, ItemOptions *options)
 {
     command
         ->add_option("ITEM", options->expressions,
@@ -67,9 +69,8 @@ void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNa
         ->required()
         ->expected(1, MAX_ITEM_COUNT)
         ->type_name("ADDRESS[:TYPE][[COUNT]]...");
-    command
-        ->add_option(countNames, options->defaults.count,
-                     "Number of values where an item names none; 1 unless given")
+    command->add_option("-n", options->defaults.count, "Number of values where an item names none")
+        ->default_str("1")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
     addTypeOptions(command, options);
     command

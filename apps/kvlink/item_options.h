@@ -30,10 +30,9 @@ std::string typeHelp();
 /// Adds -k and --word-order to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
-/// Adds the items, the number of values, -k, --word-order, --max-gap, --no-merge, --twice,
+/// Adds the items, -n, -k, --word-order, --max-gap, --no-merge, --twice,
 /// --ask-all and --format to a command that reads items.
-/// @param countNames the names of the option for the number of values
-void addReadOptions(CLI::App *command, ItemOptions *options, const char *countNames = "-n,--count");
+void addReadOptions(CLI::App *command, ItemOptions *options);
 
 /// Reads the expressions.
 /// @param items is filled on success

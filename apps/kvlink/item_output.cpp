@@ -333,7 +333,8 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, boo
                 for (const OutputFormat &row : FORMATS)
                     *format = name == row.name ? &row : *format;
             },
-            std::string("Format of the output; ") + defaultFormat()->name + " unless given")
+            "Format of the output")
+        ->default_str(FORMATS[0].name)
         ->check(CLI::IsMember(names).description(""))
         ->type_name(list);
 }

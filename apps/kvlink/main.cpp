@@ -12,19 +12,13 @@ int main(int argc, char **argv)
 {
     keepStandardStreams();
     QCoreApplication application(argc, argv);
-    CommandLine line;
-    int status = StatusGood;
-    if (!parseCommandLine(argc, argv, &line, &status))
-        return status;
     QTextStream out(stdout);
     QTextStream err(stderr);
-    if (Failure failure = Link::check(line.link))
-        return complain(err, failure);
-    status = line.run(line.link, out, err);
-    out.flush();
-    if (out.status() == QTextStream::Ok)
-        return status;
-    if (readerIsGone())
-        return StatusOpen;
-    return complain(err, QLatin1String("cannot write to the standard output"), StatusOpen);
+    CommandLine line;
+    int status = StatusGood;
+    if (parseCommandLine(argc, argv, &line, out, err, &status)) {
+        Failure failure = Link::check(line.link);
+        status = failure ? complain(err, failure) : line.run(line.link, out, err);
+    }
+    return endOfOutput("kvlink", out, err, status);
 }

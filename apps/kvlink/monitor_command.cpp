@@ -297,18 +297,20 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
 {
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App *monitor = app.add_subcommand("monitor", "Read items again and again");
-    addReadOptions(monitor, &options->items, "-n");
+    addReadOptions(monitor, &options->items);
     monitor
         ->add_option("--interval", options->intervalMs,
                      "Time from one sample to the next; a bare number is in ms")
         ->type_name("TIME")
         ->transform(duration(1, 86400000))
-        ->capture_default_str();
-    monitor->add_option("--count", options->count, "Number of samples; no end unless given")
+        ->default_str("1s");
+    monitor->add_option("--count", options->count, "Number of samples")
+        ->default_str("no end")
         ->transform(decimalRange(1, 999999999));
     monitor
         ->add_option("--duration", options->durationMs,
-                     "Time to go on; a bare number is in seconds; no end unless given")
+                     "Time to go on; a bare number is in seconds")
+        ->default_str("no end")
         ->type_name("TIME")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
     CLI::Option *changesOnly = monitor->add_flag("--changes-only", options->changesOnly,

@@ -76,7 +76,7 @@ void addPingCommand(CLI::App &app, CommandLine *line)
                      "Time from one to the next; a bare number is in ms")
         ->type_name("TIME")
         ->transform(duration(0, 3600000))
-        ->capture_default_str();
+        ->default_str("1s");
     command->callback([line, ping] {
         line->run = [ping](const LinkOptions &options, QTextStream &out, QTextStream &err) {
             return runPing(*ping, options, out, err);

@@ -1,10 +1,10 @@
 #include "apps/argument_text.h"
+#include "apps/command_help.h"
 #include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
-#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -84,7 +84,8 @@ void addPlaceOptions(CLI::App &parser, KvsimOptions *options)
     tcp->excludes(pty);
     addText(parser, "--link", &options->link, "PATH", "Symbolic link to the pseudo-terminal")
         ->excludes(tcp);
-    parser.add_option("--station", options->station, "Station number; 0 unless given")
+    parser.add_option("--station", options->station, "Station number")
+        ->default_str("0")
         ->option_text("N")
         ->transform(decimalRange(0, 99));
 }
@@ -106,17 +107,17 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
         parser.add_option("--baud", timing->baud, "Pace the wire at N bits a second")
             ->option_text("N")
             ->transform(decimalRange(50, 4000000));
-    parser
-        .add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 (8E1) unless given")
+    parser.add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 is 8E1")
+        ->default_str("11")
         ->option_text("N")
         ->transform(decimalRange(7, 13))
         ->needs(baud);
-    parser
-        .add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply; 0 unless given")
+    parser.add_option("--reply-delay", timing->replyDelayMs, "Wait before each reply")
+        ->default_str("0")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
-    parser
-        .add_option("--jitter", timing->jitterMs, "Up to so much more, by chance; 0 unless given")
+    parser.add_option("--jitter", timing->jitterMs, "Wait up to so much more, by chance")
+        ->default_str("0")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
 }
@@ -126,7 +127,8 @@ void addFaultOptions(CLI::App &parser, KvsimOptions *options)
     addList(parser, "--fault", &options->faults, "KIND[:RATE[,PARAM]]",
             "Damage replies; RATE: 0 to 1, every N, once N");
     addText(parser, "--faults", &options->faultFile, "FILE", "Faults from a file");
-    parser.add_option("--seed", options->seed, "Of faults and jitter; 1 unless given")
+    parser.add_option("--seed", options->seed, "Of faults and jitter")
+        ->default_str("1")
         ->option_text("N")
         ->transform(decimalRange(0, 999999999));
     parser.add_flag("--trace", "Log each line that passes, to stderr or FILE")
@@ -143,14 +145,14 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
+    parser.formatter(std::make_shared<HelpFormatter>());
     parser.footer(EXAMPLES + faultNames() + NOTES);
     parser.set_version_flag("--version", "kvsim " KV_VERSION, "Print the version and exit");
     parser.set_help_flag("-h,--help", "Print this help and exit");
     parser.get_formatter()->column_width(HELP_COLUMN);
-    parser.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return "kvsim: " + escapedText(error.what()).toStdString() +
-               "\nRun kvsim --help for its usage.\n";
-    });
+    parser.failure_message(usageError);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
     KvsimOptions options;
     addPlaceOptions(parser, &options);
     addMemoryOptions(parser, &options);
@@ -159,9 +161,7 @@ int main(int argc, char **argv)
     try {
         parser.parse(argc, argv);
     } catch (const CLI::ParseError &result) {
-        return parser.exit(result) == 0 ? StatusGood : StatusUsage;
+        return endOfOutput("kvsim", out, err, reportParse(parser, result, out, err));
     }
-    QTextStream out(stdout);
-    QTextStream err(stderr);
     return runKvsim(options, out, err);
 }

@@ -10,6 +10,13 @@ const KvlinkRun RUNS[] = {
      "^kvlink: DM1, T1, DM2: no reply to \"RDS DM00001.H 1\" on ANY\n"},
     {"--fault no-reply:once+2 --set T1=5 > PLC read DM1 T1 --ask-all", 6, "T1 5\n",
      "^kvlink: DM1: no reply to \"RDS DM00001.H 1\" on ANY\n"},
+    // Mistakes name what is meant.
+    {"raed DM0 --sim", 2, "", "kvlink: raed is not a command; did you mean read?\n"},
+    {"project inti x", 2, "", "kvlink: inti is not a command; did you mean init?\n"},
+    {"--tmeout=5 read DM0", 2, "", "kvlink: --tmeout is not an option; did you mean --timeout?\n"},
+    {"monitor DM0 --changes", 2, "", "did you mean --changes-only?\n"},
+    {"read DM0 --verify", 2, "", "kvlink: --verify is not an option\n"},
+    {"PLC read DM100 --count 2", 2, "", "--count 2: ANY -n\n"},
 };
 
 } // namespace
@@ -25,6 +32,18 @@ private slots:
     void runsAsAUserSees_data() { addRows(RUNS); }
 
     void runsAsAUserSees() { check(currentRow(RUNS)); }
+
+    void failsWhereItsHelpCannotBeWritten()
+    {
+        for (const char *program : {KVLINK_PROGRAM, KVSIM_PROGRAM}) {
+            QProcess process;
+            process.setStandardOutputFile("/dev/full");
+            process.start(program, {"--help"});
+            const Outcome outcome = ended(&process);
+            QCOMPARE(outcome.status, 3);
+            QVERIFY(outcome.err.contains("cannot write to the standard output"));
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(TestKvlinkLine)

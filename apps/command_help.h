@@ -1,0 +1,104 @@
+/// What the programs' parsers print: help, and what is wrong with a command line.
+#ifndef APPS_COMMAND_HELP_H
+#define APPS_COMMAND_HELP_H
+
+#include "apps/nearest_word.h"
+#include "runtime/escaped_text.h"
+#include "runtime/failure.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// Help in which every option with a default shows it in the same way.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_option_opts(const CLI::Option *option) const override
+    {
+        std::string text = CLI::Formatter::make_option_opts(option);
+        const std::string shown = "=" + option->get_default_str();
+        if (shown.size() > 1 && option->get_option_text().empty())
+            text.erase(text.find(shown), shown.size());
+        return text;
+    }
+
+    std::string make_option_desc(const CLI::Option *option) const override
+    {
+        const std::string shown = option->get_default_str();
+        return option->get_description() + (shown.empty() ? "" : "; default: " + shown);
+    }
+
+    // The library writes "(1x)" behind an argument that may be repeated a limited number of times.
+    std::string make_option_usage(const CLI::Option *option) const override
+    {
+        const std::string name = option->get_name(true);
+        const std::string repeated = option->get_expected_max() > 1 ? name + "..." : name;
+        return option->get_required() ? repeated : "[" + repeated + "]";
+    }
+};
+
+/// The option names of a command and of those that it is a part of.
+inline std::vector<std::string> optionNames(const CLI::App *command)
+{
+    std::vector<std::string> names;
+    const auto isShown = [](const CLI::Option *option) { return !option->get_group().empty(); };
+    for (; command; command = command->get_parent()) {
+        for (const CLI::Option *option : command->get_options(isShown)) {
+            for (const std::string &name : option->get_lnames())
+                names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+/// Says that a word is none of those that are known, and which one is near.
+inline std::string unknownText(const std::string &typed, const std::string &what,
+                               const std::vector<std::string> &known)
+{
+    const std::string nearest = nearestWord(typed, known);
+    return typed + " is not " + what + (nearest.empty() ? "" : "; did you mean " + nearest + "?");
+}
+
+/// What is wrong with a command line, for people. The library does not say which word it did not
+/// take for a command.
+inline std::string usageError(const CLI::App *app, const CLI::Error &error)
+{
+    std::string text = error.what();
+    const CLI::App *command = app;
+    while (!command->get_subcommands().empty())
+        command = command->get_subcommands().front();
+    std::vector<std::string> commands;
+    for (const CLI::App *known : command->get_subcommands({}))
+        commands.push_back(known->get_name());
+    for (const std::string &word : app->remaining()) {
+        if (word == "--")
+            continue;
+        if (word.compare(0, 1, "-") == 0)
+            text = unknownText(word.substr(0, word.find('=')), "an option", optionNames(command));
+        else if (!commands.empty())
+            text = unknownText(word, "a command", commands);
+        break;
+    }
+    return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\nRun " +
+           app->get_name() + " --help for its usage.\n";
+}
+
+/// Prints why a parse has ended: help or the version to the first stream, an error to the other one.
+inline Status reportParse(const CLI::App &app, const CLI::ParseError &end, QTextStream &out,
+                          QTextStream &err)
+{
+    std::ostringstream help;
+    std::ostringstream wrong;
+    const int code = app.exit(end, help, wrong);
+    out << help.str().c_str();
+    err << wrong.str().c_str();
+    err.flush();
+    return code == 0 ? StatusGood : StatusUsage;
+}
+
+#endif
