@@ -73,11 +73,6 @@ QString devicePath(const QString &device)
     return canonical.isEmpty() ? path : canonical;
 }
 
-bool isPseudoTerminal(const QString &path)
-{
-    return path.startsWith(QLatin1String("/dev/pts/"));
-}
-
 // Why Qt could not open or set a port. When the file's rights allow it and the system refuses all
 // the same, another process has the port.
 QString openingError(const QSerialPort &port, const QString &path)
@@ -205,6 +200,11 @@ private:
 };
 
 } // namespace
+
+bool isPseudoTerminal(const QString &device)
+{
+    return devicePath(device).startsWith(QLatin1String("/dev/pts/"));
+}
 
 Failure parseSerialPort(const QString &text, SerialPortSetting *setting)
 {

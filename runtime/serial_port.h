@@ -27,6 +27,10 @@ struct SerialPortSetting {
 /// @return StatusUsage for another text
 Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 
+/// Whether a port is a pseudo-terminal, whose baud rate has no meaning.
+/// @param device as in a setting
+bool isPseudoTerminal(const QString &device);
+
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed. A character that arrives with a parity or framing error is read as a zero
 /// byte, which no reply holds. Requires: no event loop runs in the port's thread.

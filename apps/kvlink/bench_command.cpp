@@ -36,7 +36,7 @@ struct LineSpeed {
     int bitsPerCharacter;
 };
 
-// The baud rate is 0 where the wire has none.
+// The baud rate is 0 where no speed is known: a TCP port or a pseudo-terminal has none of its own.
 LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
 {
     SerialPortSetting setting;
@@ -44,7 +44,8 @@ LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
         return {bench.baudRate, BITS_OF_8E1};
     const int bits = 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
                      (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
-    return {bench.baudRate > 0 ? bench.baudRate : setting.baudRate, bits};
+    const int ownRate = isPseudoTerminal(setting.device) ? 0 : setting.baudRate;
+    return {bench.baudRate > 0 ? bench.baudRate : ownRate, bits};
 }
 
 double secondsOf(const QElapsedTimer &time)
@@ -96,22 +97,20 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     time.start();
     const Statistics &statistics = client.statistics();
     failure = Failure(StatusNoReply, QString()); // of a bench that a signal ends at once
-    bool hasComplained = false;
+    int failed = 0;
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
         failure = client.read(command, &data);
-        if (failure && !hasComplained && statistics.errors() > 0) {
+        // A request that the signal has cut short says nothing about the PLC.
+        const bool isCutShort = stopRequested() && failure.status() == StatusNoReply;
+        if (failure && !isCutShort && ++failed == 1)
             complain(err, failure);
-            hasComplained = true;
-        }
         if (takeReportRequest())
             complain(err, interimText(statistics, bench.requests, secondsOf(time)), StatusGood);
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
         printResult(client, lineSpeed(bench, options), secondsOf(time), out);
-    const Status status = !someSucceeded            ? failure.status()
-                          : statistics.errors() > 0 ? StatusSome
-                                                    : StatusGood;
+    const Status status = !someSucceeded ? failure.status() : failed > 0 ? StatusSome : StatusGood;
     return complain(err, statistics.text(), status);
 }
 
@@ -130,7 +129,9 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
     command->add_option("--requests", bench->requests, "Number of requests")
         ->transform(decimalRange(1, 999999999))
         ->capture_default_str();
-    command->add_option("--baud", bench->baudRate, "Speed of the wire behind a TCP port")
+    command
+        ->add_option("--baud", bench->baudRate,
+                     "Speed of the wire behind a TCP port, for its share")
         ->default_str("that of the serial port")
         ->transform(decimalRange(50, 4000000));
     command->callback([line, bench] {

@@ -17,6 +17,8 @@ const KvlinkRun RUNS[] = {
     {"monitor DM0 --changes", 2, "", "did you mean --changes-only?\n"},
     {"read DM0 --verify", 2, "", "kvlink: --verify is not an option\n"},
     {"PLC read DM100 --count 2", 2, "", "--count 2: ANY -n\n"},
+    // A pseudo-terminal has no speed.
+    {"--pty > PLC bench --requests 2", 0, "ANY\nANY\np99: NUM ms\n", "2 requests, 2 replies"},
 };
 
 } // namespace
@@ -32,6 +34,21 @@ private slots:
     void runsAsAUserSees_data() { addRows(RUNS); }
 
     void runsAsAUserSees() { check(currentRow(RUNS)); }
+
+    void aBenchThatIsInterruptedIsNoFailure()
+    {
+        Simulator slow(words("--station 7 --reply-delay 10"));
+        QProcess bench;
+        bench.setReadChannel(QProcess::StandardError);
+        bench.start(KVLINK_PROGRAM,
+                    arguments("PLC --trace bench --requests 9999 --baud 9600", &slow));
+        for (int lines = 0; lines < 9; ++lines)
+            nextLine(&bench);
+        interrupt(bench);
+        const Outcome outcome = ended(&bench);
+        QVERIFY(fits(outcome.out, "requests per second: ALL at 9600 baud\n"));
+        QCOMPARE(outcome.status, 0);
+    }
 
     void failsWhereItsHelpCannotBeWritten()
     {
