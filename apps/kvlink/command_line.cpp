@@ -16,9 +16,9 @@ namespace
 
 const char EXAMPLES[] =
     "Examples:\n"
-    "  kvlink --port /dev/ttyUSB0,9600,8e1 read DM100 DM102:f32 DM200[8] R1215:bit T3\n"
+    "  kvlink --port /dev/ttyUSB0,9600,8e1 read DM100 DM102:f32 'DM200[8]' R1215:bit T3\n"
     "  kvlink --port /dev/ttyUSB0 write DM100=4660 DM102:f32=1.5 --verify\n"
-    "  kvlink --tcp plc.local:8501 monitor DM0[8] --interval 200 --changes-only\n"
+    "  kvlink --tcp plc.local:8501 monitor 'DM0[8]' --interval 200 --changes-only\n"
     "  kvlink --sim --trace read DM100 --format json\n"
     "  kvlink --port /dev/ttyUSB0 ping --count 10\n"
     "\n"
