@@ -53,6 +53,7 @@ bool parseDeviceAddress(const QString &text, DeviceAddress *address)
     }
     found.prefix = upper.left(letters);
     const QString number = upper.mid(letters);
+    found.isKnown = letters > 0 && found.prefix == QLatin1String(device.prefix);
     if (letters == 0 || !isNumber(number, found.base) ||
         !parseNumber(number, found.base, &found.number))
         return false;

@@ -19,6 +19,7 @@ struct DeviceAddress {
     quint32 number = 0;
     int base = 10; ///< of the number: 10 or 16
     DeviceForm form = DeviceForm::Values;
+    bool isKnown = false;     ///< whether the driver has the device
     bool hasContacts = false; ///< each value has a bit of its own: timers, counters and CTC
 
     /// The address of another number of the device. @param other the number

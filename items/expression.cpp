@@ -87,15 +87,24 @@ Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
     const QString count = match.captured(3);
     item->count = count.isEmpty() ? defaults.count : count.toInt();
     item->eitherSign = defaults.eitherSign;
+    item->textForm = defaults.textForm;
     Failure failure = setType(match.captured(2), defaults, item);
     return failure || count.isEmpty() ? failure : checkCount(*item);
 }
 
+} // namespace
+
 Failure setValues(const QStringList &values, Item *item)
 {
     const bool isString = item->type == ItemType::String;
-    const int given = isString && values.size() == 1 ? values.first().size() : values.size();
+    int given = values.size();
     item->values = values;
+    if (isString && given == 1) {
+        QByteArray bytes;
+        if (Failure failure = encodeString(*item, &bytes))
+            return failure;
+        given = bytes.size();
+    }
     if (item->count == 0)
         item->count = given;
     if (Failure failure = checkCount(*item))
@@ -103,8 +112,8 @@ Failure setValues(const QStringList &values, Item *item)
     const QString name = quoted(item->text);
     const QString count = QString::number(item->count);
     if (isString && (values.size() != 1 || given > item->count))
-        return usage(
-            QString::fromLatin1("%1 takes one text of up to %2 characters").arg(name, count));
+        return usage(QString::fromLatin1("%1 takes one text of up to %2 characters of 8 bits")
+                         .arg(name, count));
     if (!isString && given != item->count)
         return usage(QString::fromLatin1("%1 takes %2 values, not %3")
                          .arg(name, count, QString::number(given)));
@@ -112,7 +121,12 @@ Failure setValues(const QStringList &values, Item *item)
     return packValues(*item, WordOrder::LowFirst, &data);
 }
 
-} // namespace
+Failure setValues(const QString &values, Item *item)
+{
+    return setValues(item->type == ItemType::String ? QStringList(values)
+                                                    : values.split(QLatin1Char(',')),
+                     item);
+}
 
 Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item)
 {
@@ -122,10 +136,7 @@ Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item)
     if (failure)
         return failure;
     if (equals >= 0) {
-        const QString values = text.mid(equals + 1);
-        const QStringList list =
-            parsed.type == ItemType::String ? QStringList(values) : values.split(QLatin1Char(','));
-        failure = setValues(list, &parsed);
+        failure = setValues(text.mid(equals + 1), &parsed);
     } else if (parsed.count == 0) {
         parsed.count = 1;
         if (parsed.type == ItemType::String)

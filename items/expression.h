@@ -15,6 +15,7 @@ struct ItemDefaults {
     ItemType type = ItemType::U16;
     int count = 0;           ///< 1 to MAX_ITEM_COUNT; 0 for as many as there are values, or 1
     bool eitherSign = false; ///< see `Item`
+    TextForm textForm;
 };
 
 /// Reads ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]]. With values, the count is their number unless
@@ -28,5 +29,12 @@ Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item)
 /// The same with the values apart. @param head ADDRESS[:TYPE][[COUNT]] @param values one or more
 Failure parseItem(const QString &head, const QStringList &values, const ItemDefaults &defaults,
                   Item *item);
+
+/// Gives an item the values that it is to be written with, and checks them. A count of 0 becomes
+/// their number. @return StatusUsage with what is wrong
+Failure setValues(const QStringList &values, Item *item);
+
+/// The same with the values in one text, VALUE[,VALUE...], as they stand behind "=".
+Failure setValues(const QString &values, Item *item);
 
 #endif

@@ -69,7 +69,8 @@ int itemBits(const Item &item)
 
 int itemBytes(const Item &item)
 {
-    return (item.count * itemBits(item) + 7) / 8;
+    const bool wholeWords = item.type == ItemType::String && item.textForm.highByteFirst;
+    return wholeWords ? (item.count + 1) / 2 * 2 : (item.count * itemBits(item) + 7) / 8;
 }
 
 QString valueAddress(const Item &item, int index)

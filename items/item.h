@@ -3,6 +3,7 @@
 #define ITEMS_ITEM_H
 
 #include "items/device_address.h"
+#include "items/text_form.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -25,7 +26,7 @@ enum class ItemType {
     Hex, ///< as wide as the device: 16 or 32 bits; Bin and Bcd as well
     Bin,
     Bcd,
-    String ///< Latin-1, two characters a word, the first one in the low byte
+    String ///< two characters of 8 bits a word; `TextForm` says which
 };
 
 /// What a tag file says of an item; nothing for one that was named by its address.
@@ -49,9 +50,10 @@ struct Item {
     QString address; ///< as written, in upper case
     DeviceAddress device;
     ItemType type = ItemType::U16;
-    int count = 1;           ///< number of values, of characters for a string; 1 to MAX_ITEM_COUNT
+    int count = 1;           ///< number of values, of bytes for a string; 1 to MAX_ITEM_COUNT
     QStringList values;      ///< to write, as written; empty for an item to read
     bool eitherSign = false; ///< whether the unsigned types take negative values as well
+    TextForm textForm;       ///< of a string
     ItemTag tag;
 };
 
@@ -67,7 +69,8 @@ QString itemTypeNames();
 /// Bits of one value: 1, 8, 16 or 32; 8 for a character.
 int itemBits(const Item &item);
 
-/// Bytes that a read of an item gives: bits packed eight to a byte, else values side by side.
+/// Bytes that a read of an item gives: bits packed eight to a byte, else values side by side. A
+/// string whose words have their high byte first comes in whole words.
 int itemBytes(const Item &item);
 
 /// The address of an item's value. @param index 0 to count - 1; 0 for a string

@@ -1,6 +1,8 @@
 #include "items/item_values.h"
 
+#include "items/item_scaling.h"
 #include "runtime/escaped_text.h"
+#include "tools/byte_order.h"
 
 #include <QtCore/QRegularExpression>
 
@@ -113,10 +115,19 @@ bool parseValue(const Item &item, const QString &text, qint64 *value)
     }
 }
 
+// The largest number of a type that is no float.
+qint64 maxNumber(const Item &item)
+{
+    const bool isBcd = item.type == ItemType::Bcd;
+    return isBcd ? QString(itemBits(item) / 4, QLatin1Char('9')).toLongLong() : maxValue(item);
+}
+
 // What a value of an item may be.
 QString rangeText(const Item &item)
 {
     const int bits = itemBits(item);
+    if (item.tag.isScaled() && item.type != ItemType::F32)
+        return scaledRange(item, minValue(item), maxNumber(item));
     switch (item.type) {
     case ItemType::F32:
         return QLatin1String("number of single precision");
@@ -141,16 +152,20 @@ quint32 inOrder(const Item &item, WordOrder order, quint32 value)
 
 Failure packString(const Item &item, QByteArray *data)
 {
-    const QString &text = item.values.first();
-    for (const QChar c : text) {
-        if (c.unicode() == 0 || c.unicode() > 0xFF)
-            return Failure(StatusUsage,
-                           QString::fromLatin1("the text of \"%1\" has a character that is not "
-                                               "Latin-1")
-                               .arg(item.text));
-    }
-    *data = text.toLatin1().leftJustified(item.count, '\0');
+    QByteArray bytes;
+    if (Failure failure = encodeString(item, &bytes))
+        return failure;
+    bytes = bytes.leftJustified(item.count, '\0');
+    *data = item.textForm.highByteFirst ? toBigEndianUShortArray(bytes) : bytes;
     return Failure();
+}
+
+QString unpackString(const Item &item, QByteArray data)
+{
+    if (item.textForm.highByteFirst)
+        toLittleEndianUShortArray(data);
+    const int end = data.indexOf('\0');
+    return decodeText(data.left(end < 0 ? item.count : qMin(end, item.count)), item.textForm);
 }
 
 QString floatText(quint32 bits)
@@ -218,6 +233,17 @@ bool isBeyond(double deadband, double before, double now)
 
 } // namespace
 
+Failure encodeString(const Item &item, QByteArray *bytes)
+{
+    if (encodeText(item.values.first(), item.textForm, bytes))
+        return Failure();
+    const QByteArray &encoding = item.textForm.encoding;
+    return Failure(StatusUsage,
+                   QString::fromLatin1("the text of \"%1\" has a character that is not %2")
+                       .arg(item.text, encoding.isEmpty() ? QLatin1String("Latin-1")
+                                                          : QString::fromLatin1(encoding)));
+}
+
 Failure packValues(const Item &item, WordOrder order, QByteArray *data)
 {
     if (item.type == ItemType::String)
@@ -226,7 +252,9 @@ Failure packValues(const Item &item, WordOrder order, QByteArray *data)
     QByteArray packed;
     for (const QString &text : item.values) {
         qint64 value = 0;
-        if (!parseValue(item, text, &value) ||
+        QString number = text;
+        if ((item.tag.isScaled() && !unscaledText(item, text, &number)) ||
+            !parseValue(item, number, &value) ||
             (ranged && (value < minValue(item) || value > maxValue(item))))
             return Failure(StatusUsage,
                            QString::fromLatin1("value \"%1\" of %2: expected a %3 (type %4)")
@@ -243,10 +271,7 @@ Failure packValues(const Item &item, WordOrder order, QByteArray *data)
 Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data, QStringList *values)
 {
     if (item.type == ItemType::String) {
-        const QByteArray text = data.left(item.count);
-        *values = QStringList(QString::fromLatin1(
-            text.constData(),
-            static_cast<int>(qstrnlen(text.constData(), static_cast<uint>(text.size())))));
+        *values = QStringList(unpackString(item, data));
         return Failure();
     }
     const int bits = itemBits(item);
@@ -263,10 +288,15 @@ Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data, 
             return Failure(StatusUnusable,
                            QString::fromLatin1("%1 holds 0x%2: expected decimal digits (BCD)")
                                .arg(valueAddress(item, i), digitsText(value, bits / 4, 16)));
-        texts += text;
+        texts += item.tag.isScaled() ? scaledText(item, text) : text;
     }
     *values = texts;
     return Failure();
+}
+
+QString shownValue(const Item &item, const QString &value)
+{
+    return item.type == ItemType::String ? shownText(value, item.textForm) : value;
 }
 
 QStringList plainValues(const Item &item)

@@ -13,20 +13,27 @@ enum class WordOrder {
     HighFirst
 };
 
+/// The bytes of a string's text, as many as it needs. Requires: the item has one value.
+/// @return StatusUsage when the encoding lacks a character
+Failure encodeString(const Item &item, QByteArray *bytes);
+
 /// Turns an item's values into the data of a write request: one byte per bit, else each value least
 /// significant byte first, 32-bit values on words in the given order. A string is filled up with
-/// zeros.
+/// zeros. A scaled value becomes the nearest number of the PLC.
 /// @param data is filled on success
 /// @return StatusUsage with a value that does not fit
 Failure packValues(const Item &item, WordOrder order, QByteArray *data);
 
-/// Turns the data of a read request into values: decimal numbers, 0x and hexadecimal digits, binary
-/// digits, or the characters up to the first zero.
+/// Turns the data of a read request into values: decimal numbers, scaled where a tag says so, 0x and
+/// hexadecimal digits, binary digits, or the characters up to the first zero.
 /// Requires: @p data holds `itemBytes`.
 /// @param values is filled on success
 /// @return StatusUnusable with what is not a number of the type
 Failure unpackValues(const Item &item, WordOrder order, const QByteArray &data,
                      QStringList *values);
+
+/// A value for people: a text without commands to the terminal, see `shownText`.
+QString shownValue(const Item &item, const QString &value);
 
 /// An item's values as `unpackValues` gives them.
 /// Requires: the values were checked, as `parseItem` does.

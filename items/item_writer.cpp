@@ -1,6 +1,7 @@
 #include "items/item_writer.h"
 
 #include "drivers/driver_interface.h"
+#include "items/item_scaling.h"
 #include "runtime/recording_channel.h"
 #include "runtime/request_outcome.h"
 
@@ -19,8 +20,9 @@ WriteRequest writeRequest(const Item &item, WordOrder order)
         kind = Bit;
     else if (itemBits(item) < 32)
         kind = itemBits(item) == 8 ? Byte : Word;
-    WriteRequest request = {
-        CommunicatorCommand(kind, static_cast<quint32>(item.count), item.address), QByteArray()};
+    const int count = kind == Byte ? itemBytes(item) : item.count;
+    WriteRequest request = {CommunicatorCommand(kind, static_cast<quint32>(count), item.address),
+                            QByteArray()};
     packValues(item, order, &request.data);
     return request;
 }
@@ -28,6 +30,18 @@ WriteRequest writeRequest(const Item &item, WordOrder order)
 ItemResult readItem(Client &client, const Item &item, WordOrder order)
 {
     return ItemReader(client, QVector<Item>() << item, ReadOptions(), order).read().first();
+}
+
+// The item with the PLC's own numbers instead of a tag's values.
+Item unscaled(const Item &item)
+{
+    Item plain = item;
+    plain.tag = ItemTag();
+    for (QString &value : plain.values) {
+        if (item.tag.isScaled())
+            unscaledText(item, value, &value);
+    }
+    return plain;
 }
 
 // The first value that was read back otherwise than it was written.
@@ -38,7 +52,8 @@ Failure compare(const Item &item, const QStringList &written, const QStringList 
             return Failure(StatusDiffers,
                            QString::fromLatin1("%1 differs: wrote %2, read back %3: check whether "
                                                "the PLC's program writes it as well")
-                               .arg(valueAddress(item, i), written.at(i), found.at(i)));
+                               .arg(valueAddress(item, i), shownValue(item, written.at(i)),
+                                    shownValue(item, found.at(i))));
     }
     return Failure();
 }
@@ -54,14 +69,16 @@ ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool ver
     result.values = plainValues(item);
     if (!verify)
         return result;
-    const ItemResult found = readItem(client, item, order);
+    const Item plain = unscaled(item);
+    const ItemResult found = readItem(client, plain, order);
     if (found.failure && result.failure)
         result.failure =
             Failure(found.failure.status(), result.failure.text() +
                                                 QLatin1String("; reading them back failed: ") +
                                                 found.failure.text());
     else
-        result.failure = found.failure ? found.failure : compare(item, result.values, found.values);
+        result.failure =
+            found.failure ? found.failure : compare(plain, plainValues(plain), found.values);
     return result;
 }
 

@@ -27,6 +27,23 @@ QString reversiblyEscapedText(const QByteArray &bytes)
     return parts.join(QLatin1String("\\x5c"));
 }
 
+bool isPrintable(uint ucs4)
+{
+    const QChar::Category category = QChar::category(ucs4);
+    return QChar::isPrint(ucs4) && category != QChar::Separator_Line &&
+           category != QChar::Separator_Paragraph;
+}
+
+QString printableText(const QString &text)
+{
+    QString printable;
+    for (const uint ucs4 : text.toUcs4()) {
+        const QString character = QString::fromUcs4(&ucs4, 1);
+        printable += isPrintable(ucs4) ? character : escapedText(character.toUtf8());
+    }
+    return printable;
+}
+
 QString countText(qint64 count, const char *singular, const char *plural)
 {
     return QString::fromLatin1("%1 %2").arg(count).arg(

@@ -12,6 +12,13 @@ QString escapedText(const QByteArray &bytes);
 /// @return the same with each backslash as \\x5c, so that each text stands for one run of bytes
 QString reversiblyEscapedText(const QByteArray &bytes);
 
+/// Whether a terminal shows a character as a sign of its own: no control, no mark that only changes
+/// how others are shown, no line end.
+bool isPrintable(uint ucs4);
+
+/// @return @p text with every character that is not printable as the escapes of its bytes in UTF-8
+QString printableText(const QString &text);
+
 /// "1 reply", "2 replies": a count with its word. @param plural the word for all counts but one
 QString countText(qint64 count, const char *singular, const char *plural);
 

@@ -1,0 +1,122 @@
+#include "items/text_form.h"
+
+#include "runtime/escaped_text.h"
+
+#include <QtCore/QTextCodec>
+
+namespace
+{
+
+struct Encoding {
+    const char *name;
+    const char *codec;
+    int longest; // bytes of a character
+};
+
+// The first is the default.
+const Encoding ENCODINGS[] = {
+    {"latin1", "ISO-8859-1", 1},
+    {"shift-jis", "Shift_JIS", 2},
+    {"utf-8", "UTF-8", 4},
+};
+
+// Stands for the bytes of no character: code units that are half of a pair.
+const ushort LONE_BYTES = 0xDC00;
+
+QStringList charactersOf(const QString &text)
+{
+    QStringList characters;
+    for (int at = 0; at < text.size(); at += characters.last().size())
+        characters += text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
+    return characters;
+}
+
+bool isLoneByte(const QString &character)
+{
+    const ushort unit = character.at(0).unicode();
+    return unit >= LONE_BYTES && unit <= LONE_BYTES + 0xFF;
+}
+
+const Encoding &encodingOf(const TextForm &form)
+{
+    const Encoding *found = ENCODINGS;
+    for (const Encoding &row : ENCODINGS)
+        found = form.encoding == row.name ? &row : found;
+    return *found;
+}
+
+const QTextCodec &codecOf(const TextForm &form)
+{
+    return *QTextCodec::codecForName(encodingOf(form).codec);
+}
+
+// The character that a number of bytes are, all of them; empty when they are none.
+QString characterOf(const QTextCodec &codec, const char *bytes, int count)
+{
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const QString text = codec.toUnicode(bytes, count, &state);
+    const bool isOne = text.size() == 1 || (text.size() == 2 && text.at(0).isHighSurrogate());
+    return isOne && text.at(0) != QChar::ReplacementCharacter ? text : QString();
+}
+
+} // namespace
+
+QStringList textEncodings()
+{
+    QStringList names;
+    for (const Encoding &row : ENCODINGS)
+        names += QLatin1String(row.name);
+    return names;
+}
+
+bool encodeText(const QString &text, const TextForm &form, QByteArray *bytes)
+{
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const QByteArray encoded = codecOf(form).fromUnicode(text.constData(), text.size(), &state);
+    *bytes = encoded;
+    return !encoded.contains('\0') && decodeText(encoded, form) == text;
+}
+
+QString decodeText(const QByteArray &bytes, const TextForm &form)
+{
+    const QTextCodec &codec = codecOf(form);
+    QString text;
+    for (int at = 0, used = 0; at < bytes.size(); at += used) {
+        const int most = qMin(encodingOf(form).longest, bytes.size() - at);
+        QString character;
+        for (used = 0; character.isEmpty() && used < most;)
+            character = characterOf(codec, bytes.constData() + at, ++used);
+        if (character.isEmpty()) {
+            used = 1;
+            character = QChar(LONE_BYTES + static_cast<unsigned char>(bytes.at(at)));
+        }
+        text += character;
+    }
+    return text;
+}
+
+QString shownText(const QString &text, const TextForm &form)
+{
+    if (form.encoding.isEmpty())
+        return reversiblyEscapedText(text.toLatin1());
+    QString shown;
+    for (const QString &character : charactersOf(text)) {
+        if (isLoneByte(character))
+            shown += plainText(character);
+        else if (character == QLatin1String("\\") || !isPrintable(character.toUcs4().first()))
+            shown += reversiblyEscapedText(codecOf(form).fromUnicode(character));
+        else
+            shown += character;
+    }
+    return shown;
+}
+
+QString plainText(const QString &text)
+{
+    QString plain;
+    for (const QString &character : charactersOf(text))
+        plain += isLoneByte(character)
+                     ? escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())))
+                     : character;
+    return plain;
+}
