@@ -4,7 +4,7 @@ set(KV_QT 5 CACHE STRING "Qt major version: 5 (desk) or 4 (panel, Qt 4.8)")
 set_property(CACHE KV_QT PROPERTY STRINGS 5 4)
 
 if(KV_QT EQUAL 5)
-  find_package(Qt5 5.11 REQUIRED COMPONENTS Core Sql Network SerialPort Test)
+  find_package(Qt5 5.12 REQUIRED COMPONENTS Core Sql Network SerialPort Test)
   set(KV_QT_CORE Qt5::Core)
   set(KV_QT_SQL Qt5::Sql)
   set(KV_QT_TEST Qt5::Test)

@@ -96,6 +96,10 @@ Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
 
 Failure setValues(const QStringList &values, Item *item)
 {
+    if (!item->tag.isWritable)
+        return usage(QString::fromLatin1("%1 is not writable: its tag says no; write its address "
+                                         "%2 if it has to be")
+                         .arg(item->tag.name, item->address));
     const bool isString = item->type == ItemType::String;
     int given = values.size();
     item->values = values;

@@ -16,6 +16,18 @@ const int EXACT_FLOAT_DIGITS = 9;
 
 } // namespace
 
+bool parseDecimal(const QString &text, double *number)
+{
+    static const QRegularExpression form(
+        QLatin1String("\\A-?(?:[0-9]+\\.?[0-9]*|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?\\z"));
+    bool ok = false;
+    const double parsed = text.toDouble(&ok);
+    if (!ok || !std::isfinite(parsed) || !form.match(text).hasMatch())
+        return false;
+    *number = parsed;
+    return true;
+}
+
 QString scaledText(const Item &item, const QString &number)
 {
     const ItemTag &tag = item.tag;
@@ -29,14 +41,14 @@ QString scaledText(const Item &item, const QString &number)
 
 bool unscaledText(const Item &item, const QString &value, QString *number)
 {
-    static const QRegularExpression form(
-        QLatin1String("\\A-?(?:[0-9]+\\.?[0-9]*|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?\\z"));
-    bool ok = false;
-    const double exact = (value.toDouble(&ok) - item.tag.offset) / item.tag.scale;
+    double given = 0;
+    if (!parseDecimal(value, &given))
+        return false;
+    const double exact = (given - item.tag.offset) / item.tag.scale;
     *number = item.type == ItemType::F32
                   ? QString::number(exact, 'g', EXACT_FLOAT_DIGITS)
                   : QString::number(std::round(exact) + 0.0, 'f', 0); // no "-0"
-    return ok && std::isfinite(exact) && form.match(value).hasMatch();
+    return true;
 }
 
 QString scaledRange(const Item &item, qint64 least, qint64 most)

@@ -1,0 +1,26 @@
+/// Tag files: names for items, with what their numbers mean.
+#ifndef ITEMS_TAG_FILE_H
+#define ITEMS_TAG_FILE_H
+
+#include "items/item.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+/// What a tag file holds.
+struct TagFile {
+    QVector<Item> tags; ///< in the order of the file; their text is the name
+
+    /// What is wrong, each with file, line and column, up to a limit; empty for a good file.
+    QStringList errors;
+};
+
+/// Reads a table of kvlink(1), TAGS: comma-separated values in UTF-8, the first line naming the
+/// columns. @param name of the file, for the errors
+TagFile parseTagFile(const QByteArray &bytes, const QString &name);
+
+/// The same for a file. One that cannot be read is an error as well.
+TagFile readTagFile(const QString &path);
+
+#endif
