@@ -4,6 +4,8 @@
 
 #include <QtCore/QTextStream>
 
+#include <unistd.h>
+
 namespace
 {
 
@@ -13,41 +15,91 @@ QString valueText(const ItemResult &result)
                           : reversiblyEscapedText(result.values.join(QLatin1Char(' ')).toLatin1());
 }
 
+const char TO_TOP_AND_CLEAR[] = "\x1b[H\x1b[J";
+const char UP_LINES[] = "\x1b[%1A";
+const char TO_START_AND_CLEAR[] = "\r\x1b[K";
+const char CLEAR_BELOW[] = "\x1b[J";
+const char REVERSE[] = "\x1b[7m";
+const char PLAIN[] = "\x1b[0m";
+
+// Behind what the terminal's edge cuts off.
+const char CUT_MARK = '>';
+
+QString cut(const QString &text, int columns)
+{
+    return text.size() <= columns ? text : text.left(columns - 1) + QLatin1Char(CUT_MARK);
+}
+
+QString marked(const QString &text)
+{
+    return text.isEmpty() ? text : QLatin1String(REVERSE) + text + QLatin1String(PLAIN);
+}
+
 } // namespace
 
-LiveTable::LiveTable(QTextStream &out, const QVector<Item> &items)
-    : m_out(out), m_items(items), m_drawnRows(0)
+bool canRedraw(int descriptor)
 {
-    for (int i = 0; i < items.size(); ++i) {
+    return isatty(descriptor) && qgetenv("TERM") != "dumb";
+}
+
+LiveTable::LiveTable(QTextStream &out, const QVector<Item> &items)
+    : m_out(out), m_items(items), m_itemWidth(0), m_drawnRows(0), m_columns(0), m_rows(0)
+{
+    for (const Item &item : items) {
         m_values += QString();
         m_since += QString();
+        m_itemWidth = qMax(m_itemWidth, item.text.size());
     }
+}
+
+QStringList LiveTable::linesOf(const QVector<ItemResult> &results, const QString &time, int columns)
+{
+    const bool isFirst = m_since.value(0).isEmpty();
+    QVector<bool> isNew;
+    int valueWidth = 0;
+    for (int i = 0; i < m_items.size(); ++i) {
+        const QString value = valueText(results.at(i));
+        isNew += value != m_values.at(i);
+        if (isNew.last() || isFirst)
+            m_since[i] = time;
+        m_values[i] = value;
+        valueWidth = qMax(valueWidth, value.size());
+    }
+    // A part of a time is of no use.
+    const QString since = QLatin1String("  since ");
+    const bool hasSince = m_itemWidth + 2 + valueWidth + since.size() + time.size() <= columns;
+    QStringList lines(cut(time, columns));
+    for (int i = 0; i < m_items.size(); ++i) {
+        const QString name = m_items.at(i).text.leftJustified(m_itemWidth + 2);
+        const QString row = cut(name + m_values.at(i), columns);
+        const QString value = row.mid(name.size());
+        lines += row.left(name.size()) + (isNew.at(i) && !isFirst ? marked(value) : value);
+        if (hasSince)
+            lines.last() += QString(valueWidth - m_values.at(i).size(), QLatin1Char(' ')) + since +
+                            m_since.at(i);
+    }
+    return lines;
 }
 
 void LiveTable::draw(const QVector<ItemResult> &results, const QString &time, int columns, int rows)
 {
-    int itemWidth = 0;
-    int valueWidth = 0;
-    for (int i = 0; i < m_items.size(); ++i) {
-        const QString value = valueText(results.at(i));
-        if (value != m_values.at(i))
-            m_since[i] = time;
-        m_values[i] = value;
-        itemWidth = qMax(itemWidth, m_items.at(i).text.size());
-        valueWidth = qMax(valueWidth, value.size());
-    }
-    QStringList lines(time);
-    for (int i = 0; i < m_items.size(); ++i)
-        lines += m_items.at(i).text.leftJustified(itemWidth + 2) +
-                 m_values.at(i).leftJustified(valueWidth + 2) + QLatin1String("since ") +
-                 m_since.at(i);
+    QStringList lines = linesOf(results, time, columns);
     // A table that is taller than the terminal could not be drawn over again.
-    if (lines.size() > rows - 1)
-        lines = lines.mid(0, qMax(1, rows - 1));
-    if (m_drawnRows > 0)
-        m_out << "\x1b[" << m_drawnRows << 'A';
+    const int room = qMax(1, rows - 1);
+    if (lines.size() > room) {
+        lines = lines.mid(0, room - 1);
+        const int shown = qMax(0, lines.size() - 1);
+        lines += cut(QString::fromLatin1("and %1 more").arg(m_items.size() - shown), columns);
+    }
+    // Nobody knows how a terminal of another size has broken the lines of the last picture.
+    if (m_drawnRows > 0 && (columns != m_columns || rows != m_rows))
+        m_out << TO_TOP_AND_CLEAR;
+    else if (m_drawnRows > 0)
+        m_out << QString::fromLatin1(UP_LINES).arg(m_drawnRows);
     for (const QString &line : qAsConst(lines))
-        m_out << "\r\x1b[K" << line.left(columns) << '\n';
-    m_out << "\x1b[J";
+        m_out << TO_START_AND_CLEAR << line << '\n';
+    m_out << CLEAR_BELOW;
     m_drawnRows = lines.size();
+    m_columns = columns;
+    m_rows = rows;
 }

@@ -11,7 +11,10 @@
 
 class QTextStream;
 
-/// Also remembers since when each item has had its value.
+/// Whether a file is a terminal that can draw over what it shows, unlike one of TERM=dumb.
+bool canRedraw(int descriptor);
+
+/// A line for each item with its value, in reverse video where it is new, and since when it holds.
 class LiveTable
 {
 public:
@@ -19,18 +22,24 @@ public:
     LiveTable(QTextStream &out, const QVector<Item> &items);
 
     /// Draws the table, over its last picture unless other lines have come in between.
-    /// @param columns, rows the terminal's size in characters; what is too long is cut off
+    /// @param columns, rows the terminal's size in characters. The last line says how many items are
+    ///        too many for it; times are left out and values cut off where it is too narrow.
     void draw(const QVector<ItemResult> &results, const QString &time, int columns, int rows);
 
     /// Says that something else is about to be printed below the table.
     void leave() { m_drawnRows = 0; }
 
 private:
+    QStringList linesOf(const QVector<ItemResult> &results, const QString &time, int columns);
+
     QTextStream &m_out;
     const QVector<Item> m_items;
     QStringList m_values;
     QStringList m_since; // when each value came up
+    int m_itemWidth;
     int m_drawnRows;
+    int m_columns; // of the terminal, when it was drawn; the rows as well
+    int m_rows;
 };
 
 #endif

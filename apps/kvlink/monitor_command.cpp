@@ -243,7 +243,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     if (failure)
         return complain(err, failure);
     // A trace on the same terminal would run through the table.
-    const bool live = !log && isatty(STDOUT_FILENO) && options.items.format->isLiveTable &&
+    const bool live = !log && canRedraw(STDOUT_FILENO) && options.items.format->isLiveTable &&
                       !options.changesOnly && link.trace != TRACE_TO_STDERR;
     Monitor monitor(options, live, log.get(), client, items, out, err);
     const Status status = monitor.run();

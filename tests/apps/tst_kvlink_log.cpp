@@ -1,4 +1,5 @@
 // kvlink as a logger: its files, what it leaves out, and what it says meanwhile.
+#include "apps/kvlink/live_table.h"
 #include "items/expression.h"
 #include "items/item_values.h"
 #include "tests/apps/kvlink_runs.h"
@@ -113,6 +114,32 @@ private slots:
         item.tag.deadband = row.at(1).toDouble();
         QCOMPARE(haveMoved(item, row.at(2).split(','), row.at(3).split(',')),
                  currentRow(READINGS).haveMoved);
+    }
+
+    void drawsWhatFits()
+    {
+        QVector<Item> items(4);
+        QVector<ItemResult> results(4);
+        for (int i = 0; i < 4; ++i) {
+            items[i].text = QString("DM%1").arg(i);
+            results[i].values = words(i == 1 ? "12345678" : "7");
+        }
+        QString shown;
+        QTextStream out(&shown);
+        LiveTable table(out, items);
+        table.draw(results, "2026", 12, 5);
+        results[0].values[0] = '8';
+        results[1].values[0] = "1234567";
+        table.draw(results, "2027", 12, 5);
+        table.draw(results, "2028", 24, 2);
+        table.draw(results, "2029", 25, 9);
+        QString lines = shown.replace("\x1b[7m", "<").replace("\x1b[0m", ">").remove("\r\x1b[K");
+        lines.replace("\x1b[J", "\f").replace("\x1b[4A", "^").replace("\x1b[H", "H");
+        QCOMPARE(lines, QString("2026\nDM0  7\nDM1  123456>\nand 2 more\n\f"
+                                "^2027\nDM0  <8>\nDM1  <1234567>\nand 2 more\n\f"
+                                "H\fand 4 more\n\f"
+                                "H\f2029\nDM0  8        since 2027\nDM1  1234567  since 2027\n"
+                                "DM2  7        since 2026\nDM3  7        since 2026\n\f"));
     }
 
     void keepsALog_data() { addRows(LOGS); }
