@@ -12,6 +12,13 @@ const int MAX_VALUES = KV_L20V_MAX_TIMER_ITEMS;
 
 const int CHANNEL_BITS = 16;
 
+// Characters on the wire for a read of a word, besides those of its data: the lines that open, ask
+// and close, their replies, and the ends of all.
+const int REQUEST_CHARACTERS = 42;
+
+// A byte of data is half of a word's four digits and blank.
+const double CHARACTERS_OF_BYTE = 2.5;
+
 // Words of one device that one item wants.
 struct Span {
     int item;
@@ -107,6 +114,14 @@ void mergeSpans(const QVector<Item> &items, const QVector<Span> &spans, const Me
         *requests += wordRequest(items, block, end);
 }
 
+double charactersOf(const QVector<ItemRequest> &requests)
+{
+    double characters = 0;
+    for (const ItemRequest &request : requests)
+        characters += REQUEST_CHARACTERS + CHARACTERS_OF_BYTE * request.command.byteLength();
+    return characters;
+}
+
 int firstItem(const ItemRequest &request)
 {
     int first = request.parts.first().item;
@@ -158,4 +173,13 @@ QVector<ItemRequest> splitRequest(const QVector<Item> &items, const ItemRequest 
             first + static_cast<quint32>((part.length + 1) / 2));
     }
     return requests;
+}
+
+int itemsWithin(const QVector<Item> &items, const MergeOptions &options, double share)
+{
+    const double room = share * charactersOf(planRequests(items, options));
+    int count = items.size();
+    while (count > 0 && charactersOf(planRequests(items.mid(0, count), options)) > room)
+        --count;
+    return count;
 }

@@ -40,4 +40,8 @@ QVector<ItemRequest> planItem(const Item &item);
 /// @param items the list that the request was planned for
 QVector<ItemRequest> splitRequest(const QVector<Item> &items, const ItemRequest &request);
 
+/// About how many of the items, from the first on, can be read in a part of the time that all take.
+/// @param share of that time, 0 to 1
+int itemsWithin(const QVector<Item> &items, const MergeOptions &options, double share);
+
 #endif

@@ -38,6 +38,16 @@ struct MonitorOptions {
     LogRotation rotation;
 };
 
+// An interval that leaves a tenth of a sample's time free, with one or two digits but zeros.
+qint64 roomyIntervalMs(qint64 sampleMs)
+{
+    qint64 unit = 1;
+    const qint64 ms = sampleMs + (sampleMs + 9) / 10;
+    while (ms / unit >= 100)
+        unit *= 10;
+    return (ms + unit - 1) / unit * unit;
+}
+
 class Monitor
 {
 public:
@@ -59,6 +69,7 @@ private:
     void reportChanges(const QVector<ItemResult> &results);
     void print(const QString &text);
     void show(const QVector<ItemResult> &results);
+    void judgePace(qint64 sampleMs);
     void keep(const QString &time);
 
     const MonitorOptions &m_options;
@@ -78,6 +89,8 @@ private:
     Status m_status;        // of the last sample
     qint64 m_outageSinceMs; // -1 without an outage
     qint64 m_missed;        // ticks that were left out, as the sample before took too long
+    qint64 m_previousMs;    // that the last good sample took
+    bool m_isPaceKnown;     // that the interval is too short for the link
     qint64 m_unlogged;      // samples since the log could be written
     qint64 m_lost;          // samples that are not in the log
 };
@@ -87,8 +100,8 @@ Monitor::Monitor(const MonitorOptions &options, bool live, LogFile *log, Client 
     : m_options(options), m_client(client), m_log(log), m_items(items), m_out(out), m_err(err),
       m_reader(client, items, options.items.read, options.items.order), m_rowStream(&m_rows),
       m_printer(log ? m_rowStream : out, *options.items.format, items, !log), m_table(out, items),
-      m_isLive(live), m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0), m_unlogged(0),
-      m_lost(0)
+      m_isLive(live), m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0), m_previousMs(0),
+      m_isPaceKnown(false), m_unlogged(0), m_lost(0)
 {
     m_clock.start();
 }
@@ -102,12 +115,15 @@ Status Monitor::run()
         if ((m_options.durationMs > 0 && dueMs >= m_options.durationMs) ||
             waitForStop(dueMs - m_clock.elapsed(), report))
             break;
+        const qint64 startMs = m_clock.elapsed();
         const QVector<ItemResult> results = m_reader.read();
+        const qint64 sampleMs = m_clock.elapsed() - startMs;
         // A request that the signal has cut short says nothing about the PLC.
         if (stopRequested() && outageIn(results))
             break;
         reportChanges(results);
         show(results);
+        judgePace(m_status == StatusGood ? sampleMs : 0);
         if (isOutputGone())
             break;
         tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
@@ -179,6 +195,26 @@ void Monitor::show(const QVector<ItemResult> &results)
     m_out.flush();
     if (m_log)
         keep(time);
+}
+
+// Two slow samples in a row are no chance; what a fault costs is not the link's pace.
+void Monitor::judgePace(qint64 sampleMs)
+{
+    const qint64 steadyMs = qMin(sampleMs, m_previousMs);
+    m_previousMs = sampleMs;
+    if (m_isPaceKnown || steadyMs <= m_options.intervalMs)
+        return;
+    m_isPaceKnown = true;
+    const int fitting =
+        itemsWithin(m_items, m_options.items.read.merge,
+                    static_cast<double>(m_options.intervalMs) / static_cast<double>(steadyMs));
+    QString text = QString::fromLatin1("a sample takes %1 ms, longer than the interval of %2 ms: "
+                                       "use --interval %3")
+                       .arg(QString::number(steadyMs), QString::number(m_options.intervalMs),
+                            QString::number(roomyIntervalMs(steadyMs)));
+    if (fitting > 0)
+        text += QString::fromLatin1(" or fewer items (about %1)").arg(fitting);
+    print(text);
 }
 
 // A full disk may have room again: the samples until then are lost, those behind it are not.

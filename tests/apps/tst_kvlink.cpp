@@ -342,7 +342,7 @@ private slots:
         QProcess monitor;
         monitor.start(KVLINK_PROGRAM,
                       words(QString("--port %1,9600,8n1 --retry 0 --timeout %2 monitor DM1 "
-                                    "--interval 20 --changes-only --format jsonl")
+                                    "--interval %2 --changes-only --format jsonl")
                                 .arg(link)
                                 .arg(REPLY_MS)));
         QVERIFY(nextLine(&monitor).contains("\"ok\""));

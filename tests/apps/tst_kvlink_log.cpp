@@ -54,6 +54,10 @@ const KvlinkRun RUNS[] = {
      "TIME DM100 4660\nTIME DM900 ANY\nTIME DM900 ANY\nALL", "40 requests"},
     {"PLC monitor DM100 DM900 --count 20 --interval 2 --changes-only --format csv-wide", 0,
      "time,DM100,DM900,status,error\nTIME,4660,ANY,ok,\nTIME,4660,ANY,ok,\nALL", "40 requests"},
+    {"--baud 9600 > PLC monitor DM0 DM100 DM200 --interval 120 --count 3 --format value", 0,
+     "0\n0\n0\n0\n0\n0\n0\n0\n0\n",
+     "^kvlink: a sample takes ANY ms, longer than the interval of 120 ms: use --interval ANY0 or "
+     "fewer items (about ANY)\nkvlink: 9 requests, ANY\n"},
     {"PLC monitor DM1 --changes-only --deadband 1,5", 2, "", "1,5 is not a number from 0"},
 };
 
@@ -114,6 +118,18 @@ private slots:
         item.tag.deadband = row.at(1).toDouble();
         QCOMPARE(haveMoved(item, row.at(2).split(','), row.at(3).split(',')),
                  currentRow(READINGS).haveMoved);
+    }
+
+    void knowsWhatFitsInAnInterval()
+    {
+        QVector<Item> apart(4);
+        QVector<Item> together(4);
+        for (int i = 0; i < 4; ++i) {
+            parseItem(QString("DM%1").arg(100 * i), ItemDefaults(), &apart[i]);
+            parseItem(QString("DM%1").arg(i), ItemDefaults(), &together[i]);
+        }
+        QCOMPARE(itemsWithin(apart, MergeOptions(), 0.7), 2);
+        QCOMPARE(itemsWithin(together, MergeOptions(), 0.9), 2);
     }
 
     void drawsWhatFits()
