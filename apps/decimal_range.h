@@ -1,4 +1,4 @@
-/// A range check that the programs' options share.
+/// Checks that the programs' options share.
 #ifndef APPS_DECIMAL_RANGE_H
 #define APPS_DECIMAL_RANGE_H
 
@@ -22,6 +22,15 @@ inline CLI::Validator decimalRange(int min, int max)
             return std::string();
         },
         range);
+}
+
+/// Refuses an empty argument, which an empty shell variable gives: it must not count as an option
+/// that is not there.
+inline CLI::Validator notEmpty()
+{
+    return CLI::Validator(
+        [](const std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); },
+        "");
 }
 
 #endif

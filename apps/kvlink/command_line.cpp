@@ -32,14 +32,6 @@ const char COMMAND_FOOTER[] =
 
 const int HELP_COLUMN = 34;
 
-// An empty shell variable must not lead to another station than the project's.
-CLI::Validator notEmpty()
-{
-    return CLI::Validator(
-        [](const std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); },
-        "");
-}
-
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
     CLI::Option *port =

@@ -359,7 +359,8 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
         ->needs(changesOnly);
     CLI::Option *output =
         monitor->add_option("--output", options->output, "File to append the rows to")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check(notEmpty());
     addRotateOption(monitor, &options->rotation)->needs(output);
     monitor->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
