@@ -33,9 +33,17 @@ public:
         return option->get_description() + (shown.empty() ? "" : "; default: " + shown);
     }
 
+    // A hidden argument leaves a blank behind.
+    std::string make_usage(const CLI::App *app, std::string name) const override
+    {
+        return CLI::detail::find_and_replace(CLI::Formatter::make_usage(app, name), " \n", "\n");
+    }
+
     // The library writes "(1x)" behind an argument that may be repeated a limited number of times.
     std::string make_option_usage(const CLI::Option *option) const override
     {
+        if (option->get_group().empty())
+            return std::string();
         const std::string name = option->get_name(true);
         const std::string repeated = option->get_expected_max() > 1 ? name + "..." : name;
         return option->get_required() ? repeated : "[" + repeated + "]";

@@ -10,8 +10,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
+#include <algorithm>
 #include <memory>
 
 namespace
@@ -49,15 +51,21 @@ int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &ou
     return printResults(items, reader.read(), *options.format, out, err);
 }
 
-// Either expressions, or an address and its values.
-Failure parseArguments(const ItemOptions &options, QVector<Item> *items)
+// Whether an address and its values are given, each by itself.
+bool isShortForm(const ItemOptions &options)
+{
+    const auto hasValue = [](const std::string &argument) {
+        return argument.find('=') != std::string::npos;
+    };
+    return options.file.empty() && !options.expressions.empty() &&
+           std::none_of(options.expressions.begin(), options.expressions.end(), hasValue);
+}
+
+Failure parseShortForm(const ItemOptions &options, QVector<Item> *items)
 {
     QStringList values;
-    for (const std::string &argument : options.expressions) {
+    for (const std::string &argument : options.expressions)
         values += argumentText(argument);
-        if (values.last().contains(QLatin1Char('=')))
-            return parseItems(options, items);
-    }
     const QString address = values.takeFirst();
     ItemDefaults defaults = options.defaults;
     defaults.eitherSign = true;
@@ -71,6 +79,23 @@ Failure parseArguments(const ItemOptions &options, QVector<Item> *items)
     if (!failure)
         items->append(item);
     return failure;
+}
+
+// 1,5 is two values, which many a user means as one.
+void warnOfDecimalCommas(const QVector<Item> &items, QTextStream &err)
+{
+    static const QRegularExpression pair(QLatin1String("\\A[+-]?[0-9]+,[0-9]+\\z"));
+    for (const Item &item : items) {
+        const QString values = item.values.join(QLatin1Char(','));
+        if (item.type != ItemType::F32 || item.text.contains(QLatin1Char('[')) ||
+            !pair.match(values).hasMatch())
+            continue;
+        complain(err,
+                 QString::fromLatin1("%1=%2 writes two numbers; a decimal number has a point. Give "
+                                     "%1[2]=%2 to write two without this warning")
+                     .arg(item.text, values),
+                 StatusGood);
+    }
 }
 
 int rehearse(const WriteOptions &options, const QVector<Item> &items, const Client &client,
@@ -91,8 +116,12 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
 {
     // Values that do not fit are found before anything is opened.
     QVector<Item> items;
-    if (Failure failure = parseArguments(options.items, &items))
+    const bool isShort = isShortForm(options.items);
+    if (Failure failure =
+            isShort ? parseShortForm(options.items, &items) : parseItems(options.items, &items))
         return complain(err, failure);
+    if (!isShort)
+        warnOfDecimalCommas(items, err);
     Client client(link, err);
     if (Failure failure = client.loadDriver())
         return complain(err, failure);
@@ -134,13 +163,8 @@ void addWriteCommand(CLI::App &app, CommandLine *line)
 {
     const auto options = std::make_shared<WriteOptions>();
     CLI::App *write = app.add_subcommand("write", "Write items to the PLC");
-    write
-        ->add_option("ITEM", options->items.expressions,
-                     "Such as DM100:f32=1.5 or DM200=1,2,3; or one address and its values" +
-                         typeHelp())
-        ->required()
-        ->expected(1, 1 + MAX_ITEM_COUNT)
-        ->type_name("ADDRESS[:TYPE][[COUNT]]=VALUE,...");
+    addItems(write, &options->items, "ADDRESS[:TYPE][[COUNT]]=VALUE,...",
+             "Such as DM100:f32=1.5 or DM200=1,2,3; or one address and its values");
     addTypeOptions(write, &options->items);
     CLI::Option *dryRun = write->add_flag("--dry-run", options->dryRun,
                                           "Print the lines that would be sent; opens no port");

@@ -6,8 +6,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include <QtCore/QFile>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTextStream>
+
 namespace
 {
+
+// Longer than any item; a file without line ends is not read as a whole.
+const int MAX_LINE_LENGTH = 65536;
 
 // The names that -k takes beside those of the types.
 const std::map<std::string, ItemType> &kinds()
@@ -28,11 +35,53 @@ bool kindByName(const std::string &name, ItemType *type)
     return true;
 }
 
+Failure addItem(const QString &expression, const ItemDefaults &defaults, QVector<Item> *items)
+{
+    Item item;
+    Failure failure = parseItem(expression, defaults, &item);
+    if (!failure)
+        items->append(item);
+    return failure;
+}
+
+// The items of the file, one a line.
+Failure readItems(const ItemOptions &options, QVector<Item> *items)
+{
+    static const QRegularExpression comment(QLatin1String("(^|\\s)#.*"));
+    const bool isInput = options.file == "-";
+    const QString name =
+        isInput ? QString(QLatin1String("standard input")) : argumentText(options.file);
+    QFile file(name);
+    if (isInput ? !file.open(stdin, QIODevice::ReadOnly) : !file.open(QIODevice::ReadOnly))
+        return Failure(
+            StatusUsage,
+            QString::fromLatin1("cannot read the items %1: %2").arg(name, file.errorString()));
+    QTextStream lines(&file);
+    for (int number = 1; !lines.atEnd(); ++number) {
+        const QString item = lines.readLine(MAX_LINE_LENGTH).remove(comment).trimmed();
+        if (item.isEmpty())
+            continue;
+        if (Failure failure = addItem(item, options.defaults, items))
+            return Failure(failure.status(),
+                           QString::fromLatin1("%1:%2: %3")
+                               .arg(name, QString::number(number), failure.text()));
+    }
+    return Failure();
+}
+
 } // namespace
 
-std::string typeHelp()
+void addItems(CLI::App *command, ItemOptions *options, const char *form, const char *examples)
 {
-    return "\nTYPE: " + itemTypeNames().toStdString();
+    command
+        ->add_option("ITEM", options->expressions,
+                     std::string(examples) + "\nTYPE: " + itemTypeNames().toStdString())
+        ->expected(1, 1 + MAX_ITEM_COUNT)
+        ->type_name(form);
+    // "--" ends the options only as long as the library expects a positional argument.
+    command->add_option("NONE", options->expressions)->group("");
+    command->add_option("--items", options->file, "More items, one a line; - for standard input")
+        ->type_name("FILE");
 }
 
 void addTypeOptions(CLI::App *command, ItemOptions *options)
@@ -63,12 +112,8 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
 
 void addReadOptions(CLI::App *command, ItemOptions *options)
 {
-    command
-        ->add_option("ITEM", options->expressions,
-                     "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3" + typeHelp())
-        ->required()
-        ->expected(1, MAX_ITEM_COUNT)
-        ->type_name("ADDRESS[:TYPE][[COUNT]]...");
+    addItems(command, options, "ADDRESS[:TYPE][[COUNT]]...",
+             "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3");
     command->add_option("-n", options->defaults.count, "Number of values where an item names none")
         ->default_str("1")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
@@ -91,12 +136,14 @@ void addReadOptions(CLI::App *command, ItemOptions *options)
 Failure parseItems(const ItemOptions &options, QVector<Item> *items)
 {
     QVector<Item> parsed;
-    for (const std::string &expression : options.expressions) {
-        Item item;
-        if (Failure failure = parseItem(argumentText(expression), options.defaults, &item))
-            return failure;
-        parsed += item;
-    }
-    *items = parsed;
-    return Failure();
+    Failure failure;
+    for (size_t i = 0; i < options.expressions.size() && !failure; ++i)
+        failure = addItem(argumentText(options.expressions.at(i)), options.defaults, &parsed);
+    if (!failure && !options.file.empty())
+        failure = readItems(options, &parsed);
+    if (!failure && parsed.isEmpty())
+        failure = Failure(StatusUsage, QLatin1String("no items: give ITEM or --items FILE"));
+    if (!failure)
+        *items = parsed;
+    return failure;
 }

@@ -18,25 +18,27 @@ class App;
 /// What the command line says of items.
 struct ItemOptions {
     std::vector<std::string> expressions;
+    std::string file; ///< more items, "-" for the standard input; empty for none
     ItemDefaults defaults;
     ReadOptions read;
     WordOrder order = WordOrder::LowFirst;
     const OutputFormat *format = defaultFormat();
 };
 
-/// A line of help with the types that an item may name.
-std::string typeHelp();
+/// Adds the items and --items to a command. @param form, examples for the help
+void addItems(CLI::App *command, ItemOptions *options, const char *form, const char *examples);
 
 /// Adds -k and --word-order to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
-/// Adds the items, -n, -k, --word-order, --max-gap, --no-merge, --twice,
+/// Adds the items, --items, -n, -k, --word-order, --max-gap, --no-merge, --twice,
 /// --ask-all and --format to a command that reads items.
 void addReadOptions(CLI::App *command, ItemOptions *options);
 
-/// Reads the expressions.
+/// Reads the expressions, then those of the file.
 /// @param items is filled on success
-/// @return StatusUsage with what is wrong with one of them
+/// @return StatusUsage with what is wrong with one of them and in which line of the file it is, or
+///         with why the file cannot be read; also when there are no items
 Failure parseItems(const ItemOptions &options, QVector<Item> *items);
 
 #endif

@@ -19,6 +19,16 @@ const KvlinkRun RUNS[] = {
     {"PLC read DM100 --count 2", 2, "", "--count 2: ANY -n\n"},
     // A pseudo-terminal has no speed.
     {"--pty > PLC bench --requests 2", 0, "ANY\nANY\np99: NUM ms\n", "2 requests, 2 replies"},
+    // Items from a file, behind those of the command line; negative values; decimal commas.
+    {"PLC read DM101:hex --items FOLDER/items", 0, "DM101:hex 0x00FF\nDM100 4660\nDM101:s16 255\n",
+     ""},
+    {"PLC write --items FOLDER/wrong", 2, "", "^kvlink: ANY/wrong:2: value \"x\" of DM5: ANY\n"},
+    {"PLC monitor --items FOLDER/none", 2, "", "cannot read the items ANY/none: "},
+    {"PLC read", 2, "", "give ITEM or --items FILE\n"},
+    {"write DM0 --dry-run -- 1 -5", 0, "CR 00\nWRS DM00000.H 2 0001 FFFB\nCQ\n", ""},
+    {"write DM0 -k f32 --dry-run -- -inf", 0, "CR 00\nWRS DM00000.H 2 0000 FF80\nCQ\n", ""},
+    {"--sim write DM0:f32=-1,5", 0, "", "^kvlink: DM0:f32=-1,5 writes ANY DM0:f32[2]=-1,5 ANY\n"},
+    {"--sim write DM0:f32[2]=1,5 DM4:f32=1.5,2 DM8=1,5", 0, "", "^"},
 };
 
 } // namespace
@@ -31,6 +41,13 @@ public:
     TestKvlinkLine() : KvlinkTest("--set DM100=4660 --set DM101=255") {}
 
 private slots:
+    void initTestCase()
+    {
+        writeFile("items", QString::fromLatin1("\xef\xbb\xbf# the oven\r\n\r\nDM100 # its speed\r\n"
+                                               "  DM101:s16"));
+        writeFile("wrong", "DM4=1\nDM5=x\n");
+    }
+
     void runsAsAUserSees_data() { addRows(RUNS); }
 
     void runsAsAUserSees() { check(currentRow(RUNS)); }
