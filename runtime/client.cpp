@@ -65,7 +65,6 @@ Failure Client::findProject()
     return failure;
 }
 
-// The driver's defaults, as far as neither the command line nor the project says otherwise.
 DriverSetting Client::pacing() const
 {
     const std::unique_ptr<DriverSetting> defaults(driver()->getDefaultDriverSetting());

@@ -63,8 +63,11 @@ public:
     /// or is a connection, whose other end may be gone unnoticed. Requires: `openLink` was called.
     bool doubtsLink() const;
 
-    /// The PLC's station: the project's, else the options', else the driver's default.
+    /// The settings in force: the project's station, else the options, else the driver's defaults.
     /// Requires: `loadDriver` succeeded.
+    DriverSetting pacing() const;
+
+    /// The PLC's station. Requires: `loadDriver` succeeded.
     int station() const { return pacing().stationid; }
 
     /// What the requests so far came to.
@@ -75,7 +78,6 @@ public:
 
 private:
     Failure findProject();
-    DriverSetting pacing() const;
     Failure openTrace();
     RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
     RequestOutcome driverOutcome(bool succeeded) const;

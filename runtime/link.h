@@ -30,6 +30,9 @@ struct LinkOptions {
     QString projectPort;    ///< panel port whose station the project database names, or empty
     QString projectFile;    ///< project database, empty for the one beside the program
     QString driverPath;     ///< plug-in file, empty for the usual one
+
+    /// Whether they say where the PLC is.
+    bool isReachable() const { return !port.isEmpty() || !tcp.isEmpty() || simulated; }
 };
 
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.

@@ -5,6 +5,7 @@
 #include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvlink/commands.h"
+#include "apps/kvlink/link_names.h"
 #include "apps/trace_target.h"
 
 #include <CLI/CLI.hpp>
@@ -82,11 +83,6 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("FILE");
 }
 
-bool namesLink(const LinkOptions &link)
-{
-    return !link.port.isEmpty() || !link.tcp.isEmpty() || link.simulated;
-}
-
 } // namespace
 
 bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
@@ -103,6 +99,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     app.fallthrough();
     app.failure_message(usageError);
     addLinkOptions(app, &line->link);
+    addLinkNames(app, line);
     addInfoCommand(app, line);
     addReadCommand(app, line);
     addWriteCommand(app, line);
@@ -115,8 +112,9 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     app.footer(EXAMPLES);
     try {
         app.parse(argc, argv);
-        if (line->needsLink && !namesLink(line->link))
-            throw CLI::RequiredError("One of --port, --tcp and --sim");
+        takeNamedLink(app, line);
+        if (line->needsLink && !line->link.isReachable())
+            throw CLI::RequiredError("One of --port, --tcp, --sim and --link");
     } catch (const CLI::ParseError &error) {
         *status = reportParse(app, error, out, err);
         return false;

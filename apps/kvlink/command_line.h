@@ -5,12 +5,20 @@
 #include "runtime/link.h"
 
 #include <functional>
+#include <map>
+#include <string>
 
 class QTextStream;
 
 /// What is to be done.
 struct CommandLine {
     LinkOptions link;
+
+    std::string linkName;  ///< of the link's settings in a file of links; empty for none
+    std::string linksFile; ///< that file
+
+    /// Where each setting of the link comes from, by the name of its option; absent for a default.
+    std::map<std::string, std::string> origins;
 
     /// The command that was named; gives the exit status. Values go to the first stream, everything
     /// else to the second. Requires: a QCoreApplication.

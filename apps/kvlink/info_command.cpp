@@ -1,8 +1,10 @@
 // info: what the driver says of itself. Opens no port, even where one is named.
+#include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "drivers/driver_interface.h"
 #include "runtime/client.h"
+#include "runtime/escaped_text.h"
 #include "tools/drv_dev_setting.h"
 
 #include <CLI/CLI.hpp>
@@ -12,7 +14,29 @@
 namespace
 {
 
-int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
+// What is in force, and where it comes from.
+void printSettings(const CommandLine &line, const Client &client, QTextStream &out)
+{
+    const auto print = [&](const char *option, const QString &value, const char *otherwise) {
+        const auto origin = line.origins.find(option);
+        out << option << ": " << escapedText(value.toLocal8Bit()) << " ("
+            << (origin == line.origins.end() ? otherwise : origin->second.c_str()) << ")\n";
+    };
+    const LinkOptions &options = line.link;
+    const DriverSetting pacing = client.pacing();
+    if (!line.linkName.empty())
+        print("link", argumentText("[" + line.linkName + "] of " + line.linksFile), "");
+    if (!options.port.isEmpty())
+        print("port", options.port, "");
+    if (!options.tcp.isEmpty())
+        print("tcp", options.tcp, "");
+    print("station", QString::number(pacing.stationid), client.project() ? "project" : "default");
+    print("timeout", QString::number(pacing.timeout) + QLatin1String(" ms"), "default");
+    print("retry", QString::number(pacing.retry), "default");
+    print("delay", QString::number(pacing.delay) + QLatin1String(" ms"), "default");
+}
+
+int runInfo(const CommandLine &line, const LinkOptions &options, QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
     if (Failure failure = client.loadDriver())
@@ -37,6 +61,7 @@ int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
     if (const ProjectLink *project = client.project())
         out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
             << ", station " << project->station << '\n';
+    printSettings(line, client, out);
     return StatusGood;
 }
 
@@ -44,9 +69,11 @@ int runInfo(const LinkOptions &options, QTextStream &out, QTextStream &err)
 
 void addInfoCommand(CLI::App &app, CommandLine *line)
 {
-    CLI::App *info = app.add_subcommand("info", "Describe the driver; opens no port");
+    CLI::App *info = app.add_subcommand("info", "Describe the driver and the link; opens no port");
     info->callback([line] {
         line->needsLink = false;
-        line->run = runInfo;
+        line->run = [line](const LinkOptions &options, QTextStream &out, QTextStream &err) {
+            return runInfo(*line, options, out, err);
+        };
     });
 }

@@ -29,6 +29,25 @@ const KvlinkRun RUNS[] = {
     {"write DM0 -k f32 --dry-run -- -inf", 0, "CR 00\nWRS DM00000.H 2 0000 FF80\nCQ\n", ""},
     {"--sim write DM0:f32=-1,5", 0, "", "^kvlink: DM0:f32=-1,5 writes ANY DM0:f32[2]=-1,5 ANY\n"},
     {"--sim write DM0:f32[2]=1,5 DM4:f32=1.5,2 DM8=1,5", 0, "", "^"},
+    // Links by name.
+    {"read DM100 --links FOLDER/links --link press", 0, "4660\n", ""},
+    {"read DM100 --links FOLDER/links --link press --station 8 --timeout 50", 4, "",
+     "within 50 ms (1 attempt"},
+    {"info --links FOLDER/links --link press --station 8", 0,
+     "ALLlink: [press] of ANY/links (command line)\ntcp: ANY ([press])\n"
+     "station: 8 (command line)\ntimeout: 1000 ms ([press])\nretry: 0 ([press])\n"
+     "delay: 0 ms (default)\n",
+     ""},
+    {"info --links FOLDER/links --link pres", 2, "",
+     "kvlink: pres is not a link of ANY/links; did you mean press? (known: press, oven, both)\n"},
+    {"info --links FOLDER/links --link oven", 2, "",
+     "/links: [oven] station: 100 is not a number from 0 to 99\n"},
+    {"info --links FOLDER/links --link both", 2, "", "[both]: expected either port or tcp\n"},
+    {"info --links FOLDER/unknown --link press", 2, "",
+     "/unknown: [oven] statoin is not a key; did you mean station? (known: port, "},
+    {"info --links FOLDER/none --link press", 2, "", "cannot read the links ANY/none: "},
+    {"info --links FOLDER/links", 2, "", "no link is named; give --link NAME\n"},
+    {"info --link press --sim", 2, "", "excludes"},
 };
 
 } // namespace
@@ -46,6 +65,11 @@ private slots:
         writeFile("items", QString::fromLatin1("\xef\xbb\xbf# the oven\r\n\r\nDM100 # its speed\r\n"
                                                "  DM101:s16"));
         writeFile("wrong", "DM4=1\nDM5=x\n");
+        const QString press = "[press]\ntcp = " + arguments("WIRE").last() +
+                              " # its terminal server\nstation=7\ntimeout=1s\nretry=0\n";
+        writeFile("links", press + "[oven]\nstation=100\nport=/dev/ttyS0,9600,8e1\n"
+                                   "[both]\ntcp=[::1]:8501\nport=ttyS0\n");
+        writeFile("unknown", press + "[oven]\nstatoin=1\n");
     }
 
     void runsAsAUserSees_data() { addRows(RUNS); }
@@ -65,6 +89,23 @@ private slots:
         const Outcome outcome = ended(&bench);
         QVERIFY(fits(outcome.out, "requests per second: ALL at 9600 baud\n"));
         QCOMPARE(outcome.status, 0);
+    }
+
+    void takesALinkFromTheEnvironmentUnlessOneIsGiven()
+    {
+        QVERIFY(QDir(m_folder.path()).mkpath("kvlink"));
+        QVERIFY(QFile::copy(m_folder.filePath("links"), m_folder.filePath("kvlink/links.ini")));
+        qputenv("XDG_CONFIG_HOME", m_folder.path().toLocal8Bit());
+        qputenv("KVLINK_LINK", "press");
+        const Outcome named = kvlink(words("read DM100"));
+        const Outcome given = kvlink(words("read DM100 --sim"));
+        const Outcome info = kvlink(words("info"));
+        qputenv("KVLINK_LINK", "tress");
+        const Outcome unknown = kvlink(words("info"));
+        qunsetenv("KVLINK_LINK");
+        QCOMPARE(named.out + given.out, QString("4660\n0\n"));
+        QVERIFY2(info.out.contains("kvlink/links.ini (KVLINK_LINK)\n"), qPrintable(info.out));
+        QVERIFY2(unknown.err.contains("KVLINK_LINK: tress is not"), qPrintable(unknown.err));
     }
 
     void failsWhereItsHelpCannotBeWritten()

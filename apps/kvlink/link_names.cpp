@@ -1,0 +1,190 @@
+#include "apps/kvlink/link_names.h"
+
+#include "apps/command_help.h"
+#include "apps/kvlink/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QFile>
+#include <QtCore/QStandardPaths>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+namespace
+{
+
+const char COMMAND_LINE[] = "command line";
+
+// Of a section; each is an option as well.
+const std::vector<std::string> &keys()
+{
+    static const std::vector<std::string> names = {"port",    "tcp",   "station",
+                                                   "timeout", "retry", "delay"};
+    return names;
+}
+
+// Values are one text each, whatever they hold, and a section's name has no parts.
+class LinkSyntax : public CLI::ConfigBase
+{
+public:
+    LinkSyntax()
+    {
+        arrayStart = arrayEnd = arraySeparator = '\1';
+        parentSeparatorChar = '\1';
+    }
+};
+
+struct LinkFile {
+    std::string path;
+    std::vector<CLI::ConfigItem> items;
+};
+
+[[noreturn]] void fail(const std::string &text)
+{
+    throw CLI::ConfigError(text);
+}
+
+std::string known(const std::vector<std::string> &names)
+{
+    return names.empty() ? std::string() : " (known: " + CLI::detail::join(names, ", ") + ")";
+}
+
+// The keys of a file are checked as a whole: one that is not known is most likely mistyped.
+void checkKeys(const LinkFile &file)
+{
+    for (const CLI::ConfigItem &item : file.items) {
+        const std::string place = file.path + ": ";
+        if (item.parents.empty())
+            fail(place + item.name + " stands in no section; expected [NAME] above it");
+        const std::string link = place + "[" + item.parents.front() + "] ";
+        if (std::find(keys().begin(), keys().end(), item.name) == keys().end())
+            fail(link + unknownText(item.name, "a key", keys()) + known(keys()));
+        if (item.inputs.size() != 1 || item.inputs.front().empty())
+            fail(link + item.name + ": expected one value");
+    }
+}
+
+// @param isOptional whether the file may be missing
+LinkFile readLinks(const std::string &path, bool isOptional, std::vector<std::string> *names)
+{
+    LinkFile file = {path, {}};
+    std::ifstream input(path);
+    if (!input && !(isOptional && errno == ENOENT))
+        fail("cannot read the links " + path + ": " + std::strerror(errno));
+    for (const CLI::ConfigItem &item : LinkSyntax().from_config(input)) {
+        const bool isSection = item.name == "++" || item.name == "--";
+        if (!isSection)
+            file.items.push_back(item);
+        else if (item.name == "--")
+            names->push_back(item.parents.front());
+    }
+    checkKeys(file);
+    return file;
+}
+
+std::vector<std::string> defaultFiles()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return {QFile::encodeName(folder + QLatin1String("/kvlink/links.ini")).toStdString(),
+            "/etc/kvlink/links.ini"};
+}
+
+// @return the file with the link; only the link's items are left in it
+LinkFile findLink(const CommandLine &line, const std::string &name)
+{
+    const std::string &given = line.linksFile;
+    const std::vector<std::string> paths =
+        given.empty() ? defaultFiles() : std::vector<std::string>{given};
+    std::vector<std::string> all;
+    for (const std::string &path : paths) {
+        std::vector<std::string> names;
+        LinkFile file = readLinks(path, given.empty(), &names);
+        if (std::find(names.begin(), names.end(), name) != names.end()) {
+            const auto isOther = [name](const CLI::ConfigItem &item) {
+                return item.parents.front() != name;
+            };
+            file.items.erase(std::remove_if(file.items.begin(), file.items.end(), isOther),
+                             file.items.end());
+            return file;
+        }
+        all.insert(all.end(), names.begin(), names.end());
+    }
+    const bool isTyped = line.origins.at("link") == COMMAND_LINE;
+    fail((isTyped ? "" : "KVLINK_LINK: ") +
+         unknownText(name, "a link of " + CLI::detail::join(paths, " or "), all) + known(all));
+}
+
+// Gives an option its value, which is checked as one of the command line.
+void take(CLI::Option *option, const std::string &value, const std::string &place)
+{
+    try {
+        option->add_result(value);
+        option->run_callback();
+    } catch (const CLI::ValidationError &error) {
+        const std::string text = error.what();
+        fail(place + text.substr(text.find(": ") + 2));
+    }
+}
+
+void takeSettings(CLI::App &app, const LinkFile &file, CommandLine *line)
+{
+    const std::string link = "[" + file.items.front().parents.front() + "]";
+    const bool hasProject = app.get_option("--project-port")->count() > 0;
+    for (const CLI::ConfigItem &item : file.items) {
+        const std::string place = file.path + ": " + link + " " + item.name + ": ";
+        std::string &origin = line->origins[item.name];
+        if (origin == link)
+            fail(place + "it stands there twice");
+        if (!origin.empty() || (hasProject && item.name == "station"))
+            continue;
+        take(app.get_option("--" + item.name), item.inputs.front(), place);
+        origin = link;
+        if (Failure failure = Link::check(line->link))
+            fail(place + failure.text().toStdString());
+    }
+    if (line->link.port.isEmpty() == line->link.tcp.isEmpty())
+        fail(file.path + ": " + link + ": expected either port or tcp");
+}
+
+} // namespace
+
+void addLinkNames(CLI::App &app, CommandLine *line)
+{
+    CLI::Option *link =
+        app.add_option("--link", line->linkName, "Link of this name, from a file of links")
+            ->option_text("NAME")
+            ->default_str("KVLINK_LINK");
+    CLI::Option *links = app.add_option("--links", line->linksFile, "File of the links")
+                             ->option_text("FILE")
+                             ->default_str("kvlink/links.ini in ~/.config or /etc");
+    for (const char *reach : {"--port", "--tcp", "--sim"}) {
+        link->excludes(app.get_option(reach));
+        links->excludes(app.get_option(reach));
+    }
+}
+
+void takeNamedLink(CLI::App &app, CommandLine *line)
+{
+    for (const CLI::Option *option : app.get_options()) {
+        if (option->count() > 0 && !option->get_lnames().empty())
+            line->origins[option->get_lnames().front()] = COMMAND_LINE;
+    }
+    std::string name = line->linkName;
+    if (app.get_option("--link")->empty() && !line->link.isReachable()) {
+        name = qgetenv("KVLINK_LINK").toStdString();
+        line->origins["link"] = "KVLINK_LINK";
+    }
+    if (name.empty()) {
+        if (!app.get_option("--link")->empty() || !line->linksFile.empty())
+            fail("no link is named; give --link NAME");
+        return;
+    }
+    const LinkFile file = findLink(*line, name);
+    line->linkName = name;
+    line->linksFile = file.path;
+    if (file.items.empty())
+        fail(file.path + ": [" + name + "]: expected either port or tcp");
+    takeSettings(app, file, line);
+}

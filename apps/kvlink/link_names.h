@@ -1,0 +1,21 @@
+/// Links by name: INI files with a section for each link.
+#ifndef APPS_KVLINK_LINK_NAMES_H
+#define APPS_KVLINK_LINK_NAMES_H
+
+namespace CLI
+{
+class App;
+}
+
+struct CommandLine;
+
+/// Adds --link and --links. Requires: the options of the link have been added.
+void addLinkNames(CLI::App &app, CommandLine *line);
+
+/// Takes the settings of the link that --link or else KVLINK_LINK names, as far as the command line
+/// does not give them, and notes where each comes from. KVLINK_LINK does not count where the command
+/// line says how to reach the PLC. Requires: the command line has been read.
+/// Throws CLI::ConfigError: a file that cannot be read, no such link, an unknown key or a bad value.
+void takeNamedLink(CLI::App &app, CommandLine *line);
+
+#endif
