@@ -24,7 +24,8 @@ public:
         const std::string shown = "=" + option->get_default_str();
         if (shown.size() > 1 && option->get_option_text().empty())
             text.erase(text.find(shown), shown.size());
-        return text;
+        // The manual says what goes together.
+        return text.substr(0, std::min(text.find(" Needs:"), text.find(" Excludes:")));
     }
 
     std::string make_option_desc(const CLI::Option *option) const override

@@ -1,99 +1,97 @@
-# Bash completion of kvlink and kvsim. The programs' own help has their commands, options, types,
-# formats and faults; the build puts the devices in.
+# Bash completion of kvlink and kvsim. The programs' own help has their commands, options, types, formats and faults;
+# the build puts the devices in.
 
 _kvlink_devices='@KV_DEVICES@'
 
-# The help of a program's command or, with an empty name, of the program.
-_kvlink_help() { "${1/#\~/$HOME}" ${2:+"$2"} --help 2>/dev/null; }
+# The help of a program or of one of its commands.
+_kvlink_help() { "${1/#\~/$HOME}" "${@:2}" --help 2>/dev/null; }
 
-_kvlink_commands() { _kvlink_help "$1" '' | sed -nE '/^Subcommands:/,/^$/s/^ +([a-z-]+) .*/\1/p'; }
+_kvlink_commands() { _kvlink_help "$@" | sed -nE '/^Subcommands:/,/^$/s/^  ([a-z-]+).*/\1/p'; }
 
-_kvlink_types() { _kvlink_help "$1" read | sed -nE 's/^ *TYPE: //p' | tr -d ,; }
+# The options of a command, and those of the program.
+_kvlink_options() { { _kvlink_help "$@"; _kvlink_help "$1"; } | sed -nE 's/^ +(-.,)?(--[a-z-]+).*/\2/p' | sort -u; }
 
-_kvlink_options() { { _kvlink_help "$1" ''; [ -z "$2" ] || _kvlink_help "$1" "$2"; } | sed -nE 's/^ +(-.,)?(--[a-z-]+).*/\2/p'; }
+# _kvlink_takes OPTION PROGRAM COMMAND...: what the help says that an option takes; nothing for a flag.
+_kvlink_takes() {
+    [[ $1 != -* ]] || { _kvlink_help "${@:2}"; _kvlink_help "$2"; } | sed -nE "s/^ +(-.,)?$1(,--[a-z-]+)? ([^ ]+).*/\3/p" | head -n 1
+}
 
-# The words that an option of a command takes.
-_kvlink_words() { _kvlink_help "$1" "$2" | sed -nE "s/^ *$3 ([a-z0-9-]+(\|[a-z0-9-]+)+).*/\1/p" | tr '|' ' '; }
+# What the arguments of a command are.
+_kvlink_arguments() { _kvlink_help "$@" | sed -nE '/^Positionals:/,/^$/s/^  [A-Za-z]+ ([^ ]+).*/\1/p'; }
 
-_kvsim_faults() { _kvlink_help "$1" '' | sed -n '/^KIND is /,/\.$/{s/^KIND is //;s/[,.]//g;p}'; }
+_kvlink_types() { _kvlink_help "$@" | sed -nE 's/^ *TYPE: (.*)/\1/p' | tr -d ','; }
+
+_kvlink_faults() { _kvlink_help "$1" | sed -n '/^KIND is /,/\.$/{s/^KIND is //;s/[,.]//g;p}'; }
 
 _kvlink_ports() {
     compgen -G '/dev/tty[SUA][SCM0-9]*' -- || true
     compgen -G '/dev/serial/by-id/*' -- || true
 }
 
-_kvlink() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} word command=''
-    local commands
-    mapfile -t commands < <(_kvlink_commands "$1")
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-        [[ " ${commands[*]} " == *" $word "* ]] && command=$word
-    done
-    COMPREPLY=()
-    case $previous in
-    --port)
-        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_ports)" -- "$current")
-        return
-        ;;
-    --project | --driver | --output | init)
-        mapfile -t COMPREPLY < <(compgen -f -- "$current")
-        return
-        ;;
-    --format | --word-order)
-        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_words "$1" "$command" "$previous")" -- "$current")
-        return
-        ;;
-    --rotate)
-        mapfile -t COMPREPLY < <(compgen -W 'daily' -- "$current")
-        return
-        ;;
-    --project-port)
-        mapfile -t COMPREPLY < <(compgen -W 'COM1 COM2 COM3 ETHERNET' -- "$current")
-        return
-        ;;
-    --tcp | --station | --retry | --delay | --timeout | --count | --interval | --duration | --max-gap | --deadband | --requests | --baud | -n)
-        return
-        ;;
-    -k | --kind)
-        mapfile -t COMPREPLY < <(compgen -W \
-            "$(_kvlink_types "$1") byte word dword block bitblock" -- "$current")
-        return
-        ;;
-    esac
-    if [[ $current == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_options "$1" "$command")" -- "$current")
-        return
-    fi
-    case $command in
-    '') mapfile -t COMPREPLY < <(compgen -W "${commands[*]}" -- "$current") ;;
-    replay) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
-    project) mapfile -t COMPREPLY < <(compgen -W 'init' -- "$current") ;;
-    read | write | monitor | bench)
-        mapfile -t COMPREPLY < <(compgen -W "$_kvlink_devices" -- "${current^^}")
+_kvlink_links() {
+    sed -nE 's/^ *\[(.*)\].*/\1/p' "${XDG_CONFIG_HOME:-$HOME/.config}/kvlink/links.ini" /etc/kvlink/links.ini 2>/dev/null
+}
+
+# The words among alternatives; capitals stand for something else.
+_kvlink_choices() { tr '|' '\n' <<<"$1" | grep -v '[A-Z]'; }
+
+# _kvlink_words WORDS CURRENT
+_kvlink_words() { mapfile -t COMPREPLY < <(compgen -W "$1" -- "$2"); }
+
+# _kvlink_values OPTION TAKES CURRENT PROGRAM COMMAND...: the values of an option, or of an argument when OPTION is empty.
+# @return 1 when they are not known
+_kvlink_values() {
+    local current=$3 takes=$2
+    case $1:$takes in
+    --project-port:*) _kvlink_words 'COM1 COM2 COM3 ETHERNET' "$current" ;;
+    --link:NAME) _kvlink_words "$(_kvlink_links)" "$current" ;;
+    *:ADDRESS* | *:DEVICE*)
+        _kvlink_words "$_kvlink_devices" "${current^^}"
         compopt -o nospace 2>/dev/null
         ;;
+    *:FILE* | *:\[=FILE\] | *:TRACE | *:PATH) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    *:DEV*) _kvlink_words "$(_kvlink_ports)" "$current" ;;
+    *:KIND*) _kvlink_words "$(_kvlink_faults "$4")" "$current" ;;
+    *:TYPE*) _kvlink_words "$(_kvlink_types "${@:4}") $(_kvlink_choices "$takes")" "$current" ;;
+    *:*\|*) _kvlink_words "$(_kvlink_choices "$takes")" "$current" ;;
+    *) return 1 ;;
     esac
 }
 
-_kvsim() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+_kvlink() {
+    local program=$1 current=${COMP_WORDS[COMP_CWORD]} at=$((COMP_CWORD - 1)) word commands takes command=()
+    commands=$(_kvlink_commands "$program")
+    for word in "${COMP_WORDS[@]:1:at}"; do
+        [[ -n $word && $'\n'$commands$'\n' == *$'\n'"$word"$'\n'* ]] || continue
+        command+=("$word")
+        commands=$(_kvlink_commands "$program" "${command[@]}")
+    done
     COMPREPLY=()
-    case $previous in
-    --load | --save | --faults | --link)
-        mapfile -t COMPREPLY < <(compgen -f -- "$current")
-        ;;
-    --set | --live | --read-only)
-        mapfile -t COMPREPLY < <(compgen -W "$_kvlink_devices" -- "${current^^}")
-        compopt -o nospace 2>/dev/null
-        ;;
-    --fault)
-        mapfile -t COMPREPLY < <(compgen -W "$(_kvsim_faults "$1")" -- "$current")
-        ;;
-    *)
-        mapfile -t COMPREPLY < <(compgen -W "$(_kvlink_options "$1" '')" -- "$current")
-        ;;
-    esac
+    # Readline takes = and : for words.
+    [[ $current != [=:] ]] || { current='' at=$COMP_CWORD; }
+    if [[ ${COMP_WORDS[at]} == : ]]; then
+        takes=$(_kvlink_takes "${COMP_WORDS[at - 2]}" "$program" "${command[@]}")
+        [[ $takes == HOST* ]] || _kvlink_words "$(_kvlink_types "$program" "${command[@]}")" "$current"
+        return
+    fi
+    [[ ${COMP_WORDS[at]} != = ]] || at=$((at - 1))
+    takes=$(_kvlink_takes "${COMP_WORDS[at]}" "$program" "${command[@]}")
+    # The value of --trace stands behind a = only.
+    if [[ -n $takes && ( $takes != \[* || ${COMP_WORDS[at + 1]} == = ) ]]; then
+        _kvlink_values "${COMP_WORDS[at]}" "$takes" "$current" "$program" "${command[@]}"
+    elif [[ $current == -* ]]; then
+        _kvlink_words "$(_kvlink_options "$program" "${command[@]}")" "$current"
+    elif [[ -n $commands ]]; then
+        _kvlink_words "$commands" "$current"
+    else
+        for takes in $(_kvlink_arguments "$program" "${command[@]}"); do
+            _kvlink_values '' "$takes" "$current" "$program" "${command[@]}" && return
+        done
+        [[ ${#command[@]} -gt 0 ]] || _kvlink_words "$(_kvlink_options "$program")" "$current"
+    fi
 }
+
+_kvsim() { _kvlink "$@"; }
 
 complete -F _kvlink kvlink
 complete -F _kvsim kvsim

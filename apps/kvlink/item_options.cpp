@@ -26,6 +26,14 @@ const std::map<std::string, ItemType> &kinds()
     return names;
 }
 
+std::string kindForm()
+{
+    std::string form = "TYPE";
+    for (const auto &kind : kinds())
+        form += "|" + kind.first;
+    return form;
+}
+
 bool kindByName(const std::string &name, ItemType *type)
 {
     const auto kind = kinds().find(name);
@@ -97,7 +105,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             },
             "Type where an item names none")
         ->default_str("that of the device")
-        ->type_name("TYPE");
+        ->type_name(kindForm());
     command
         ->add_option_function<std::string>(
             "--word-order",

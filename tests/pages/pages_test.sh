@@ -60,7 +60,15 @@ compare 'completion of --cha' --changes-only "$(completed kvlink monitor --cha)"
 compare 'completion of --read' --read-only "$(completed kvsim --read)"
 compare 'completion of c' 'C CC CM CR CS CTC' "$(completed kvlink monitor c)"
 compare 'completion of mo' monitor "$(completed kvlink mo)"
-compare 'completion of -k b' 'bit bin bcd byte block bitblock' "$(completed kvlink read DM0 -k b)"
+compare 'completion of -k b' 'bit bin bcd bitblock block byte' "$(completed kvlink read DM0 -k b)"
+compare 'completion of init' init "$(completed kvlink project '')"
+compare 'completion of item types' 's16 s32 string' "$(completed kvlink read DM0 : s)"
+compare 'completion of a file' "$source/README.md" "$(completed kvlink read DM0 --items "$source/READ")"
+for command in "${commands[@]}"; do
+    for option in $("$bin/kvlink" $command --help | options); do
+        completed kvlink $command "$option" | grep -qwF -e "$option" || fail "completion of $command lacks $option"
+    done
+done
 compare "list-ports's formats" 'text json' "$(completed kvlink list-ports --format '')"
 [[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
 for word in $formats; do
