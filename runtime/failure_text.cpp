@@ -112,7 +112,7 @@ QString unusableText(const QString &text, const RequestRecord &record, const Req
 
 int complain(QTextStream &err, const QString &text, Status status)
 {
-    err << "kvlink: " << escapedText(text.toUtf8()) << '\n';
+    err << "kvlink: " << printableText(text) << '\n';
     err.flush(); // a serial link may wait when it closes
     return status;
 }

@@ -67,18 +67,12 @@ Failure parseShortForm(const ItemOptions &options, QVector<Item> *items)
     for (const std::string &argument : options.expressions)
         values += argumentText(argument);
     const QString address = values.takeFirst();
-    ItemDefaults defaults = options.defaults;
-    defaults.eitherSign = true;
-    Item item;
     if (values.isEmpty())
         return Failure(StatusUsage,
                        QString::fromLatin1("no value to write to %1: give ITEM=VALUE, or "
                                            "ADDRESS VALUE")
                            .arg(address));
-    Failure failure = parseItem(address, values, defaults, &item);
-    if (!failure)
-        items->append(item);
-    return failure;
+    return parseItem(options, address, values, items);
 }
 
 // 1,5 is two values, which many a user means as one.

@@ -3,6 +3,9 @@
 #include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
+#include "items/named_items.h"
+#include "items/tag_file.h"
+#include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -43,17 +46,8 @@ bool kindByName(const std::string &name, ItemType *type)
     return true;
 }
 
-Failure addItem(const QString &expression, const ItemDefaults &defaults, QVector<Item> *items)
-{
-    Item item;
-    Failure failure = parseItem(expression, defaults, &item);
-    if (!failure)
-        items->append(item);
-    return failure;
-}
-
 // The items of the file, one a line.
-Failure readItems(const ItemOptions &options, QVector<Item> *items)
+Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector<Item> *items)
 {
     static const QRegularExpression comment(QLatin1String("(^|\\s)#.*"));
     const bool isInput = options.file == "-";
@@ -69,7 +63,7 @@ Failure readItems(const ItemOptions &options, QVector<Item> *items)
         const QString item = lines.readLine(MAX_LINE_LENGTH).remove(comment).trimmed();
         if (item.isEmpty())
             continue;
-        if (Failure failure = addItem(item, options.defaults, items))
+        if (Failure failure = parseNamedItems(item, tags, options.defaults, items))
             return Failure(failure.status(),
                            QString::fromLatin1("%1:%2: %3")
                                .arg(name, QString::number(number), failure.text()));
@@ -92,8 +86,51 @@ void addItems(CLI::App *command, ItemOptions *options, const char *form, const c
         ->type_name("FILE");
 }
 
+void addLayoutOptions(CLI::App *command, ItemOptions *options)
+{
+    std::vector<std::string> encodings;
+    for (const QString &name : textEncodings())
+        encodings.push_back(name.toStdString());
+    const std::vector<std::string> orderNames = {"low-first", "high-first"};
+    command
+        ->add_option_function<std::string>(
+            "--word-order",
+            [options](const std::string &name) {
+                options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
+            },
+            "Order of the words of 32-bit values")
+        ->default_str("low-first")
+        ->check(CLI::IsMember(orderNames).description(""))
+        ->type_name("low-first|high-first");
+    command
+        ->add_option_function<std::string>(
+            "--string-order",
+            [options](const std::string &name) {
+                options->defaults.textForm.highByteFirst = name == "high-first";
+            },
+            "Byte of a word that has a string's first character")
+        ->default_str("low-first")
+        ->check(CLI::IsMember(orderNames).description(""))
+        ->type_name("low-first|high-first");
+    command
+        ->add_option_function<std::string>(
+            "--encoding",
+            [options](const std::string &name) {
+                options->defaults.textForm.encoding = QByteArray::fromStdString(name);
+            },
+            "Encoding of strings")
+        ->default_str("latin1, of which ASCII is shown")
+        ->check(CLI::IsMember(encodings).description(""))
+        ->type_name(textEncodings().join(QLatin1Char('|')).toStdString());
+}
+
 void addTypeOptions(CLI::App *command, ItemOptions *options)
 {
+    command
+        ->add_option_function<std::string>("--tags", into(&options->tagFile),
+                                           "Tag file, whose names stand wherever items do")
+        ->type_name("FILE")
+        ->envname("KVLINK_TAGS");
     command
         ->add_option_function<std::string>(
             "-k,--kind",
@@ -106,16 +143,7 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
             "Type where an item names none")
         ->default_str("that of the device")
         ->type_name(kindForm());
-    command
-        ->add_option_function<std::string>(
-            "--word-order",
-            [options](const std::string &name) {
-                options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
-            },
-            "Order of the words of 32-bit values")
-        ->default_str("low-first")
-        ->check(CLI::IsMember({"low-first", "high-first"}).description(""))
-        ->type_name("low-first|high-first");
+    addLayoutOptions(command, options);
 }
 
 void addReadOptions(CLI::App *command, ItemOptions *options)
@@ -141,17 +169,46 @@ void addReadOptions(CLI::App *command, ItemOptions *options)
     addFormatOption(command, &options->format);
 }
 
+Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
+{
+    if (options.tagFile.isEmpty())
+        return Failure();
+    const TagFile file = readTagFile(options.tagFile);
+    const int more = file.errors.size() - 1;
+    if (more > 0)
+        return Failure(StatusUsage,
+                       QString::fromLatin1("%1 (and %2: kvlink tags check FILE "
+                                           "lists them)")
+                           .arg(file.errors.first(), countText(more, "more error", "more errors")));
+    if (more == 0)
+        return Failure(StatusUsage, file.errors.first());
+    *tags = file.tags;
+    return Failure();
+}
+
 Failure parseItems(const ItemOptions &options, QVector<Item> *items)
 {
+    QVector<Item> tags;
     QVector<Item> parsed;
-    Failure failure;
+    Failure failure = loadTags(options, &tags);
     for (size_t i = 0; i < options.expressions.size() && !failure; ++i)
-        failure = addItem(argumentText(options.expressions.at(i)), options.defaults, &parsed);
+        failure = parseNamedItems(argumentText(options.expressions.at(i)), tags, options.defaults,
+                                  &parsed);
     if (!failure && !options.file.empty())
-        failure = readItems(options, &parsed);
+        failure = readItems(options, tags, &parsed);
     if (!failure && parsed.isEmpty())
         failure = Failure(StatusUsage, QLatin1String("no items: give ITEM or --items FILE"));
     if (!failure)
         *items = parsed;
     return failure;
+}
+
+Failure parseItem(const ItemOptions &options, const QString &head, const QStringList &values,
+                  QVector<Item> *items)
+{
+    QVector<Item> tags;
+    ItemDefaults defaults = options.defaults;
+    defaults.eitherSign = true;
+    const Failure failure = loadTags(options, &tags);
+    return failure ? failure : parseNamedItems(head, values, tags, defaults, items);
 }

@@ -19,6 +19,7 @@ class App;
 struct ItemOptions {
     std::vector<std::string> expressions;
     std::string file; ///< more items, "-" for the standard input; empty for none
+    QString tagFile;  ///< empty for none
     ItemDefaults defaults;
     ReadOptions read;
     WordOrder order = WordOrder::LowFirst;
@@ -28,17 +29,27 @@ struct ItemOptions {
 /// Adds the items and --items to a command. @param form, examples for the help
 void addItems(CLI::App *command, ItemOptions *options, const char *form, const char *examples);
 
-/// Adds -k and --word-order to a command.
+/// Adds --word-order, --string-order and --encoding to a command.
+void addLayoutOptions(CLI::App *command, ItemOptions *options);
+
+/// Adds these, --tags and -k to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);
 
-/// Adds the items, --items, -n, -k, --word-order, --max-gap, --no-merge, --twice,
-/// --ask-all and --format to a command that reads items.
+/// Adds the items, --items, -n, the options of types, --max-gap, --no-merge, --twice, --ask-all and
+/// --format to a command that reads items.
 void addReadOptions(CLI::App *command, ItemOptions *options);
 
-/// Reads the expressions, then those of the file.
+/// Reads the tag file, the expressions, then those of the file of items.
 /// @param items is filled on success
 /// @return StatusUsage with what is wrong with one of them and in which line of the file it is, or
 ///         with why the file cannot be read; also when there are no items
 Failure parseItems(const ItemOptions &options, QVector<Item> *items);
+
+/// Reads the tag file, and one item whose values stand apart. Unsigned types take negative values.
+/// @param head  a name or ADDRESS[:TYPE][[COUNT]]
+/// @param items is filled on success
+/// @return StatusUsage with what is wrong
+Failure parseItem(const ItemOptions &options, const QString &head, const QStringList &values,
+                  QVector<Item> *items);
 
 #endif

@@ -9,6 +9,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
+#include <algorithm>
 #include <cmath>
 
 namespace
@@ -36,17 +37,18 @@ const char *statusName(Status status)
     return "unusable";
 }
 
-QJsonValue jsonValue(ItemType type, const QString &text)
+QJsonValue jsonValue(const Item &item, const QString &text)
 {
-    switch (type) {
+    switch (item.type) {
     case ItemType::Hex:
     case ItemType::Bin:
-    case ItemType::String:
         return text;
-    case ItemType::F32:
-        return std::isfinite(text.toDouble()) ? QJsonValue(text.toDouble()) : QJsonValue(text);
+    case ItemType::String:
+        return plainText(text);
     default:
-        return text.toLongLong();
+        if (item.type != ItemType::F32 && !item.tag.isScaled())
+            return text.toLongLong();
+        return std::isfinite(text.toDouble()) ? QJsonValue(text.toDouble()) : QJsonValue(text);
     }
 }
 
@@ -68,14 +70,14 @@ QString asciiJson(const QJsonObject &object)
     return ascii;
 }
 
-QString shown(const QString &value)
+QString unitBehind(const QString &values, const Item &item)
 {
-    return reversiblyEscapedText(value.toLatin1());
+    return item.tag.unit.isEmpty() ? values : values + QLatin1Char(' ') + item.tag.unit;
 }
 
 QString csvField(const QString &text)
 {
-    QString field = escapedText(text.toUtf8());
+    QString field = printableText(text);
     if (field.contains(QLatin1Char(',')) || field.contains(QLatin1Char('"'))) {
         field.replace(QLatin1Char('"'), QLatin1String("\"\""));
         field = QLatin1Char('"') + field + QLatin1Char('"');
@@ -85,21 +87,23 @@ QString csvField(const QString &text)
 
 // A spreadsheet runs what begins with =, +, - or @ as a formula, and takes what follows an
 // apostrophe as text.
-QString csvValue(ItemType type, const QString &value)
+QString csvText(const QString &text)
 {
-    const bool needsMark = type == ItemType::String && !value.isEmpty() &&
-                           QLatin1String("=+-@'").contains(value.at(0));
-    return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + shown(value));
+    const bool needsMark = !text.isEmpty() && QLatin1String("=+-@'").contains(text.at(0));
+    return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + text);
+}
+
+QString csvValue(const Item &item, const QString &value)
+{
+    const QString text = shownValue(item, value);
+    return item.type == ItemType::String ? csvText(text) : csvField(text);
 }
 
 void printNamed(const ItemRecord &record, QTextStream &out)
 {
     if (!record.time.isEmpty())
         out << record.time << ' ';
-    out << record.item.text;
-    for (const QString &value : record.result.values)
-        out << ' ' << shown(value);
-    out << '\n';
+    out << record.item.text << ' ' << shownValues(record.item, record.result.values) << '\n';
 }
 
 // The user knows the values given on the command line.
@@ -111,15 +115,17 @@ bool isNews(const ItemRecord &record)
 void printValues(const ItemRecord &record, QTextStream &out)
 {
     for (int i = 0; isNews(record) && i < record.result.values.size(); ++i)
-        out << shown(record.result.values.at(i)) << '\n';
+        out << shownValue(record.item, record.result.values.at(i)) << '\n';
 }
 
 void printText(const ItemRecord &record, QTextStream &out)
 {
-    if (!record.isNamed)
-        printValues(record, out);
-    else if (isNews(record))
+    if (!isNews(record))
+        return;
+    if (record.isNamed)
         printNamed(record, out);
+    for (int i = 0; !record.isNamed && i < record.result.values.size(); ++i)
+        out << shownValues(record.item, record.result.values.mid(i, 1)) << '\n';
 }
 
 QString itemJson(const ItemRecord &record)
@@ -127,13 +133,15 @@ QString itemJson(const ItemRecord &record)
     const Item &item = record.item;
     QJsonArray values;
     for (const QString &value : record.result.values)
-        values.append(jsonValue(item.type, value));
+        values.append(jsonValue(item, value));
     QJsonObject object;
     object.insert(QLatin1String("time"), textOrNull(record.time));
     object.insert(QLatin1String("item"), item.text);
     object.insert(QLatin1String("address"), item.address);
     object.insert(QLatin1String("type"), itemTypeName(item.type));
     object.insert(QLatin1String("values"), values);
+    if (!item.tag.name.isEmpty())
+        object.insert(QLatin1String("unit"), textOrNull(item.tag.unit));
     object.insert(QLatin1String("operation"),
                   QLatin1String(item.values.isEmpty() ? "read" : "write"));
     object.insert(QLatin1String("status"),
@@ -157,22 +165,30 @@ void printJsonLine(const ItemRecord &record, QTextStream &out)
     out << itemJson(record) << '\n';
 }
 
-QString csvHeader(const QVector<Item> &)
+bool hasTags(const QVector<Item> &items)
 {
-    return QLatin1String("time,address,type,index,value,status,error\n");
+    return std::any_of(items.begin(), items.end(),
+                       [](const Item &item) { return !item.tag.name.isEmpty(); });
+}
+
+QString csvHeader(const QVector<Item> &items)
+{
+    return QString::fromLatin1("time,address,type,index,value,status,error%1\n")
+        .arg(QLatin1String(hasTags(items) ? ",name,unit" : ""));
 }
 
 void printCsv(const ItemRecord &record, QTextStream &out)
 {
     const Item &item = record.item;
+    const QString tag = QString::fromLatin1(",%1,%2").arg(item.tag.name, csvText(item.tag.unit));
     const ItemResult &result = record.result;
     const QString start =
         QString::fromLatin1("%1,%2,%3,").arg(record.time, item.address, itemTypeName(item.type));
-    const QString end = QString::fromLatin1(",%1,%2\n")
+    const QString end = QString::fromLatin1(",%1,%2%3\n")
                             .arg(QLatin1String(statusName(result.failure.status())),
-                                 csvField(result.failure.text()));
+                                 csvField(result.failure.text()), record.hasTags ? tag : QString());
     for (int i = 0; i < result.values.size(); ++i)
-        out << start << i << ',' << csvValue(item.type, result.values.at(i)) << end;
+        out << start << i << ',' << csvValue(item, result.values.at(i)) << end;
     if (result.values.isEmpty())
         out << start << ',' << end;
 }
@@ -248,7 +264,7 @@ void printWideCsv(const QVector<Item> &items, const QVector<ItemResult> &results
     for (int i = 0; i < items.size(); ++i) {
         const QStringList &values = results.at(i).values;
         for (int j = 0; j < valueCount(items.at(i)); ++j)
-            out << ',' << csvValue(items.at(i).type, values.value(j));
+            out << ',' << csvValue(items.at(i), values.value(j));
     }
     out << ',' << statusName(statusOf(results)) << ','
         << csvField(failureTexts(items, results).join(QLatin1String("; "))) << '\n';
@@ -258,7 +274,7 @@ QString cell(const QJsonValue &value)
 {
     if (value.isBool())
         return QLatin1String(value.toBool() ? "yes" : "no");
-    const QString text = escapedText(value.toString().toUtf8());
+    const QString text = printableText(value.toString());
     return text.isEmpty() ? QString(QLatin1Char('-')) : text;
 }
 
@@ -311,6 +327,14 @@ const OutputFormat FORMATS[] = {
 
 } // namespace
 
+QString shownValues(const Item &item, const QStringList &values)
+{
+    QStringList shown;
+    for (const QString &value : values)
+        shown += shownValue(item, value);
+    return unitBehind(shown.join(QLatin1Char(' ')), item);
+}
+
 const OutputFormat *defaultFormat()
 {
     return &FORMATS[0];
@@ -341,7 +365,8 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, boo
 
 ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
                          bool hasHeader)
-    : m_out(out), m_format(format), m_items(items), m_hasHeader(hasHeader), m_begun(false)
+    : m_out(out), m_format(format), m_items(items), m_hasTags(hasTags(items)),
+      m_hasHeader(hasHeader), m_begun(false)
 {}
 
 void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time)
@@ -393,8 +418,8 @@ void ItemPrinter::begin()
 
 void ItemPrinter::printItem(int item, const ItemResult &result, const QString &time)
 {
-    const ItemRecord record = {m_items.at(item), result, time, !m_begun,
-                               m_items.size() > 1 || !time.isEmpty()};
+    const ItemRecord record = {
+        m_items.at(item), result, time, !m_begun, m_items.size() > 1 || !time.isEmpty(), m_hasTags};
     begin();
     m_format.print(record, m_out);
 }

@@ -24,6 +24,7 @@ struct ItemRecord {
     QString time; ///< when it was read or written (ISO 8601); empty for none
     bool isFirst; ///< of the output
     bool isNamed; ///< people need the item's name and its time: there are several, or samples
+    bool hasTags; ///< whether an item of the output has a tag
 };
 
 /// The name of a column, for scripts and for people.
@@ -56,6 +57,9 @@ struct OutputFormat {
     void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
+
+/// An item's values on one line for people, with the unit of its tag.
+QString shownValues(const Item &item, const QStringList &values);
 
 /// The format that is meant where none is named.
 const OutputFormat *defaultFormat();
@@ -93,6 +97,7 @@ private:
     QTextStream &m_out;
     const OutputFormat &m_format;
     const QVector<Item> m_items;
+    const bool m_hasTags;
     const bool m_hasHeader;
     bool m_begun;
     QVector<ItemResult> m_printed; // by printChanges, of each item

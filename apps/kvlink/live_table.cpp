@@ -1,6 +1,6 @@
 #include "apps/kvlink/live_table.h"
 
-#include "runtime/escaped_text.h"
+#include "apps/kvlink/item_output.h"
 
 #include <QtCore/QTextStream>
 
@@ -9,10 +9,9 @@
 namespace
 {
 
-QString valueText(const ItemResult &result)
+QString valueText(const Item &item, const ItemResult &result)
 {
-    return result.failure ? QString::fromLatin1("(failed)")
-                          : reversiblyEscapedText(result.values.join(QLatin1Char(' ')).toLatin1());
+    return result.failure ? QString::fromLatin1("(failed)") : shownValues(item, result.values);
 }
 
 const char TO_TOP_AND_CLEAR[] = "\x1b[H\x1b[J";
@@ -58,7 +57,7 @@ QStringList LiveTable::linesOf(const QVector<ItemResult> &results, const QString
     QVector<bool> isNew;
     int valueWidth = 0;
     for (int i = 0; i < m_items.size(); ++i) {
-        const QString value = valueText(results.at(i));
+        const QString value = valueText(m_items.at(i), results.at(i));
         isNew += value != m_values.at(i);
         if (isNew.last() || isFirst)
             m_since[i] = time;

@@ -14,6 +14,8 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QTextStream out(stdout);
     QTextStream err(stderr);
+    for (QTextStream *stream : {&out, &err})
+        stream->setCodec("UTF-8"); // units, names and texts, whatever the locale
     CommandLine line;
     int status = StatusGood;
     if (parseCommandLine(argc, argv, &line, out, err, &status)) {
