@@ -3,6 +3,8 @@
 #include "fuzz/fuzz_check.h"
 #include "items/item_plan.h"
 #include "items/item_values.h"
+#include "items/named_items.h"
+#include "items/tag_file.h"
 #include "runtime/escaped_text.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
@@ -16,10 +18,9 @@ namespace
 // Reads an item. Printed with its plain values, an accepted one means the same.
 bool readItem(const QString &text, const ItemDefaults &defaults, Item *item)
 {
-    QString error;
-    if (!parseItem(text, defaults, item, &error)) {
-        fuzzCheck(item->address.isEmpty() && !error.isEmpty(), "a refused item");
-        for (const QChar c : error)
+    if (const Failure failure = parseItem(text, defaults, item)) {
+        fuzzCheck(item->address.isEmpty() && !failure.text().isEmpty(), "a refused item");
+        for (const QChar c : failure.text())
             fuzzCheck(c.unicode() >= 0x20 && c.unicode() <= 0x7E, "a text that cannot be shown");
         return false;
     }
@@ -31,10 +32,10 @@ bool readItem(const QString &text, const ItemDefaults &defaults, Item *item)
     Item printed;
     QByteArray data;
     fuzzCheck(values.isEmpty()
-                  ? parseItem(head, defaults, &printed, &error)
-                  : parseItem(head, values, defaults, &printed, &error) &&
+                  ? parseItem(head, defaults, &printed).isGood()
+                  : parseItem(head, values, defaults, &printed).isGood() &&
                         plainValues(printed) == values &&
-                        packValues(*item, WordOrder::HighFirst, &data, &error) &&
+                        packValues(*item, WordOrder::HighFirst, &data).isGood() &&
                         (item->type == ItemType::Bit || data.size() == itemBytes(*item)),
               "a printed item");
     fuzzCheck(printed.device.at(printed.device.number) == head.section(QLatin1Char(':'), 0, 0) &&
@@ -49,11 +50,31 @@ void checkData(Item item, char first, char last)
     ExactBytes data(static_cast<size_t>(itemBytes(item)), first);
     data.back() = last;
     QByteArray bytes = QByteArray::fromRawData(data.data(), itemBytes(item));
-    QString error;
-    fuzzCheck(unpackValues(item, WordOrder::LowFirst, bytes, &item.values, &error)
-                  ? packValues(item, WordOrder::LowFirst, &bytes, &error)
-                  : !error.isEmpty(),
-              "the values of data");
+    if (unpackValues(item, WordOrder::LowFirst, bytes, &item.values))
+        return;
+    // Decimals may round up beyond the range, and bytes may be no characters.
+    const bool isExact = !item.tag.isScaled() && item.textForm.encoding.isEmpty();
+    const Failure failure = packValues(item, WordOrder::LowFirst, &bytes);
+    fuzzCheck(failure.isGood() || !isExact, "the values of data");
+}
+
+// A tag file has errors or tags that are found by their names, whose data become values.
+void checkTags(FuzzInput &input)
+{
+    ItemDefaults defaults;
+    const unsigned int encoding = input.below(4);
+    defaults.textForm.encoding = textEncodings().value(static_cast<int>(encoding)).toLatin1();
+    defaults.textForm.highByteFirst = input.below(2) == 1;
+    const char first = input.character();
+    const TagFile file = parseTagFile(input.rest(), QLatin1String("tags"));
+    for (const QString &error : file.errors)
+        fuzzCheck(printableText(error) == error, "an error that cannot be shown");
+    for (int i = 0; file.errors.isEmpty() && i < file.tags.size() && i < 9; ++i) {
+        QVector<Item> found;
+        parseNamedItems(file.tags.at(i).text, file.tags, defaults, &found);
+        fuzzCheck(found.size() == 1 && found.first().tag.name == file.tags.at(i).tag.name, "a tag");
+        checkData(found.first(), first, static_cast<char>(first + i));
+    }
 }
 
 // The requests bring every byte of every item once.
@@ -144,6 +165,9 @@ int LLVMFuzzerTestOneInput(const unsigned char *bytes, size_t size)
 {
     FuzzInput input(bytes, size);
     const char subject = input.character();
-    (subject == 'p' ? checkNumbersAndPorts : subject == 't' ? checkTrace : checkItems)(input);
+    (subject == 'p'   ? checkNumbersAndPorts
+     : subject == 't' ? checkTrace
+     : subject == 'c' ? checkTags
+                      : checkItems)(input);
     return 0;
 }

@@ -4,8 +4,8 @@
 #include "items/expression.h"
 #include "items/item_scaling.h"
 #include "runtime/escaped_text.h"
+#include "runtime/whole_file.h"
 
-#include <QtCore/QFile>
 #include <QtCore/QHash>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextCodec>
@@ -16,9 +16,6 @@ namespace
 {
 
 const int MAX_ERRORS = 20;
-
-// Far above a table of all devices.
-const int MAX_FILE_BYTES = 16 * 1024 * 1024;
 
 const int MAX_NAME = 64;
 const int MAX_UNIT = 16;
@@ -76,11 +73,11 @@ private:
     bool decode(const QByteArray &bytes, QString *text);
     bool readHeader(const CsvRecord &record);
     void readRow(const CsvRecord &record);
-    void readName(Item *item);
+    void checkName();
     bool readItem(Item *item);
-    void readNumbers(Item *item);
+    void readNumbers(ItemTag *tag, ItemType type);
     void readNumber(Column column, double least, double most, double *number);
-    void readRest(Item *item);
+    void readRest(ItemTag *tag);
 
     QString text(Column column) const { return m_row[column].text; }
     void add(int line, const QString &text);
@@ -188,16 +185,15 @@ void TagReader::readRow(const CsvRecord &record)
                     .arg(quoted(record.at(i).text), QString(m_delimiter)));
     }
     Item item;
-    const bool hasItem = readItem(&item);
-    item.text = text(Name);
-    readName(&item);
-    if (hasItem)
-        readNumbers(&item);
-    readRest(&item);
+    checkName();
+    if (readItem(&item))
+        readNumbers(&item.tag, item.type);
+    readRest(&item.tag);
+    item.text = item.tag.name;
     m_read.tags += item;
 }
 
-void TagReader::readName(Item *item)
+void TagReader::checkName()
 {
     static const QRegularExpression form(QLatin1String("\\A[\\p{L}_][\\p{L}\\p{M}\\p{N}_.-]*\\z"),
                                          QRegularExpression::UseUnicodePropertiesOption);
@@ -215,7 +211,6 @@ void TagReader::readName(Item *item)
                       .arg(quoted(name), QString::number(m_lines.value(name))));
     else
         m_lines.insert(name, m_row[Name].line);
-    item->tag.name = name;
 }
 
 // @return whether the row has an item
@@ -265,45 +260,45 @@ void TagReader::readNumber(Column column, double least, double most, double *num
                         .arg(quoted(text(column)), QString::number(least), QString::number(most)));
 }
 
-void TagReader::readNumbers(Item *item)
+void TagReader::readNumbers(ItemTag *tag, ItemType type)
 {
-    ItemTag &tag = item->tag;
-    if (!isNumeric(item->type)) {
+    if (!isNumeric(type)) {
         for (const Column column : {Scale, Offset, Decimals, Deadband}) {
             if (!text(column).isEmpty())
                 add(column, QString::fromLatin1("%1: type %2 has none; clear it")
-                                .arg(quoted(text(column)), itemTypeName(item->type)));
+                                .arg(quoted(text(column)), itemTypeName(type)));
         }
         return;
     }
-    readNumber(Scale, -MAX_NUMBER, MAX_NUMBER, &tag.scale);
-    if (std::fabs(tag.scale) < MIN_SCALE)
+    readNumber(Scale, -MAX_NUMBER, MAX_NUMBER, &tag->scale);
+    if (std::fabs(tag->scale) < MIN_SCALE)
         add(Scale, QString::fromLatin1("%1: expected a number that is not 0").arg(text(Scale)));
-    readNumber(Offset, -MAX_NUMBER, MAX_NUMBER, &tag.offset);
-    readNumber(Deadband, 0, MAX_NUMBER, &tag.deadband);
+    readNumber(Offset, -MAX_NUMBER, MAX_NUMBER, &tag->offset);
+    readNumber(Deadband, 0, MAX_NUMBER, &tag->deadband);
     bool ok = false;
     const int decimals = text(Decimals).toInt(&ok);
     if (ok && decimals >= 0 && decimals <= MAX_DECIMALS)
-        tag.decimals = decimals;
+        tag->decimals = decimals;
     else if (!text(Decimals).isEmpty())
         add(Decimals, QString::fromLatin1("%1: expected a whole number from 0 to %2")
                           .arg(quoted(text(Decimals)), QString::number(MAX_DECIMALS)));
 }
 
-void TagReader::readRest(Item *item)
+void TagReader::readRest(ItemTag *tag)
 {
     static const QStringList yes = {QString(), QLatin1String("yes"), QLatin1String("true"),
                                     QLatin1String("1")};
     static const QStringList no = {QLatin1String("no"), QLatin1String("false"), QLatin1String("0")};
     const QString unit = text(Unit);
     const QString writable = text(Writable).toLower();
-    item->tag.unit = unit;
-    item->tag.comment = text(Comment).simplified();
-    item->tag.isWritable = yes.contains(writable);
+    tag->name = text(Name);
+    tag->unit = unit;
+    tag->comment = text(Comment).simplified();
+    tag->isWritable = yes.contains(writable);
     if (unit.size() > MAX_UNIT || !isPrintable(unit))
         add(Unit, QString::fromLatin1("%1: expected %2 printable characters at most")
                       .arg(quoted(unit), QString::number(MAX_UNIT)));
-    if (!item->tag.isWritable && !no.contains(writable))
+    if (!tag->isWritable && !no.contains(writable))
         add(Writable, QString::fromLatin1("%1: expected yes or no, and yes where it is empty")
                           .arg(quoted(text(Writable))));
 }
@@ -315,23 +310,11 @@ TagFile parseTagFile(const QByteArray &bytes, const QString &name)
     return TagReader(name).read(bytes);
 }
 
-TagFile readTagFile(const QString &path)
+Failure readTagFile(const QString &path, TagFile *file)
 {
-    QFile file(path);
-    TagFile unread;
     QByteArray bytes;
-    if (file.open(QIODevice::ReadOnly)) {
-        QByteArray part;
-        do {
-            part = file.read(MAX_FILE_BYTES + 1 - bytes.size());
-            bytes += part;
-        } while (!part.isEmpty());
-    }
-    if (file.error() != QFileDevice::NoError)
-        unread.errors += printableText(
-            QString::fromLatin1("cannot read the tag file %1: %2").arg(path, file.errorString()));
-    else if (bytes.size() > MAX_FILE_BYTES)
-        unread.errors += printableText(
-            QString::fromLatin1("the tag file %1 has more than 16 MiB: is it a table?").arg(path));
-    return unread.errors.isEmpty() ? parseTagFile(bytes, path) : unread;
+    const Failure failure = readWholeFile(path, &bytes);
+    if (!failure)
+        *file = parseTagFile(bytes, path);
+    return failure;
 }

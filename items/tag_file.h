@@ -3,6 +3,7 @@
 #define ITEMS_TAG_FILE_H
 
 #include "items/item.h"
+#include "runtime/failure.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QStringList>
@@ -20,7 +21,9 @@ struct TagFile {
 /// columns. @param name of the file, for the errors
 TagFile parseTagFile(const QByteArray &bytes, const QString &name);
 
-/// The same for a file. One that cannot be read is an error as well.
-TagFile readTagFile(const QString &path);
+/// The same for a file.
+/// @param file is filled when the file can be read, whatever it holds
+/// @return StatusOpen when it cannot
+Failure readTagFile(const QString &path, TagFile *file);
 
 #endif

@@ -104,6 +104,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addReadCommand(app, line);
     addWriteCommand(app, line);
     addProjectCommand(app, line);
+    addTagsCommand(app, line);
     addMonitorCommand(app, line);
     addPingCommand(app, line);
     addBenchCommand(app, line);

@@ -149,7 +149,8 @@ void addTypeOptions(CLI::App *command, ItemOptions *options)
 void addReadOptions(CLI::App *command, ItemOptions *options)
 {
     addItems(command, options, "ADDRESS[:TYPE][[COUNT]]...",
-             "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3");
+             "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3; or a name of --tags, "
+             "such as oven.temp or oven.*");
     command->add_option("-n", options->defaults.count, "Number of values where an item names none")
         ->default_str("1")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));
@@ -173,7 +174,9 @@ Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
 {
     if (options.tagFile.isEmpty())
         return Failure();
-    const TagFile file = readTagFile(options.tagFile);
+    TagFile file;
+    if (Failure failure = readTagFile(options.tagFile, &file))
+        return failure;
     const int more = file.errors.size() - 1;
     if (more > 0)
         return Failure(StatusUsage,

@@ -70,11 +70,6 @@ QString asciiJson(const QJsonObject &object)
     return ascii;
 }
 
-QString unitBehind(const QString &values, const Item &item)
-{
-    return item.tag.unit.isEmpty() ? values : values + QLatin1Char(' ') + item.tag.unit;
-}
-
 QString csvField(const QString &text)
 {
     QString field = printableText(text);
@@ -103,7 +98,7 @@ void printNamed(const ItemRecord &record, QTextStream &out)
 {
     if (!record.time.isEmpty())
         out << record.time << ' ';
-    out << record.item.text << ' ' << shownValues(record.item, record.result.values) << '\n';
+    out << record.item.text << ' ' << shownWithUnit(record.item, record.result.values) << '\n';
 }
 
 // The user knows the values given on the command line.
@@ -125,7 +120,7 @@ void printText(const ItemRecord &record, QTextStream &out)
     if (record.isNamed)
         printNamed(record, out);
     for (int i = 0; !record.isNamed && i < record.result.values.size(); ++i)
-        out << shownValues(record.item, record.result.values.mid(i, 1)) << '\n';
+        out << shownWithUnit(record.item, record.result.values.mid(i, 1)) << '\n';
 }
 
 QString itemJson(const ItemRecord &record)
@@ -332,7 +327,13 @@ QString shownValues(const Item &item, const QStringList &values)
     QStringList shown;
     for (const QString &value : values)
         shown += shownValue(item, value);
-    return unitBehind(shown.join(QLatin1Char(' ')), item);
+    return shown.join(QLatin1Char(' '));
+}
+
+QString shownWithUnit(const Item &item, const QStringList &values)
+{
+    const QString &unit = item.tag.unit;
+    return shownValues(item, values) + (unit.isEmpty() ? unit : QLatin1Char(' ') + unit);
 }
 
 const OutputFormat *defaultFormat()

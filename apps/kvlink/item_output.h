@@ -58,8 +58,11 @@ struct OutputFormat {
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
 
-/// An item's values on one line for people, with the unit of its tag.
+/// An item's values for people, with blanks between them.
 QString shownValues(const Item &item, const QStringList &values);
+
+/// The same, with the unit of the item's tag behind them.
+QString shownWithUnit(const Item &item, const QStringList &values);
 
 /// The format that is meant where none is named.
 const OutputFormat *defaultFormat();

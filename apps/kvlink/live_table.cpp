@@ -11,7 +11,7 @@ namespace
 
 QString valueText(const Item &item, const ItemResult &result)
 {
-    return result.failure ? QString::fromLatin1("(failed)") : shownValues(item, result.values);
+    return result.failure ? QString::fromLatin1("(failed)") : shownWithUnit(item, result.values);
 }
 
 const char TO_TOP_AND_CLEAR[] = "\x1b[H\x1b[J";

@@ -1,0 +1,95 @@
+// tags: tag files.
+#include "apps/argument_text.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_options.h"
+#include "items/item_reader.h"
+#include "items/tag_file.h"
+#include "runtime/client.h"
+#include "runtime/escaped_text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+
+#include <memory>
+
+namespace
+{
+
+OutputTable tagTable(const QVector<Item> &tags, const QVector<ItemResult> &results)
+{
+    OutputTable table;
+    table.columns = {{"name", "NAME"},   {"address", "ADDRESS"}, {"type", "TYPE"},
+                     {"value", "VALUE"}, {"unit", "UNIT"},       {"error", "ERROR"}};
+    for (int i = 0; i < tags.size(); ++i) {
+        const Item &tag = tags.at(i);
+        const Failure &failure = results.at(i).failure;
+        table.rows += {tag.text,
+                       tag.address,
+                       itemTypeName(tag.type),
+                       failure ? QJsonValue() : shownValues(tag, results.at(i).values),
+                       tag.tag.unit,
+                       failure ? failure.text() : QJsonValue()};
+    }
+    return table;
+}
+
+int readTags(const ItemOptions &options, const QVector<Item> &tags, const LinkOptions &link,
+             QTextStream &out, QTextStream &err)
+{
+    Client client(link, err);
+    if (Failure failure = client.open())
+        return complain(err, failure);
+    const QVector<ItemResult> results =
+        ItemReader(client, tags, options.read, options.order).read();
+    options.format->printTable(tagTable(tags, results), out);
+    out.flush();
+    QString reasons; // which the table has
+    QTextStream unprinted(&reasons);
+    return reportFailures(unprinted, tags, results);
+}
+
+int runTagsCheck(const ItemOptions &options, const LinkOptions &link, QTextStream &out,
+                 QTextStream &err)
+{
+    TagFile file;
+    if (Failure failure = readTagFile(options.tagFile, &file))
+        return complain(err, failure);
+    for (const QString &error : qAsConst(file.errors))
+        complain(err, error, StatusUsage);
+    if (!file.errors.isEmpty())
+        return StatusUsage;
+    for (Item &tag : file.tags)
+        tag.textForm = options.defaults.textForm;
+    if (link.isReachable() && !file.tags.isEmpty())
+        return readTags(options, file.tags, link, out, err);
+    return complain(err,
+                    QString::fromLatin1("%1: %2, no errors")
+                        .arg(options.tagFile, countText(file.tags.size(), "tag", "tags")),
+                    StatusGood);
+}
+
+} // namespace
+
+void addTagsCommand(CLI::App &app, CommandLine *line)
+{
+    const auto options = std::make_shared<ItemOptions>();
+    CLI::App *tags = app.add_subcommand("tags", "Check a tag file, and read its tags");
+    tags->require_subcommand(1);
+    CLI::App *check =
+        tags->add_subcommand("check", "Check a tag file; read each tag once where a PLC is named");
+    check
+        ->add_option_function<std::string>("FILE", into(&options->tagFile),
+                                           "Comma-separated values; see kvlink(1), TAGS")
+        ->required()
+        ->type_name("FILE");
+    addLayoutOptions(check, options.get());
+    addFormatOption(check, &options->format, true);
+    check->callback([line, options] {
+        line->needsLink = false;
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runTagsCheck(*options, link, out, err);
+        };
+    });
+}
