@@ -44,6 +44,12 @@ QString itemTypeNames()
     return names.join(QLatin1String(", "));
 }
 
+bool isAmount(ItemType type)
+{
+    return type != ItemType::Bit && type != ItemType::Hex && type != ItemType::Bin &&
+           type != ItemType::String;
+}
+
 int itemBits(const Item &item)
 {
     switch (item.type) {

@@ -66,6 +66,9 @@ QString itemTypeName(ItemType type);
 /// The names of all types, with commas between them.
 QString itemTypeNames();
 
+/// Whether values of a type are amounts, which can be scaled: not of bit, hex, bin and string.
+bool isAmount(ItemType type);
+
 /// Bits of one value: 1, 8, 16 or 32; 8 for a character.
 int itemBits(const Item &item);
 

@@ -219,12 +219,6 @@ bool formatValue(const Item &item, quint32 value, QString *text)
     return true;
 }
 
-bool isAmount(ItemType type)
-{
-    return type != ItemType::Bit && type != ItemType::Hex && type != ItemType::Bin &&
-           type != ItemType::String;
-}
-
 bool isBeyond(double deadband, double before, double now)
 {
     return std::fabs(now - before) - deadband >

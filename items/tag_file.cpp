@@ -56,12 +56,6 @@ bool isPrintable(const QString &text)
     return printableText(text) == text;
 }
 
-bool isNumeric(ItemType type)
-{
-    return type != ItemType::Bit && type != ItemType::Hex && type != ItemType::Bin &&
-           type != ItemType::String;
-}
-
 class TagReader
 {
 public:
@@ -262,7 +256,7 @@ void TagReader::readNumber(Column column, double least, double most, double *num
 
 void TagReader::readNumbers(ItemTag *tag, ItemType type)
 {
-    if (!isNumeric(type)) {
+    if (!isAmount(type)) {
         for (const Column column : {Scale, Offset, Decimals, Deadband}) {
             if (!text(column).isEmpty())
                 add(column, QString::fromLatin1("%1: type %2 has none; clear it")

@@ -246,8 +246,10 @@ QString wideCsvHeader(const QVector<Item> &items)
 {
     QString header = QLatin1String("time");
     for (const Item &item : items) {
+        const QString unit =
+            item.tag.unit.isEmpty() ? QString() : QString::fromLatin1(" (%1)").arg(item.tag.unit);
         for (int i = 0; i < valueCount(item); ++i)
-            header += QLatin1Char(',') + csvField(columnName(item, i));
+            header += QLatin1Char(',') + csvField(columnName(item, i) + unit);
     }
     return header + QLatin1String(",status,error\n");
 }

@@ -27,7 +27,7 @@ compare() {
     difference=$(diff <(echo "$2") <(echo "$3")) || fail "$1:" "$difference"
 }
 
-commands=(info read write monitor ping bench replay list-ports 'project init')
+commands=(info read write monitor ping bench replay list-ports 'project init' 'tags check')
 kvlink=$(help_options kvlink "${commands[@]}")
 kvsim=$(help_options kvsim)
 compare "kvlink's help and man page" "$kvlink" "$(man_options kvlink)"
