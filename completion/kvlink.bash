@@ -45,7 +45,7 @@ _kvlink_values() {
     case $1:$takes in
     --project-port:*) _kvlink_words 'COM1 COM2 COM3 ETHERNET' "$current" ;;
     --link:NAME) _kvlink_words "$(_kvlink_links)" "$current" ;;
-    *:ADDRESS* | *:DEVICE*)
+    *:ADDRESS* | *:DEVICE* | *:RANGE*)
         _kvlink_words "$_kvlink_devices" "${current^^}"
         compopt -o nospace 2>/dev/null
         ;;

@@ -1,14 +1,12 @@
 #include "items/item_plan.h"
 
+#include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 
 #include <algorithm>
 
 namespace
 {
-
-// Timers and counters have the longest items; of all values as many are read at once.
-const int MAX_VALUES = KV_L20V_MAX_TIMER_ITEMS;
 
 const int CHANNEL_BITS = 16;
 
@@ -74,11 +72,21 @@ quint32 numberBehind(const Item &item, int count)
            static_cast<quint32>(decimalRelay ? count / CHANNEL_BITS * 100 : count);
 }
 
+// Most bits or values in one reply.
+int roomFor(const Item &item)
+{
+    if (item.device.form == DeviceForm::Channels)
+        return KV_L20V_MAX_BITS;
+    const KV_L20V_Device &device = KV_L20V_DeviceOf(item.address.toLatin1());
+    const bool areNumbers = item.type != ItemType::Bit && device.forms.read == KV_L20V_Numbers;
+    return areNumbers ? KV_L20V_MAX_NUMBERS : KV_L20V_MAX_TIMER_ITEMS;
+}
+
 // Bits and values: one item a request, or several requests for a large item.
 void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
 {
     const bool bits = item.type == ItemType::Bit;
-    const int room = item.device.form == DeviceForm::Channels ? KV_L20V_MAX_BITS : MAX_VALUES;
+    const int room = roomFor(item);
     for (int done = 0; done < item.count; done += room) {
         const int count = qMin(room, item.count - done);
         const QString address = done == 0 ? item.address : item.device.at(numberBehind(item, done));

@@ -88,6 +88,11 @@ void PlcImageReader::refuse(const PlcImageField &field, const QByteArray &reason
               QByteArray::number(field.column) + ": " + reason;
 }
 
+void PlcImageReader::refuseDevice(const PlcImageRow &row)
+{
+    refuse(row.device, "no such device: " + quotedPlcText(row.device.text));
+}
+
 QByteArray plcImageHeader()
 {
     return QByteArray(HEADER) + '\n';

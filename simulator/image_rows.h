@@ -40,6 +40,9 @@ public:
     /// Refuses the row that was taken last. @param field where it is wrong
     void refuse(const PlcImageField &field, const QByteArray &reason);
 
+    /// Refuses that row for a device that there is not.
+    void refuseDevice(const PlcImageRow &row);
+
     /// "line 3, column 7: " and what is wrong there; empty where nothing is.
     const QByteArray &error() const { return m_error; }
 

@@ -50,7 +50,7 @@ bool addRow(const PlcImageRow &row, PlcImageReader *reader, Settings *settings)
 {
     PlcPoint point;
     if (parsePlcItemName(row.device.text, &point) != PLC_ACCEPTED) {
-        reader->refuse(row.device, "no such device: " + quotedPlcText(row.device.text));
+        reader->refuseDevice(row);
         return false;
     }
     const std::vector<PlcItems> parts = partsOf(point.read);

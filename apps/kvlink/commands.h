@@ -20,5 +20,8 @@ void addBenchCommand(CLI::App &app, CommandLine *line);
 void addReplayCommand(CLI::App &app, CommandLine *line);
 void addTagsCommand(CLI::App &app, CommandLine *line);
 void addListPortsCommand(CLI::App &app, CommandLine *line);
+void addDumpCommand(CLI::App &app, CommandLine *line);
+void addRestoreCommand(CLI::App &app, CommandLine *line);
+void addDiffCommand(CLI::App &app, CommandLine *line);
 
 #endif

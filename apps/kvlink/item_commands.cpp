@@ -98,10 +98,7 @@ int rehearse(const WriteOptions &options, const QVector<Item> &items, const Clie
     QByteArray sent;
     const QVector<ItemResult> results = rehearseItems(client.driver(), client.station(), items,
                                                       options.items.order, options.verify, &sent);
-    for (const QByteArray &line : sent.replace("\r\n", "\n").split('\n')) {
-        if (!line.isEmpty())
-            out << escapedText(line) << '\n';
-    }
+    printLines(sent, out);
     return reportFailures(err, items, results);
 }
 

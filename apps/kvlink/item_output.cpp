@@ -271,7 +271,7 @@ QString cell(const QJsonValue &value)
 {
     if (value.isBool())
         return QLatin1String(value.toBool() ? "yes" : "no");
-    const QString text = printableText(value.toString());
+    const QString text = printableText(value.toVariant().toString());
     return text.isEmpty() ? QString(QLatin1Char('-')) : text;
 }
 
@@ -310,6 +310,18 @@ void printJsonTable(const OutputTable &table, QTextStream &out)
     out << QString::fromUtf8(QJsonDocument(objects).toJson(QJsonDocument::Compact)) << '\n';
 }
 
+void printCsvTable(const OutputTable &table, QTextStream &out)
+{
+    for (int i = 0; i < table.columns.size(); ++i)
+        out << (i > 0 ? "," : "") << table.columns.at(i).key;
+    out << '\n';
+    for (const QVector<QJsonValue> &row : table.rows) {
+        for (int i = 0; i < row.size(); ++i)
+            out << (i > 0 ? "," : "") << csvText(row.at(i).toVariant().toString());
+        out << '\n';
+    }
+}
+
 // The first is the default.
 const OutputFormat FORMATS[] = {
     // name, is for people, is a live table, no rows, header, print, print sample, finish, print
@@ -317,7 +329,7 @@ const OutputFormat FORMATS[] = {
     {"text", true, true, "", nullptr, printText, nullptr, nullptr, printTextTable},
     {"json", false, false, "[]\n", nullptr, printJson, nullptr, finishJson, printJsonTable},
     {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr, nullptr},
-    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr, nullptr},
+    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr, printCsvTable},
     {"csv-wide", false, false, "", wideCsvHeader, nullptr, printWideCsv, nullptr, nullptr},
     {"value", true, false, "", nullptr, printValues, nullptr, nullptr, nullptr},
 };
@@ -434,6 +446,14 @@ void ItemPrinter::finish()
     else if (m_format.finish)
         m_format.finish(m_out);
     m_out.flush(); // a serial link may wait when it closes
+}
+
+void printLines(const QByteArray &lines, QTextStream &out)
+{
+    for (const QByteArray &line : QByteArray(lines).replace("\r\n", "\n").split('\n')) {
+        if (!line.isEmpty())
+            out << escapedText(line) << '\n';
+    }
 }
 
 Status reportFailures(QTextStream &err, const QVector<Item> &items,

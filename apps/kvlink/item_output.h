@@ -33,7 +33,7 @@ struct TableColumn {
     const char *title;
 };
 
-/// A list of things that each have the same properties: texts and truth values.
+/// A list of things that each have the same properties: texts, numbers and truth values.
 struct OutputTable {
     QVector<TableColumn> columns;
     QVector<QVector<QJsonValue>> rows;
@@ -105,6 +105,9 @@ private:
     bool m_begun;
     QVector<ItemResult> m_printed; // by printChanges, of each item
 };
+
+/// Prints lines to the PLC, each on a line of its own, escaped.
+void printLines(const QByteArray &lines, QTextStream &out);
 
 /// Prints why items failed, each reason once with the items that it is true of.
 /// @return the program's exit status: 0 when all items succeeded, the first failure's own when all

@@ -31,6 +31,14 @@ constexpr int KV_L20V_MostItems(int itemLength)
     return (KV_L20V_RESPONSE_BUFFER_SIZE - 1 - 1) / (itemLength + 1);
 }
 
+/// Most items of a length in one write line, each behind a blank: what is left of "WRS ", an address
+/// of up to 12 characters, the blank and the three digits of the count, CR LF and the terminating
+/// zero.
+constexpr int KV_L20V_MostWritten(int itemLength)
+{
+    return (KV_L20V_COMMAND_BUFFER_SIZE - 4 - 12 - 1 - 3 - 2 - 1) / (itemLength + 1);
+}
+
 /// @name Most items of one read
 /// @{
 constexpr int KV_L20V_MAX_BITS = KV_L20V_MostItems(KV_L20V_BIT_LENGTH);               ///< 768

@@ -27,7 +27,9 @@ compare() {
     difference=$(diff <(echo "$2") <(echo "$3")) || fail "$1:" "$difference"
 }
 
-commands=(info read write monitor ping bench replay list-ports 'project init' 'tags check')
+commands=(
+    info read write monitor ping bench replay list-ports dump restore diff 'project init' 'tags check'
+)
 kvlink=$(help_options kvlink "${commands[@]}")
 kvsim=$(help_options kvsim)
 compare "kvlink's help and man page" "$kvlink" "$(man_options kvlink)"
@@ -69,7 +71,7 @@ for command in "${commands[@]}"; do
         completed kvlink $command "$option" | grep -qwF -e "$option" || fail "completion of $command lacks $option"
     done
 done
-compare "list-ports's formats" 'text json' "$(completed kvlink list-ports --format '')"
+compare "list-ports's formats" 'text json csv' "$(completed kvlink list-ports --format '')"
 [[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
 for word in $formats; do
     grep -qwF -- "${word//-/\\-}" "$source/man/kvlink.1" || fail "kvlink(1) lacks the format $word"

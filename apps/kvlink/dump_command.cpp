@@ -1,0 +1,101 @@
+// dump: saves ranges of the PLC's memory as a memory image.
+#include "apps/argument_text.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "apps/kvlink/memory_output.h"
+#include "apps/kvlink/progress.h"
+#include "items/memory_file.h"
+#include "runtime/escaped_text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QTextStream>
+
+#include <memory>
+
+namespace
+{
+
+const int MAX_RANGES = 1024;
+
+struct DumpOptions {
+    QStringList ranges;
+    QString file;
+    bool resume = false;
+};
+
+// What is left of a dump that did not end well.
+void printKept(const MemoryFile &file, qint64 left, qint64 total, QTextStream &err)
+{
+    if (!file.partName().isEmpty())
+        complain(err,
+                 QString::fromLatin1("%1 keeps %2 of %3; dump the same ranges with --resume to "
+                                     "go on")
+                     .arg(file.partName(), QString::number(total - left),
+                          countText(total, "address", "addresses")),
+                 StatusGood);
+}
+
+int carry(MemoryFile *file, qint64 total, const LinkOptions &link, QTextStream &out,
+          QTextStream &err)
+{
+    Client client(link, err);
+    if (Failure failure = client.open())
+        return complain(err, failure);
+    Progress progress(err, link.trace == QLatin1String("-"));
+    const qint64 rest = cellCount(file->rest());
+    MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
+                            [file](const MemoryRun &block) { return file->append(block); },
+                            [&](const MemoryRun &block, qint64 done) {
+                                progress.show(cellName(block, 0), total - rest + done, total);
+                            });
+    Failure failure = transfer.carry(file->rest());
+    const bool hasNone = rest == total && transfer.carried() == 0;
+    progress.clear();
+    if (!failure && !hasNone)
+        failure = file->finish();
+    const Status status = reportTransfer(err, transfer, failure);
+    if (hasNone)
+        file->discard();
+    else if (failure)
+        printKept(*file, rest - transfer.carried(), total, err);
+    if (!failure && !hasNone && file->partName().isEmpty())
+        out << file->image();
+    out.flush(); // a serial link may wait when it closes
+    return !hasNone && status == StatusPlcError ? StatusSome : status;
+}
+
+int runDump(const DumpOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
+{
+    QVector<MemoryRun> runs;
+    if (Failure failure = parseRanges(options.ranges, &runs))
+        return complain(err, failure);
+    MemoryFile file(options.file, runs);
+    if (Failure failure = file.begin(options.resume))
+        return complain(err, failure);
+    return carry(&file, cellCount(runs), link, out, err);
+}
+
+} // namespace
+
+void addDumpCommand(CLI::App &app, CommandLine *line)
+{
+    const auto options = std::make_shared<DumpOptions>();
+    CLI::App *dump = app.add_subcommand("dump", "Save ranges of devices in a file");
+    dump->add_option_function<std::vector<std::string>>(
+            "RANGE", into(&options->ranges), "Such as DM0-9999, W0-FF, R0-R99915 or T0-T9")
+        ->required()
+        ->expected(1, MAX_RANGES)
+        ->type_name("ADDRESS[-ADDRESS]...");
+    CLI::Option *file =
+        dump->add_option_function<std::string>("-o,--output", into(&options->file),
+                                               "File to write; standard output unless given")
+            ->type_name("FILE");
+    dump->add_flag("--resume", options->resume, "Go on where an interrupted dump has ended")
+        ->needs(file);
+    dump->callback([line, options] {
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runDump(*options, link, out, err);
+        };
+    });
+}

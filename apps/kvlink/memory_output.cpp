@@ -1,0 +1,24 @@
+#include "apps/kvlink/memory_output.h"
+
+namespace
+{
+
+void printAll(QTextStream &err, const QVector<UnlikeRun> &runs)
+{
+    for (const UnlikeRun &unlike : runs)
+        complain(err, runText(unlike.run) + QLatin1String(": ") + unlike.failure.text(),
+                 unlike.failure.status());
+}
+
+} // namespace
+
+Status reportTransfer(QTextStream &err, const MemoryTransfer &transfer, const Failure &ended)
+{
+    printAll(err, transfer.refused());
+    printAll(err, transfer.different());
+    if (ended)
+        return static_cast<Status>(complain(err, ended));
+    if (!transfer.refused().isEmpty())
+        return transfer.carried() > 0 ? StatusSome : StatusPlcError;
+    return transfer.different().isEmpty() ? StatusGood : StatusDiffers;
+}
