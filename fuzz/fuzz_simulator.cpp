@@ -1,5 +1,6 @@
 // The simulated PLC: any bytes in any chunks, and the texts that kvsim takes.
 #include "fuzz/fuzz_check.h"
+#include "items/memory_runs.h"
 #include "simulator/fault_plan.h"
 #include "simulator/live_values.h"
 #include "simulator/memory_image.h"
@@ -75,6 +76,9 @@ void checkText(char subject, const QByteArray &text)
                           : memory.assign(text, &error);
     fuzzCheck(good == error.isEmpty() && (good || (plan.rules().empty() && live.isEmpty())),
               "a refused text");
+    QVector<MemoryRun> runs;
+    const bool restores = !parseMemoryImage("device,value\n" + text, &runs);
+    fuzzCheck(subject != 'm' || restores || !good, "an image that kvsim loads");
     for (const FaultRule &rule : plan.rules())
         fuzzCheck(rule.probability >= 0 && rule.probability <= 1 && rule.number >= 1, "a rate");
     PlcPoint point;
