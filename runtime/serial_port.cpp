@@ -230,6 +230,14 @@ Failure parseSerialPort(const QString &text, SerialPortSetting *setting)
     return Failure();
 }
 
+char serialParityLetter(QSerialPort::Parity parity)
+{
+    char letter = 'n';
+    for (const auto &row : PARITIES)
+        letter = row.parity == parity ? row.letter : letter;
+    return letter;
+}
+
 Failure openSerialPort(const SerialPortSetting &setting, std::unique_ptr<Port> *port,
                        QStringList *warnings)
 {

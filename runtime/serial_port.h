@@ -31,6 +31,9 @@ Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 /// @param device as in a setting
 bool isPseudoTerminal(const QString &device);
 
+/// The letter of a parity in such a text.
+char serialParityLetter(QSerialPort::Parity parity);
+
 /// Opens a serial port and locks it: no other process, and no second opening in this one, gets it
 /// before it is closed. A character that arrives with a parity or framing error is read as a zero
 /// byte, which no reply holds. Requires: no event loop runs in the port's thread.

@@ -6,6 +6,7 @@
 #include "simulator/fault_engine.h"
 #include "simulator/live_values.h"
 #include "simulator/simulated_plc.h"
+#include "simulator/wire_format.h"
 
 #include <random>
 
@@ -40,6 +41,7 @@ struct PlcService {
     PlcMemory &memory;
     const int station;
     WireTiming timing;
+    WireFormat format; ///< a terminal with other settings hears and says garbage
     LiveValues liveValues;
     const qint64 startNs; ///< of the monotonic clock: when the live values begin
     FaultEngine faults;

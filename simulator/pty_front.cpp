@@ -1,5 +1,7 @@
 #include "simulator/pty_front.h"
 
+#include "simulator/terminal_format.h"
+
 #include <QtCore/QSocketNotifier>
 
 #include <cerrno>
@@ -99,6 +101,16 @@ bool PtyFront::openTerminal(QString *error)
     return true;
 }
 
+// A pseudo-terminal carries bytes whatever its settings: what differing ones do is done here.
+QByteArray PtyFront::carried(const QByteArray &bytes, bool isReply) const
+{
+    const WireFormat &own = m_service.format;
+    if (own.baud == 0)
+        return bytes;
+    const WireFormat client = terminalFormat(m_master, own);
+    return isReply ? heardBytes(bytes, own, client) : heardBytes(bytes, client, own);
+}
+
 void PtyFront::readRequests()
 {
     char chunk[READ_CHUNK];
@@ -109,12 +121,12 @@ void PtyFront::readRequests()
             m_readable->setEnabled(false);
         return;
     }
-    m_scheduler.receive(QByteArray(chunk, static_cast<int>(received)));
+    m_scheduler.receive(carried(QByteArray(chunk, static_cast<int>(received)), false));
 }
 
 void PtyFront::send(const QByteArray &bytes)
 {
-    m_pending += bytes;
+    m_pending += carried(bytes, true);
     writePending();
 }
 

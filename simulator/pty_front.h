@@ -43,6 +43,7 @@ private:
     Q_DISABLE_COPY(PtyFront)
 
     bool openTerminal(QString *error);
+    QByteArray carried(const QByteArray &bytes, bool isReply) const;
     void readRequests();
     void writePending();
 

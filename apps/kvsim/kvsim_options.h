@@ -18,6 +18,7 @@ struct KvsimOptions {
     QStringList live;        ///< such as DM100=counter:1,1000
     QStringList readOnly;    ///< such as DM100-DM199
     WireTiming timing;
+    QString serial;     ///< such as 9600,8e1; empty for any settings of the terminal
     QStringList faults; ///< such as late:0.01,800
     QString faultFile;  ///< empty for none
     int seed = 1;       ///< of faults and jitter

@@ -84,6 +84,9 @@ void addPlaceOptions(CLI::App &parser, KvsimOptions *options)
     tcp->excludes(pty);
     addText(parser, "--link", &options->link, "PATH", "Symbolic link to the pseudo-terminal")
         ->excludes(tcp);
+    addText(parser, "--serial", &options->serial, "BAUD[,FORMAT]",
+            "Understand a terminal so set only")
+        ->excludes(tcp);
     parser.add_option("--station", options->station, "Station number")
         ->default_str("0")
         ->option_text("N")

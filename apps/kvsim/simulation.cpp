@@ -1,6 +1,7 @@
 #include "apps/kvsim/simulation.h"
 
 #include "runtime/escaped_text.h"
+#include "runtime/serial_port.h"
 #include "runtime/whole_file.h"
 #include "simulator/memory_image.h"
 
@@ -31,6 +32,8 @@ Failure Simulation::prepare()
     Failure failure = loadMemory();
     if (!failure)
         failure = planFaults();
+    if (!failure)
+        failure = setFormat();
     QByteArray reason;
     for (const QString &text : m_options.live) {
         if (!failure && !m_service.liveValues.add(text.toUtf8(), &reason))
@@ -78,6 +81,21 @@ Failure Simulation::planFaults()
             return refusal(reason);
     }
     m_service.faults = FaultEngine(plan);
+    return Failure();
+}
+
+Failure Simulation::setFormat()
+{
+    SerialPortSetting setting;
+    if (m_options.serial.isEmpty())
+        return Failure();
+    if (Failure failure = parseSerialPort(QLatin1String("terminal,") + m_options.serial, &setting))
+        return failure;
+    WireFormat &format = m_service.format;
+    format.baud = setting.baudRate;
+    format.dataBits = setting.dataBits;
+    format.parity = serialParityLetter(setting.parity);
+    format.stopBits = setting.stopBits;
     return Failure();
 }
 

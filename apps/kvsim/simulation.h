@@ -30,6 +30,7 @@ private:
 
     Failure loadMemory();
     Failure planFaults();
+    Failure setFormat();
     Failure checkSaving() const;
 
     const KvsimOptions &m_options;

@@ -4,6 +4,7 @@
 #include "simulator/live_values.h"
 #include "simulator/memory_image.h"
 #include "simulator/simulated_plc.h"
+#include "simulator/wire_format.h"
 #include "tests/table.h"
 
 #include <QtCore/QElapsedTimer>
@@ -400,6 +401,30 @@ private slots:
             QVERIFY2(error.contains(row.reason), error.constData());
             QVERIFY(plan.rules().empty());
             QCOMPARE(memory.word("DM", 0), quint16(0));
+        }
+    }
+
+    // The levels of each byte were drawn and sampled by hand.
+    void hearsOtherSettingsAsASerialPortDoes()
+    {
+        const struct {
+            int sentBaud, heardBaud;
+            const char *parities;
+            unsigned char sent, heard;
+        } rows[] = {
+            {9600, 9600, "ee", 'C', 'C'},    {9600, 9600, "eo", 'C', 0},
+            {9600, 9600, "en", 'C', 'C'},    {9600, 9600, "en", 'A', 0},
+            {9600, 19200, "nn", 0xF8, 0x80}, {9600, 19200, "nn", 0xF0, 0},
+            {19200, 9600, "nn", 0x00, 0xF8},
+        };
+        for (const auto &row : rows) {
+            WireFormat sender, receiver;
+            sender.baud = row.sentBaud;
+            sender.parity = row.parities[0];
+            receiver.baud = row.heardBaud;
+            receiver.parity = row.parities[1];
+            QCOMPARE(heardBytes(QByteArray(1, char(row.sent)), sender, receiver),
+                     QByteArray(1, char(row.heard)));
         }
     }
 };
