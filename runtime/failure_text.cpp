@@ -52,16 +52,9 @@ QString expectedReply(const WireLine &line)
 // What the port itself counted during the request; empty for nothing.
 QString portErrors(const SerialErrors &errors)
 {
-    QStringList counts;
-    if (errors.parity > 0)
-        counts += countText(errors.parity, "parity error", "parity errors");
-    if (errors.framing > 0)
-        counts += countText(errors.framing, "framing error", "framing errors");
-    if (errors.overrun > 0)
-        counts += countText(errors.overrun, "character lost", "characters lost");
-    return counts.isEmpty() ? QString()
-                            : QLatin1String("the port counted ") +
-                                  counts.join(QLatin1String(", ")) + QLatin1String("; ");
+    const QString counts = serialErrorsText(errors);
+    return counts.isEmpty() ? counts
+                            : QLatin1String("the port counted ") + counts + QLatin1String("; ");
 }
 
 QString noReplyText(const RequestRecord &record, const RequestPlace &place)
@@ -115,6 +108,18 @@ int complain(QTextStream &err, const QString &text, Status status)
     err << "kvlink: " << printableText(text) << '\n';
     err.flush(); // a serial link may wait when it closes
     return status;
+}
+
+QString serialErrorsText(const SerialErrors &errors)
+{
+    QStringList counts;
+    if (errors.parity > 0)
+        counts += countText(errors.parity, "parity error", "parity errors");
+    if (errors.framing > 0)
+        counts += countText(errors.framing, "framing error", "framing errors");
+    if (errors.overrun > 0)
+        counts += countText(errors.overrun, "character lost", "characters lost");
+    return counts.join(QLatin1String(", "));
 }
 
 Failure requestFailure(RequestOutcome outcome, const QString &text, const RequestRecord &record,

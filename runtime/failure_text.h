@@ -21,6 +21,9 @@ inline int complain(QTextStream &err, const Failure &failure)
     return complain(err, failure.text(), failure.status());
 }
 
+/// "2 parity errors, 1 framing error"; empty for none.
+QString serialErrorsText(const SerialErrors &errors);
+
 /// Where a request went.
 struct RequestPlace {
     QString address; ///< of the first item

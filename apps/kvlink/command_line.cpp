@@ -114,6 +114,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addDumpCommand(app, line);
     addRestoreCommand(app, line);
     addDiffCommand(app, line);
+    addScanCommand(app, line);
     app.footer(EXAMPLES);
     try {
         app.parse(argc, argv);

@@ -13,8 +13,8 @@
 
 /// The name is what is run: the options of a kvsim of its own and ">", if one is needed, then
 /// kvlink's command lines with ";" between them. All but the last must succeed, and their output
-/// comes first. In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, PLC
-/// names its station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM (not
+/// comes first. In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, SERIAL
+/// without settings, PLC names its station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM (not
 /// zero), ANY in a line, ALL, and STAMP before a traced line. The output is compared whole; of
 /// stderr a part, or all behind "^".
 struct KvlinkRun {
@@ -89,6 +89,7 @@ protected:
         if (own)
             text.replace("PLC", QString("PLC --timeout %1").arg(REPLY_MS));
         text.replace("PLC", "WIRE --station 7 --retry 0");
+        text.replace("SERIAL", "--port " + (own ? own : &m_plc)->place);
         text.replace("WIRE", (own ? own : &m_plc)->wire.join(' '));
         return words(text.replace("FOLDER", m_folder.path())).replaceInStrings("''", "");
     }
