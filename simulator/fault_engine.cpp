@@ -6,9 +6,9 @@ FaultEngine::FaultEngine(const FaultPlan &plan) : m_plan(plan)
         m_counts[rule.kind] = 0;
 }
 
-FaultedReply FaultEngine::apply(const QByteArray &reply)
+FaultedReply FaultEngine::apply(const QByteArray &reply, const QByteArray &line)
 {
-    FaultedReply result(reply);
+    FaultedReply result(reply, line);
     const std::vector<FaultRule> &rules = m_plan.rules();
     for (size_t i = 0; i < rules.size() && !result.bytes.isEmpty(); ++i) {
         const FaultRule &rule = rules[i];

@@ -18,8 +18,8 @@ class FaultEngine
 public:
     explicit FaultEngine(const FaultPlan &plan = FaultPlan());
 
-    /// Requires: @p reply is not empty.
-    FaultedReply apply(const QByteArray &reply);
+    /// Requires: @p reply is not empty. @param line that it answers, with its end
+    FaultedReply apply(const QByteArray &reply, const QByteArray &line = QByteArray());
 
     /// So far, of the kinds in the plan.
     const FaultCounts &counts() const { return m_counts; }

@@ -1,5 +1,7 @@
 #include "simulator/fault_kinds.h"
 
+#include "simulator/line_splitter.h"
+
 namespace
 {
 
@@ -56,6 +58,11 @@ bool hasInsideAndRoomFor(const QByteArray &reply, int size)
 bool hasRoomTwice(const QByteArray &reply, int)
 {
     return hasRoomFor(reply, reply.size());
+}
+
+bool hasRoomForLine(const QByteArray &reply, int)
+{
+    return hasRoomFor(reply, LineSplitter::MAX_LINE);
 }
 
 void sendNothing(int, Chance &, FaultedReply *reply)
@@ -118,6 +125,11 @@ void sendTwice(int, Chance &, FaultedReply *reply)
     reply->bytes = reply->bytes.repeated(2);
 }
 
+void putLineBefore(int, Chance &, FaultedReply *reply)
+{
+    reply->bytes.prepend(reply->line);
+}
+
 void split(int gapMs, Chance &, FaultedReply *reply)
 {
     reply->gapMs = gapMs;
@@ -143,6 +155,7 @@ const FaultKind KINDS[] = {
     {"noise-after", "a number of bytes", 1, 1000, 1, hasRoomFor, addNoiseAfter},
     {"cut", "a number of kept bytes", 1, 100000, FaultKind::ANYWHERE, isLongerThan, cut},
     {"doubled", 0, 0, 0, 0, hasRoomTwice, sendTwice},
+    {"echo", 0, 0, 0, 0, hasRoomForLine, putLineBefore},
     {"split", "a number of ms between bytes", 0, 10000, 1, hasInside, split},
     {"late", "a number of ms", 1, 600000, 1000, 0, sendLate},
 };

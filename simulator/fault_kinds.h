@@ -18,8 +18,9 @@ struct ReplyChunk {
 
 /// What becomes of one reply; without a fault it goes out at once and in one piece.
 struct FaultedReply {
-    explicit FaultedReply(const QByteArray &reply)
-        : bytes(reply), delayMs(0), gapMs(IN_ONE_PIECE), closesConnection(false), silenceMs(0)
+    FaultedReply(const QByteArray &reply, const QByteArray &answeredLine)
+        : line(answeredLine), bytes(reply), delayMs(0), gapMs(IN_ONE_PIECE),
+          closesConnection(false), silenceMs(0)
     {}
 
     enum { IN_ONE_PIECE = -1 };
@@ -27,6 +28,7 @@ struct FaultedReply {
     /// The bytes in the order of sending; none when nothing is sent.
     QVector<ReplyChunk> chunks() const;
 
+    QByteArray line;       ///< that the reply answers, with its end
     QByteArray bytes;      ///< empty when nothing is sent
     int delayMs;           ///< before the first byte
     int gapMs;             ///< between two bytes; or IN_ONE_PIECE

@@ -85,13 +85,14 @@ void ReplyScheduler::obey(const Arrival &arrival)
                                  &m_service.memory);
     m_plc.append(arrival.bytes);
     const PlcCounts before = m_plc.counts();
+    QByteArray line;
     QByteArray reply;
-    while (m_plc.takeReply(&reply))
-        schedule(reply, arrival.dueNs);
+    while (m_plc.takeReply(&line, &reply))
+        schedule(line, reply, arrival.dueNs);
     m_service.counts.add(m_plc.counts().since(before));
 }
 
-void ReplyScheduler::schedule(const QByteArray &reply, qint64 requestEndNs)
+void ReplyScheduler::schedule(const QByteArray &line, const QByteArray &reply, qint64 requestEndNs)
 {
     if (reply.isEmpty())
         return;
@@ -105,7 +106,7 @@ void ReplyScheduler::schedule(const QByteArray &reply, qint64 requestEndNs)
         delayNs +=
             m_service.jitter() % static_cast<quint32>(timing.jitterMs * US_PER_MS) * NS_PER_US;
     m_outFreeNs = qMax(m_outFreeNs, requestEndNs + delayNs);
-    const FaultedReply faulted = m_service.faults.apply(reply);
+    const FaultedReply faulted = m_service.faults.apply(reply, line);
     const QVector<ReplyChunk> chunks = faulted.chunks();
     for (int i = 0; i < chunks.size(); ++i) {
         const ReplyChunk &chunk = chunks.at(i);

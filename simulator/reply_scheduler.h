@@ -67,7 +67,7 @@ private:
     void work();
     void sendDue(qint64 nowNs);
     void obey(const Arrival &arrival);
-    void schedule(const QByteArray &reply, qint64 requestEndNs);
+    void schedule(const QByteArray &line, const QByteArray &reply, qint64 requestEndNs);
     void depart(const QByteArray &bytes, qint64 startNs, Ending ending, int silenceMs);
     qint64 endNs(const Departure &departure) const;
     bool advance(Departure *departure, qint64 nowNs);

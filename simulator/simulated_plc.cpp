@@ -52,8 +52,9 @@ QByteArray SimulatedPlc::receive(const QByteArray &bytes)
 {
     append(bytes);
     QByteArray replies;
+    QByteArray line;
     QByteArray reply;
-    while (takeReply(&reply))
+    while (takeReply(&line, &reply))
         replies += reply;
     return replies;
 }
@@ -63,13 +64,13 @@ void SimulatedPlc::append(const QByteArray &bytes)
     m_lines.append(bytes);
 }
 
-bool SimulatedPlc::takeReply(QByteArray *reply)
+bool SimulatedPlc::takeReply(QByteArray *line, QByteArray *reply)
 {
-    QByteArray line;
-    const LineSplitter::Result result = m_lines.take(&line);
+    const LineSplitter::Result result = m_lines.take(line);
     if (result == LineSplitter::NO_LINE)
         return false;
-    *reply = result == LineSplitter::LINE ? answer(line) : counted(PLC_OVERLONG_LINE, QByteArray());
+    *reply =
+        result == LineSplitter::LINE ? answer(*line) : counted(PLC_OVERLONG_LINE, QByteArray());
     return true;
 }
 

@@ -54,8 +54,9 @@ public:
     void append(const QByteArray &bytes);
 
     /// Answers the next complete line. An open line of another station leaves @p reply empty.
+    /// @param line gets the line with its end; empty when it was too long
     /// @return whether there was a line
-    bool takeReply(QByteArray *reply);
+    bool takeReply(QByteArray *line, QByteArray *reply);
 
     /// The reply to one line, its CR LF included; empty for the open line of another station.
     QByteArray answer(const QByteArray &line);

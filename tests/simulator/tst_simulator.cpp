@@ -149,6 +149,7 @@ const struct {
     {"split 1 2", "OK\n", "[0]O[2000]K[2000]\n", 1},
     {"late 1 800", "CF\r\n", "[800000]CF\r\n", 1},
     {"late\tevery 1 5;# both;; split", "1\n", "[5000]1[1000]\n", 2},
+    {"echo", "CF\r\n", "[0]CQ\r\nCF\r\n", 1},
     {"doubled;no-reply;", "CF\r\n", "", 1},
     {"doubled; ", QByteArray(32768, '0'), "[0]" + QByteArray(65536, '0'), 1},
     {"noise-before;noise-inside;noise-after;doubled", QByteArray(65536, '0'),
@@ -259,7 +260,7 @@ private slots:
     {
         const auto &row = currentRow(DAMAGES);
         FaultEngine faulty = engine(file(row.name));
-        QCOMPARE(scheduled(faulty.apply(row.reply)), row.schedule);
+        QCOMPARE(scheduled(faulty.apply(row.reply, "CQ\r\n")), row.schedule);
         int counted = 0;
         for (const auto &fault : faulty.counts())
             counted += static_cast<int>(fault.second);
