@@ -156,6 +156,8 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
     QElapsedTimer time;
     time.start();
     const SerialErrors before = m_link->errors();
+    const StrayInput strayBefore = m_link->stray();
+    const qint64 bytesBefore = channel()->bytes();
     channel()->beginRequest();
     const RequestOutcome outcome = work();
     channel()->endRequest();
@@ -165,18 +167,29 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
         failure = failureOf(outcome, placeOf(address, before));
     const bool replied = !failure || failure.status() == StatusPlcError || !record.reply.isEmpty();
     // A signal that came before the first line has left nothing to count.
+    const RequestFigures figures = {replied, !failure.isGood(), record.attempts, record.timeOuts,
+                                    time.nsecsElapsed()};
     if (!stopRequested() || !record.sent.isEmpty())
-        m_statistics.add(
-            {replied, !failure.isGood(), record.attempts, record.timeOuts, time.nsecsElapsed()});
+        m_statistics.add(figures);
+    if (m_observer && !(stopRequested() && failure.status() == StatusNoReply)) {
+        RequestReport report = {figures,
+                                failure,
+                                record,
+                                m_link->errors(),
+                                m_link->stray(),
+                                channel()->bytes() - bytesBefore,
+                                !m_link->brokenText().isEmpty()};
+        report.errors.add(before, -1);
+        report.stray.add(strayBefore, -1);
+        m_observer(report);
+    }
     return failure;
 }
 
 RequestPlace Client::placeOf(const QString &address, const SerialErrors &before) const
 {
     SerialErrors errors = m_link->errors();
-    errors.parity -= before.parity;
-    errors.framing -= before.framing;
-    errors.overrun -= before.overrun;
+    errors.add(before, -1);
     return {address, m_link->name(), m_link->brokenText(), pacing().timeout, errors};
 }
 

@@ -22,6 +22,17 @@ class CommunicatorCommand;
 class DriverInterface;
 struct LinkOptions;
 
+/// A request that has ended, for those who look on.
+struct RequestReport {
+    RequestFigures figures;
+    const Failure &failure;      ///< good when it succeeded
+    const RequestRecord &record; ///< what went over the wire
+    SerialErrors errors;         ///< of the port, during the request
+    StrayInput stray;            ///< what came in the same time that nobody waited for
+    qint64 bytes;                ///< both directions
+    bool isLinkBroken;           ///< whether nothing can come or go any more
+};
+
 /// Loads the driver, looks the station up in the project where that is asked for, opens the link,
 /// and makes requests.
 class Client
@@ -70,6 +81,12 @@ public:
     /// The PLC's station. Requires: `loadDriver` succeeded.
     int station() const { return pacing().stationid; }
 
+    /// Has each request that ends shown to @p observer, but none that a signal has cut short.
+    void observe(const std::function<void(const RequestReport &)> &observer)
+    {
+        m_observer = observer;
+    }
+
     /// What the requests so far came to.
     const Statistics &statistics() const { return m_statistics; }
 
@@ -92,6 +109,7 @@ private:
     bool m_hasProject;
     ProjectLink m_project;
     Statistics m_statistics;
+    std::function<void(const RequestReport &)> m_observer; // null for none
 };
 
 #endif

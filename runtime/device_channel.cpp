@@ -93,8 +93,10 @@ int DeviceChannel::control(int code, const QVariant &)
 void DeviceChannel::discardInput()
 {
     char bytes[256];
-    for (int round = 0; round < MAX_DISCARD_ROUNDS && m_port.waitForInput(0); ++round)
-        take(bytes, sizeof bytes);
+    for (int round = 0; round < MAX_DISCARD_ROUNDS && m_port.waitForInput(0); ++round) {
+        const bool isLate = !m_openLines.isEmpty();
+        noteStray(bytes, take(bytes, sizeof bytes), isLate);
+    }
 }
 
 qint64 DeviceChannel::latestReplyMs() const

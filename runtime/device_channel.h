@@ -60,6 +60,10 @@ protected:
     /// Whether `control` may go on waiting for late replies; asked about every 50 ms.
     virtual bool mayWait() const { return true; }
 
+    /// Is given input that is thrown away, as no read waited for it.
+    /// @param isLate whether a line still had no reply
+    virtual void noteStray(const char *, int, bool /*isLate*/) {}
+
 private:
     Q_DISABLE_COPY(DeviceChannel)
 

@@ -119,6 +119,8 @@ QString serialErrorsText(const SerialErrors &errors)
         counts += countText(errors.framing, "framing error", "framing errors");
     if (errors.overrun > 0)
         counts += countText(errors.overrun, "character lost", "characters lost");
+    if (errors.breaks > 0)
+        counts += countText(errors.breaks, "break", "breaks");
     return counts.join(QLatin1String(", "));
 }
 

@@ -6,11 +6,10 @@
 #include "runtime/serial_port.h"
 #include "runtime/stop_request.h"
 #include "runtime/tcp_port.h"
+#include "runtime/wire_line.h"
 #include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
 
-namespace
-{
 
 // A stop does not wait for late replies.
 class PortChannel : public DeviceChannel
@@ -18,11 +17,17 @@ class PortChannel : public DeviceChannel
 public:
     PortChannel(Port &port, const DriverSetting &setting) : DeviceChannel(port, setting) {}
 
+    StrayInput stray;
+
 protected:
     bool mayWait() const override { return !stopRequested(); }
-};
 
-} // namespace
+    void noteStray(const char *bytes, int length, bool isLate) override
+    {
+        for (int i = 0; i < length; ++i)
+            ++(!isReplyByte(bytes[i]) ? stray.damaged : isLate ? stray.late : stray.unasked);
+    }
+};
 
 Link::Link() : m_isShared(false) {}
 
@@ -97,6 +102,11 @@ Failure Link::openSocket(const QString &text, int timeoutMs)
 SerialErrors Link::errors() const
 {
     return m_port->errors();
+}
+
+StrayInput Link::stray() const
+{
+    return m_portChannel->stray;
 }
 
 QString Link::brokenText() const

@@ -9,13 +9,28 @@
 #include <memory>
 
 class BackgroundSimulator;
-class DeviceChannel;
 class DriverSetting;
 class LinkChannel;
 class Port;
+class PortChannel;
 class QTextStream;
 class TraceLog;
 struct SerialErrors;
+
+/// Input that was thrown away, as no exchange waited for it: how many bytes.
+struct StrayInput {
+    int late = 0;    ///< came while a line had no reply, but after its time-out
+    int unasked = 0; ///< came while no line was without its reply
+    int damaged = 0; ///< of either kind, but no reply has such bytes
+
+    /// Adds the input of a later time, or with -1 takes that of an earlier time away.
+    void add(const StrayInput &other, int factor = 1)
+    {
+        late += factor * other.late;
+        unasked += factor * other.unasked;
+        damaged += factor * other.damaged;
+    }
+};
 
 /// Which PLC to talk to, and how. A pacing value of -1 stands for the driver's default.
 struct LinkOptions {
@@ -63,6 +78,9 @@ public:
     /// What the port has counted so far; all 0 where the link is not a serial port.
     SerialErrors errors() const;
 
+    /// What came so far that nobody waited for.
+    StrayInput stray() const;
+
     /// Why the port is broken; empty when it works.
     QString brokenText() const;
 
@@ -76,7 +94,7 @@ private:
     // In the order of their construction: each is used by the next one.
     std::unique_ptr<BackgroundSimulator> m_simulator;
     std::unique_ptr<Port> m_port;
-    std::unique_ptr<DeviceChannel> m_portChannel;
+    std::unique_ptr<PortChannel> m_portChannel;
     std::unique_ptr<LinkChannel> m_channel;
 };
 

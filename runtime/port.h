@@ -9,8 +9,18 @@ struct SerialErrors {
     int parity;  ///< characters with a wrong parity bit
     int framing; ///< characters without a stop bit
     int overrun; ///< characters lost as the system was too slow, in the port or behind it
+    int breaks;  ///< times that the wire stayed at 0 for longer than a character
 
-    SerialErrors() : parity(0), framing(0), overrun(0) {}
+    SerialErrors() : parity(0), framing(0), overrun(0), breaks(0) {}
+
+    /// Adds the errors of a later time, or with -1 takes those of an earlier time away.
+    void add(const SerialErrors &other, int factor = 1)
+    {
+        parity += factor * other.parity;
+        framing += factor * other.framing;
+        overrun += factor * other.overrun;
+        breaks += factor * other.breaks;
+    }
 };
 
 /// One open serial port, connection or wire of a test, and the clock that goes with it.

@@ -157,6 +157,7 @@ public:
             errors.parity = counts.parity;
             errors.framing = counts.frame;
             errors.overrun = counts.overrun + counts.buf_overrun;
+            errors.breaks = counts.brk;
         }
         return errors;
     }

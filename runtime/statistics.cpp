@@ -2,6 +2,8 @@
 
 #include "runtime/escaped_text.h"
 
+#include <cmath>
+
 namespace
 {
 
@@ -48,6 +50,25 @@ double Statistics::timeMs(int percent) const
             return static_cast<double>(time.key()) / 1000;
     }
     return 0;
+}
+
+QVector<TimeBin> Statistics::histogram(int bins) const
+{
+    if (m_times.isEmpty())
+        return QVector<TimeBin>();
+    const double firstMs = static_cast<double>(qMax<qint64>(1, m_times.firstKey())) / 1000;
+    const int count = qMin(bins, m_times.size());
+    const double ratio = std::pow(timeMs(100) / firstMs, 1.0 / count);
+    QVector<TimeBin> spread;
+    for (int i = 0; i < count; ++i)
+        spread.append({firstMs * std::pow(ratio, i), firstMs * std::pow(ratio, i + 1), 0});
+    int bin = 0;
+    for (auto time = m_times.constBegin(); time != m_times.constEnd(); ++time) {
+        while (bin + 1 < count && static_cast<double>(time.key()) / 1000 >= spread.at(bin).toMs)
+            ++bin;
+        spread[bin].requests += time.value();
+    }
+    return spread;
 }
 
 QString Statistics::text() const

@@ -4,6 +4,7 @@
 
 #include <QtCore/QMap>
 #include <QtCore/QString>
+#include <QtCore/QVector>
 
 /// The figures of one request.
 struct RequestFigures {
@@ -12,6 +13,13 @@ struct RequestFigures {
     int attempts;  ///< attempts made, 0 when nothing was sent
     int timeOuts;  ///< waits that ended without a byte
     qint64 timeNs; ///< how long it took with all its attempts
+};
+
+/// The requests with a reply whose times lie in a range.
+struct TimeBin {
+    double fromMs; ///< is part of the range
+    double toMs;   ///< is part of the range after it, where there is one
+    int requests;
 };
 
 /// Sums up requests. Times are kept to three digits, so that memory stays small however long a
@@ -30,6 +38,12 @@ public:
     /// The time that @p percent of the requests with a reply did not exceed, in milliseconds; 0
     /// without such requests. @param percent 0 (the shortest) to 100 (the longest)
     double timeMs(int percent) const;
+
+    /// How the times are spread: ranges from the shortest to the longest time, each as many times as
+    /// wide as the one before. @param bins at most so many; at least 1
+    QVector<TimeBin> histogram(int bins) const;
+
+    int retries() const { return m_retries; }
 
     /// One line for people: "4 requests, 3 replies, 2 retries, 3 time-outs, 1 error; min 1.20,
     /// median 1.30, p99 5.00, max 5.00 ms". The times are left out when nothing was answered.

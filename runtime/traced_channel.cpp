@@ -1,7 +1,6 @@
 #include "runtime/traced_channel.h"
 
 #include "runtime/trace_log.h"
-#include "runtime/wire_line.h"
 
 namespace
 {
@@ -34,6 +33,7 @@ void TracedChannel::beginRequest()
 void TracedChannel::endRequest()
 {
     endLine();
+    endExchange();
     m_inRequest = false;
 }
 
@@ -109,6 +109,7 @@ void TracedChannel::note(char direction)
         }
         return;
     }
+    endExchange();
     m_record.sent = m_line;
     m_record.reply.clear();
     const LineKind kind = parseLine(m_line).kind;
@@ -116,6 +117,12 @@ void TracedChannel::note(char direction)
         m_record.dataLine = m_line;
         m_record.dataReply.clear();
     }
+}
+
+void TracedChannel::endExchange()
+{
+    if (!m_record.sent.isEmpty())
+        ++m_record.ends[static_cast<size_t>(exchangeEnd(m_record.sent, m_record.reply))];
 }
 
 void TracedChannel::endLine()

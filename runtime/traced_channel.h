@@ -3,8 +3,11 @@
 #define RUNTIME_TRACED_CHANNEL_H
 
 #include "drivers/abstract_device_interface.h"
+#include "runtime/wire_line.h"
 
 #include <QtCore/QByteArray>
+
+#include <array>
 
 class TraceLog;
 
@@ -19,6 +22,7 @@ struct RequestRecord {
     QByteArray dataReply;  ///< the first line of what came in answer to it
     QByteArray refused;    ///< the latest line that got an error reply
     QByteArray errorReply; ///< that reply
+    std::array<int, EXCHANGE_ENDS> ends = {}; ///< how many exchanges ended so, by ExchangeEnd
 };
 
 /// Passes everything on to another channel. Chunks are gathered into lines for the log; a line
@@ -62,6 +66,7 @@ private:
     void gather(char direction, const char *bytes, int length);
     void note(char direction);
     void endLine();
+    void endExchange();
 
     AbstractDeviceInterface &m_channel;
     TraceLog *m_log;

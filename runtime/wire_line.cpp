@@ -79,6 +79,25 @@ ItemForm formOf(const QByteArray &device)
     return row.forms.read == KV_L20V_Numbers ? ItemForm::Number : ItemForm::TimerItem;
 }
 
+// @param reply lines of printable characters
+ExchangeEnd endOfText(const QByteArray &line, const QByteArray &reply)
+{
+    const WireLine sent = parseLine(line);
+    const QByteArray first = reply.left(reply.indexOf('\n') + 1);
+    const WireReply parsed = parseReply(first);
+    const bool isData = sent.kind == LineKind::Read && parsed.kind == ReplyKind::Items &&
+                        parsed.items == sent.count && parsed.form == sent.form;
+    if (parsed.kind == ReplyKind::Refused)
+        return ExchangeEnd::Refused;
+    if (reply == first && (isData || reply == replyOfSuccess(sent)))
+        return ExchangeEnd::Good;
+    if (sent.kind == LineKind::Open && parsed.kind == ReplyKind::Opened && reply == first)
+        return ExchangeEnd::WrongStation;
+    const bool isKnown =
+        parsed.kind != ReplyKind::Other || parseLine(first).kind != LineKind::Other;
+    return isKnown ? ExchangeEnd::Unexpected : ExchangeEnd::Damaged;
+}
+
 // The words of a line without its end; none of a line that has no end.
 QList<QByteArray> wordsOf(const QByteArray &line)
 {
@@ -174,4 +193,15 @@ QByteArray replyOfSuccess(const WireLine &line)
         break;
     }
     return QByteArray();
+}
+
+ExchangeEnd exchangeEnd(const QByteArray &line, const QByteArray &reply)
+{
+    if (reply.isEmpty())
+        return ExchangeEnd::NoReply;
+    if (reply.startsWith(line))
+        return ExchangeEnd::Echo;
+    if (!std::all_of(reply.begin(), reply.end(), isReplyByte))
+        return ExchangeEnd::Damaged;
+    return reply.contains(END) ? endOfText(line, reply) : ExchangeEnd::Cut;
 }

@@ -36,6 +36,20 @@ struct WireReply {
     ItemForm form = ItemForm::Word;
 };
 
+/// How an exchange ended.
+enum class ExchangeEnd {
+    Good,         ///< with the reply that the line asks for
+    NoReply,      ///< nothing came
+    Cut,          ///< what came has no line end
+    Damaged,      ///< what came is no line of the protocol
+    WrongStation, ///< another station opened
+    Unexpected,   ///< lines of the protocol came, but not the reply that was asked for
+    Echo,         ///< the line itself came back
+    Refused       ///< with an error reply
+};
+
+const int EXCHANGE_ENDS = 8;
+
 /// @param line with its end
 WireLine parseLine(const QByteArray &line);
 
@@ -51,5 +65,15 @@ QByteArray closeLine();
 /// The reply, with its end, of a PLC that does what a line asks for; empty for a read and for a
 /// line of no known form.
 QByteArray replyOfSuccess(const WireLine &line);
+
+/// Whether lines of the protocol can have such a byte: a printable one, CR or LF.
+inline bool isReplyByte(char byte)
+{
+    return (byte >= 0x20 && byte < 0x7F) || byte == '\r' || byte == '\n';
+}
+
+/// @param line  that was sent, with its end
+/// @param reply all that came in answer to it
+ExchangeEnd exchangeEnd(const QByteArray &line, const QByteArray &reply);
 
 #endif

@@ -3,12 +3,11 @@
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
+#include "apps/kvlink/line_load.h"
 #include "drivers/communicator_command.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
-#include "items/device_address.h"
 #include "runtime/client.h"
 #include "runtime/link_channel.h"
-#include "runtime/serial_port.h"
 #include "runtime/stop_request.h"
 
 #include <CLI/CLI.hpp>
@@ -21,32 +20,12 @@
 namespace
 {
 
-// Start bit, 8 data bits, parity bit and stop bit.
-const int BITS_OF_8E1 = 11;
-
 struct BenchOptions {
     std::string address = "DM0";
     int words = 1;
     int requests = 100;
     int baudRate = 0; ///< 0: that of the port, if it has one
 };
-
-struct LineSpeed {
-    int baudRate;
-    int bitsPerCharacter;
-};
-
-// The baud rate is 0 where no speed is known: a TCP port or a pseudo-terminal has none of its own.
-LineSpeed lineSpeed(const BenchOptions &bench, const LinkOptions &options)
-{
-    SerialPortSetting setting;
-    if (options.port.isEmpty() || parseSerialPort(options.port, &setting))
-        return {bench.baudRate, BITS_OF_8E1};
-    const int bits = 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
-                     (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
-    const int ownRate = isPseudoTerminal(setting.device) ? 0 : setting.baudRate;
-    return {bench.baudRate > 0 ? bench.baudRate : ownRate, bits};
-}
 
 double secondsOf(const QElapsedTimer &time)
 {
@@ -62,10 +41,9 @@ void printResult(const Client &client, const LineSpeed &speed, double seconds, Q
         << "p99: " << QString::number(statistics.timeMs(99), 'f', 3) << " ms\n";
     if (speed.baudRate == 0)
         return;
-    const double lineSeconds =
-        static_cast<double>(client.channel()->bytes()) * speed.bitsPerCharacter / speed.baudRate;
-    out << "share of the line's time: " << QString::number(100 * lineSeconds / seconds, 'f', 1)
-        << " % at " << speed.baudRate << " baud\n";
+    const double share = speed.share(client.channel()->bytes(), seconds);
+    out << "share of the line's time: " << QString::number(100 * share, 'f', 1) << " % at "
+        << speed.baudRate << " baud\n";
 }
 
 // How far the bench has come, on one line.
@@ -79,13 +57,8 @@ QString interimText(const Statistics &statistics, int requests, double seconds)
 int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
              QTextStream &err)
 {
-    DeviceAddress address;
-    if (!parseDeviceAddress(argumentText(bench.address), &address) ||
-        address.form == DeviceForm::Values)
-        return complain(err,
-                        QString::fromLatin1("%1: expected a word, such as DM0")
-                            .arg(argumentText(bench.address)),
-                        StatusUsage);
+    if (Failure failure = checkWordAddress(argumentText(bench.address)))
+        return complain(err, failure);
     Client client(options, err);
     Failure failure = client.open();
     if (failure)
@@ -109,7 +82,7 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
-        printResult(client, lineSpeed(bench, options), secondsOf(time), out);
+        printResult(client, lineSpeed(options, bench.baudRate), secondsOf(time), out);
     const Status status = !someSucceeded ? failure.status() : failed > 0 ? StatusSome : StatusGood;
     return complain(err, statistics.text(), status);
 }

@@ -109,6 +109,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addMonitorCommand(app, line);
     addPingCommand(app, line);
     addBenchCommand(app, line);
+    addDiagnoseCommand(app, line);
     addReplayCommand(app, line);
     addListPortsCommand(app, line);
     addDumpCommand(app, line);

@@ -17,6 +17,7 @@ void addProjectCommand(CLI::App &app, CommandLine *line);
 void addMonitorCommand(CLI::App &app, CommandLine *line);
 void addPingCommand(CLI::App &app, CommandLine *line);
 void addBenchCommand(CLI::App &app, CommandLine *line);
+void addDiagnoseCommand(CLI::App &app, CommandLine *line);
 void addReplayCommand(CLI::App &app, CommandLine *line);
 void addTagsCommand(CLI::App &app, CommandLine *line);
 void addListPortsCommand(CLI::App &app, CommandLine *line);

@@ -57,19 +57,6 @@ QJsonValue textOrNull(const QString &text)
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
 }
 
-// The stream may have any encoding: outside strings JSON is ASCII, and inside them it can be.
-QString asciiJson(const QJsonObject &object)
-{
-    QString ascii;
-    for (const QChar c : QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact))) {
-        if (c.unicode() < 0x7F)
-            ascii += c;
-        else
-            ascii += QString::fromLatin1("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-    }
-    return ascii;
-}
-
 QString csvField(const QString &text)
 {
     QString field = printableText(text);
@@ -348,6 +335,19 @@ QString shownWithUnit(const Item &item, const QStringList &values)
 {
     const QString &unit = item.tag.unit;
     return shownValues(item, values) + (unit.isEmpty() ? unit : QLatin1Char(' ') + unit);
+}
+
+// Outside strings JSON is ASCII, and inside them it can be.
+QString asciiJson(const QJsonObject &object)
+{
+    QString ascii;
+    for (const QChar c : QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact))) {
+        if (c.unicode() < 0x7F)
+            ascii += c;
+        else
+            ascii += QString::fromLatin1("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+    }
+    return ascii;
 }
 
 const OutputFormat *defaultFormat()

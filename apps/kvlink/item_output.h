@@ -15,6 +15,7 @@ class App;
 class Option;
 } // namespace CLI
 
+class QJsonObject;
 class QTextStream;
 
 /// One item of one sample, as it is printed.
@@ -63,6 +64,9 @@ QString shownValues(const Item &item, const QStringList &values);
 
 /// The same, with the unit of the item's tag behind them.
 QString shownWithUnit(const Item &item, const QStringList &values);
+
+/// An object as JSON on one line, in ASCII: the output may have any encoding.
+QString asciiJson(const QJsonObject &object);
 
 /// The format that is meant where none is named.
 const OutputFormat *defaultFormat();

@@ -77,10 +77,9 @@ public:
             const QString stations = step.stations == 1
                                          ? QString::fromLatin1("station %1").arg(step.station)
                                          : countText(step.stations, "station", "stations");
-            const char *start = m_isFirst ? "searching"
-                                : step.isRepeated
-                                    ? "no reply in time; with longer waits, searching"
-                                    : "nothing yet; searching";
+            const char *start = m_isFirst         ? "searching"
+                                : step.isRepeated ? "no reply in time; with longer waits, searching"
+                                                  : "nothing yet; searching";
             complain(m_err,
                      QString::fromLatin1("%1 %2 for %3; at most %4")
                          .arg(QLatin1String(start), settings, stations, durationText(step.leftMs)),

@@ -77,6 +77,7 @@ const struct {
      "kvlink: so far 1 request, 1 reply, 0 retries, 0 time-outs, 0 errors; ANY\n"},
     {"PLC --trace bench --requests 999999999",
      "kvlink: so far ANY of 999999999 requests, NUM a second: ANY\n"},
+    {"PLC --trace diagnose --duration 1h", "kvlink: so far ANY; no errors\n"},
 };
 
 } // namespace

@@ -1,0 +1,185 @@
+// diagnose: makes requests of several kinds for a while, and says what is wrong with the line.
+#include "apps/argument_text.h"
+#include "apps/decimal_range.h"
+#include "apps/duration.h"
+#include "apps/kvlink/command_line.h"
+#include "apps/kvlink/commands.h"
+#include "apps/kvlink/diagnosis.h"
+#include "apps/kvlink/item_output.h"
+#include "drivers/communicator_command.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
+#include "runtime/client.h"
+#include "runtime/escaped_text.h"
+#include "runtime/stop_request.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QJsonObject>
+#include <QtCore/QTextStream>
+
+#include <functional>
+#include <memory>
+
+#include <unistd.h>
+
+namespace
+{
+
+const int PROGRESS_MS = 250;
+const int REOPEN_MS = 500;
+
+struct DiagnoseOptions {
+    std::string address = "DM0";
+    int words = 64; ///< of the long request
+    qint64 durationMs = 60 * SECOND_MS;
+    int baudRate = 0; ///< 0: that of the port, if it has one
+    const OutputFormat *format = defaultFormat();
+};
+
+// The line on the terminal that says how far the diagnosis has come.
+class ProgressLine
+{
+public:
+    ProgressLine(QTextStream &err, qint64 endMs)
+        : m_err(err), m_endMs(endMs), m_isShown(isatty(STDERR_FILENO))
+    {}
+
+    void show(qint64 ms, const Statistics &statistics)
+    {
+        if (!m_isShown || ms < m_dueMs)
+            return;
+        m_err << '\r' << ms / SECOND_MS << " s of " << m_endMs / SECOND_MS
+              << " s: " << countText(statistics.requests(), "request", "requests") << ", "
+              << statistics.errors() << " failed ";
+        m_err.flush();
+        m_dueMs = ms + PROGRESS_MS;
+    }
+
+    void clear()
+    {
+        if (m_isShown)
+            m_err << '\r' << QString(LENGTH, QLatin1Char(' ')) << '\r';
+        m_err.flush();
+    }
+
+private:
+    enum { LENGTH = 60 };
+
+    QTextStream &m_err;
+    const qint64 m_endMs;
+    qint64 m_dueMs = 0;
+    const bool m_isShown;
+};
+
+class DiagnoseRun
+{
+public:
+    DiagnoseRun(const DiagnoseOptions &options, Client &client, Diagnosis &diagnosis)
+        : m_client(client), m_diagnosis(diagnosis), m_address(argumentText(options.address)),
+          m_words(options.words), m_durationMs(options.durationMs)
+    {}
+
+    /// @param interim is called when the user asks how it gets on
+    void run(ProgressLine *progress, const std::function<void()> &interim)
+    {
+        int kind = 0;
+        bool isBroken = false;
+        m_client.observe([&](const RequestReport &report) {
+            m_diagnosis.add(kind, report);
+            isBroken = report.isLinkBroken;
+        });
+        QElapsedTimer clock;
+        clock.start();
+        for (int i = 0; clock.elapsed() < m_durationMs && !stopRequested(); ++i) {
+            kind = i % 3;
+            if (isBroken && m_client.openLink()) {
+                waitForStop(qMin<qint64>(REOPEN_MS, m_durationMs - clock.elapsed()));
+                continue;
+            }
+            isBroken = false;
+            request(kind);
+            progress->show(clock.elapsed(), m_diagnosis.statistics());
+            if (takeReportRequest())
+                interim();
+        }
+        m_diagnosis.finish(static_cast<double>(clock.nsecsElapsed()) / 1e9);
+    }
+
+    /// The kinds of requests, for people.
+    static QStringList kinds(const DiagnoseOptions &options)
+    {
+        return {QLatin1String("open and close"), QLatin1String("1 word"),
+                countText(options.words, "word", "words")};
+    }
+
+private:
+    void request(int kind)
+    {
+        double ms = 0;
+        QByteArray data;
+        const quint32 words = kind == 1 ? 1 : static_cast<quint32>(m_words);
+        if (kind == 0)
+            static_cast<void>(m_client.ping(&ms, &ms));
+        else
+            static_cast<void>(m_client.read(CommunicatorCommand(Word, words, m_address), &data));
+    }
+
+    Client &m_client;
+    Diagnosis &m_diagnosis;
+    const QString m_address;
+    const int m_words;
+    const qint64 m_durationMs;
+};
+
+int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextStream &out,
+                QTextStream &err)
+{
+    if (Failure failure = checkWordAddress(argumentText(options.address)))
+        return complain(err, failure);
+    Client client(link, err);
+    if (Failure failure = client.open())
+        return complain(err, failure);
+    Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate),
+                        DiagnoseRun::kinds(options));
+    ProgressLine progress(err, options.durationMs);
+    DiagnoseRun(options, client, diagnosis).run(&progress, [&] {
+        progress.clear();
+        complain(err, QLatin1String("so far ") + diagnosis.summary(), StatusGood);
+    });
+    progress.clear();
+    if (options.format->isForPeople)
+        diagnosis.print(out);
+    else
+        out << asciiJson(diagnosis.json()) << '\n';
+    return diagnosis.status();
+}
+
+} // namespace
+
+void addDiagnoseCommand(CLI::App &app, CommandLine *line)
+{
+    const auto options = std::make_shared<DiagnoseOptions>();
+    CLI::App *command = app.add_subcommand("diagnose", "Find out why a line is bad");
+    command->add_option("address", options->address, "First word to read")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    command->add_option("-n", options->words, "Words in the longest request")
+        ->transform(decimalRange(1, KV_L20V_MAX_WORDS))
+        ->capture_default_str();
+    command->add_option("--duration", options->durationMs, "How long; a bare number is in seconds")
+        ->type_name("TIME")
+        ->default_str("1min")
+        ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
+    command
+        ->add_option("--baud", options->baudRate,
+                     "Speed of the wire behind a TCP port, for its share")
+        ->default_str("that of the serial port")
+        ->transform(decimalRange(50, 4000000));
+    addFormatOption(command, &options->format, true);
+    command->callback([line, options] {
+        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+            return runDiagnose(*options, link, out, err);
+        };
+    });
+}

@@ -1,0 +1,126 @@
+// Why a line is bad: from counts to causes, and kvlink as a user runs it against kvsim's faults.
+#include "runtime/line_diagnosis.h"
+#include "tests/apps/kvlink_runs.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+namespace
+{
+
+// What no pseudo-terminal counts, and what comes together.
+const struct {
+    const char *name; // counts
+    const char *causes;
+} COUNTS[] = {
+    {"good 100", ""},
+    {"good 100 parity 1", "noise"},
+    {"good 100 damaged 1 framing 1", "noise"},
+    {"good 1 damaged 9 parity 30", "parity"},
+    {"good 1 damaged 9 parity 30 framing 2", "speed"},
+    {"noReply 9 framing 9", "speed"},
+    {"noReply 9 breaks 9", "speed break"},
+    {"noReply 9 overrun 1", "silent overrun"},
+    {"good 100 noReply 1 losses 1", "lost"},
+    {"good 100 unexpected 3 lateBytes 6", "late"},
+    {"good 100 noReply 2 unexpected 1", "missing master"},
+    {"good 100 noiseBytes 1", "noise"},
+};
+
+// The options of a kvsim, blanks in one as +, and what diagnose says of the line.
+const struct {
+    const char *name;
+    int status;
+    const char *causes;
+} LINES[] = {
+    {"", 0, ""},
+    {"--fault split:once+10", 0, ""},
+    {"--baud 115200", 0, ""},
+    {"--fault no-reply", 4, "silent"},
+    {"--fault no-reply:once+10", 5, "missing"},
+    {"--fault silence:once+10,0", 5, "missing"},
+    {"--fault close-connection:once+10,0", 5, "missing"},
+    {"--tcp 0 --fault close-connection:once+10", 5, "lost"},
+    {"--fault error-reply:once+10", 1, "refused"},
+    {"--fault wrong-station:once+5", 5, "station"},
+    {"--fault wrong-close:once+5", 5, "master"},
+    {"--fault doubled:once+10", 5, "master"},
+    {"--fault noise-before:once+10", 5, "noise"},
+    {"--fault noise-inside:once+10", 5, "noise"},
+    {"--fault noise-after:once+10", 5, "noise"},
+    {"--fault noise-before", 5, "speed"},
+    {"--fault cut:once+10", 5, "cut"},
+    {"--fault echo", 5, "echo"},
+    {"--fault late:once+10,180", 5, "late"},
+    {"--fault no-reply:once+10 --fault wrong-station:once+5", 5, "missing station"},
+};
+
+const KvlinkRun RUNS[] = {
+    {"PLC diagnose --duration 50ms", 0,
+     "ANY: NUM s, ANY requests, 0 failed, 0 good after a retry\nANY exchanges with a good reply\n"
+     "\ntimes in ms ALL\n64 words ALL to ALL #ALL\n\nno errors\n",
+     ""},
+    {"PLC diagnose DM65530 -n 7 --duration 50ms", 1,
+     "ALL\n\nlikely causes, and what to check\n- the PLC answers with error replies; ANY\n"
+     "  check: that the address exists and has so many words (-n); the PLC's mode\n",
+     ""},
+    {"PLC diagnose T0", 2, "", "T0: expected a word"},
+};
+
+} // namespace
+
+class TestKvlinkWhy : public KvlinkTest
+{
+    Q_OBJECT
+
+public:
+    TestKvlinkWhy() : KvlinkTest("") {}
+
+private slots:
+    void findsCauses_data() { addRows(COUNTS); }
+
+    void findsCauses()
+    {
+        const auto &row = currentRow(COUNTS);
+        LineCounts counts;
+        QMap<QString, int *> places = {
+            {"parity", &counts.errors.parity},     {"framing", &counts.errors.framing},
+            {"overrun", &counts.errors.overrun},   {"breaks", &counts.errors.breaks},
+            {"lateBytes", &counts.stray.late},     {"unaskedBytes", &counts.stray.unasked},
+            {"noiseBytes", &counts.stray.damaged}, {"losses", &counts.losses},
+        };
+        for (size_t end = 0; end < counts.ends.size(); ++end)
+            places[exchangeEndName(static_cast<ExchangeEnd>(end))] = &counts.ends[end];
+        const QStringList parts = words(row.name);
+        for (int i = 0; i < parts.size(); i += 2)
+            *places.value(parts.at(i)) = parts.at(i + 1).toInt();
+        QStringList causes;
+        for (const LineCause *cause : likelyCauses(counts))
+            causes += cause->name;
+        QCOMPARE(causes.join(' '), QString(row.causes));
+    }
+
+    void diagnosesLines_data() { addRows(LINES); }
+
+    void diagnosesLines()
+    {
+        const auto &row = currentRow(LINES);
+        Simulator plc(
+            words(QString("--station 7 --seed 3 ") + row.name).replaceInStrings("+", " "));
+        const QString command = "--station 7 --timeout %1 diagnose --duration 300ms --format json";
+        const Outcome outcome = kvlink(plc.wire + words(command.arg(REPLY_MS)));
+        const QJsonObject result = QJsonDocument::fromJson(outcome.out.toUtf8()).object();
+        QStringList causes;
+        for (const QJsonValue &cause : result.value("causes").toArray())
+            causes += cause.toObject().value("cause").toString();
+        QVERIFY2(causes.join(' ') == row.causes, qPrintable(outcome.out));
+        QCOMPARE(outcome.status, row.status);
+    }
+
+    void runs_data() { addRows(RUNS); }
+    void runs() { check(currentRow(RUNS)); }
+};
+
+QTEST_GUILESS_MAIN(TestKvlinkWhy)
+#include "tst_kvlink_why.moc"
