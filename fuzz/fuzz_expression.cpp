@@ -5,11 +5,13 @@
 #include "items/item_values.h"
 #include "items/named_items.h"
 #include "items/tag_file.h"
+#include "runtime/capture.h"
 #include "runtime/escaped_text.h"
 #include "runtime/serial_port.h"
 #include "runtime/tcp_port.h"
 #include "runtime/trace_log.h"
 
+#include <QtCore/QBuffer>
 #include <QtCore/QTextStream>
 
 namespace
@@ -156,6 +158,19 @@ void checkTrace(FuzzInput &input)
               "a logged line");
     for (const QChar c : out.trimmed() + escapedText(bytes))
         fuzzCheck(c.unicode() >= 0x20 && c.unicode() <= 0x7E, "a line that cannot be shown");
+    QByteArray captured = bytes + out.toLatin1();
+    QBuffer file(&captured);
+    CaptureSummary summary;
+    int lines = 0;
+    file.open(QIODevice::ReadOnly);
+    readCapture(
+        file,
+        [&](const CapturedLine &read) {
+            summary.add(read);
+            ++lines;
+        },
+        [](int) {});
+    fuzzCheck(lines > 0 && summary.finish().size() >= 2, "a capture");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "runtime/escaped_text.h"
 
+#include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
 
 QString escapedText(const QByteArray &bytes)
@@ -42,6 +43,27 @@ QString printableText(const QString &text)
         printable += isPrintable(ucs4) ? character : escapedText(character.toUtf8());
     }
     return printable;
+}
+
+bool readEscapedText(const QString &text, QByteArray *bytes)
+{
+    static const QRegularExpression piece(
+        QLatin1String("\\G(?:([ -\\[\\]-~]+)|\\\\(r|n|x([0-9a-f]{2})))"));
+    bytes->clear();
+    int at = 0;
+    while (at < text.size()) {
+        const QRegularExpressionMatch match = piece.match(text, at);
+        if (!match.hasMatch())
+            return false;
+        at = match.capturedEnd();
+        if (!match.captured(1).isEmpty())
+            *bytes += match.captured(1).toLatin1();
+        else if (!match.captured(3).isEmpty())
+            *bytes += static_cast<char>(match.captured(3).toInt(nullptr, 16));
+        else
+            *bytes += match.captured(2) == QLatin1String("r") ? '\r' : '\n';
+    }
+    return true;
 }
 
 QString countText(qint64 count, const char *singular, const char *plural)

@@ -19,6 +19,9 @@ bool isPrintable(uint ucs4);
 /// @return @p text with every character that is not printable as the escapes of its bytes in UTF-8
 QString printableText(const QString &text);
 
+/// Reads what `reversiblyEscapedText` has made. @return false for another text
+bool readEscapedText(const QString &text, QByteArray *bytes);
+
 /// "1 reply", "2 replies": a count with its word. @param plural the word for all counts but one
 QString countText(qint64 count, const char *singular, const char *plural);
 

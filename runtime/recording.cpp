@@ -4,18 +4,6 @@
 
 #include <QtCore/QFile>
 
-namespace
-{
-
-// What the programs print on stderr beside a trace.
-bool isRemark(const QString &text)
-{
-    return text.isEmpty() || text.startsWith(QLatin1String("kvlink: ")) ||
-           text.startsWith(QLatin1String("kvsim: "));
-}
-
-} // namespace
-
 Failure readTrace(const QString &name, QVector<RecordedExchange> *recording)
 {
     QFile file(name);
@@ -26,7 +14,7 @@ Failure readTrace(const QString &name, QVector<RecordedExchange> *recording)
     for (int number = 1; !file.atEnd(); ++number) {
         const QString text = QString::fromLatin1(file.readLine()).trimmed();
         TracedLine line;
-        if (isRemark(text))
+        if (isTraceRemark(text))
             continue;
         if (!parseTracedLine(text, &line))
             return Failure(StatusUsage, QString::fromLatin1("%1:%2: not a line of a trace")

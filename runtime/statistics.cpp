@@ -79,8 +79,13 @@ QString Statistics::text() const
                    countText(m_timeOuts, "time-out", "time-outs") + QLatin1String(", ") +
                    countText(m_errors, "error", "errors");
     if (m_replies > 0)
-        text += QString::fromLatin1("; min %1, median %2, p99 %3, max %4 ms")
-                    .arg(milliseconds(timeMs(0)), milliseconds(timeMs(50)),
-                         milliseconds(timeMs(99)), milliseconds(timeMs(100)));
+        text += QLatin1String("; ") + timesText();
     return text;
+}
+
+QString Statistics::timesText() const
+{
+    return QString::fromLatin1("min %1, median %2, p99 %3, max %4 ms")
+        .arg(milliseconds(timeMs(0)), milliseconds(timeMs(50)), milliseconds(timeMs(99)),
+             milliseconds(timeMs(100)));
 }

@@ -49,6 +49,9 @@ public:
     /// median 1.30, p99 5.00, max 5.00 ms". The times are left out when nothing was answered.
     QString text() const;
 
+    /// The times of it: "min 1.20, median 1.30, p99 5.00, max 5.00 ms".
+    QString timesText() const;
+
 private:
     int m_requests;
     int m_replies;

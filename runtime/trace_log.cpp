@@ -101,28 +101,6 @@ QString replyMeaning(const WireReply &reply)
     return QLatin1String("unknown");
 }
 
-// @return false for an escape that `reversiblyEscapedText` does not make
-bool readLoggedText(const QString &text, QByteArray *bytes)
-{
-    static const QRegularExpression piece(
-        QLatin1String("\\G(?:([ -\\[\\]-~]+)|\\\\(r|n|x([0-9a-f]{2})))"));
-    bytes->clear();
-    int at = 0;
-    while (at < text.size()) {
-        const QRegularExpressionMatch match = piece.match(text, at);
-        if (!match.hasMatch())
-            return false;
-        at = match.capturedEnd();
-        if (!match.captured(1).isEmpty())
-            *bytes += match.captured(1).toLatin1();
-        else if (!match.captured(3).isEmpty())
-            *bytes += static_cast<char>(match.captured(3).toInt(nullptr, 16));
-        else
-            *bytes += match.captured(2) == QLatin1String("r") ? '\r' : '\n';
-    }
-    return true;
-}
-
 } // namespace
 
 QString wallTime()
@@ -181,14 +159,21 @@ Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<Tra
     return Failure();
 }
 
+bool isTraceRemark(const QString &text)
+{
+    return text.isEmpty() || text.startsWith(QLatin1String("kvlink: ")) ||
+           text.startsWith(QLatin1String("kvsim: "));
+}
+
 bool parseTracedLine(const QString &text, TracedLine *line)
 {
     static const QRegularExpression form(QLatin1String(
-        "\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}(?:[+-][0-9:]{5})? [0-9]+\\.[0-9]{6} "
+        "\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}(?:[+-][0-9:]{5})? ([0-9]+\\.[0-9]{6}) "
         "\\+[0-9]+\\.[0-9]{6} (?:#[0-9]+ )?([<>]) (.+) ; .+\\z"));
     const QRegularExpressionMatch match = form.match(text);
-    if (!match.hasMatch() || !readLoggedText(match.captured(2), &line->bytes))
+    if (!match.hasMatch() || !readEscapedText(match.captured(3), &line->bytes))
         return false;
-    line->direction = match.captured(1) == QLatin1String(">") ? '>' : '<';
+    line->direction = match.captured(2) == QLatin1String(">") ? '>' : '<';
+    line->seconds = match.captured(1).toDouble();
     return true;
 }

@@ -65,8 +65,12 @@ Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<Tra
 /// A line of such a log, read back.
 struct TracedLine {
     char direction;   ///< '>' towards the PLC, '<' from it
+    double seconds;   ///< since the log began
     QByteArray bytes; ///< without the escapes
 };
+
+/// Whether a line is what the programs print on stderr beside a trace, or is empty.
+bool isTraceRemark(const QString &text);
 
 /// Reads one line that a `TraceLog` has printed; the offset of its time may be missing.
 /// @return false when it has another form

@@ -111,6 +111,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addBenchCommand(app, line);
     addDiagnoseCommand(app, line);
     addReplayCommand(app, line);
+    addDecodeCommand(app, line);
     addListPortsCommand(app, line);
     addDumpCommand(app, line);
     addRestoreCommand(app, line);

@@ -24,6 +24,7 @@ void addListPortsCommand(CLI::App &app, CommandLine *line);
 void addDumpCommand(CLI::App &app, CommandLine *line);
 void addRestoreCommand(CLI::App &app, CommandLine *line);
 void addDiffCommand(CLI::App &app, CommandLine *line);
+void addDecodeCommand(CLI::App &app, CommandLine *line);
 void addScanCommand(CLI::App &app, CommandLine *line);
 
 #endif

@@ -221,8 +221,8 @@ void addScanCommand(CLI::App &app, CommandLine *line)
     CLI::App *command = app.add_subcommand("scan", "Find a PLC: baud rate, format and station");
     command
         ->add_option_function<std::string>("--stations", into(&scan->stations),
-                                           "Stations to try, in order, such as 0,3,10-12; 0-99 "
-                                           "unless given")
+                                           "Stations to try, in order, such as 0,3,10-12")
+        ->default_str("0-99")
         ->type_name("LIST")
         ->check(CLI::Validator(stationsError, ""))
         ->excludes(app.get_option("--station"));
