@@ -21,7 +21,8 @@ QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const Te
     const QRegularExpression wildcard(pattern);
     QVector<Item> named;
     for (const Item &tag : tags) {
-        if (pattern.isEmpty() ? tag.text == name : wildcard.match(tag.text).hasMatch()) {
+        if (pattern.isEmpty() ? tag.text == name
+                              : wildcard.isValid() && wildcard.match(tag.text).hasMatch()) {
             named += tag;
             named.last().textForm = form;
         }
@@ -35,7 +36,7 @@ Failure notNamed(const QString &name, const QVector<Item> &tags, const Failure &
     DeviceAddress address;
     const bool isAddress = name.contains(QLatin1Char(':')) || name.contains(QLatin1Char('[')) ||
                            parseDeviceAddress(name, &address);
-    if (isAddress || tags.isEmpty())
+    if (tags.isEmpty() || (isAddress && !isWildcard(name)))
         return failure;
     return Failure(failure.status(),
                    QString::fromLatin1("\"%1\" is neither a name in the tag file nor an address "

@@ -101,7 +101,8 @@ void TagReader::add(Column column, const QString &text)
         QString::fromLatin1("column %1: %2").arg(QLatin1String(COLUMNS[column]), text));
 }
 
-// One line is decoded at a time only where the file is wrong.
+// Where the file is wrong, its lines are decoded one by one up to the first wrong one: the others
+// have most likely the same encoding.
 bool TagReader::decode(const QByteArray &bytes, QString *text)
 {
     const auto isWrong = [](const QByteArray &part, QString *decoded) {
@@ -117,8 +118,9 @@ bool TagReader::decode(const QByteArray &bytes, QString *text)
     for (const QByteArray &part : bytes.split('\n')) {
         ++line;
         if (isWrong(part, &ignored))
-            add(line, QLatin1String("bytes that are not UTF-8: save the table as CSV in UTF-8"));
+            break;
     }
+    add(line, QLatin1String("bytes that are not UTF-8: save the table as CSV in UTF-8"));
     return false;
 }
 
