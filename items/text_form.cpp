@@ -1,6 +1,7 @@
 #include "items/text_form.h"
 
 #include "runtime/escaped_text.h"
+#include "runtime/stray_bytes.h"
 
 #include <QtCore/QTextCodec>
 
@@ -20,21 +21,12 @@ const Encoding ENCODINGS[] = {
     {"utf-8", "UTF-8", 4},
 };
 
-// Stands for the bytes of no character: code units that are half of a pair.
-const ushort LONE_BYTES = 0xDC00;
-
 QStringList charactersOf(const QString &text)
 {
     QStringList characters;
     for (int at = 0; at < text.size(); at += characters.last().size())
         characters += text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
     return characters;
-}
-
-bool isLoneByte(const QString &character)
-{
-    const ushort unit = character.at(0).unicode();
-    return unit >= LONE_BYTES && unit <= LONE_BYTES + 0xFF;
 }
 
 const Encoding &encodingOf(const TextForm &form)
@@ -48,15 +40,6 @@ const Encoding &encodingOf(const TextForm &form)
 const QTextCodec &codecOf(const TextForm &form)
 {
     return *QTextCodec::codecForName(encodingOf(form).codec);
-}
-
-// The character that a number of bytes are, all of them; empty when they are none.
-QString characterOf(const QTextCodec &codec, const char *bytes, int count)
-{
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    const QString text = codec.toUnicode(bytes, count, &state);
-    const bool isOne = text.size() == 1 || (text.size() == 2 && text.at(0).isHighSurrogate());
-    return isOne && text.at(0) != QChar::ReplacementCharacter ? text : QString();
 }
 
 } // namespace
@@ -79,20 +62,7 @@ bool encodeText(const QString &text, const TextForm &form, QByteArray *bytes)
 
 QString decodeText(const QByteArray &bytes, const TextForm &form)
 {
-    const QTextCodec &codec = codecOf(form);
-    QString text;
-    for (int at = 0, used = 0; at < bytes.size(); at += used) {
-        const int most = qMin(encodingOf(form).longest, bytes.size() - at);
-        QString character;
-        for (used = 0; character.isEmpty() && used < most;)
-            character = characterOf(codec, bytes.constData() + at, ++used);
-        if (character.isEmpty()) {
-            used = 1;
-            character = QChar(LONE_BYTES + static_cast<unsigned char>(bytes.at(at)));
-        }
-        text += character;
-    }
-    return text;
+    return keptText(codecOf(form), encodingOf(form).longest, bytes);
 }
 
 QString shownText(const QString &text, const TextForm &form)
@@ -101,7 +71,7 @@ QString shownText(const QString &text, const TextForm &form)
         return reversiblyEscapedText(text.toLatin1());
     QString shown;
     for (const QString &character : charactersOf(text)) {
-        if (isLoneByte(character))
+        if (isStrayByte(character))
             shown += plainText(character);
         else if (character == QLatin1String("\\") || !isPrintable(character.toUcs4().first()))
             shown += reversiblyEscapedText(codecOf(form).fromUnicode(character));
@@ -115,7 +85,7 @@ QString plainText(const QString &text)
 {
     QString plain;
     for (const QString &character : charactersOf(text))
-        plain += isLoneByte(character)
+        plain += isStrayByte(character)
                      ? escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())))
                      : character;
     return plain;

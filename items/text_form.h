@@ -21,8 +21,7 @@ QStringList textEncodings();
 /// @return whether the encoding has all characters; there is no zero byte
 bool encodeText(const QString &text, const TextForm &form, QByteArray *bytes);
 
-/// The text of bytes. Each byte that is part of no character becomes one UTF-16 code unit 0xDC00 +
-/// the byte, which no character has, so that `shownText` tells it.
+/// The text of bytes, stray ones included.
 QString decodeText(const QByteArray &bytes, const TextForm &form);
 
 /// A decoded text for people: a backslash, what is not printable and bytes of no character appear as

@@ -1,5 +1,7 @@
 #include "runtime/escaped_text.h"
 
+#include "runtime/stray_bytes.h"
+
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
 
@@ -38,9 +40,15 @@ bool isPrintable(uint ucs4)
 QString printableText(const QString &text)
 {
     QString printable;
-    for (const uint ucs4 : text.toUcs4()) {
-        const QString character = QString::fromUcs4(&ucs4, 1);
-        printable += isPrintable(ucs4) ? character : escapedText(character.toUtf8());
+    for (int at = 0; at < text.size(); ++at) {
+        const QString character = text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
+        if (isStrayByte(character))
+            printable += escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())));
+        else if (isPrintable(character.toUcs4().first()))
+            printable += character;
+        else
+            printable += escapedText(character.toUtf8());
+        at += character.size() - 1;
     }
     return printable;
 }

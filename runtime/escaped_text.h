@@ -16,7 +16,8 @@ QString reversiblyEscapedText(const QByteArray &bytes);
 /// how others are shown, no line end.
 bool isPrintable(uint ucs4);
 
-/// @return @p text with every character that is not printable as the escapes of its bytes in UTF-8
+/// @return @p text with every character that is not printable as the escapes of its bytes in UTF-8,
+///         and each stray byte as its escape
 QString printableText(const QString &text);
 
 /// Reads what `reversiblyEscapedText` has made. @return false for another text

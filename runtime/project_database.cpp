@@ -32,7 +32,10 @@ QSqlDatabase addSqlite(const char *connection, const QString &file)
 {
     QSqlDatabase database =
         QSqlDatabase::addDatabase(QLatin1String("QSQLITE"), QLatin1String(connection));
-    database.setDatabaseName(file);
+    // As a URI, in which a file name may have any bytes.
+    database.setDatabaseName(QLatin1String("file:") +
+                             QLatin1String(QFile::encodeName(file).toPercentEncoding("/")));
+    database.setConnectOptions(QLatin1String("QSQLITE_OPEN_URI"));
     return database;
 }
 
@@ -71,7 +74,7 @@ Failure registerProjectDatabase(const QString &file)
     if (QSqlDatabase::contains(QLatin1String(PROJECT_CONNECTION)))
         QSqlDatabase::removeDatabase(QLatin1String(PROJECT_CONNECTION));
     QSqlDatabase database = addSqlite(PROJECT_CONNECTION, path);
-    database.setConnectOptions(QLatin1String("QSQLITE_OPEN_READONLY"));
+    database.setConnectOptions(QLatin1String("QSQLITE_OPEN_URI;QSQLITE_OPEN_READONLY"));
     // SQLite looks into the file at the first statement only. All columns that a lookup names.
     Failure failure =
         database.open() ? execute(database, PROBING_STATEMENT) : openFailure(database);

@@ -19,7 +19,7 @@ void printSettings(const CommandLine &line, const Client &client, QTextStream &o
 {
     const auto print = [&](const char *option, const QString &value, const char *otherwise) {
         const auto origin = line.origins.find(option);
-        out << option << ": " << escapedText(value.toLocal8Bit()) << " ("
+        out << option << ": " << printableText(value) << " ("
             << (origin == line.origins.end() ? otherwise : origin->second.c_str()) << ")\n";
     };
     const LinkOptions &options = line.link;

@@ -144,7 +144,7 @@ Status runKvsim(const KvsimOptions &options, QTextStream &out, QTextStream &err)
 {
     Failure failure = serveSimulation(options, out, err);
     if (failure)
-        err << "kvsim: " << escapedText(failure.text().toUtf8()) << '\n';
+        err << "kvsim: " << printableText(failure.text()) << '\n';
     err.flush();
     return failure.status();
 }

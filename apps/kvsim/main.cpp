@@ -5,6 +5,7 @@
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
+#include "runtime/stray_bytes.h"
 
 #include <CLI/CLI.hpp>
 
@@ -146,6 +147,7 @@ int main(int argc, char **argv)
 {
     keepStandardStreams();
     QCoreApplication application(argc, argv);
+    keepStrayBytes();
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
     parser.formatter(std::make_shared<HelpFormatter>());

@@ -108,6 +108,24 @@ private slots:
         QVERIFY2(unknown.err.contains("KVLINK_LINK: tress is not"), qPrintable(unknown.err));
     }
 
+    void keepsTheBytesOfNames()
+    {
+        const Simulator plc(words("--pty --set DM0=5"));
+        const char script[] =
+            "n=$(printf \"$1/\\344\"); ln -sf \"$2\" \"$n\"; echo DM0 >\"$n.items\";"
+            "\"$3\" --port \"$n,9600,8n1\" --trace=\"$n.trace\" read --items \"$n.items\""
+            " && [ -s \"$n.trace\" ] && \"$3\" project init \"$n.db\" && "
+            "\"$3\" --project-port COM2 --project \"$n.db\" info; rm \"$n.db\"";
+        for (const char *locale : {"C", "C.UTF-8"}) {
+            QProcess shell;
+            shell.start("env", {QString("LC_ALL=") + locale, "sh", "-c", script, "sh",
+                                m_folder.path(), plc.place, KVLINK_PROGRAM});
+            const Outcome outcome = ended(&shell);
+            QVERIFY2(fits(outcome.out, "5\nALLstation: 1 (project)\nALL"), qPrintable(outcome.err));
+            QVERIFY2(outcome.err.contains("\\xe4.db"), qPrintable(outcome.err));
+        }
+    }
+
     void failsWhereItsHelpCannotBeWritten()
     {
         for (const char *program : {KVLINK_PROGRAM, KVSIM_PROGRAM}) {

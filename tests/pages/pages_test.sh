@@ -71,9 +71,8 @@ compare 'completion of init' init "$(completed kvlink project '')"
 compare 'completion of item types' 's16 s32 string' "$(completed kvlink read DM0 : s)"
 compare 'completion of a file' "$source/README.md" "$(completed kvlink read DM0 --items "$source/READ")"
 for command in "${commands[@]}"; do
-    for option in $("$bin/kvlink" $command --help | options); do
-        completed kvlink $command "$option" | grep -qwF -e "$option" || fail "completion of $command lacks $option"
-    done
+    listed=$({ "$bin/kvlink" --help; "$bin/kvlink" $command --help; } | grep -oE '^ +(-.,)?--[a-z-]+' | options)
+    compare "completion of $command --" "$listed" "$(completed kvlink $command -- | options)"
 done
 compare "list-ports's formats" 'text json csv' "$(completed kvlink list-ports --format '')"
 [[ $formats == *csv* && $faults == *doubled* ]] || fail "completion gives the formats \"$formats\", the faults \"$faults\""
