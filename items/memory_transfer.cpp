@@ -50,6 +50,12 @@ Item blockItem(const MemoryRun &block, ItemType type, const char *prefix = nullp
     return item;
 }
 
+// A refusal or a difference says nothing about other addresses, and nothing about the wire.
+bool isOfItsAddresses(const Failure &failure)
+{
+    return failure.status() == StatusPlcError || failure.status() == StatusDiffers;
+}
+
 QVector<Item> itemsOf(const MemoryRun &block)
 {
     switch (block.kind) {
@@ -111,13 +117,17 @@ QVector<Item> itemsToWrite(const MemoryRun &block)
 
 Failure writeBlock(Client &client, const MemoryRun &block, bool verify)
 {
+    Failure first;
     for (const Item &item : itemsToWrite(block)) {
-        const ItemResult result =
-            writeItems(client, QVector<Item>() << item, WordOrder::LowFirst, verify).first();
-        if (result.failure)
-            return result.failure;
+        const Failure failure =
+            writeItems(client, QVector<Item>() << item, WordOrder::LowFirst, verify)
+                .first()
+                .failure;
+        if (failure && !isOfItsAddresses(failure))
+            return failure;
+        first = first ? first : failure;
     }
-    return Failure();
+    return first;
 }
 
 QString leftOut(const MemoryRun &run)
@@ -165,7 +175,7 @@ Failure MemoryTransfer::carryBlock(const MemoryRun &block)
         add(block, failure, &m_refused);
         return Failure();
     }
-    if (failure && failure.status() != StatusDiffers)
+    if (failure && !isOfItsAddresses(failure))
         return Failure(
             failure.status(),
             QString::fromLatin1("stopped at %1: %2").arg(cellName(block, 0), failure.text()));

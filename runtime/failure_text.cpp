@@ -10,17 +10,22 @@ namespace
 
 const int SHOWN_BYTES = 60;
 
+QLatin1String endQuote(const QByteArray &text)
+{
+    return QLatin1String(text.size() > SHOWN_BYTES ? "...\"" : "\"");
+}
+
 // A line in quotes, without its end: every line that we send has it.
 QString quotedLine(const QByteArray &line)
 {
-    return QLatin1Char('"') + escapedText(line.trimmed()) + QLatin1Char('"');
+    const QByteArray text = line.trimmed();
+    return QLatin1Char('"') + escapedText(text.left(SHOWN_BYTES)) + endQuote(text);
 }
 
 // Received bytes in quotes, as they are: a missing line end matters.
 QString quotedReply(const QByteArray &reply)
 {
-    return QLatin1Char('"') + reversiblyEscapedText(reply.left(SHOWN_BYTES)) +
-           QLatin1String(reply.size() > SHOWN_BYTES ? "...\"" : "\"");
+    return QLatin1Char('"') + reversiblyEscapedText(reply.left(SHOWN_BYTES)) + endQuote(reply);
 }
 
 QString attempts(const RequestRecord &record)
@@ -170,8 +175,8 @@ Failure answerFailure(const RequestRecord &record, const RequestPlace &place)
     return Failure::unconfirmedWrite(
         QString::fromLatin1("the write is not confirmed: expected \"OK\" to %1 on %2, "
                             "received %3: %4read the values back (--verify)")
-            .arg(quotedLine(record.dataLine.left(SHOWN_BYTES)), place.port,
-                 quotedReply(record.dataReply), portErrors(place.errors)));
+            .arg(quotedLine(record.dataLine), place.port, quotedReply(record.dataReply),
+                 portErrors(place.errors)));
 }
 
 Failure interruptedFailure(const RequestRecord &record, const RequestPlace &place)

@@ -21,8 +21,8 @@ const KvlinkRun RUNS[] = {
      "RDS DM00001.H 305\\r\\nALLRDS DM00306.H 306\\r\\nALLRDS DM00612.H 2\\r\\n"},
     {"PLC --trace dump TC0-139", 0, HEAD "ALL\nTC139,0\n", "RDS TC0 139\\r\\nALLRDS TC139 1\\r\\n"},
     // The 32 that are refused in a row lie in the blocks from DM65535 on.
-    {"PLC --trace dump DM65533-99999 DM0", 6, HEAD "DM65533,8\nDM65534,0\nDM0,0\n",
-     "RDS DM99999.H 1\\r\\nALL\nkvlink: DM65535-DM99999: error reply \"E0\""},
+    {"PLC --trace dump DM65533-67999 DM0", 6, HEAD "DM65533,8\nDM65534,0\nDM0,0\n",
+     "RDS DM67999.H 1\\r\\nALL\nkvlink: DM65535-DM67999: error reply \"E0\""},
     {"PLC dump DM70000-70001", 1, "", "^kvlink: DM70000-DM70001: error reply \"E0\" ANY\n"},
     {"PLC dump DM1-EM2", 2, "", "\"DM1-EM2\": expected addresses of one device"},
     {"PLC dump DM2-1", 2, "", "\"DM2-1\": expected"},
@@ -47,7 +47,7 @@ const KvlinkRun RUNS[] = {
     {"PLC restore FOLDER/moving --verify", 7, "", "DM900: DM900 differs: wrote 9, read back "},
     {"--read-only DM10-DM19 > PLC restore FOLDER/odd", 6, "",
      "^kvlink: DM10-DM19: error reply \"E4\" ANY\n"},
-    {"--fault no-reply:once+5 > PLC restore FOLDER/odd", 4, "",
+    {"--fault no-reply:once+5 --tcp 0 > PLC restore FOLDER/odd", 4, "",
      "stopped at DM306: no reply ALL\nkvlink: 305 of 613 addresses written; restore the file"},
     {"PLC diff FOLDER/kinds", 7,
      "address  left            right\nCTC1     0,5,6           0,0,0\nDM1      5               0\n"
