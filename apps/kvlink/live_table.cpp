@@ -4,6 +4,8 @@
 
 #include <QtCore/QTextStream>
 
+#include <cwchar>
+
 #include <unistd.h>
 
 namespace
@@ -24,9 +26,36 @@ const char PLAIN[] = "\x1b[0m";
 // Behind what the terminal's edge cuts off.
 const char CUT_MARK = '>';
 
+// Columns of a terminal: two for an ideograph, none for an accent of its own. What cannot be shown
+// counts as the replacement that it gets.
+int widthOf(uint character)
+{
+    const int width = wcwidth(static_cast<wchar_t>(character));
+    return width < 0 ? 1 : width;
+}
+
+int widthOf(const QString &text)
+{
+    int width = 0;
+    for (const uint character : text.toUcs4())
+        width += widthOf(character);
+    return width;
+}
+
+QString padded(const QString &text, int width)
+{
+    return text + QString(qMax(0, width - widthOf(text)), QLatin1Char(' '));
+}
+
 QString cut(const QString &text, int columns)
 {
-    return text.size() <= columns ? text : text.left(columns - 1) + QLatin1Char(CUT_MARK);
+    if (widthOf(text) <= columns)
+        return text;
+    const QVector<uint> characters = text.toUcs4();
+    int count = 0;
+    for (int width = 1; width + widthOf(characters.at(count)) <= columns; ++count)
+        width += widthOf(characters.at(count));
+    return QString::fromUcs4(characters.constData(), count) + QLatin1Char(CUT_MARK);
 }
 
 QString marked(const QString &text)
@@ -47,7 +76,7 @@ LiveTable::LiveTable(QTextStream &out, const QVector<Item> &items)
     for (const Item &item : items) {
         m_values += QString();
         m_since += QString();
-        m_itemWidth = qMax(m_itemWidth, item.text.size());
+        m_itemWidth = qMax(m_itemWidth, widthOf(item.text));
     }
 }
 
@@ -62,20 +91,19 @@ QStringList LiveTable::linesOf(const QVector<ItemResult> &results, const QString
         if (isNew.last() || isFirst)
             m_since[i] = time;
         m_values[i] = value;
-        valueWidth = qMax(valueWidth, value.size());
+        valueWidth = qMax(valueWidth, widthOf(value));
     }
     // A part of a time is of no use.
     const QString since = QLatin1String("  since ");
     const bool hasSince = m_itemWidth + 2 + valueWidth + since.size() + time.size() <= columns;
     QStringList lines(cut(time, columns));
     for (int i = 0; i < m_items.size(); ++i) {
-        const QString name = m_items.at(i).text.leftJustified(m_itemWidth + 2);
+        const QString name = padded(m_items.at(i).text, m_itemWidth + 2);
         const QString row = cut(name + m_values.at(i), columns);
         const QString value = row.mid(name.size());
         lines += row.left(name.size()) + (isNew.at(i) && !isFirst ? marked(value) : value);
         if (hasSince)
-            lines.last() += QString(valueWidth - m_values.at(i).size(), QLatin1Char(' ')) + since +
-                            m_since.at(i);
+            lines.last() += padded(QString(), valueWidth - widthOf(value)) + since + m_since.at(i);
     }
     return lines;
 }

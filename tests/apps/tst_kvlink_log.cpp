@@ -6,6 +6,8 @@
 
 #include <QtCore/QDateTime>
 
+#include <clocale>
+
 namespace
 {
 
@@ -112,6 +114,7 @@ private slots:
 
     void drawsWhatFits()
     {
+        setlocale(LC_CTYPE, "C.UTF-8");
         QVector<Item> items(4);
         QVector<ItemResult> results(4);
         for (int i = 0; i < 4; ++i) {
@@ -126,14 +129,18 @@ private slots:
         results[1].values[0] = "1234567";
         table.draw(results, "2027", 12, 5);
         table.draw(results, "2028", 24, 2);
-        table.draw(results, "2029", 25, 9);
+        results[2].values[0] = QString(4, QChar(0x6E29)); // of two columns each
+        table.draw(results, "2029", 12, 9);
+        table.draw(results, "2030", 26, 9);
         QString lines = shown.replace("\x1b[7m", "<").replace("\x1b[0m", ">").remove("\r\x1b[K");
         lines.replace("\x1b[J", "\f").replace("\x1b[4A", "^").replace("\x1b[H", "H");
         QCOMPARE(lines, QString("2026\nDM0  7\nDM1  123456>\nand 2 more\n\f"
                                 "^2027\nDM0  <8>\nDM1  <1234567>\nand 2 more\n\f"
                                 "H\fand 4 more\n\f"
-                                "H\f2029\nDM0  8        since 2027\nDM1  1234567  since 2027\n"
-                                "DM2  7        since 2026\nDM3  7        since 2026\n\f"));
+                                "H\f2029\nDM0  8\nDM1  1234567\nDM2  <%1>>\nDM3  7\n\f"
+                                "H\f2030\nDM0  8         since 2027\nDM1  1234567   since 2027\n"
+                                "DM2  %1%2  since 2029\nDM3  7         since 2026\n\f")
+                            .arg(results[2].values[0].left(3), results[2].values[0].left(1)));
     }
 
     void keepsALog_data() { addRows(LOGS); }
