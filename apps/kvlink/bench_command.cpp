@@ -4,6 +4,7 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/line_load.h"
+#include "apps/kvlink/run_report.h"
 #include "drivers/communicator_command.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "runtime/client.h"
@@ -25,6 +26,7 @@ struct BenchOptions {
     int words = 1;
     int requests = 100;
     int baudRate = 0; ///< 0: that of the port, if it has one
+    QString report;   ///< empty for none
 };
 
 double secondsOf(const QElapsedTimer &time)
@@ -59,10 +61,14 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
 {
     if (Failure failure = checkWordAddress(argumentText(bench.address)))
         return complain(err, failure);
+    RunReport report(bench.report, QLatin1String("kvlink bench ") + argumentText(bench.address));
     Client client(options, err);
-    Failure failure = client.open();
+    Failure failure = report.check();
+    if (!failure)
+        failure = client.open();
     if (failure)
         return complain(err, failure);
+    report.watch(&client);
     const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
                                       argumentText(bench.address));
     QByteArray data;
@@ -84,7 +90,9 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     if (someSucceeded)
         printResult(client, lineSpeed(options, bench.baudRate), secondsOf(time), out);
     const Status status = !someSucceeded ? failure.status() : failed > 0 ? StatusSome : StatusGood;
-    return complain(err, statistics.text(), status);
+    complain(err, statistics.text(), status);
+    failure = report.write(lineName(options), client);
+    return failure ? complain(err, failure) : status;
 }
 
 } // namespace
@@ -107,6 +115,7 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
                      "Speed of the wire behind a TCP port, for its share")
         ->default_str("that of the serial port")
         ->transform(decimalRange(50, 4000000));
+    addReportOption(command, &bench->report);
     command->callback([line, bench] {
         line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {
             return runBench(*bench, options, out, err);

@@ -6,6 +6,7 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/diagnosis.h"
 #include "apps/kvlink/item_output.h"
+#include "apps/kvlink/run_report.h"
 #include "drivers/communicator_command.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "runtime/client.h"
@@ -35,6 +36,7 @@ struct DiagnoseOptions {
     qint64 durationMs = 60 * SECOND_MS;
     int baudRate = 0; ///< 0: that of the port, if it has one
     const OutputFormat *format = defaultFormat();
+    QString report; ///< empty for none
 };
 
 // The line on the terminal that says how far the diagnosis has come.
@@ -75,9 +77,11 @@ private:
 class DiagnoseRun
 {
 public:
-    DiagnoseRun(const DiagnoseOptions &options, Client &client, Diagnosis &diagnosis)
-        : m_client(client), m_diagnosis(diagnosis), m_address(argumentText(options.address)),
-          m_words(options.words), m_durationMs(options.durationMs)
+    DiagnoseRun(const DiagnoseOptions &options, Client &client, Diagnosis &diagnosis,
+                RunReport &report)
+        : m_client(client), m_diagnosis(diagnosis), m_report(report),
+          m_address(argumentText(options.address)), m_words(options.words),
+          m_durationMs(options.durationMs)
     {}
 
     /// @param interim is called when the user asks how it gets on
@@ -87,6 +91,7 @@ public:
         bool isBroken = false;
         m_client.observe([&](const RequestReport &report) {
             m_diagnosis.add(kind, report);
+            m_report.addRequest(kind, report);
             isBroken = report.isLinkBroken;
         });
         QElapsedTimer clock;
@@ -127,6 +132,7 @@ private:
 
     Client &m_client;
     Diagnosis &m_diagnosis;
+    RunReport &m_report;
     const QString m_address;
     const int m_words;
     const qint64 m_durationMs;
@@ -137,13 +143,18 @@ int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextSt
 {
     if (Failure failure = checkWordAddress(argumentText(options.address)))
         return complain(err, failure);
+    const QStringList kinds = DiagnoseRun::kinds(options);
+    RunReport report(options.report,
+                     QLatin1String("kvlink diagnose ") + argumentText(options.address), kinds);
     Client client(link, err);
-    if (Failure failure = client.open())
+    Failure failure = report.check();
+    if (!failure)
+        failure = client.open();
+    if (failure)
         return complain(err, failure);
-    Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate),
-                        DiagnoseRun::kinds(options));
+    Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate), kinds);
     ProgressLine progress(err, options.durationMs);
-    DiagnoseRun(options, client, diagnosis).run(&progress, [&] {
+    DiagnoseRun(options, client, diagnosis, report).run(&progress, [&] {
         progress.clear();
         complain(err, QLatin1String("so far ") + diagnosis.summary(), StatusGood);
     });
@@ -152,7 +163,8 @@ int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextSt
         diagnosis.print(out);
     else
         out << asciiJson(diagnosis.json()) << '\n';
-    return diagnosis.status();
+    failure = report.write(lineName(link), client, diagnosis.reportJson());
+    return failure ? complain(err, failure) : diagnosis.status();
 }
 
 } // namespace
@@ -177,6 +189,7 @@ void addDiagnoseCommand(CLI::App &app, CommandLine *line)
         ->default_str("that of the serial port")
         ->transform(decimalRange(50, 4000000));
     addFormatOption(command, &options->format, true);
+    addReportOption(command, &options->report);
     command->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
             return runDiagnose(*options, link, out, err);

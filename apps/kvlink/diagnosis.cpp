@@ -66,6 +66,15 @@ QJsonObject timesJson(const QString &name, const Statistics &statistics)
     };
 }
 
+QJsonArray causesJson(const LineCounts &counts)
+{
+    QJsonArray causes;
+    for (const LineCause *cause : likelyCauses(counts))
+        causes.append(
+            QJsonObject{{"cause", cause->name}, {"text", cause->text}, {"check", cause->check}});
+    return causes;
+}
+
 } // namespace
 
 Diagnosis::Diagnosis(const QString &line, const LineSpeed &speed, const QStringList &kinds)
@@ -191,10 +200,6 @@ QJsonObject Diagnosis::json() const
     for (const TimeBin &bin : m_all.histogram(BINS))
         histogram.append(
             QJsonObject{{"fromMs", bin.fromMs}, {"toMs", bin.toMs}, {"requests", bin.requests}});
-    QJsonArray causes;
-    for (const LineCause *cause : likelyCauses(m_counts))
-        causes.append(
-            QJsonObject{{"cause", cause->name}, {"text", cause->text}, {"check", cause->check}});
     return QJsonObject{
         {"line", m_line},
         {"seconds", m_seconds},
@@ -206,6 +211,16 @@ QJsonObject Diagnosis::json() const
         {"times", times},
         {"histogram", histogram},
         {"busy", hasSpeed() ? QJsonValue(busyShare()) : QJsonValue()},
-        {"causes", causes},
+        {"causes", causesJson(m_counts)},
     };
+}
+
+QJsonObject Diagnosis::reportJson() const
+{
+    QJsonArray counts;
+    for (const NamedCount &row : namedCounts(m_counts)) {
+        if (row.count > 0)
+            counts.append(QJsonArray{row.count, row.text});
+    }
+    return QJsonObject{{"causes", causesJson(m_counts)}, {"counts", counts}};
 }

@@ -42,6 +42,9 @@ public:
     /// For scripts; kvlink(1), DIAGNOSIS, has the members.
     QJsonObject json() const;
 
+    /// For a report: the causes as in `json`, and the counts with their texts.
+    QJsonObject reportJson() const;
+
 private:
     struct Kind {
         QString name;

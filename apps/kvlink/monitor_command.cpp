@@ -4,8 +4,10 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
+#include "apps/kvlink/line_load.h"
 #include "apps/kvlink/live_table.h"
 #include "apps/kvlink/log_file.h"
+#include "apps/kvlink/run_report.h"
 #include "apps/standard_streams.h"
 #include "items/outage_reader.h"
 #include "runtime/client.h"
@@ -36,6 +38,7 @@ struct MonitorOptions {
     double deadband = 0; ///< of items without one of their own
     std::string output;  ///< file for the rows; empty for the standard output
     LogRotation rotation;
+    QString report; ///< file for the page; empty for none
 };
 
 // An interval that leaves a tenth of a sample's time free, with one or two digits but zeros.
@@ -53,8 +56,8 @@ class Monitor
 public:
     /// @param live whether to redraw a table rather than to print rows
     /// @param log  gets the rows instead of @p out; null for none
-    Monitor(const MonitorOptions &options, bool live, LogFile *log, Client &client,
-            const QVector<Item> &items, QTextStream &out, QTextStream &err);
+    Monitor(const MonitorOptions &options, bool live, LogFile *log, RunReport &runReport,
+            Client &client, const QVector<Item> &items, QTextStream &out, QTextStream &err);
 
     /// @return the exit status that the last whole sample calls for, also after a signal
     Status run();
@@ -75,6 +78,7 @@ private:
     const MonitorOptions &m_options;
     const Client &m_client;
     LogFile *m_log;
+    RunReport &m_runReport;
     const QVector<Item> m_items;
     QTextStream &m_out;
     QTextStream &m_err;
@@ -95,13 +99,13 @@ private:
     qint64 m_lost;          // samples that are not in the log
 };
 
-Monitor::Monitor(const MonitorOptions &options, bool live, LogFile *log, Client &client,
-                 const QVector<Item> &items, QTextStream &out, QTextStream &err)
-    : m_options(options), m_client(client), m_log(log), m_items(items), m_out(out), m_err(err),
-      m_reader(client, items, options.items.read, options.items.order), m_rowStream(&m_rows),
-      m_printer(log ? m_rowStream : out, *options.items.format, items, !log), m_table(out, items),
-      m_isLive(live), m_status(StatusNoReply), m_outageSinceMs(-1), m_missed(0), m_previousMs(0),
-      m_isPaceKnown(false), m_unlogged(0), m_lost(0)
+Monitor::Monitor(const MonitorOptions &options, bool live, LogFile *log, RunReport &runReport,
+                 Client &client, const QVector<Item> &items, QTextStream &out, QTextStream &err)
+    : m_options(options), m_client(client), m_log(log), m_runReport(runReport), m_items(items),
+      m_out(out), m_err(err), m_reader(client, items, options.items.read, options.items.order),
+      m_rowStream(&m_rows), m_printer(log ? m_rowStream : out, *options.items.format, items, !log),
+      m_table(out, items), m_isLive(live), m_status(StatusNoReply), m_outageSinceMs(-1),
+      m_missed(0), m_previousMs(0), m_isPaceKnown(false), m_unlogged(0), m_lost(0)
 {
     m_clock.start();
 }
@@ -124,6 +128,7 @@ Status Monitor::run()
         reportChanges(results);
         show(results);
         judgePace(m_status == StatusGood ? sampleMs : 0);
+        m_runReport.addSample(m_items, results);
         if (isOutputGone())
             break;
         tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
@@ -270,21 +275,30 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
 {
     QVector<Item> items;
     std::unique_ptr<LogFile> log;
+    RunReport report(options.report, QLatin1String("kvlink monitor"));
     Client client(link, err);
     Failure failure = parseReadItems(options, &items);
     if (!failure)
         failure = openLog(options, items, &log);
     if (!failure)
+        failure = report.check();
+    if (!failure)
         failure = client.open();
     if (failure)
         return complain(err, failure);
+    report.watch(&client);
     // A trace on the same terminal would run through the table.
     const bool live = !log && canRedraw(STDOUT_FILENO) && options.items.format->isLiveTable &&
                       !options.changesOnly && link.trace != TRACE_TO_STDERR;
-    Monitor monitor(options, live, log.get(), client, items, out, err);
+    Monitor monitor(options, live, log.get(), report, client, items, out, err);
     const Status status = monitor.run();
     out.flush();
-    return monitor.isOutputGone() ? StatusOpen : complain(err, monitor.summary(), status);
+    if (!monitor.isOutputGone())
+        complain(err, monitor.summary(), status);
+    failure = report.write(lineName(link), client);
+    if (failure)
+        return complain(err, failure);
+    return monitor.isOutputGone() ? StatusOpen : status;
 }
 
 // Bytes of a size such as 10M, of 1024 * 1024 bytes each; 0 for any other text.
@@ -362,6 +376,7 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
             ->type_name("FILE")
             ->check(notEmpty());
     addRotateOption(monitor, &options->rotation)->needs(output);
+    addReportOption(monitor, &options->report);
     monitor->callback([line, options] {
         line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
             return runMonitor(*options, link, out, err);

@@ -1,4 +1,5 @@
 // Why a line is bad: from counts to causes, and kvlink as a user runs it against kvsim's faults.
+#include "apps/kvlink/thinned_series.h"
 #include "runtime/line_diagnosis.h"
 #include "tests/apps/kvlink_runs.h"
 
@@ -66,6 +67,9 @@ const KvlinkRun RUNS[] = {
      "  check: that the address exists and has so many words (-n); the PLC's mode\n",
      ""},
     {"PLC diagnose T0", 2, "", "T0: expected a word"},
+    {"PLC --trace bench --report FOLDER/none/page.html", 3, "",
+     "^kvlink: cannot write ANY/none/page.html: ANY\n"},
+    {"PLC --trace monitor DM0 --report FOLDER", 3, "", "^kvlink: cannot write ANY: ANY\n"},
 };
 
 } // namespace
@@ -116,6 +120,45 @@ private slots:
             causes += cause.toObject().value("cause").toString();
         QVERIFY2(causes.join(' ') == row.causes, qPrintable(outcome.out));
         QCOMPARE(outcome.status, row.status);
+    }
+
+    void keepsHostileTextsAsData()
+    {
+        const QByteArray text = "</script><!--\xE2\x80\xA8\"'\\\xFF@SCRIPT@";
+        QStringList options = words("--station 7");
+        for (int i = 0; i < text.size(); i += 2)
+            options << "--set"
+                    << QString("DM%1=%2").arg(i / 2).arg(uchar(text[i]) + uchar(text[i + 1]) * 256);
+        Simulator plc(options);
+        const QString item = QString("DM0:string[%1]").arg(text.size());
+        const QString path = m_folder.filePath("page.html");
+        const QString command = "--station 7 monitor --count 2 --interval 1 ";
+        QCOMPARE(kvlink(plc.wire + words(command + "--report " + path + ' ' + item)).status, 0);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray page = file.readAll();
+        QCOMPARE(page.count("</script"), 3);
+        const int from = page.indexOf("id=\"data\">") + 10;
+        const QByteArray data = page.mid(from, page.indexOf("</script", from) - from);
+        QVERIFY2(std::all_of(data.begin(), data.end(), [](char c) { return c > 31 && c != '<'; }),
+                 data.constData());
+        const QJsonObject run = QJsonDocument::fromJson(data).object();
+        const QJsonObject series =
+            run["values"].toArray()[0].toObject()["series"].toArray()[0].toObject();
+        QCOMPARE(series["latest"].toString(),
+                 QString("</script><!--\\xe2\\x80\\xa8\"'\\x5c\\xff@SCRIPT@"));
+        QCOMPARE(run["times"].toArray()[0].toObject()["points"].toArray().size(), 2);
+    }
+
+    void thinsOutASeries()
+    {
+        ThinnedSeries series(100);
+        for (int i = 0; i < 100000; ++i)
+            series.add(QPointF(i, i == 4321 ? 7 : i == 87654 ? -7 : i % 3));
+        const QVector<QPointF> points = series.points();
+        QVERIFY(points.size() <= 100 && points.size() > 40);
+        QVERIFY(points.contains(QPointF(4321, 7)) && points.contains(QPointF(87654, -7)));
+        QVERIFY(points.first().x() < 4000 && points.last().x() > 96000);
     }
 
     void runs_data() { addRows(RUNS); }

@@ -1,0 +1,216 @@
+#include "apps/kvlink/run_report.h"
+
+#include "apps/argument_text.h"
+#include "apps/kvlink/report_page.h"
+#include "runtime/trace_log.h"
+#include "runtime/whole_file.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QtCore/QDateTime>
+
+#include <cmath>
+
+namespace
+{
+
+const int BINS = 20;
+
+// Most points of a plot's series, values in plots, and points of all of them together.
+const int MAX_TIMES = 4000;
+const int MAX_READINGS = 48;
+const int MAX_POINTS = 60000;
+
+// Most rows of a table.
+const int MAX_ROWS = 200;
+
+double rounded(double ms)
+{
+    return std::round(ms * 1000) / 1000;
+}
+
+QJsonArray pointsJson(const ThinnedSeries &series)
+{
+    QJsonArray points;
+    for (const QPointF &point : series.points())
+        points.append(QJsonArray{point.x(), point.y()});
+    return points;
+}
+
+} // namespace
+
+void addReportOption(CLI::App *command, QString *path)
+{
+    command
+        ->add_option_function<std::string>("--report", into(path),
+                                           "Write a page with plots of the run")
+        ->type_name("FILE");
+}
+
+RunReport::RunReport(const QString &path, const QString &title, const QStringList &kinds)
+    : m_path(path), m_title(title), m_kinds(kinds), m_startMs(QDateTime::currentMSecsSinceEpoch()),
+      m_startText(wallTime()), m_times(kinds.size(), ThinnedSeries(MAX_TIMES)), m_moreReadings(0),
+      m_moreOutages(0), m_isOut(false), m_moreFailures(0)
+{
+    m_clock.start();
+}
+
+Failure RunReport::check() const
+{
+    return isWanted() ? checkWholeFile(m_path) : Failure();
+}
+
+void RunReport::watch(Client *client)
+{
+    if (isWanted())
+        client->observe([this](const RequestReport &request) { addRequest(0, request); });
+}
+
+double RunReport::nowMs() const
+{
+    return rounded(static_cast<double>(m_clock.nsecsElapsed()) / 1e6);
+}
+
+void RunReport::addRequest(int kind, const RequestReport &request)
+{
+    if (!isWanted())
+        return;
+    m_statistics.add(request.figures);
+    const double tookMs = rounded(static_cast<double>(request.figures.timeNs) / 1e6);
+    if (request.figures.replied)
+        m_times[kind].add({nowMs(), qMax(0.001, tookMs)});
+    if (m_isOut)
+        m_outages.last().toMs = nowMs();
+    if (request.failure)
+        noteFailure(request);
+    m_isOut = m_isOut && !request.figures.replied;
+}
+
+void RunReport::noteFailure(const RequestReport &request)
+{
+    const double beganMs = nowMs() - static_cast<double>(request.figures.timeNs) / 1e6;
+    const bool isOutage = request.failure.status() == StatusNoReply;
+    if (isOutage && m_outages.size() < MAX_ROWS && !m_isOut) {
+        m_outages.append({rounded(qMax(0.0, beganMs)), nowMs(), request.failure.text()});
+        m_isOut = true;
+    } else if (isOutage) {
+        m_moreOutages += m_isOut ? 0 : 1;
+    } else if (m_failures.size() < MAX_ROWS) {
+        m_failures.append(QJsonObject{{"at", nowMs()}, {"text", request.failure.text()}});
+    } else {
+        ++m_moreFailures;
+    }
+}
+
+void RunReport::beginReadings(const QVector<Item> &items)
+{
+    int count = 0;
+    for (const Item &item : items)
+        count += item.type == ItemType::String ? 1 : item.count;
+    m_moreReadings = qMax(0, count - MAX_READINGS);
+    const ThinnedSeries empty(qMin(MAX_TIMES, MAX_POINTS / qMin(count, MAX_READINGS)));
+    for (int i = 0; i < items.size(); ++i) {
+        const Item &item = items.at(i);
+        const int values = item.type == ItemType::String ? 1 : item.count;
+        for (int n = 0; n < values && m_readings.size() < MAX_READINGS; ++n)
+            m_readings.append(
+                {values > 1 ? QString::fromLatin1("%1 (%2)").arg(item.text).arg(n) : item.text,
+                 item.tag.unit, i, empty, 0, 0, QString()});
+    }
+}
+
+void RunReport::addSample(const QVector<Item> &items, const QVector<ItemResult> &results)
+{
+    if (!isWanted())
+        return;
+    if (m_readings.isEmpty())
+        beginReadings(items);
+    int n = 0;
+    for (int i = 0; i < m_readings.size(); ++i) {
+        const int item = m_readings.at(i).item;
+        n = i > 0 && m_readings.at(i - 1).item == item ? n + 1 : 0;
+        if (n < results.at(item).values.size())
+            take(items.at(item), results.at(item).values.at(n), &m_readings[i]);
+    }
+}
+
+void RunReport::take(const Item &item, const QString &value, Reading *reading)
+{
+    bool isNumber = false;
+    double number = value.toDouble(&isNumber);
+    if (!isNumber)
+        number = static_cast<double>(value.toLongLong(&isNumber, 0));
+    const bool isText = item.type == ItemType::String;
+    reading->latest = isText ? shownText(value, item.textForm) : value;
+    if (isText || !isNumber || !std::isfinite(number))
+        return;
+    const bool isFirst = reading->points.isEmpty();
+    reading->least = isFirst ? number : qMin(reading->least, number);
+    reading->most = isFirst ? number : qMax(reading->most, number);
+    reading->points.add({nowMs(), number});
+}
+
+QJsonArray RunReport::timesJson() const
+{
+    QJsonArray lists;
+    for (int i = 0; i < m_kinds.size(); ++i) {
+        if (!m_times.at(i).isEmpty())
+            lists.append(
+                QJsonObject{{"label", m_kinds.at(i)}, {"points", pointsJson(m_times.at(i))}});
+    }
+    return lists;
+}
+
+// The values of an item share a plot.
+QJsonArray RunReport::valuesJson() const
+{
+    QJsonArray items;
+    QJsonArray series;
+    for (int i = 0; i < m_readings.size(); ++i) {
+        const Reading &reading = m_readings.at(i);
+        series.append(QJsonObject{{"label", reading.label},
+                                  {"least", reading.least},
+                                  {"most", reading.most},
+                                  {"latest", reading.latest},
+                                  {"points", pointsJson(reading.points)}});
+        if (i + 1 < m_readings.size() && m_readings.at(i + 1).item == reading.item)
+            continue;
+        items.append(QJsonObject{{"unit", reading.unit}, {"series", series}});
+        series = QJsonArray();
+    }
+    return items;
+}
+
+QJsonArray RunReport::outagesJson() const
+{
+    QJsonArray outages;
+    for (const Outage &outage : m_outages)
+        outages.append(
+            QJsonObject{{"from", outage.fromMs}, {"to", outage.toMs}, {"text", outage.text}});
+    return outages;
+}
+
+Failure RunReport::write(const QString &line, const Client &client, QJsonObject extra)
+{
+    if (!isWanted())
+        return Failure();
+    const int offset = QDateTime::fromMSecsSinceEpoch(m_startMs).offsetFromUtc() / 60;
+    QJsonArray histogram;
+    for (const TimeBin &bin : m_statistics.histogram(BINS))
+        histogram.append(QJsonArray{bin.fromMs, bin.toMs, bin.requests});
+    extra.insert("facts", QJsonArray{QJsonArray{"Line", line},
+                                     QJsonArray{"Station", QString::number(client.station())},
+                                     QJsonArray{"From", m_startText}, QJsonArray{"To", wallTime()},
+                                     QJsonArray{"Requests", client.statistics().text()}});
+    const QPair<const char *, QJsonValue> members[] = {
+        {"title", m_title},         {"start", static_cast<double>(m_startMs)},
+        {"end", nowMs()},           {"offset", offset},
+        {"times", timesJson()},     {"histogram", histogram},
+        {"outages", outagesJson()}, {"moreOutages", m_moreOutages},
+        {"failures", m_failures},   {"moreFailures", m_moreFailures},
+        {"values", valuesJson()},   {"moreValues", m_moreReadings},
+    };
+    for (const auto &member : members)
+        extra.insert(QLatin1String(member.first), member.second);
+    return writeWholeFile(m_path, reportPage(extra));
+}

@@ -1,0 +1,97 @@
+/// What a command sees while it runs, for a page to look at afterwards.
+#ifndef APPS_KVLINK_RUN_REPORT_H
+#define APPS_KVLINK_RUN_REPORT_H
+
+#include "apps/kvlink/thinned_series.h"
+#include "items/item.h"
+#include "items/item_reader.h"
+#include "runtime/client.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+namespace CLI
+{
+class App;
+}
+
+/// Adds --report to a command. @param path gets the file's name
+void addReportOption(CLI::App *command, QString *path);
+
+/// Gathers requests and samples in bounded memory, however long the command runs. Does nothing where
+/// no report is asked for.
+class RunReport
+{
+public:
+    /// @param path  of the page; empty for no report
+    /// @param title what is run, for people
+    /// @param kinds the kinds of requests that are made, for people
+    RunReport(const QString &path, const QString &title,
+              const QStringList &kinds = QStringList(QLatin1String("requests")));
+
+    /// Whether the page can be written, as far as one can know before. @return good, or StatusOpen
+    Failure check() const;
+
+    /// Has the client show its requests to `addRequest`.
+    void watch(Client *client);
+
+    /// Takes a request into account that has just ended. @param kind its index
+    void addRequest(int kind, const RequestReport &request);
+
+    /// Takes a sample of items into account. @param items the same each time
+    void addSample(const QVector<Item> &items, const QVector<ItemResult> &results);
+
+    /// Writes the page, whole or not at all.
+    /// @param line  the port and the station, for people
+    /// @param extra further members of the page's data, such as a diagnosis
+    /// @return good, or StatusOpen
+    Failure write(const QString &line, const Client &client, QJsonObject extra = QJsonObject());
+
+private:
+    struct Reading {
+        QString label;
+        QString unit;
+        int item; // its index
+        ThinnedSeries points;
+        double least;
+        double most;
+        QString latest;
+    };
+
+    struct Outage {
+        double fromMs;
+        double toMs;
+        QString text;
+    };
+
+    bool isWanted() const { return !m_path.isEmpty(); }
+    double nowMs() const;
+    void noteFailure(const RequestReport &request);
+    void beginReadings(const QVector<Item> &items);
+    void take(const Item &item, const QString &value, Reading *reading);
+    QJsonArray timesJson() const;
+    QJsonArray valuesJson() const;
+    QJsonArray outagesJson() const;
+
+    const QString m_path;
+    const QString m_title;
+    const QStringList m_kinds;
+    const qint64 m_startMs; // since 1970
+    const QString m_startText;
+    QElapsedTimer m_clock;
+    QVector<ThinnedSeries> m_times;
+    Statistics m_statistics;
+    QVector<Reading> m_readings;
+    int m_moreReadings;
+    QVector<Outage> m_outages;
+    int m_moreOutages;
+    bool m_isOut;
+    QJsonArray m_failures;
+    int m_moreFailures;
+};
+
+#endif
