@@ -6,6 +6,7 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/diagnosis.h"
 #include "apps/kvlink/item_output.h"
+#include "apps/kvlink/progress.h"
 #include "apps/kvlink/run_report.h"
 #include "drivers/communicator_command.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
@@ -22,12 +23,9 @@
 #include <functional>
 #include <memory>
 
-#include <unistd.h>
-
 namespace
 {
 
-const int PROGRESS_MS = 250;
 const int REOPEN_MS = 500;
 
 struct DiagnoseOptions {
@@ -37,41 +35,6 @@ struct DiagnoseOptions {
     int baudRate = 0; ///< 0: that of the port, if it has one
     const OutputFormat *format = defaultFormat();
     QString report; ///< empty for none
-};
-
-// The line on the terminal that says how far the diagnosis has come.
-class ProgressLine
-{
-public:
-    ProgressLine(QTextStream &err, qint64 endMs)
-        : m_err(err), m_endMs(endMs), m_isShown(isatty(STDERR_FILENO))
-    {}
-
-    void show(qint64 ms, const Statistics &statistics)
-    {
-        if (!m_isShown || ms < m_dueMs)
-            return;
-        m_err << '\r' << ms / SECOND_MS << " s of " << m_endMs / SECOND_MS
-              << " s: " << countText(statistics.requests(), "request", "requests") << ", "
-              << statistics.errors() << " failed ";
-        m_err.flush();
-        m_dueMs = ms + PROGRESS_MS;
-    }
-
-    void clear()
-    {
-        if (m_isShown)
-            m_err << '\r' << QString(LENGTH, QLatin1Char(' ')) << '\r';
-        m_err.flush();
-    }
-
-private:
-    enum { LENGTH = 60 };
-
-    QTextStream &m_err;
-    const qint64 m_endMs;
-    qint64 m_dueMs = 0;
-    const bool m_isShown;
 };
 
 class DiagnoseRun
@@ -85,7 +48,7 @@ public:
     {}
 
     /// @param interim is called when the user asks how it gets on
-    void run(ProgressLine *progress, const std::function<void()> &interim)
+    void run(Progress *progress, const std::function<void()> &interim)
     {
         int kind = 0;
         bool isBroken = false;
@@ -104,7 +67,8 @@ public:
             }
             isBroken = false;
             request(kind);
-            progress->show(clock.elapsed(), m_diagnosis.statistics());
+            progress->show(m_diagnosis.shortText() + QLatin1String("; second"),
+                           clock.elapsed() / SECOND_MS, m_durationMs / SECOND_MS);
             if (takeReportRequest())
                 interim();
         }
@@ -153,7 +117,7 @@ int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextSt
     if (failure)
         return complain(err, failure);
     Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate), kinds);
-    ProgressLine progress(err, options.durationMs);
+    Progress progress(err, link.trace == TRACE_TO_STDERR);
     DiagnoseRun(options, client, diagnosis, report).run(&progress, [&] {
         progress.clear();
         complain(err, QLatin1String("so far ") + diagnosis.summary(), StatusGood);

@@ -110,6 +110,13 @@ Status Diagnosis::status() const
                                                                        : StatusUnusable;
 }
 
+QString Diagnosis::shortText() const
+{
+    return QString::fromLatin1("%1, %2 failed")
+        .arg(countText(m_all.requests(), "request", "requests"))
+        .arg(m_all.errors());
+}
+
 QString Diagnosis::summary() const
 {
     QStringList causes;
@@ -126,9 +133,8 @@ bool Diagnosis::hasSpeed() const
 
 void Diagnosis::print(QTextStream &out) const
 {
-    out << m_line << ": " << QString::number(m_seconds, 'f', 1) << " s, "
-        << countText(m_all.requests(), "request", "requests") << ", " << m_all.errors()
-        << " failed, " << m_helped << " good after a retry\n";
+    out << m_line << ": " << QString::number(m_seconds, 'f', 1) << " s, " << shortText() << ", "
+        << m_helped << " good after a retry\n";
     printCounts(out);
     printTimes(out);
     printWire(out);

@@ -31,7 +31,8 @@ public:
     ///         StatusPlcError when error replies are all that is wrong, else StatusUnusable
     Status status() const;
 
-    const Statistics &statistics() const { return m_all; }
+    /// How many requests were made, and how many of them failed.
+    QString shortText() const;
 
     /// What the requests so far came to, and what is wrong, on one line.
     QString summary() const;
