@@ -11,20 +11,20 @@ class App;
 struct CommandLine;
 
 void addInfoCommand(CLI::App &app, CommandLine *line);
+void addListPortsCommand(CLI::App &app, CommandLine *line);
+void addScanCommand(CLI::App &app, CommandLine *line);
 void addReadCommand(CLI::App &app, CommandLine *line);
 void addWriteCommand(CLI::App &app, CommandLine *line);
-void addProjectCommand(CLI::App &app, CommandLine *line);
 void addMonitorCommand(CLI::App &app, CommandLine *line);
-void addPingCommand(CLI::App &app, CommandLine *line);
-void addBenchCommand(CLI::App &app, CommandLine *line);
-void addDiagnoseCommand(CLI::App &app, CommandLine *line);
-void addReplayCommand(CLI::App &app, CommandLine *line);
 void addTagsCommand(CLI::App &app, CommandLine *line);
-void addListPortsCommand(CLI::App &app, CommandLine *line);
 void addDumpCommand(CLI::App &app, CommandLine *line);
 void addRestoreCommand(CLI::App &app, CommandLine *line);
 void addDiffCommand(CLI::App &app, CommandLine *line);
+void addPingCommand(CLI::App &app, CommandLine *line);
+void addBenchCommand(CLI::App &app, CommandLine *line);
+void addDiagnoseCommand(CLI::App &app, CommandLine *line);
 void addDecodeCommand(CLI::App &app, CommandLine *line);
-void addScanCommand(CLI::App &app, CommandLine *line);
+void addReplayCommand(CLI::App &app, CommandLine *line);
+void addProjectCommand(CLI::App &app, CommandLine *line);
 
 #endif

@@ -46,7 +46,7 @@ done
 for program in kvlink kvsim; do
     lines=$("$bin/$program" --help | wc -l)
     examples=$("$bin/$program" --help | grep -c "^  $program .*")
-    [ "$lines" -le 48 ] || fail "$program --help has $lines lines"
+    [ "$lines" -le 54 ] || fail "$program --help has $lines lines"
     [ "$examples" -ge 5 ] || fail "$program --help has $examples examples"
 done
 
