@@ -3,10 +3,12 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_output.h"
 #include "runtime/failure_text.h"
+#include "runtime/port_inspector.h"
 
 #include <CLI/CLI.hpp>
 
-#include <QtCore/QDir>
+#include <QtCore/QFileInfo>
+#include <QtCore/QMap>
 #include <QtCore/QTextStream>
 #include <QtCore/QVector>
 #include <QtSerialPort/QSerialPortInfo>
@@ -15,20 +17,6 @@
 
 namespace
 {
-
-// The files that processes have open, as far as we may see. Opening a port only to learn whether it
-// is taken would set the levels on its wire.
-QSet<QString> openFiles()
-{
-    QSet<QString> files;
-    QDir processes(QLatin1String("/proc"));
-    for (const QString &process : processes.entryList({QLatin1String("[0-9]*")}, QDir::Dirs)) {
-        const QDir open(processes.filePath(process + QLatin1String("/fd")));
-        for (const QFileInfo &file : open.entryInfoList(QDir::Files | QDir::System))
-            files += file.symLinkTarget();
-    }
-    return files;
-}
 
 QString usbId(const QSerialPortInfo &port)
 {
@@ -39,33 +27,63 @@ QString usbId(const QSerialPortInfo &port)
         .arg(port.productIdentifier(), 4, 16, QLatin1Char('0'));
 }
 
-OutputTable portTable()
+bool mayOpen(const QString &device)
+{
+    const QFileInfo file(device);
+    return file.isReadable() && file.isWritable();
+}
+
+OutputTable portTable(const QList<QSerialPortInfo> &ports)
 {
     OutputTable table;
     table.columns = {{"device", "device"},
+                     {"byId", "by-id"},
                      {"description", "description"},
                      {"manufacturer", "manufacturer"},
                      {"serialNumber", "serial number"},
                      {"vidPid", "VID:PID"},
-                     {"busy", "busy"}};
-    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
-    const QSet<QString> taken = ports.isEmpty() ? QSet<QString>() : openFiles();
+                     {"allowed", "allowed"},
+                     {"busy", "busy"},
+                     {"usedBy", "used by"},
+                     {"latencyMs", "latency (ms)"}};
+    const PortInspector inspector;
     for (const QSerialPortInfo &port : ports) {
         const QString device = port.systemLocation();
-        const QString file = QFileInfo(device).canonicalFilePath();
-        table.rows.append(QVector<QJsonValue>{device, port.description(), port.manufacturer(),
-                                              port.serialNumber(), usbId(port),
-                                              taken.contains(file)});
+        const QStringList users = inspector.users(device);
+        const int latencyMs = inspector.latencyMs(device);
+        table.rows.append(QVector<QJsonValue>{
+            device, inspector.lastingName(device), port.description(), port.manufacturer(),
+            port.serialNumber(), usbId(port), mayOpen(device), !users.isEmpty(),
+            users.join(QLatin1String(", ")), latencyMs < 0 ? QJsonValue() : QJsonValue(latencyMs)});
     }
     return table;
 }
 
+// Names the group that may open the ports that we may not.
+void explainRights(const QList<QSerialPortInfo> &ports, QTextStream &err)
+{
+    QMap<QString, QStringList> closed;
+    for (const QSerialPortInfo &port : ports) {
+        const QString device = port.systemLocation();
+        if (!mayOpen(device))
+            closed[QFileInfo(device).group()] += device;
+    }
+    for (auto group = closed.constBegin(); group != closed.constEnd(); ++group)
+        complain(err,
+                 QString::fromLatin1("you may not open %1: its group is %2; \"sudo usermod -aG %2 "
+                                     "$USER\" lets you in from your next login on")
+                     .arg(group.value().join(QLatin1String(", ")), group.key()),
+                 StatusGood);
+}
+
 int runListPorts(const OutputFormat &format, QTextStream &out, QTextStream &err)
 {
-    const OutputTable table = portTable();
+    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
+    const OutputTable table = portTable(ports);
     if (table.rows.isEmpty() && format.isForPeople)
         return complain(err, QLatin1String("no serial ports"), StatusGood);
     format.printTable(table, out);
+    explainRights(ports, err);
     return StatusGood;
 }
 

@@ -1,4 +1,5 @@
 // kvlink before the first value: the search for a PLC, the ports, traces and captures.
+#include "runtime/port_inspector.h"
 #include "tests/apps/kvlink_runs.h"
 
 namespace
@@ -78,6 +79,26 @@ private slots:
     void runsAsAUserSees_data() { addRows(RUNS); }
 
     void runsAsAUserSees() { check(currentRow(RUNS)); }
+
+    // In a folder that has what a system with one USB adapter has.
+    void saysWhatTheSystemKnowsOfAPort()
+    {
+        const QDir root(m_folder.path());
+        for (const char *folder :
+             {"dev/serial/by-id", "proc/12/fd", "sys/class/tty/ttyUSB0/device"})
+            QVERIFY(root.mkpath(folder));
+        writeFile("dev/ttyUSB0", QString());
+        writeFile("proc/12/comm", "panel\n");
+        writeFile("sys/class/tty/ttyUSB0/device/latency_timer", "16\n");
+        const QString device = QFileInfo(root.filePath("dev/ttyUSB0")).canonicalFilePath();
+        QVERIFY(QFile::link(device, root.filePath("dev/serial/by-id/usb-acme")));
+        QVERIFY(QFile::link(device, root.filePath("proc/12/fd/3")));
+        const PortInspector inspector(root.path() + '/');
+        QCOMPARE(inspector.lastingName(device), root.filePath("dev/serial/by-id/usb-acme"));
+        QCOMPARE(inspector.users(device), QStringList("panel (12)"));
+        QCOMPARE(inspector.latencyMs(device), 16);
+        QCOMPARE(inspector.latencyMs("/dev/null"), -1);
+    }
 
     void endsASearchAtASignal()
     {
