@@ -88,7 +88,7 @@ private:
 void TagReader::add(int line, const QString &text)
 {
     const int count = m_read.errors.size();
-    const QString place = QString::fromLatin1("%1:%2: ").arg(m_file).arg(line);
+    const QString place = QString::fromLatin1("%1:%2: ").arg(m_file, QString::number(line));
     if (count < MAX_ERRORS)
         m_read.errors += printableText(place + text);
     else if (count == MAX_ERRORS)
