@@ -85,8 +85,6 @@ QString plainText(const QString &text)
 {
     QString plain;
     for (const QString &character : charactersOf(text))
-        plain += isStrayByte(character)
-                     ? escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())))
-                     : character;
+        plain += isStrayByte(character) ? printableText(character) : character;
     return plain;
 }
