@@ -117,7 +117,7 @@ int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextSt
     if (failure)
         return complain(err, failure);
     Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate), kinds);
-    Progress progress(err, link.trace == TRACE_TO_STDERR);
+    Progress progress(err, link.trace);
     DiagnoseRun(options, client, diagnosis, report).run(&progress, [&] {
         progress.clear();
         complain(err, QLatin1String("so far ") + diagnosis.summary(), StatusGood);

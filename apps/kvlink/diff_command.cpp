@@ -41,7 +41,7 @@ Status readPlc(const QVector<MemoryRun> &runs, const LinkOptions &link, QVector<
     Client client(link, err);
     if (Failure failure = client.open())
         return static_cast<Status>(complain(err, failure));
-    Progress progress(err, link.trace == QLatin1String("-"));
+    Progress progress(err, link.trace);
     const qint64 total = cellCount(runs);
     MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
                             [read](const MemoryRun &block) {

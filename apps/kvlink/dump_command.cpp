@@ -42,7 +42,7 @@ int carry(MemoryFile *file, qint64 total, const LinkOptions &link, QTextStream &
     Client client(link, err);
     if (Failure failure = client.open())
         return complain(err, failure);
-    Progress progress(err, link.trace == QLatin1String("-"));
+    Progress progress(err, link.trace);
     const qint64 rest = cellCount(file->rest());
     MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
                             [file](const MemoryRun &block) { return file->append(block); },

@@ -7,27 +7,44 @@
 
 class QTextStream;
 
-/// On a terminal one line that is rewritten, several times a second at most; else a line of its own
-/// every half minute.
-class Progress
+/// A line on the terminal that is written over again and again; nothing where stderr is none.
+class RewrittenLine
 {
 public:
-    /// @param isTraced whether other lines go to @p err, which are not to be written over
-    Progress(QTextStream &err, bool isTraced);
+    /// @param trace where the link's trace goes: lines on @p err are not to be written over
+    RewrittenLine(QTextStream &err, const QString &trace);
+    ~RewrittenLine() { clear(); }
 
-    /// Removes the line from the terminal.
-    ~Progress() { clear(); }
+    /// Whether there is a terminal for it.
+    bool isShown() const { return m_isShown; }
 
-    /// @param place what is at hand, such as DM306 @param done how much of @p total is done
-    void show(const QString &place, qint64 done, qint64 total);
+    void show(const QString &text);
 
-    /// Removes the line from the terminal; for what is printed next.
+    /// Removes the line; to be called before other lines are printed.
     void clear();
 
 private:
     QTextStream &m_err;
-    const bool m_isRewritten;
-    int m_shownLength;
+    const bool m_isShown;
+    int m_length;
+};
+
+/// A rewritten line on a terminal; else a line of its own every half minute.
+class Progress
+{
+public:
+    /// @param trace as for `RewrittenLine`
+    Progress(QTextStream &err, const QString &trace);
+
+    /// @param place what is at hand, such as DM306 @param done how much of @p total is done
+    void show(const QString &place, qint64 done, qint64 total);
+
+    /// As for `RewrittenLine`.
+    void clear() { m_line.clear(); }
+
+private:
+    QTextStream &m_err;
+    RewrittenLine m_line;
     qint64 m_shownAtMs;
     QElapsedTimer m_clock;
 };

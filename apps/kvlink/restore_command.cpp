@@ -59,7 +59,7 @@ int carry(const QVector<MemoryRun> &runs, bool verify, const LinkOptions &link, 
 {
     if (Failure failure = client->openLink())
         return complain(err, failure);
-    Progress progress(err, link.trace == QLatin1String("-"));
+    Progress progress(err, link.trace);
     const qint64 total = cellCount(runs);
     MemoryTransfer transfer([&](MemoryRun *block) { return writeBlock(*client, *block, verify); },
                             [](const MemoryRun &) { return Failure(); },

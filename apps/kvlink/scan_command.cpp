@@ -3,6 +3,7 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_output.h"
+#include "apps/kvlink/progress.h"
 #include "runtime/escaped_text.h"
 #include "runtime/failure_text.h"
 #include "runtime/line_scan.h"
@@ -15,8 +16,6 @@
 #include <QtCore/QTextStream>
 
 #include <memory>
-
-#include <unistd.h>
 
 namespace
 {
@@ -64,10 +63,12 @@ QString durationText(qint64 ms)
 
 // Says what is searched and how long that takes; on a terminal also how far it is, in a line that
 // is written again and again.
-class Progress
+class ScanProgress
 {
 public:
-    Progress(QTextStream &err, bool isLive) : m_err(err), m_isLive(isLive), m_isFirst(true) {}
+    ScanProgress(QTextStream &err, const QString &trace)
+        : m_err(err), m_line(err, trace), m_isFirst(true)
+    {}
 
     void show(const ScanStep &step)
     {
@@ -86,28 +87,17 @@ public:
                      StatusGood);
             m_isFirst = false;
         }
-        if (!m_isLive)
-            return;
-        const QString line = QString::fromLatin1("%1, station %2; %3 left, %4")
-                                 .arg(step.setting, QString::number(step.station), settings,
-                                      durationText(qMax<qint64>(0, step.leftMs)));
-        m_err << '\r' << line.leftJustified(m_line.size());
-        m_err.flush();
-        m_line = line;
+        m_line.show(QString::fromLatin1("%1, station %2; %3 left, %4")
+                        .arg(step.setting, QString::number(step.station), settings,
+                             durationText(qMax<qint64>(0, step.leftMs))));
     }
 
-    void clear()
-    {
-        if (!m_line.isEmpty())
-            m_err << '\r' << QString(m_line.size(), QLatin1Char(' ')) << '\r';
-        m_line.clear();
-    }
+    void clear() { m_line.clear(); }
 
 private:
     QTextStream &m_err;
-    const bool m_isLive;
+    RewrittenLine m_line;
     bool m_isFirst;
-    QString m_line;
 };
 
 OutputTable tableOf(const LineScan &scan)
@@ -198,8 +188,7 @@ int runScan(const ScanArguments &arguments, const LinkOptions &options, QTextStr
         options.station < 0 ? stationsOf(arguments.stations) : QVector<int>(1, options.station);
     scanned.findsAll = arguments.findsAll;
     scanned.timeoutMs = options.timeoutMs;
-    const bool isTraced = options.trace == QLatin1String(TRACE_TO_STDERR);
-    Progress progress(err, isatty(STDERR_FILENO) == 1 && !isTraced);
+    ScanProgress progress(err, options.trace);
     LineScan scan(scanned, trace.get(), [&](const ScanStep &step) { progress.show(step); });
     Failure failure = scan.run();
     progress.clear();
