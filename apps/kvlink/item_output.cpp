@@ -404,7 +404,7 @@ bool ItemPrinter::hasChanged(int item, const ItemResult &result) const
            haveMoved(m_items.at(item), printed.values, result.values);
 }
 
-void ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString &time)
+bool ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString &time)
 {
     QVector<int> changed;
     for (int i = 0; i < m_items.size(); ++i) {
@@ -416,12 +416,13 @@ void ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString
     if (m_format.printSample) {
         if (!changed.isEmpty())
             print(results, time);
-        return;
+        return !changed.isEmpty();
     }
     for (const int i : qAsConst(changed)) {
         printItem(i, results.at(i), time);
         m_printed[i] = results.at(i);
     }
+    return changed.size() == m_items.size();
 }
 
 void ItemPrinter::begin()

@@ -91,7 +91,11 @@ public:
     /// The same of those items only that have changed since they were printed last: their values by
     /// more than the item's deadband, or the kind of their failure. A format with a row for a sample
     /// prints the row when one item has changed.
-    void printChanges(const QVector<ItemResult> &results, const QString &time);
+    /// @return whether it printed all items
+    bool printChanges(const QVector<ItemResult> &results, const QString &time);
+
+    /// Lets `printChanges` print all items next time, as what it has printed is lost or elsewhere.
+    void forgetPrinted() { m_printed.clear(); }
 
     /// Ends the output. Requires: called once, nothing is printed afterwards.
     void finish();

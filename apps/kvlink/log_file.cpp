@@ -71,7 +71,7 @@ bool renameToNew(const QByteArray &from, const QByteArray &to)
 } // namespace
 
 LogFile::LogFile(const QByteArray &path, const QByteArray &header, const LogRotation &rotation)
-    : m_path(path), m_header(header), m_rotation(rotation), m_file(-1)
+    : m_path(path), m_header(header), m_rotation(rotation), m_file(-1), m_hasBegun(false)
 {}
 
 LogFile::~LogFile()
@@ -173,6 +173,7 @@ Failure LogFile::append(const QByteArray &day, const QByteArray &record)
     }
     m_missing.clear();
     m_day = day;
+    m_hasBegun = isRegular && file.st_size == 0;
     return Failure();
 }
 

@@ -37,6 +37,9 @@ public:
     /// @return StatusOpen; then the file holds nothing of the record
     Failure append(const QByteArray &day, const QByteArray &record);
 
+    /// Whether the latest record is the first one of its file.
+    bool hasBegun() const { return m_hasBegun; }
+
 private:
     Q_DISABLE_COPY(LogFile)
 
@@ -53,6 +56,7 @@ private:
     int m_file;           // -1: not open
     QByteArray m_missing; // what has to precede the next record
     QByteArray m_day;     // of the last record; empty without any
+    bool m_hasBegun;
 };
 
 #endif

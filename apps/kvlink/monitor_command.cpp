@@ -73,7 +73,7 @@ private:
     void print(const QString &text);
     void show(const QVector<ItemResult> &results);
     void judgePace(qint64 sampleMs);
-    void keep(const QString &time);
+    void keep(const QString &time, bool isWhole);
 
     const MonitorOptions &m_options;
     const Client &m_client;
@@ -193,13 +193,14 @@ void Monitor::show(const QVector<ItemResult> &results)
         const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
         m_table.draw(results, time, known ? size.ws_col : 80, known ? size.ws_row : 24);
     }
+    bool isWhole = true;
     if (m_options.changesOnly)
-        m_printer.printChanges(results, time);
+        isWhole = m_printer.printChanges(results, time);
     else if (!m_isLive)
         m_printer.print(results, time);
     m_out.flush();
     if (m_log)
-        keep(time);
+        keep(time, isWhole);
 }
 
 // Two slow samples in a row are no chance; what a fault costs is not the link's pace.
@@ -223,7 +224,8 @@ void Monitor::judgePace(qint64 sampleMs)
 }
 
 // A full disk may have room again: the samples until then are lost, those behind it are not.
-void Monitor::keep(const QString &time)
+// @param isWhole whether the rows are those of all items
+void Monitor::keep(const QString &time, bool isWhole)
 {
     const int lengthOfDay = 10;
     const QByteArray rows = m_rows.toUtf8();
@@ -236,6 +238,9 @@ void Monitor::keep(const QString &time)
     else if (!failure && m_unlogged > 0)
         print(QLatin1String("the log is written again; ") +
               countText(m_unlogged, "sample is", "samples are") + QLatin1String(" lost"));
+    // Whoever opens one file alone is to find all values there.
+    if (failure || (!isWhole && m_log->hasBegun()))
+        m_printer.forgetPrinted();
     m_unlogged = failure ? m_unlogged + 1 : 0;
     m_lost += failure ? 1 : 0;
 }

@@ -89,7 +89,9 @@ class TestKvlinkLog : public KvlinkTest
     Q_OBJECT
 
 public:
-    TestKvlinkLog() : KvlinkTest("--set DM100=4660 --live DM900=ramp:1,2,10") {}
+    TestKvlinkLog()
+        : KvlinkTest("--set DM100=4660 --live DM900=ramp:1,2,10 --live DM901=ramp:0,9999,9999")
+    {}
 
 private slots:
     void runsAsAUserSees_data() { addRows(RUNS); }
@@ -176,14 +178,15 @@ private slots:
         monitor.setReadChannel(QProcess::StandardError);
         monitor.start(
             KVLINK_PROGRAM,
-            arguments("PLC monitor DM100 --interval 50 --format csv --output FOLDER/log.csv"));
+            arguments(
+                "PLC monitor DM100 DM901 --interval 50 --changes-only --format csv --output FOLDER/log.csv"));
         QString line = nextLine(&monitor);
         QVERIFY2(line.contains("No space left on device; samples are lost"), qPrintable(line));
         QVERIFY(QFile::remove(log));
         line = nextLine(&monitor);
         QVERIFY2(line.contains("the log is written again; "), qPrintable(line));
         QVERIFY(QFile::rename(log, m_folder.filePath("moved")));
-        QTRY_VERIFY(contentOf(log).count('\n') > 1);
+        QTRY_VERIFY(contentOf(log).contains("DM100"));
         interrupt(monitor);
         const Outcome outcome = ended(&monitor);
         QCOMPARE(outcome.status, 0);
@@ -191,6 +194,7 @@ private slots:
         for (const char *file : {"log.csv", "moved"}) {
             const QString content = contentOf(m_folder.filePath(file));
             QVERIFY2(content.startsWith(CSV) && content.count(CSV) == 1, qPrintable(content));
+            QCOMPARE(content.count("DM100"), 1);
         }
     }
 
