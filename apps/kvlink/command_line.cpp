@@ -22,6 +22,7 @@ const char EXAMPLES[] =
     "  kvlink --tcp plc.local:8501 monitor 'DM0[8]' --interval 200 --changes-only\n"
     "  kvlink --sim --trace read DM100 --format json\n"
     "  kvlink --port /dev/ttyUSB0 ping --count 10\n"
+    "  kvlink --port /dev/ttyUSB0 dump DM0-9999 R0-R99915 -o plc.csv\n"
     "\n"
     "kvlink COMMAND --help lists a command's options. Values go to stdout, everything\n"
     "else to stderr. Exit status: 0 good, 1 the PLC answered with an error, 2 usage,\n"

@@ -50,28 +50,27 @@ public:
     /// @param interim is called when the user asks how it gets on
     void run(Progress *progress, const std::function<void()> &interim)
     {
-        int kind = 0;
-        bool isBroken = false;
-        m_client.observe([&](const RequestReport &report) {
-            m_diagnosis.add(kind, report);
-            m_report.addRequest(kind, report);
-            isBroken = report.isLinkBroken;
+        m_client.observe([this](const RequestReport &report) {
+            m_diagnosis.add(m_kind, report);
+            m_report.addRequest(m_kind, report);
+            m_isBroken = report.isLinkBroken;
         });
         QElapsedTimer clock;
         clock.start();
         for (int i = 0; clock.elapsed() < m_durationMs && !stopRequested(); ++i) {
-            kind = i % 3;
-            if (isBroken && m_client.openLink()) {
+            m_kind = i % 3;
+            if (m_isBroken && m_client.openLink()) {
                 waitForStop(qMin<qint64>(REOPEN_MS, m_durationMs - clock.elapsed()));
                 continue;
             }
-            isBroken = false;
-            request(kind);
+            m_isBroken = false;
+            request(m_kind);
             progress->show(m_diagnosis.shortText() + QLatin1String("; second"),
                            clock.elapsed() / SECOND_MS, m_durationMs / SECOND_MS);
             if (takeReportRequest())
                 interim();
         }
+        m_client.observe(nullptr);
         m_diagnosis.finish(static_cast<double>(clock.nsecsElapsed()) / 1e9);
     }
 
@@ -100,6 +99,8 @@ private:
     const QString m_address;
     const int m_words;
     const qint64 m_durationMs;
+    int m_kind = 0; // of the request being made
+    bool m_isBroken = false;
 };
 
 int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextStream &out,
