@@ -28,6 +28,9 @@ namespace
 
 const int REOPEN_MS = 500;
 
+// Of requests; each is made once at least.
+const int KINDS = 3;
+
 struct DiagnoseOptions {
     std::string address = "DM0";
     int words = 64; ///< of the long request
@@ -57,8 +60,8 @@ public:
         });
         QElapsedTimer clock;
         clock.start();
-        for (int i = 0; clock.elapsed() < m_durationMs && !stopRequested(); ++i) {
-            m_kind = i % 3;
+        for (int i = 0; (i < KINDS || clock.elapsed() < m_durationMs) && !stopRequested(); ++i) {
+            m_kind = i % KINDS;
             if (m_isBroken && m_client.openLink()) {
                 waitForStop(qMin<qint64>(REOPEN_MS, m_durationMs - clock.elapsed()));
                 continue;

@@ -36,33 +36,33 @@ const struct {
     const char *causes;
 } LINES[] = {
     {"", 0, ""},
-    {"--fault split:once+10", 0, ""},
+    {"--fault split:once+4", 0, ""},
     {"--baud 115200", 0, ""},
     {"--fault no-reply", 4, "silent"},
-    {"--fault no-reply:once+10", 5, "missing"},
-    {"--fault silence:once+10,0", 5, "missing"},
-    {"--fault close-connection:once+10,0", 5, "missing"},
-    {"--tcp 0 --fault close-connection:once+10", 5, "lost"},
-    {"--fault error-reply:once+10", 1, "refused"},
-    {"--fault wrong-station:once+5", 5, "station"},
-    {"--fault wrong-close:once+5", 5, "master"},
-    {"--fault doubled:once+10", 5, "master"},
-    {"--fault noise-before:once+10", 5, "noise"},
-    {"--fault noise-inside:once+10", 5, "noise"},
-    {"--fault noise-after:once+10", 5, "noise"},
+    {"--fault no-reply:once+4", 5, "missing"},
+    {"--fault silence:once+4,0", 5, "missing"},
+    {"--fault close-connection:once+4,0", 5, "missing"},
+    {"--tcp 0 --fault close-connection:once+4", 5, "lost"},
+    {"--fault error-reply:once+4", 1, "refused"},
+    {"--fault wrong-station:once+2", 5, "station"},
+    {"--fault wrong-close:once+2", 5, "master"},
+    {"--fault doubled:once+4", 5, "master"},
+    {"--fault noise-before:once+4", 5, "noise"},
+    {"--fault noise-inside:once+4", 5, "noise"},
+    {"--fault noise-after:once+4", 5, "noise"},
     {"--fault noise-before", 5, "speed"},
-    {"--fault cut:once+10", 5, "cut"},
+    {"--fault cut:once+4", 5, "cut"},
     {"--fault echo", 5, "echo"},
-    {"--fault late:once+10,180", 5, "late"},
-    {"--fault no-reply:once+10 --fault wrong-station:once+5", 5, "missing station"},
+    {"--fault late:once+4,180", 5, "late"},
+    {"--fault no-reply:once+4 --fault wrong-station:once+2", 5, "missing station"},
 };
 
 const KvlinkRun RUNS[] = {
-    {"PLC diagnose --duration 50ms", 0,
-     "ANY: NUM s, ANY requests, 0 failed, 0 good after a retry\nANY exchanges with a good reply\n"
+    {"PLC diagnose --duration 1ms", 0,
+     "ANY s, ANY requests, 0 failed, 0 good after a retry\nANY exchanges with a good reply\n"
      "\ntimes in ms ALL\n64 words ALL to ALL #ALL\n\nno errors\n",
      ""},
-    {"PLC diagnose DM65530 -n 7 --duration 50ms", 1,
+    {"PLC diagnose DM65530 -n 7 --duration 1ms", 1,
      "ALL\n\nlikely causes, and what to check\n- the PLC answers with error replies; ANY\n"
      "  check: that the address exists and has so many words (-n); the PLC's mode\n",
      ""},
@@ -112,7 +112,7 @@ private slots:
         const auto &row = currentRow(LINES);
         Simulator plc(
             words(QString("--station 7 --seed 3 ") + row.name).replaceInStrings("+", " "));
-        const QString command = "--station 7 --timeout %1 diagnose --duration 300ms --format json";
+        const QString command = "--station 7 --timeout %1 diagnose --duration 100ms --format json";
         const Outcome outcome = kvlink(plc.wire + words(command.arg(REPLY_MS)));
         const QJsonObject result = QJsonDocument::fromJson(outcome.out.toUtf8()).object();
         QStringList causes;
