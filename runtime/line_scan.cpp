@@ -95,11 +95,13 @@ qint64 LineScan::lineMs(const ScanSetting &setting, int patience) const
     return patience * waitMs(setting) + transmissionMs(setting.baud);
 }
 
+// Behind an echo there is nothing to be found: a line that comes back counts as the reply.
 bool LineScan::isOver() const
 {
-    const auto hasPlc = [](const ScanSetting &setting) { return setting.hasPlc; };
-    return stopRequested() ||
-           (!m_options.findsAll && std::any_of(m_settings.begin(), m_settings.end(), hasPlc));
+    const auto ends = [this](const ScanSetting &setting) {
+        return setting.isEcho || (setting.hasPlc && !m_options.findsAll);
+    };
+    return stopRequested() || std::any_of(m_settings.begin(), m_settings.end(), ends);
 }
 
 Failure LineScan::run()

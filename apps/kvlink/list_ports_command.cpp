@@ -59,20 +59,25 @@ OutputTable portTable(const QList<QSerialPortInfo> &ports)
     return table;
 }
 
-// Names the group that may open the ports that we may not.
+// Names the group that may open the ports that we may not, if there is one.
 void explainRights(const QList<QSerialPortInfo> &ports, QTextStream &err)
 {
     QMap<QString, QStringList> closed;
     for (const QSerialPortInfo &port : ports) {
         const QString device = port.systemLocation();
+        const bool isForGroup = QFileInfo(device).permission(QFile::WriteGroup);
         if (!mayOpen(device))
-            closed[QFileInfo(device).group()] += device;
+            closed[isForGroup ? QFileInfo(device).group() : QString()] += device;
     }
     for (auto group = closed.constBegin(); group != closed.constEnd(); ++group)
         complain(err,
-                 QString::fromLatin1("you may not open %1: its group is %2; \"sudo usermod -aG %2 "
-                                     "$USER\" lets you in from your next login on")
-                     .arg(group.value().join(QLatin1String(", ")), group.key()),
+                 QString::fromLatin1("you may not open %1: %2")
+                     .arg(group.value().join(QLatin1String(", ")),
+                          group.key().isEmpty()
+                              ? QLatin1String("only its owner may")
+                              : QString::fromLatin1("its group %1 may; \"sudo usermod -aG %1 "
+                                                    "$USER\" adds you from your next login on")
+                                    .arg(group.key())),
                  StatusGood);
 }
 

@@ -27,6 +27,8 @@ const KvlinkRun RUNS[] = {
      "setting, and none"},
     {"WIRE scan --all --stations 6-8,7", 0, "options ANY\n--tcp ANY --station 7 ANY NUM\n",
      "1 setting for 3 stations"},
+    {"--serial 9600 --fault echo > SERIAL scan", 4, "",
+     "9600,8e1: \"CQ\\r\\nANY\" is no reply: what is sent comes back; switch the echo off\n"},
     {"--sim scan", 2, "", "name --port or --tcp, not --sim"},
     {"WIRE scan --stations 7-6", 2, "", "7-6 is not a list of stations from 0 to 99, such as"},
     {"WIRE scan --stations 7 --station 7", 2, "", "--station excludes --stations"},
