@@ -24,10 +24,9 @@ const char EXAMPLES[] =
     "  kvlink --port /dev/ttyUSB0 ping --count 10\n"
     "  kvlink --port /dev/ttyUSB0 dump DM0-9999 R0-R99915 -o plc.csv\n"
     "\n"
-    "kvlink COMMAND --help lists a command's options. Values go to stdout, everything\n"
-    "else to stderr. Exit status: 0 good, 1 the PLC answered with an error, 2 usage,\n"
-    "3 a port, the plug-in or a file cannot be used, 4 no reply, 5 unusable reply or\n"
-    "refused request, 6 some items failed, 7 other values came back than expected.";
+    "kvlink COMMAND --help lists its options. Values go to stdout, all else to stderr.\n"
+    "Exit status: 0 good, 1 error reply, 2 usage, 3 unusable port or file, 4 no reply,\n"
+    "5 unusable reply or refused request, 6 some items failed, 7 other values came back.";
 
 const char COMMAND_FOOTER[] =
     "kvlink --help lists the options of the link, examples and the exit status.";
