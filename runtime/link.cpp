@@ -10,7 +10,6 @@
 #include "simulator/background_simulator.h"
 #include "tools/drv_dev_setting.h"
 
-
 // A stop does not wait for late replies.
 class PortChannel : public DeviceChannel
 {
