@@ -163,6 +163,8 @@ const KvlinkRun RUNS[] = {
     {"PLC ping --count 2 --interval 1ms", 0,
      "1: open NUM ms, close NUM ms\n2: open NUM ms, close NUM ms\n",
      "2 requests, 2 replies, 0 retries, 0 time-outs, 0 errors; min "},
+    {"PLC ping --count 1 --interval 1h", 0, "1: open NUM ms, close NUM ms\n", "1 request, 1 reply"},
+    {"--port /dev/kv-no-such-port ping", 3, "", "/dev/kv-no-such-port"},
     {"WIRE --station 8 --timeout 20 ping --count 2 --interval 1", 4, "",
      "2: no reply to \"CR 08\" on ANY\nkvlink: 2 requests, 0 replies, 0 retries, "
      "2 time-outs, 2 errors\n"},
