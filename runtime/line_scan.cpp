@@ -26,9 +26,8 @@ const int REPLY_MS = 200;
 // Both lines of an exchange pass a wire of unknown speed, and a network.
 const int CONNECTION_REPLY_MS = 500;
 
-// The longer of an open line and its reply, and the most bits of a character.
+// The longer of an open line and its reply.
 const int LINE_LENGTH = 7;
-const int BITS_PER_CHARACTER = 12;
 
 // A reply that is late at first comes within so many waits.
 const int MORE_PATIENCE = 3;
@@ -41,7 +40,7 @@ const int KEPT_GARBAGE = 12;
 
 int transmissionMs(int baud)
 {
-    return baud > 0 ? LINE_LENGTH * BITS_PER_CHARACTER * 1000 / baud + 1 : 0;
+    return baud > 0 ? LINE_LENGTH * MAX_BITS_PER_CHARACTER * 1000 / baud + 1 : 0;
 }
 
 QVector<ScanSetting> settingsOf(const ScanOptions &options)

@@ -28,6 +28,19 @@ protected:
     }
 };
 
+QString lineName(const LinkOptions &options)
+{
+    return options.simulated ? QString::fromLatin1("simulated PLC") : options.port + options.tcp;
+}
+
+LineSpeed lineSpeed(const LinkOptions &options, int baudRate)
+{
+    SerialPortSetting setting;
+    const bool isPort = !options.port.isEmpty() && !parseSerialPort(options.port, &setting);
+    const int ownRate = isPort && !isPseudoTerminal(setting.device) ? setting.baudRate : 0;
+    return {baudRate > 0 ? baudRate : ownRate, bitsPerCharacter(setting)};
+}
+
 Link::Link() : m_isShared(false) {}
 
 // A serial wire has no memory of who asked: the next program would get the replies still due.

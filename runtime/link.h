@@ -50,6 +50,26 @@ struct LinkOptions {
     bool isReachable() const { return !port.isEmpty() || !tcp.isEmpty() || simulated; }
 };
 
+/// The port or the peer that the options name, for people.
+QString lineName(const LinkOptions &options);
+
+/// How fast a serial wire is.
+struct LineSpeed {
+    int baudRate; ///< 0 where none is known: a TCP port or a pseudo-terminal has none of its own
+    int bitsPerCharacter;
+
+    /// The part of a time in which characters are on the wire, 0 to 1 on a wire that keeps its
+    /// speed. Requires: the baud rate is known.
+    double share(qint64 bytes, double seconds) const
+    {
+        return static_cast<double>(bytes) * bitsPerCharacter / baudRate / seconds;
+    }
+};
+
+/// The speed of the wire that the options name, of 8E1 where they name no port.
+/// @param baudRate the wire's, where the port has none; 0 for that of the port
+LineSpeed lineSpeed(const LinkOptions &options, int baudRate);
+
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
 class Link
 {

@@ -20,12 +20,6 @@
 namespace
 {
 
-const int MIN_BAUD_RATE = 50;
-const int MAX_BAUD_RATE = 4000000;
-
-// Start, 8 data, parity and 2 stop bits.
-const int MAX_BITS_PER_CHARACTER = 12;
-
 // An hour, so that waits can be added up; the longest line of the protocol takes six minutes at 50
 // baud.
 const qint64 MAX_TRANSMISSION_MS = 3600000;
@@ -229,6 +223,12 @@ Failure parseSerialPort(const QString &text, SerialPortSetting *setting)
         return Failure(StatusUsage, error);
     *setting = parsed;
     return Failure();
+}
+
+int bitsPerCharacter(const SerialPortSetting &setting)
+{
+    return 1 + setting.dataBits + (setting.parity == QSerialPort::NoParity ? 0 : 1) +
+           (setting.stopBits == QSerialPort::TwoStop ? 2 : 1);
 }
 
 char serialParityLetter(QSerialPort::Parity parity)

@@ -11,6 +11,12 @@
 
 #include <memory>
 
+/// The slowest and the fastest speed, in bits per second.
+enum { MIN_BAUD_RATE = 50, MAX_BAUD_RATE = 4000000 };
+
+/// Most bits of a character: start, 8 data, parity and 2 stop bits.
+enum { MAX_BITS_PER_CHARACTER = 12 };
+
 /// Which serial port, and its parameters.
 struct SerialPortSetting {
     QString device; ///< name such as ttyS0, or a path
@@ -20,8 +26,8 @@ struct SerialPortSetting {
     QSerialPort::StopBits stopBits = QSerialPort::OneStop;
 };
 
-/// Reads the text "DEVICE[,BAUD[,FORMAT]]". BAUD is a decimal number of bits per second from 50 to
-/// 4000000. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark,
+/// Reads the text "DEVICE[,BAUD[,FORMAT]]". BAUD is a decimal number from MIN_BAUD_RATE to
+/// MAX_BAUD_RATE. FORMAT is the data bits 5 to 8, the parity n, e, o, m or s (none, even, odd, mark,
 /// space) and the stop bits 1 or 2, such as 8e1. What is left out is 9600 and 8e1.
 /// @param setting is changed only on success
 /// @return StatusUsage for another text
@@ -30,6 +36,10 @@ Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 /// Whether a port is a pseudo-terminal, whose baud rate has no meaning.
 /// @param device as in a setting
 bool isPseudoTerminal(const QString &device);
+
+/// Bits that a character takes on the wire: start, data, parity and stop bits; 7 to
+/// MAX_BITS_PER_CHARACTER.
+int bitsPerCharacter(const SerialPortSetting &setting);
 
 /// The letter of a parity in such a text.
 char serialParityLetter(QSerialPort::Parity parity);

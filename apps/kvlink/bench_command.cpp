@@ -1,12 +1,10 @@
 // bench: how fast the PLC answers reads, and how busy that keeps the wire.
-#include "apps/argument_text.h"
 #include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
-#include "apps/kvlink/line_load.h"
+#include "apps/kvlink/load_options.h"
 #include "apps/kvlink/run_report.h"
 #include "drivers/communicator_command.h"
-#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "runtime/client.h"
 #include "runtime/link_channel.h"
 #include "runtime/stop_request.h"
@@ -22,11 +20,9 @@ namespace
 {
 
 struct BenchOptions {
-    std::string address = "DM0";
-    int words = 1;
+    LoadOptions load = {QStringLiteral("DM0"), 1, 0};
     int requests = 100;
-    int baudRate = 0; ///< 0: that of the port, if it has one
-    QString report;   ///< empty for none
+    QString report; ///< empty for none
 };
 
 double secondsOf(const QElapsedTimer &time)
@@ -59,9 +55,10 @@ QString interimText(const Statistics &statistics, int requests, double seconds)
 int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream &out,
              QTextStream &err)
 {
-    if (Failure failure = checkWordAddress(argumentText(bench.address)))
+    const LoadOptions &load = bench.load;
+    if (Failure failure = checkWordAddress(load.address))
         return complain(err, failure);
-    RunReport report(bench.report, QLatin1String("kvlink bench ") + argumentText(bench.address));
+    RunReport report(bench.report, QLatin1String("kvlink bench ") + load.address);
     Client client(options, err);
     Failure failure = report.check();
     if (!failure)
@@ -69,8 +66,7 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     if (failure)
         return complain(err, failure);
     report.watch(&client);
-    const CommunicatorCommand command(Word, static_cast<quint32>(bench.words),
-                                      argumentText(bench.address));
+    const CommunicatorCommand command(Word, static_cast<quint32>(load.words), load.address);
     QByteArray data;
     QElapsedTimer time;
     time.start();
@@ -88,7 +84,7 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     }
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
-        printResult(client, lineSpeed(options, bench.baudRate), secondsOf(time), out);
+        printResult(client, lineSpeed(options, load.baudRate), secondsOf(time), out);
     const Status status = !someSucceeded ? failure.status() : failed > 0 ? StatusSome : StatusGood;
     complain(err, statistics.text(), status);
     failure = report.write(lineName(options), client);
@@ -101,20 +97,11 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
 {
     const auto bench = std::make_shared<BenchOptions>();
     CLI::App *command = app.add_subcommand("bench", "Read again and again, and measure");
-    command->add_option("address", bench->address, "First word")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    command->add_option("-n", bench->words, "Words in a request")
-        ->transform(decimalRange(1, KV_L20V_MAX_WORDS))
-        ->capture_default_str();
+    addLoadOptions(command, &bench->load, "First word", "Words in a request");
     command->add_option("--requests", bench->requests, "Number of requests")
         ->transform(decimalRange(1, 999999999))
         ->capture_default_str();
-    command
-        ->add_option("--baud", bench->baudRate,
-                     "Speed of the wire behind a TCP port, for its share")
-        ->default_str("that of the serial port")
-        ->transform(decimalRange(50, 4000000));
+    addBaudOption(command, &bench->load);
     addReportOption(command, &bench->report);
     command->callback([line, bench] {
         line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {

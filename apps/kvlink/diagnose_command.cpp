@@ -1,15 +1,13 @@
 // diagnose: makes requests of several kinds for a while, and says what is wrong with the line.
-#include "apps/argument_text.h"
-#include "apps/decimal_range.h"
 #include "apps/duration.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/diagnosis.h"
 #include "apps/kvlink/item_output.h"
+#include "apps/kvlink/load_options.h"
 #include "apps/kvlink/progress.h"
 #include "apps/kvlink/run_report.h"
 #include "drivers/communicator_command.h"
-#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
 #include "runtime/stop_request.h"
@@ -32,10 +30,8 @@ const int REOPEN_MS = 500;
 const int KINDS = 3;
 
 struct DiagnoseOptions {
-    std::string address = "DM0";
-    int words = 64; ///< of the long request
+    LoadOptions load = {QStringLiteral("DM0"), 64, 0}; ///< of the long request
     qint64 durationMs = 60 * SECOND_MS;
-    int baudRate = 0; ///< 0: that of the port, if it has one
     const OutputFormat *format = defaultFormat();
     QString report; ///< empty for none
 };
@@ -45,8 +41,7 @@ class DiagnoseRun
 public:
     DiagnoseRun(const DiagnoseOptions &options, Client &client, Diagnosis &diagnosis,
                 RunReport &report)
-        : m_client(client), m_diagnosis(diagnosis), m_report(report),
-          m_address(argumentText(options.address)), m_words(options.words),
+        : m_client(client), m_diagnosis(diagnosis), m_report(report), m_load(options.load),
           m_durationMs(options.durationMs)
     {}
 
@@ -81,7 +76,7 @@ public:
     static QStringList kinds(const DiagnoseOptions &options)
     {
         return {QLatin1String("open and close"), QLatin1String("1 word"),
-                countText(options.words, "word", "words")};
+                countText(options.load.words, "word", "words")};
     }
 
 private:
@@ -89,18 +84,18 @@ private:
     {
         double ms = 0;
         QByteArray data;
-        const quint32 words = kind == 1 ? 1 : static_cast<quint32>(m_words);
+        const quint32 words = kind == 1 ? 1 : static_cast<quint32>(m_load.words);
         if (kind == 0)
             static_cast<void>(m_client.ping(&ms, &ms));
         else
-            static_cast<void>(m_client.read(CommunicatorCommand(Word, words, m_address), &data));
+            static_cast<void>(
+                m_client.read(CommunicatorCommand(Word, words, m_load.address), &data));
     }
 
     Client &m_client;
     Diagnosis &m_diagnosis;
     RunReport &m_report;
-    const QString m_address;
-    const int m_words;
+    const LoadOptions m_load;
     const qint64 m_durationMs;
     int m_kind = 0; // of the request being made
     bool m_isBroken = false;
@@ -109,18 +104,18 @@ private:
 int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextStream &out,
                 QTextStream &err)
 {
-    if (Failure failure = checkWordAddress(argumentText(options.address)))
+    if (Failure failure = checkWordAddress(options.load.address))
         return complain(err, failure);
     const QStringList kinds = DiagnoseRun::kinds(options);
-    RunReport report(options.report,
-                     QLatin1String("kvlink diagnose ") + argumentText(options.address), kinds);
+    RunReport report(options.report, QLatin1String("kvlink diagnose ") + options.load.address,
+                     kinds);
     Client client(link, err);
     Failure failure = report.check();
     if (!failure)
         failure = client.open();
     if (failure)
         return complain(err, failure);
-    Diagnosis diagnosis(lineName(link), lineSpeed(link, options.baudRate), kinds);
+    Diagnosis diagnosis(lineName(link), lineSpeed(link, options.load.baudRate), kinds);
     Progress progress(err, link.trace);
     DiagnoseRun(options, client, diagnosis, report).run(&progress, [&] {
         progress.clear();
@@ -141,21 +136,12 @@ void addDiagnoseCommand(CLI::App &app, CommandLine *line)
 {
     const auto options = std::make_shared<DiagnoseOptions>();
     CLI::App *command = app.add_subcommand("diagnose", "Find out why a line is bad");
-    command->add_option("address", options->address, "First word to read")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    command->add_option("-n", options->words, "Words in the longest request")
-        ->transform(decimalRange(1, KV_L20V_MAX_WORDS))
-        ->capture_default_str();
+    addLoadOptions(command, &options->load, "First word to read", "Words in the longest request");
     command->add_option("--duration", options->durationMs, "How long; a bare number is in seconds")
         ->type_name("TIME")
         ->default_str("1min")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
-    command
-        ->add_option("--baud", options->baudRate,
-                     "Speed of the wire behind a TCP port, for its share")
-        ->default_str("that of the serial port")
-        ->transform(decimalRange(50, 4000000));
+    addBaudOption(command, &options->load);
     addFormatOption(command, &options->format, true);
     addReportOption(command, &options->report);
     command->callback([line, options] {

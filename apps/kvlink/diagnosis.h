@@ -2,8 +2,8 @@
 #ifndef APPS_KVLINK_DIAGNOSIS_H
 #define APPS_KVLINK_DIAGNOSIS_H
 
-#include "apps/kvlink/line_load.h"
 #include "runtime/line_diagnosis.h"
+#include "runtime/link.h"
 #include "runtime/statistics.h"
 
 #include <QtCore/QString>

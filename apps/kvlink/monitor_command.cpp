@@ -4,7 +4,6 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
-#include "apps/kvlink/line_load.h"
 #include "apps/kvlink/live_table.h"
 #include "apps/kvlink/log_file.h"
 #include "apps/kvlink/run_report.h"

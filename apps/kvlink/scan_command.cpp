@@ -7,6 +7,7 @@
 #include "runtime/escaped_text.h"
 #include "runtime/failure_text.h"
 #include "runtime/line_scan.h"
+#include "runtime/link.h"
 #include "runtime/stop_request.h"
 #include "runtime/trace_log.h"
 
@@ -197,8 +198,8 @@ int runScan(const ScanArguments &arguments, const LinkOptions &options, QTextStr
         arguments.format->printTable(table, out);
     if (failure)
         return complain(err, Failure(failure.status(), QLatin1String("cannot search ") +
-                                                           (options.port + options.tcp) +
-                                                           QLatin1String(": ") + failure.text()));
+                                                           lineName(options) + QLatin1String(": ") +
+                                                           failure.text()));
     return table.rows.isEmpty() ? reportNothing(scan, err) : StatusGood;
 }
 

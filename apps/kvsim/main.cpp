@@ -5,6 +5,7 @@
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
+#include "runtime/serial_port.h"
 #include "runtime/stray_bytes.h"
 
 #include <CLI/CLI.hpp>
@@ -110,7 +111,7 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
     CLI::Option *baud =
         parser.add_option("--baud", timing->baud, "Pace the wire at N bits a second")
             ->option_text("N")
-            ->transform(decimalRange(50, 4000000));
+            ->transform(decimalRange(MIN_BAUD_RATE, MAX_BAUD_RATE));
     parser.add_option("--bits-per-char", timing->bitsPerCharacter, "7 to 13; 11 is 8E1")
         ->default_str("11")
         ->option_text("N")
