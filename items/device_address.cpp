@@ -11,6 +11,9 @@ namespace
 // Far above every device's last number, so that sums of numbers and counts fit.
 const quint32 MAX_NUMBER = 99999999;
 
+// Of a decimal relay's number: two digits are the place in the channel.
+const quint32 DECIMAL_CHANNEL = 100;
+
 bool isNumber(const QString &text, int base)
 {
     return !text.isEmpty() && std::all_of(text.begin(), text.end(), [base](QChar c) {
@@ -31,6 +34,16 @@ bool parseNumber(const QString &text, int base, quint32 *number)
 QString DeviceAddress::at(quint32 other) const
 {
     return prefix + QString::number(other, base).toUpper();
+}
+
+quint32 relayPlace(quint32 number, int base)
+{
+    return base == 16 ? number : number / DECIMAL_CHANNEL * CHANNEL_BITS + number % DECIMAL_CHANNEL;
+}
+
+quint32 relayNumber(quint32 place, int base)
+{
+    return base == 16 ? place : place / CHANNEL_BITS * DECIMAL_CHANNEL + place % CHANNEL_BITS;
 }
 
 bool parseDeviceAddress(const QString &text, DeviceAddress *address)

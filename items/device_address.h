@@ -5,6 +5,9 @@
 
 #include <QtCore/QString>
 
+/// Relays of a channel.
+enum { CHANNEL_BITS = 16 };
+
 /// What the numbers of a device count.
 enum class DeviceForm {
     Words,    ///< words of 16 bits, such as DM
@@ -25,6 +28,13 @@ struct DeviceAddress {
     /// The address of another number of the device. @param other the number
     QString at(quint32 other) const;
 };
+
+/// The place of a relay among all of its device, from its number. The last two digits of a decimal
+/// number are the place in the channel, from 0 to 15. @param base of the number: 10 or 16
+quint32 relayPlace(quint32 number, int base);
+
+/// The number of the relay at a place: the reverse of `relayPlace`.
+quint32 relayNumber(quint32 place, int base);
 
 /// Splits an address such as DM100, w1F or CTC3: letters and a number in the device's base, at most
 /// 99999999.

@@ -79,6 +79,11 @@ int itemBytes(const Item &item)
     return wholeWords ? (item.count + 1) / 2 * 2 : (item.count * itemBits(item) + 7) / 8;
 }
 
+int valueCount(const Item &item)
+{
+    return item.type == ItemType::String ? 1 : item.count;
+}
+
 QString valueAddress(const Item &item, int index)
 {
     const DeviceAddress &device = item.device;
@@ -87,8 +92,5 @@ QString valueAddress(const Item &item, int index)
         return device.at(device.number + offset);
     if (item.type != ItemType::Bit)
         return device.at(device.number + offset * static_cast<quint32>(itemBits(item)) / 16);
-    if (device.base == 16)
-        return device.at(device.number + offset);
-    const quint32 bit = device.number % 100 + offset;
-    return device.at((device.number / 100 + bit / 16) * 100 + bit % 16);
+    return device.at(relayNumber(relayPlace(device.number, device.base) + offset, device.base));
 }

@@ -76,6 +76,9 @@ int itemBits(const Item &item);
 /// string whose words have their high byte first comes in whole words.
 int itemBytes(const Item &item);
 
+/// Values of an item: a string is one.
+int valueCount(const Item &item);
+
 /// The address of an item's value. @param index 0 to count - 1; 0 for a string
 QString valueAddress(const Item &item, int index);
 

@@ -8,8 +8,6 @@
 namespace
 {
 
-const int CHANNEL_BITS = 16;
-
 // Characters on the wire for a read of a word, besides those of its data: the lines that open, ask
 // and close, their replies, and the ends of all.
 const int REQUEST_CHARACTERS = 42;
@@ -64,14 +62,6 @@ ItemRequest wordRequest(const QVector<Item> &items, const QVector<Span> &spans, 
     return request;
 }
 
-// The number that lies some bits or values behind an item's first.
-quint32 numberBehind(const Item &item, int count)
-{
-    const bool decimalRelay = item.device.form == DeviceForm::Channels && item.device.base == 10;
-    return item.device.number +
-           static_cast<quint32>(decimalRelay ? count / CHANNEL_BITS * 100 : count);
-}
-
 // Most bits or values in one reply.
 int roomFor(const Item &item)
 {
@@ -89,7 +79,7 @@ void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
     const int room = roomFor(item);
     for (int done = 0; done < item.count; done += room) {
         const int count = qMin(room, item.count - done);
-        const QString address = done == 0 ? item.address : item.device.at(numberBehind(item, done));
+        const QString address = done == 0 ? item.address : valueAddress(item, done);
         const ItemRequest request = {command(bits ? Bit : DoubleWord, count, address),
                                      QVector<ItemPart>()};
         requests->append(request);

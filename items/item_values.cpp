@@ -4,8 +4,6 @@
 #include "runtime/escaped_text.h"
 #include "tools/byte_order.h"
 
-#include <QtCore/QRegularExpression>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -89,10 +87,12 @@ bool toSingle(const QString &text, float *single)
 
 bool parseFloat(const QString &text, qint64 *value)
 {
-    static const QRegularExpression form(QLatin1String(
-        "\\A(?:nan|-?(?:inf|(?:[0-9]+\\.?[0-9]*|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?))\\z"));
+    static const QStringList notFinite = {QLatin1String("nan"), QLatin1String("inf"),
+                                          QLatin1String("-inf")};
+    double decimal = 0;
     float number = 0;
-    const bool ok = form.match(text).hasMatch() && toSingle(text, &number);
+    const bool ok =
+        (notFinite.contains(text) || parseDecimal(text, &decimal)) && toSingle(text, &number);
     quint32 bits = 0;
     std::memcpy(&bits, &number, sizeof bits);
     *value = bits;

@@ -6,8 +6,6 @@
 namespace
 {
 
-const int CHANNEL_BITS = 16;
-
 // One address of a run, of a channel one relay.
 struct Cell {
     const MemoryRun *run;

@@ -10,19 +10,7 @@
 namespace
 {
 
-const quint32 CHANNEL_BITS = 16;
-
-// Of a decimal relay's number: two digits are the place in the channel.
-const quint32 DECIMAL_CHANNEL = 100;
-
 const char WORD_SUFFIX[] = ".H";
-
-// The number of a relay, or of a channel's first one, as addresses have it.
-quint32 relayNumber(const MemoryRun &run, quint32 place)
-{
-    return run.device.base == 16 ? place
-                                 : place / CHANNEL_BITS * DECIMAL_CHANNEL + place % CHANNEL_BITS;
-}
 
 // PCTC is another name of what CTC holds.
 bool isOwnDevice(const QString &prefix)
@@ -44,12 +32,11 @@ bool parseCell(const QString &name, MemoryRun *cell)
                  : cell->device.form == DeviceForm::Channels ? CellKind::Bits
                  : cell->device.hasContacts                  ? CellKind::Timers
                                                              : CellKind::Values;
-    if (cell->kind != CellKind::Bits || cell->device.base == 16)
+    if (cell->kind != CellKind::Bits)
         return true;
-    quint32 &number = cell->device.number;
-    const quint32 place = number % DECIMAL_CHANNEL;
-    number = number / DECIMAL_CHANNEL * CHANNEL_BITS + place;
-    return place < CHANNEL_BITS;
+    const quint32 number = cell->device.number;
+    cell->device.number = relayPlace(number, cell->device.base);
+    return relayNumber(cell->device.number, cell->device.base) == number;
 }
 
 // The same with the names that only images have.
@@ -135,6 +122,27 @@ void appendRange(const MemoryRun &range, QVector<MemoryRun> *runs)
         *runs += partOf(range, range.count - tail, tail);
 }
 
+// How many addresses from @p from on one request carries. A pair of words of which the first number
+// is even, as 32-bit values mostly are, is not divided.
+int blockLength(const MemoryRun &run, int from)
+{
+    const int rest = run.count - from;
+    switch (run.kind) {
+    case CellKind::Bits:
+        return qMin(rest, KV_L20V_MostWritten(KV_L20V_BIT_LENGTH));
+    case CellKind::Values:
+        return qMin(rest, KV_L20V_MAX_NUMBERS);
+    case CellKind::Timers:
+        return qMin(rest, KV_L20V_MAX_TIMER_ITEMS);
+    case CellKind::Channels:
+    case CellKind::Words:
+        break;
+    }
+    const int most = KV_L20V_MostWritten(KV_L20V_WORD_LENGTH);
+    const int odd = static_cast<int>((run.device.number + static_cast<quint32>(from + most)) % 2);
+    return rest <= most ? rest : most - odd;
+}
+
 } // namespace
 
 int valuesPerCell(CellKind kind)
@@ -145,7 +153,8 @@ int valuesPerCell(CellKind kind)
 QString requestAddress(const MemoryRun &run, int index)
 {
     const quint32 number = run.device.number + static_cast<quint32>(index);
-    return run.device.at(run.kind == CellKind::Bits ? relayNumber(run, number) : number);
+    return run.device.at(run.kind == CellKind::Bits ? relayNumber(number, run.device.base)
+                                                    : number);
 }
 
 QString cellName(const MemoryRun &run, int index)
@@ -153,7 +162,8 @@ QString cellName(const MemoryRun &run, int index)
     if (run.kind != CellKind::Channels)
         return requestAddress(run, index);
     const quint32 channel = run.device.number + static_cast<quint32>(index);
-    return run.device.at(relayNumber(run, channel * CHANNEL_BITS)) + QLatin1String(WORD_SUFFIX);
+    return run.device.at(relayNumber(channel * CHANNEL_BITS, run.device.base)) +
+           QLatin1String(WORD_SUFFIX);
 }
 
 QString runText(const MemoryRun &run)
@@ -177,23 +187,15 @@ MemoryRun partOf(const MemoryRun &run, int from, int count)
     return part;
 }
 
-int blockLength(const MemoryRun &run, int from)
+QVector<MemoryRun> blocksOf(const MemoryRun &run)
 {
-    const int rest = run.count - from;
-    switch (run.kind) {
-    case CellKind::Bits:
-        return qMin(rest, KV_L20V_MostWritten(KV_L20V_BIT_LENGTH));
-    case CellKind::Values:
-        return qMin(rest, KV_L20V_MAX_NUMBERS);
-    case CellKind::Timers:
-        return qMin(rest, KV_L20V_MAX_TIMER_ITEMS);
-    case CellKind::Channels:
-    case CellKind::Words:
-        break;
+    QVector<MemoryRun> blocks;
+    int length = 0;
+    for (int from = 0; from < run.count; from += length) {
+        length = blockLength(run, from);
+        blocks += partOf(run, from, length);
     }
-    const int most = KV_L20V_MostWritten(KV_L20V_WORD_LENGTH);
-    const int odd = static_cast<int>((run.device.number + static_cast<quint32>(from + most)) % 2);
-    return rest <= most ? rest : most - odd;
+    return blocks;
 }
 
 Failure parseRanges(const QStringList &texts, QVector<MemoryRun> *runs)

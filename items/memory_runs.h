@@ -45,10 +45,9 @@ bool runFollows(const MemoryRun &run, const MemoryRun &next);
 /// The part of a run that begins with the address @p from. Requires: it lies within the run.
 MemoryRun partOf(const MemoryRun &run, int from, int count);
 
-/// How many addresses from @p from on one request reads or writes: as many as a line and a reply
-/// hold. A pair of words of which the first number is even, as 32-bit values mostly are, is not
-/// divided.
-int blockLength(const MemoryRun &run, int from);
+/// A run in parts of which one request reads or writes each: as long as a line and a reply can be. A
+/// pair of words of which the first number is even, as 32-bit values mostly are, is not divided.
+QVector<MemoryRun> blocksOf(const MemoryRun &run);
 
 /// Reads ranges such as DM0-9999, W0-WFF, R0-R99915 or T5. Relays that do not fill a channel at the
 /// ends of a range are a run of bits, those between a run of channels.

@@ -148,14 +148,11 @@ Failure MemoryTransfer::carry(const QVector<MemoryRun> &runs)
     qint64 done = 0;
     for (const MemoryRun &run : runs) {
         m_refusedInRow = 0;
-        int length = 0;
-        for (int from = 0; from < run.count; from += length) {
-            length = blockLength(run, from);
-            const MemoryRun block = partOf(run, from, length);
+        for (const MemoryRun &block : blocksOf(run)) {
             m_progress(block, done);
             if (Failure failure = carryBlock(block))
                 return failure;
-            done += length;
+            done += block.count;
         }
     }
     return Failure();

@@ -212,11 +212,6 @@ Status statusOf(const QVector<ItemResult> &results)
     return failed == results.size() || first == StatusDiffers ? first : StatusSome;
 }
 
-int valueCount(const Item &item)
-{
-    return item.type == ItemType::String ? 1 : item.count;
-}
-
 // DM100:hex[2] has the columns DM100:hex and DM101:hex. Where several values share an address, or
 // the item is not named by it, they are numbered from 0.
 QString columnName(const Item &item, int index)

@@ -43,11 +43,8 @@ int rehearse(const QVector<MemoryRun> &runs, bool verify, const Client &client, 
 {
     QVector<Item> items;
     for (const MemoryRun &run : runs) {
-        int length = 0;
-        for (int from = 0; from < run.count; from += length) {
-            length = blockLength(run, from);
-            items += itemsToWrite(partOf(run, from, length));
-        }
+        for (const MemoryRun &block : blocksOf(run))
+            items += itemsToWrite(block);
     }
     return reportFailures(err, items,
                           rehearseItems(client.driver(), client.station(), items,

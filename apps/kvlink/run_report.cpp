@@ -106,12 +106,12 @@ void RunReport::beginReadings(const QVector<Item> &items)
 {
     int count = 0;
     for (const Item &item : items)
-        count += item.type == ItemType::String ? 1 : item.count;
+        count += valueCount(item);
     m_moreReadings = qMax(0, count - MAX_READINGS);
     const ThinnedSeries empty(qMin(MAX_TIMES, MAX_POINTS / qMin(count, MAX_READINGS)));
     for (int i = 0; i < items.size(); ++i) {
         const Item &item = items.at(i);
-        const int values = item.type == ItemType::String ? 1 : item.count;
+        const int values = valueCount(item);
         for (int n = 0; n < values && m_readings.size() < MAX_READINGS; ++n)
             m_readings.append(
                 {values > 1 ? QString::fromLatin1("%1 (%2)").arg(item.text).arg(n) : item.text,
