@@ -21,14 +21,6 @@ const Encoding ENCODINGS[] = {
     {"utf-8", "UTF-8", 4},
 };
 
-QStringList charactersOf(const QString &text)
-{
-    QStringList characters;
-    for (int at = 0; at < text.size(); at += characters.last().size())
-        characters += text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
-    return characters;
-}
-
 const Encoding &encodingOf(const TextForm &form)
 {
     const Encoding *found = ENCODINGS;

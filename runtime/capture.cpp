@@ -169,14 +169,8 @@ private:
 // Whether a reply is one that the line can have.
 bool fitsLine(const QByteArray &line, const QByteArray &reply)
 {
-    const WireLine asked = parseLine(line);
-    const WireReply answer = parseReply(reply);
-    if (answer.kind == ReplyKind::Refused)
-        return true;
-    return asked.kind == LineKind::Read
-               ? answer.kind == ReplyKind::Items && answer.items == asked.count &&
-                     answer.form == asked.form
-               : reply == replyOfSuccess(asked);
+    const ExchangeEnd end = exchangeEnd(line, reply);
+    return end == ExchangeEnd::Good || end == ExchangeEnd::Refused;
 }
 
 // What a line is, without its numbers: "open", "read", "opened", "words".

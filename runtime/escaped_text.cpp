@@ -40,15 +40,13 @@ bool isPrintable(uint ucs4)
 QString printableText(const QString &text)
 {
     QString printable;
-    for (int at = 0; at < text.size(); ++at) {
-        const QString character = text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
+    for (const QString &character : charactersOf(text)) {
         if (isStrayByte(character))
             printable += escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())));
         else if (isPrintable(character.toUcs4().first()))
             printable += character;
         else
             printable += escapedText(character.toUtf8());
-        at += character.size() - 1;
     }
     return printable;
 }

@@ -88,6 +88,14 @@ protected:
 
 } // namespace
 
+QStringList charactersOf(const QString &text)
+{
+    QStringList characters;
+    for (int at = 0; at < text.size(); at += characters.last().size())
+        characters += text.mid(at, text.at(at).isHighSurrogate() ? 2 : 1);
+    return characters;
+}
+
 bool isStrayByte(const QString &character)
 {
     const ushort unit = character.at(0).unicode();

@@ -4,11 +4,15 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 class QTextCodec;
 
 /// The code unit, half of a pair, that stands for a byte of no character: this plus the byte.
 const ushort STRAY_BYTES = 0xDC00;
+
+/// The characters of a text, each of one or two code units.
+QStringList charactersOf(const QString &text);
 
 /// Whether a character, one or two code units, stands for such a byte.
 bool isStrayByte(const QString &character);

@@ -118,6 +118,12 @@ QString lineMeaning(char direction, const QByteArray &line)
     return direction == '>' ? sentMeaning(parseLine(line)) : replyMeaning(parseReply(line));
 }
 
+QString explainedLine(char direction, const QByteArray &line)
+{
+    return QLatin1Char(direction) + (QLatin1Char(' ') + reversiblyEscapedText(line)) +
+           QLatin1String(" ; ") + lineMeaning(direction, line);
+}
+
 TraceLog::TraceLog(QTextStream &out) : m_out(out), m_previousNs(0)
 {
     m_clock.start();
@@ -140,8 +146,7 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
     m_out << wallTime() << ' ' << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
     if (attempt > 0)
         m_out << '#' << attempt << ' ';
-    m_out << direction << ' ' << reversiblyEscapedText(bytes) << " ; "
-          << lineMeaning(direction, bytes) << '\n';
+    m_out << explainedLine(direction, bytes) << '\n';
     m_out.flush();
     m_previousNs = now;
 }

@@ -25,6 +25,9 @@ QString wallTime();
 /// @param direction '>' towards the PLC, '<' from it
 QString lineMeaning(char direction, const QByteArray &line);
 
+/// A line with escapes and its meaning, such as `> CR 00\r\n ; open station 00`.
+QString explainedLine(char direction, const QByteArray &line);
+
 /// Prints lines such as
 /// `2026-11-22T21:09:01.123+01:00 0.001250 +0.000310 #1 > CR 00\r\n ; open station 00`: wall time,
 /// seconds since the log began and since its line before (both from a monotonic clock),

@@ -3,7 +3,6 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "runtime/capture.h"
-#include "runtime/escaped_text.h"
 #include "runtime/failure_text.h"
 #include "runtime/trace_log.h"
 
@@ -31,8 +30,7 @@ void printLine(const CapturedLine &line, const QString &fault, double *first, do
         out << QString::number(line.seconds - *first, 'f', 6) << ' '
             << QLatin1String(since < 0 ? "" : "+") << QString::number(since, 'f', 6) << ' ';
     }
-    out << line.direction << ' ' << reversiblyEscapedText(line.bytes) << " ; "
-        << lineMeaning(line.direction, line.bytes);
+    out << explainedLine(line.direction, line.bytes);
     if (!fault.isEmpty())
         out << ", " << fault;
     out << '\n';
