@@ -79,10 +79,7 @@ Failure Client::openTrace()
 {
     if (m_options.trace.isEmpty() || m_trace)
         return Failure();
-    if (Failure failure = openTraceLog(m_options.trace, m_err, &m_trace))
-        return Failure(StatusOpen, QString::fromLatin1("cannot write the trace %1: %2")
-                                       .arg(m_options.trace, failure.text()));
-    return Failure();
+    return openTraceLog(m_options.trace, m_err, &m_trace);
 }
 
 Failure Client::openLink()

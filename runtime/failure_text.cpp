@@ -108,7 +108,7 @@ QString unusableText(const QString &text, const RequestRecord &record, const Req
 
 } // namespace
 
-int complain(QTextStream &err, const QString &text, Status status)
+Status complain(QTextStream &err, const QString &text, Status status)
 {
     err << "kvlink: " << printableText(text) << '\n';
     err.flush(); // a serial link may wait when it closes

@@ -13,10 +13,10 @@ class QTextStream;
 
 /// Prints kvlink's name and a text on one line, with escapes for what a terminal cannot show.
 /// @return @p status
-int complain(QTextStream &err, const QString &text, Status status);
+Status complain(QTextStream &err, const QString &text, Status status);
 
 /// The same with the text and the status of a failure.
-inline int complain(QTextStream &err, const Failure &failure)
+inline Status complain(QTextStream &err, const Failure &failure)
 {
     return complain(err, failure.text(), failure.status());
 }

@@ -1,5 +1,7 @@
 #include "runtime/line_diagnosis.h"
 
+#include "runtime/client.h"
+
 #include <numeric>
 
 namespace
@@ -146,6 +148,16 @@ const char *const END_NAMES[EXCHANGE_ENDS] = {
 };
 
 } // namespace
+
+void LineCounts::add(const RequestReport &report)
+{
+    for (size_t i = 0; i < ends.size(); ++i)
+        ends[i] += report.record.ends[i];
+    errors.add(report.errors);
+    stray.add(report.stray);
+    if (report.isLinkBroken)
+        ++losses;
+}
 
 bool LineCounts::isSilent() const
 {

@@ -11,12 +11,17 @@
 
 #include <array>
 
+struct RequestReport;
+
 /// What was seen on a line, over many requests.
 struct LineCounts {
     std::array<int, EXCHANGE_ENDS> ends = {}; ///< exchanges, by how they ended
     SerialErrors errors;                      ///< what the system counted on the port
     StrayInput stray;                         ///< what came that nobody waited for
     int losses = 0;                           ///< times that the port or the connection was lost
+
+    /// Counts what was seen during a request.
+    void add(const RequestReport &report);
 
     /// Exchanges that ended so.
     int of(ExchangeEnd end) const { return ends[static_cast<size_t>(end)]; }

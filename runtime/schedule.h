@@ -17,4 +17,15 @@ inline qint64 tickAfter(qint64 tick, qint64 elapsedMs, int intervalMs, qint64 *m
     return next;
 }
 
+/// An interval, in milliseconds, that leaves a tenth of a sample's time free: one or two digits, then
+/// zeros. @param sampleMs what a sample takes, at least 0
+inline qint64 roomyIntervalMs(qint64 sampleMs)
+{
+    qint64 unit = 1;
+    const qint64 ms = sampleMs + (sampleMs + 9) / 10;
+    while (ms / unit >= 100)
+        unit *= 10;
+    return (ms + unit - 1) / unit * unit;
+}
+
 #endif

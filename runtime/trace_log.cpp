@@ -2,6 +2,7 @@
 
 #include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
 #include "runtime/escaped_text.h"
+#include "runtime/whole_file.h"
 #include "runtime/wire_line.h"
 
 #include <QtCore/QDateTime>
@@ -159,7 +160,7 @@ Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<Tra
     }
     std::unique_ptr<QFile> file(new QFile(place));
     if (!file->open(QIODevice::WriteOnly))
-        return Failure(StatusOpen, file->errorString());
+        return cannotWrite(*file, file->errorString());
     log->reset(new TraceLog(std::move(file)));
     return Failure();
 }

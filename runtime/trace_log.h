@@ -62,7 +62,7 @@ private:
 /// @param place a file, which is overwritten, or TRACE_TO_STDERR
 /// @param err   stderr; outlives the log
 /// @param log   gets the log
-/// @return StatusOpen with the system's reason when the file cannot be written
+/// @return StatusOpen with file and reason when it cannot be written
 Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log);
 
 /// A line of such a log, read back.

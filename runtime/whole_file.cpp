@@ -4,6 +4,8 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QSaveFile>
 
+#include <cstdio>
+
 namespace
 {
 
@@ -40,6 +42,13 @@ Failure readWholeFile(const QString &path, QByteArray *content)
     return Failure(StatusOpen,
                    QString::fromLatin1("cannot read %1: %2")
                        .arg(path, isRead ? aboveLimit(file, content->size()) : file.errorString()));
+}
+
+bool openInput(const QString &path, QFile *file)
+{
+    file->setFileName(path);
+    return path == QLatin1String("-") ? file->open(stdin, QIODevice::ReadOnly)
+                                      : file->open(QIODevice::ReadOnly);
 }
 
 Failure writeWholeFile(const QString &path, const QByteArray &content)

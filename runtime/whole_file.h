@@ -7,10 +7,15 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
+class QFile;
 class QFileDevice;
 
 /// Reads a file of at most 64 MiB. @return StatusOpen with the reason
 Failure readWholeFile(const QString &path, QByteArray *content);
+
+/// Opens a file for reading, or the standard input where it is named "-".
+/// @return whether that succeeded; else the file has the reason
+bool openInput(const QString &path, QFile *file);
 
 /// Writes a temporary file that then takes the place of @p path.
 /// @return StatusOpen with the reason; the file is then what it was before

@@ -33,6 +33,22 @@ const char COMMAND_FOOTER[] =
 
 const int HELP_COLUMN = 34;
 
+void addPacingOptions(CLI::App &app, LinkOptions *link)
+{
+    app.add_option("--retry", link->retry, "Further attempts after a failed one")
+        ->default_str("3")
+        ->option_text("N")
+        ->transform(decimalRange(0, 1000));
+    app.add_option("--delay", link->delayMs, "Delay before every attempt")
+        ->default_str("0")
+        ->option_text("TIME")
+        ->transform(duration(0, 600000));
+    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
+        ->default_str("500ms")
+        ->option_text("TIME")
+        ->transform(duration(1, 600000));
+}
+
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
     CLI::Option *port =
@@ -61,18 +77,7 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->default_str("beside the program")
         ->option_text("FILE")
         ->needs(projectPort);
-    app.add_option("--retry", link->retry, "Further attempts after a failed one")
-        ->default_str("3")
-        ->option_text("N")
-        ->transform(decimalRange(0, 1000));
-    app.add_option("--delay", link->delayMs, "Delay before every attempt")
-        ->default_str("0")
-        ->option_text("TIME")
-        ->transform(duration(0, 600000));
-    app.add_option("--timeout", link->timeoutMs, "Longest wait for a reply")
-        ->default_str("500ms")
-        ->option_text("TIME")
-        ->transform(duration(1, 600000));
+    addPacingOptions(app, link);
     app.add_flag("--trace", "Log each line, to stderr or FILE")
         ->option_text("[=FILE]")
         ->transform(traceTarget())

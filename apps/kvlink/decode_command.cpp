@@ -5,13 +5,13 @@
 #include "runtime/capture.h"
 #include "runtime/failure_text.h"
 #include "runtime/trace_log.h"
+#include "runtime/whole_file.h"
 
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QFile>
 #include <QtCore/QTextStream>
 
-#include <cstdio>
 #include <memory>
 
 namespace
@@ -38,10 +38,8 @@ void printLine(const CapturedLine &line, const QString &fault, double *first, do
 
 int runDecode(const QString &name, QTextStream &out, QTextStream &err)
 {
-    QFile file(name);
-    const bool isOpen = name == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
-                                                   : file.open(QIODevice::ReadOnly);
-    if (!isOpen)
+    QFile file;
+    if (!openInput(name, &file))
         return complain(err,
                         QString::fromLatin1("cannot read %1: %2").arg(name, file.errorString()),
                         StatusUsage);

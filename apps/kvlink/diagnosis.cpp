@@ -91,12 +91,7 @@ void Diagnosis::add(int kind, const RequestReport &report)
     if (!report.figures.failed && report.figures.attempts > 1)
         ++m_helped;
     m_bytes += report.bytes;
-    for (size_t i = 0; i < m_counts.ends.size(); ++i)
-        m_counts.ends[i] += report.record.ends[i];
-    m_counts.errors.add(report.errors);
-    m_counts.stray.add(report.stray);
-    if (report.isLinkBroken)
-        ++m_counts.losses;
+    m_counts.add(report);
 }
 
 Status Diagnosis::status() const

@@ -40,17 +40,14 @@ Status readPlc(const QVector<MemoryRun> &runs, const LinkOptions &link, QVector<
 {
     Client client(link, err);
     if (Failure failure = client.open())
-        return static_cast<Status>(complain(err, failure));
+        return complain(err, failure);
     Progress progress(err, link.trace);
-    const qint64 total = cellCount(runs);
     MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
                             [read](const MemoryRun &block) {
                                 *read += block;
                                 return Failure();
                             },
-                            [&](const MemoryRun &block, qint64 done) {
-                                progress.show(cellName(block, 0), done, total);
-                            });
+                            blocksOn(&progress, 0, cellCount(runs)));
     const Failure failure = transfer.carry(runs);
     progress.clear();
     return reportTransfer(err, transfer, failure);

@@ -46,9 +46,7 @@ int carry(MemoryFile *file, qint64 total, const LinkOptions &link, QTextStream &
     const qint64 rest = cellCount(file->rest());
     MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
                             [file](const MemoryRun &block) { return file->append(block); },
-                            [&](const MemoryRun &block, qint64 done) {
-                                progress.show(cellName(block, 0), total - rest + done, total);
-                            });
+                            blocksOn(&progress, total - rest, total));
     Failure failure = transfer.carry(file->rest());
     const bool hasNone = rest == total && transfer.carried() == 0;
     progress.clear();

@@ -6,6 +6,7 @@
 #include "items/named_items.h"
 #include "items/tag_file.h"
 #include "runtime/escaped_text.h"
+#include "runtime/whole_file.h"
 
 #include <CLI/CLI.hpp>
 
@@ -50,11 +51,10 @@ bool kindByName(const std::string &name, ItemType *type)
 Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector<Item> *items)
 {
     static const QRegularExpression comment(QLatin1String("(^|\\s)#.*"));
-    const bool isInput = options.file == "-";
-    const QString name =
-        isInput ? QString(QLatin1String("standard input")) : argumentText(options.file);
-    QFile file(name);
-    if (isInput ? !file.open(stdin, QIODevice::ReadOnly) : !file.open(QIODevice::ReadOnly))
+    const QString path = argumentText(options.file);
+    const QString name = path == QLatin1String("-") ? QLatin1String("standard input") : path;
+    QFile file;
+    if (!openInput(path, &file))
         return Failure(
             StatusUsage,
             QString::fromLatin1("cannot read the items %1: %2").arg(name, file.errorString()));

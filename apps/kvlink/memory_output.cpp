@@ -1,5 +1,7 @@
 #include "apps/kvlink/memory_output.h"
 
+#include "apps/kvlink/progress.h"
+
 namespace
 {
 
@@ -12,12 +14,19 @@ void printAll(QTextStream &err, const QVector<UnlikeRun> &runs)
 
 } // namespace
 
+MemoryTransfer::Progress blocksOn(Progress *progress, qint64 before, qint64 total)
+{
+    return [=](const MemoryRun &block, qint64 done) {
+        progress->show(cellName(block, 0), before + done, total);
+    };
+}
+
 Status reportTransfer(QTextStream &err, const MemoryTransfer &transfer, const Failure &ended)
 {
     printAll(err, transfer.refused());
     printAll(err, transfer.different());
     if (ended)
-        return static_cast<Status>(complain(err, ended));
+        return complain(err, ended);
     if (!transfer.refused().isEmpty())
         return transfer.carried() > 0 ? StatusSome : StatusPlcError;
     return transfer.different().isEmpty() ? StatusGood : StatusDiffers;

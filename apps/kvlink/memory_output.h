@@ -4,7 +4,12 @@
 
 #include "items/memory_transfer.h"
 
+class Progress;
 class QTextStream;
+
+/// What shows the blocks of a transfer as progress. @param before addresses that were done before
+/// it @param total all addresses
+MemoryTransfer::Progress blocksOn(Progress *progress, qint64 before, qint64 total);
 
 /// Prints which addresses the PLC refused, which held other values, and what ended a transfer.
 /// @return the exit status: what ended it, else that of refused addresses (6 when others were

@@ -5,12 +5,12 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
 #include "apps/kvlink/live_table.h"
-#include "apps/kvlink/log_file.h"
 #include "apps/kvlink/run_report.h"
 #include "apps/standard_streams.h"
 #include "items/outage_reader.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
+#include "runtime/log_file.h"
 #include "runtime/schedule.h"
 #include "runtime/stop_request.h"
 
@@ -39,16 +39,6 @@ struct MonitorOptions {
     LogRotation rotation;
     QString report; ///< file for the page; empty for none
 };
-
-// An interval that leaves a tenth of a sample's time free, with one or two digits but zeros.
-qint64 roomyIntervalMs(qint64 sampleMs)
-{
-    qint64 unit = 1;
-    const qint64 ms = sampleMs + (sampleMs + 9) / 10;
-    while (ms / unit >= 100)
-        unit *= 10;
-    return (ms + unit - 1) / unit * unit;
-}
 
 class Monitor
 {

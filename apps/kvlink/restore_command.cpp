@@ -60,9 +60,7 @@ int carry(const QVector<MemoryRun> &runs, bool verify, const LinkOptions &link, 
     const qint64 total = cellCount(runs);
     MemoryTransfer transfer([&](MemoryRun *block) { return writeBlock(*client, *block, verify); },
                             [](const MemoryRun &) { return Failure(); },
-                            [&](const MemoryRun &block, qint64 done) {
-                                progress.show(cellName(block, 0), done, total);
-                            });
+                            blocksOn(&progress, 0, total));
     const Failure failure = transfer.carry(runs);
     progress.clear();
     const Status status = reportTransfer(err, transfer, failure);

@@ -2,10 +2,10 @@
 #ifndef APPS_KVLINK_RUN_REPORT_H
 #define APPS_KVLINK_RUN_REPORT_H
 
-#include "apps/kvlink/thinned_series.h"
 #include "items/item.h"
 #include "items/item_reader.h"
 #include "runtime/client.h"
+#include "runtime/thinned_series.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonArray>

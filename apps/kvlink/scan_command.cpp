@@ -177,10 +177,7 @@ int runScan(const ScanArguments &arguments, const LinkOptions &options, QTextStr
     std::unique_ptr<TraceLog> trace;
     if (!options.trace.isEmpty()) {
         if (Failure failure = openTraceLog(options.trace, err, &trace))
-            return complain(err,
-                            QString::fromLatin1("cannot write the trace %1: %2")
-                                .arg(options.trace, failure.text()),
-                            StatusOpen);
+            return complain(err, failure);
     }
     ScanOptions scanned;
     scanned.port = options.port;

@@ -25,10 +25,7 @@ class LineTrace : public LineObserver
 public:
     Failure open(const QString &place, QTextStream &err)
     {
-        if (Failure failure = openTraceLog(place, err, &m_log))
-            return Failure(StatusOpen,
-                           QString::fromLatin1("cannot write %1: %2").arg(place, failure.text()));
-        return Failure();
+        return openTraceLog(place, err, &m_log);
     }
 
     bool failed() const { return m_log->failed(); }

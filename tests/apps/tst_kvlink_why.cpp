@@ -1,6 +1,6 @@
 // Why a line is bad: from counts to causes, and kvlink as a user runs it against kvsim's faults.
-#include "apps/kvlink/thinned_series.h"
 #include "runtime/line_diagnosis.h"
+#include "runtime/thinned_series.h"
 #include "tests/apps/kvlink_runs.h"
 
 #include <QtCore/QJsonArray>

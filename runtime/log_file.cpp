@@ -1,4 +1,4 @@
-#include "apps/kvlink/log_file.h"
+#include "runtime/log_file.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>

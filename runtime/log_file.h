@@ -1,6 +1,6 @@
 /// A log file that grows by whole records, also when others move it away or its disk is full.
-#ifndef APPS_KVLINK_LOG_FILE_H
-#define APPS_KVLINK_LOG_FILE_H
+#ifndef RUNTIME_LOG_FILE_H
+#define RUNTIME_LOG_FILE_H
 
 #include "runtime/failure.h"
 

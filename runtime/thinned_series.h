@@ -1,6 +1,6 @@
 /// A series of any length, thinned out to a bounded number of points.
-#ifndef APPS_KVLINK_THINNED_SERIES_H
-#define APPS_KVLINK_THINNED_SERIES_H
+#ifndef RUNTIME_THINNED_SERIES_H
+#define RUNTIME_THINNED_SERIES_H
 
 #include <QtCore/QPointF>
 #include <QtCore/QVector>
