@@ -1,5 +1,7 @@
 #include "items/csv_records.h"
 
+#include "runtime/escaped_text.h"
+
 #include <QtCore/QRegularExpression>
 
 #include <algorithm>
@@ -117,4 +119,20 @@ QChar csvDelimiter(const QString &text)
 {
     const int end = text.indexOf(QRegularExpression(QLatin1String("[\r\n]")));
     return text.left(end).contains(QLatin1Char(';')) ? QLatin1Char(';') : QLatin1Char(',');
+}
+
+QString csvField(const QString &text)
+{
+    QString field = printableText(text);
+    if (field.contains(QLatin1Char(',')) || field.contains(QLatin1Char('"'))) {
+        field.replace(QLatin1Char('"'), QLatin1String("\"\""));
+        field = QLatin1Char('"') + field + QLatin1Char('"');
+    }
+    return field;
+}
+
+QString csvText(const QString &text)
+{
+    const bool needsMark = !text.isEmpty() && QLatin1String("=+-@'").contains(text.at(0));
+    return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + text);
 }

@@ -23,6 +23,14 @@ typedef QVector<CsvField> CsvRecord;
 /// @return whether nothing is wrong
 bool splitCsv(const QString &text, QChar delimiter, QVector<CsvRecord> *records, CsvField *wrong);
 
+/// A field of a row with commas, in quotes where it needs them. What is not printable appears as
+/// escapes.
+QString csvField(const QString &text);
+
+/// The same for a text of somebody else. A spreadsheet runs what begins with =, +, - or @ as a
+/// formula, and takes what follows an apostrophe as text: such a text gets an apostrophe.
+QString csvText(const QString &text);
+
 /// Semicolon or comma: which one the first line has.
 QChar csvDelimiter(const QString &text);
 

@@ -1,11 +1,11 @@
 #include "apps/kvlink/item_output.h"
 
+#include "items/csv_records.h"
 #include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
@@ -55,24 +55,6 @@ QJsonValue jsonValue(const Item &item, const QString &text)
 QJsonValue textOrNull(const QString &text)
 {
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
-}
-
-QString csvField(const QString &text)
-{
-    QString field = printableText(text);
-    if (field.contains(QLatin1Char(',')) || field.contains(QLatin1Char('"'))) {
-        field.replace(QLatin1Char('"'), QLatin1String("\"\""));
-        field = QLatin1Char('"') + field + QLatin1Char('"');
-    }
-    return field;
-}
-
-// A spreadsheet runs what begins with =, +, - or @ as a formula, and takes what follows an
-// apostrophe as text.
-QString csvText(const QString &text)
-{
-    const bool needsMark = !text.isEmpty() && QLatin1String("=+-@'").contains(text.at(0));
-    return csvField((needsMark ? QLatin1String("'") : QLatin1String("")) + text);
 }
 
 QString csvValue(const Item &item, const QString &value)
@@ -197,21 +179,6 @@ QStringList failureTexts(const QVector<Item> &items, const QVector<ItemResult> &
     return reasons;
 }
 
-// As the program's exit status has it.
-Status statusOf(const QVector<ItemResult> &results)
-{
-    Status first = StatusDiffers; // of those that are more than differences
-    int failed = 0;
-    for (const ItemResult &result : results) {
-        failed += result.failure ? 1 : 0;
-        if (result.failure && first == StatusDiffers)
-            first = result.failure.status();
-    }
-    if (failed == 0)
-        return StatusGood;
-    return failed == results.size() || first == StatusDiffers ? first : StatusSome;
-}
-
 // DM100:hex[2] has the columns DM100:hex and DM101:hex. Where several values share an address, or
 // the item is not named by it, they are numbered from 0.
 QString columnName(const Item &item, int index)
@@ -249,61 +216,6 @@ void printWideCsv(const QVector<Item> &items, const QVector<ItemResult> &results
         << csvField(failureTexts(items, results).join(QLatin1String("; "))) << '\n';
 }
 
-QString cell(const QJsonValue &value)
-{
-    if (value.isBool())
-        return QLatin1String(value.toBool() ? "yes" : "no");
-    const QString text = printableText(value.toVariant().toString());
-    return text.isEmpty() ? QString(QLatin1Char('-')) : text;
-}
-
-void printTextTable(const OutputTable &table, QTextStream &out)
-{
-    const int columns = table.columns.size();
-    QVector<QStringList> lines(1);
-    for (const TableColumn &column : table.columns)
-        lines[0] += QLatin1String(column.title);
-    for (const QVector<QJsonValue> &row : table.rows) {
-        lines += QStringList();
-        for (const QJsonValue &value : row)
-            lines.last() += cell(value);
-    }
-    QVector<int> widths(columns);
-    for (const QStringList &line : qAsConst(lines)) {
-        for (int i = 0; i < columns; ++i)
-            widths[i] = qMax(widths.at(i), line.at(i).size());
-    }
-    for (const QStringList &line : qAsConst(lines)) {
-        for (int i = 0; i < columns - 1; ++i)
-            out << line.at(i).leftJustified(widths.at(i) + 2);
-        out << line.last() << '\n';
-    }
-}
-
-void printJsonTable(const OutputTable &table, QTextStream &out)
-{
-    QJsonArray objects;
-    for (const QVector<QJsonValue> &row : table.rows) {
-        QJsonObject object;
-        for (int i = 0; i < table.columns.size(); ++i)
-            object.insert(QLatin1String(table.columns.at(i).key), row.at(i));
-        objects.append(object);
-    }
-    out << QString::fromUtf8(QJsonDocument(objects).toJson(QJsonDocument::Compact)) << '\n';
-}
-
-void printCsvTable(const OutputTable &table, QTextStream &out)
-{
-    for (int i = 0; i < table.columns.size(); ++i)
-        out << (i > 0 ? "," : "") << table.columns.at(i).key;
-    out << '\n';
-    for (const QVector<QJsonValue> &row : table.rows) {
-        for (int i = 0; i < row.size(); ++i)
-            out << (i > 0 ? "," : "") << csvText(row.at(i).toVariant().toString());
-        out << '\n';
-    }
-}
-
 // The first is the default.
 const OutputFormat FORMATS[] = {
     // name, is for people, is a live table, no rows, header, print, print sample, finish, print
@@ -332,17 +244,18 @@ QString shownWithUnit(const Item &item, const QStringList &values)
     return shownValues(item, values) + (unit.isEmpty() ? unit : QLatin1Char(' ') + unit);
 }
 
-// Outside strings JSON is ASCII, and inside them it can be.
-QString asciiJson(const QJsonObject &object)
+Status statusOf(const QVector<ItemResult> &results)
 {
-    QString ascii;
-    for (const QChar c : QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact))) {
-        if (c.unicode() < 0x7F)
-            ascii += c;
-        else
-            ascii += QString::fromLatin1("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+    Status first = StatusDiffers; // of those that are more than differences
+    int failed = 0;
+    for (const ItemResult &result : results) {
+        failed += result.failure ? 1 : 0;
+        if (result.failure && first == StatusDiffers)
+            first = result.failure.status();
     }
-    return ascii;
+    if (failed == 0)
+        return StatusGood;
+    return failed == results.size() || first == StatusDiffers ? first : StatusSome;
 }
 
 const OutputFormat *defaultFormat()

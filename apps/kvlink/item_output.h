@@ -2,10 +2,10 @@
 #ifndef APPS_KVLINK_ITEM_OUTPUT_H
 #define APPS_KVLINK_ITEM_OUTPUT_H
 
+#include "apps/kvlink/output_table.h"
 #include "items/item.h"
 #include "items/item_reader.h"
 
-#include <QtCore/QJsonValue>
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
@@ -15,7 +15,6 @@ class App;
 class Option;
 } // namespace CLI
 
-class QJsonObject;
 class QTextStream;
 
 /// One item of one sample, as it is printed.
@@ -26,18 +25,6 @@ struct ItemRecord {
     bool isFirst; ///< of the output
     bool isNamed; ///< people need the item's name and its time: there are several, or samples
     bool hasTags; ///< whether an item of the output has a tag
-};
-
-/// The name of a column, for scripts and for people.
-struct TableColumn {
-    const char *key;
-    const char *title;
-};
-
-/// A list of things that each have the same properties: texts, numbers and truth values.
-struct OutputTable {
-    QVector<TableColumn> columns;
-    QVector<QVector<QJsonValue>> rows;
 };
 
 /// A format of the output.
@@ -64,9 +51,6 @@ QString shownValues(const Item &item, const QStringList &values);
 
 /// The same, with the unit of the item's tag behind them.
 QString shownWithUnit(const Item &item, const QStringList &values);
-
-/// An object as JSON on one line, in ASCII: the output may have any encoding.
-QString asciiJson(const QJsonObject &object);
 
 /// The format that is meant where none is named.
 const OutputFormat *defaultFormat();
@@ -117,9 +101,12 @@ private:
 /// Prints lines to the PLC, each on a line of its own, escaped.
 void printLines(const QByteArray &lines, QTextStream &out);
 
+/// The program's exit status: 0 when all items succeeded, the first failure's own when all failed or
+/// all failures are of values read back, else 6.
+Status statusOf(const QVector<ItemResult> &results);
+
 /// Prints why items failed, each reason once with the items that it is true of.
-/// @return the program's exit status: 0 when all items succeeded, the first failure's own when all
-///         failed or all failures are of values read back, else 6
+/// @return `statusOf`
 Status reportFailures(QTextStream &err, const QVector<Item> &items,
                       const QVector<ItemResult> &results);
 

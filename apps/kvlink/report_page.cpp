@@ -1,6 +1,6 @@
 #include "apps/kvlink/report_page.h"
 
-#include "apps/kvlink/item_output.h"
+#include "apps/kvlink/output_table.h"
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QFile>

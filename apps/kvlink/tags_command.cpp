@@ -45,9 +45,7 @@ int readTags(const ItemOptions &options, const QVector<Item> &tags, const LinkOp
         ItemReader(client, tags, options.read, options.order).read();
     options.format->printTable(tagTable(tags, results), out);
     out.flush();
-    QString reasons; // which the table has
-    QTextStream unprinted(&reasons);
-    return reportFailures(unprinted, tags, results);
+    return statusOf(results); // the table has the reasons
 }
 
 int runTagsCheck(const ItemOptions &options, const LinkOptions &link, QTextStream &out,
