@@ -14,6 +14,8 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
+#include <functional>
+
 namespace
 {
 
@@ -71,6 +73,19 @@ Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector
     return Failure();
 }
 
+// @param take gets whether the high part comes first
+void addOrderOption(CLI::App *command, const char *name, const char *text,
+                    const std::function<void(bool isHighFirst)> &take)
+{
+    const std::vector<std::string> orders = {"low-first", "high-first"};
+    command
+        ->add_option_function<std::string>(
+            name, [take](const std::string &order) { take(order == "high-first"); }, text)
+        ->default_str(orders.front())
+        ->check(CLI::IsMember(orders).description(""))
+        ->type_name(CLI::detail::join(orders, "|"));
+}
+
 } // namespace
 
 void addItems(CLI::App *command, ItemOptions *options, const char *form, const char *examples)
@@ -91,27 +106,13 @@ void addLayoutOptions(CLI::App *command, ItemOptions *options)
     std::vector<std::string> encodings;
     for (const QString &name : textEncodings())
         encodings.push_back(name.toStdString());
-    const std::vector<std::string> orderNames = {"low-first", "high-first"};
-    command
-        ->add_option_function<std::string>(
-            "--word-order",
-            [options](const std::string &name) {
-                options->order = name == "low-first" ? WordOrder::LowFirst : WordOrder::HighFirst;
-            },
-            "Order of the words of 32-bit values")
-        ->default_str("low-first")
-        ->check(CLI::IsMember(orderNames).description(""))
-        ->type_name("low-first|high-first");
-    command
-        ->add_option_function<std::string>(
-            "--string-order",
-            [options](const std::string &name) {
-                options->defaults.textForm.highByteFirst = name == "high-first";
-            },
-            "Byte of a word that has a string's first character")
-        ->default_str("low-first")
-        ->check(CLI::IsMember(orderNames).description(""))
-        ->type_name("low-first|high-first");
+    addOrderOption(command, "--word-order", "Order of the words of 32-bit values",
+                   [options](bool isHighFirst) {
+                       options->order = isHighFirst ? WordOrder::HighFirst : WordOrder::LowFirst;
+                   });
+    addOrderOption(
+        command, "--string-order", "Byte of a word that has a string's first character",
+        [options](bool isHighFirst) { options->defaults.textForm.highByteFirst = isHighFirst; });
     command
         ->add_option_function<std::string>(
             "--encoding",
