@@ -103,9 +103,5 @@ void addBenchCommand(CLI::App &app, CommandLine *line)
         ->capture_default_str();
     addBaudOption(command, &bench->load);
     addReportOption(command, &bench->report);
-    command->callback([line, bench] {
-        line->run = [bench](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runBench(*bench, options, out, err);
-        };
-    });
+    command->callback([line, bench] { line->run = withOptions(bench, runBench); });
 }

@@ -6,9 +6,24 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 class QTextStream;
+
+/// A command with its own options; gives the exit status. Values go to the first stream, everything
+/// else to the second. Requires: a QCoreApplication.
+typedef std::function<int(const LinkOptions &, QTextStream &, QTextStream &)> Command;
+
+/// The command that a function carries out with options of its own.
+template <typename Options>
+Command withOptions(const std::shared_ptr<Options> &options,
+                    int (*run)(const Options &, const LinkOptions &, QTextStream &, QTextStream &))
+{
+    return [options, run](const LinkOptions &link, QTextStream &out, QTextStream &err) {
+        return run(*options, link, out, err);
+    };
+}
 
 /// What is to be done.
 struct CommandLine {
@@ -20,9 +35,7 @@ struct CommandLine {
     /// Where each setting of the link comes from, by the name of its option; absent for a default.
     std::map<std::string, std::string> origins;
 
-    /// The command that was named; gives the exit status. Values go to the first stream, everything
-    /// else to the second. Requires: a QCoreApplication.
-    std::function<int(const LinkOptions &, QTextStream &, QTextStream &)> run;
+    Command run; ///< the one that was named
 
     /// Whether the command needs one of port, TCP address and simulated PLC.
     bool needsLink = true;

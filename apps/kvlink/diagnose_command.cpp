@@ -144,9 +144,5 @@ void addDiagnoseCommand(CLI::App &app, CommandLine *line)
     addBaudOption(command, &options->load);
     addFormatOption(command, &options->format, true);
     addReportOption(command, &options->report);
-    command->callback([line, options] {
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runDiagnose(*options, link, out, err);
-        };
-    });
+    command->callback([line, options] { line->run = withOptions(options, runDiagnose); });
 }

@@ -93,8 +93,6 @@ void addDiffCommand(CLI::App &app, CommandLine *line)
     addFormatOption(diff, &options->format, true);
     diff->callback([line, options] {
         line->needsLink = options->right.isEmpty();
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runDiff(*options, link, out, err);
-        };
+        line->run = withOptions(options, runDiff);
     });
 }

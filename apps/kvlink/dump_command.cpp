@@ -91,9 +91,5 @@ void addDumpCommand(CLI::App &app, CommandLine *line)
             ->type_name("FILE");
     dump->add_flag("--resume", options->resume, "Go on where an interrupted dump has ended")
         ->needs(file);
-    dump->callback([line, options] {
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runDump(*options, link, out, err);
-        };
-    });
+    dump->callback([line, options] { line->run = withOptions(options, runDump); });
 }

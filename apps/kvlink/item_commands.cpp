@@ -143,11 +143,7 @@ void addReadCommand(CLI::App &app, CommandLine *line)
                                                        "number of values take -n");
     };
     read->add_option_function<std::string>("--count", refuseCount)->group("");
-    read->callback([line, options] {
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runRead(*options, link, out, err);
-        };
-    });
+    read->callback([line, options] { line->run = withOptions(options, runRead); });
 }
 
 void addWriteCommand(CLI::App &app, CommandLine *line)
@@ -163,8 +159,6 @@ void addWriteCommand(CLI::App &app, CommandLine *line)
     addFormatOption(write, &options->items.format)->excludes(dryRun);
     write->callback([line, options] {
         line->needsLink = !options->dryRun;
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runWrite(*options, link, out, err);
-        };
+        line->run = withOptions(options, runWrite);
     });
 }

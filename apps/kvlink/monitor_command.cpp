@@ -371,9 +371,5 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
             ->check(notEmpty());
     addRotateOption(monitor, &options->rotation)->needs(output);
     addReportOption(monitor, &options->report);
-    monitor->callback([line, options] {
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runMonitor(*options, link, out, err);
-        };
-    });
+    monitor->callback([line, options] { line->run = withOptions(options, runMonitor); });
 }

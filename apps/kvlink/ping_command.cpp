@@ -77,9 +77,5 @@ void addPingCommand(CLI::App &app, CommandLine *line)
         ->type_name("TIME")
         ->transform(duration(0, 3600000))
         ->default_str("1s");
-    command->callback([line, ping] {
-        line->run = [ping](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runPing(*ping, options, out, err);
-        };
-    });
+    command->callback([line, ping] { line->run = withOptions(ping, runPing); });
 }

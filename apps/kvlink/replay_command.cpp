@@ -80,9 +80,5 @@ void addReplayCommand(CLI::App &app, CommandLine *line)
     CLI::App *command =
         app.add_subcommand("replay", "Send a trace's requests again and compare the replies");
     command->add_option("file", *file, "Trace of kvlink or kvsim")->required()->type_name("TRACE");
-    command->callback([line, file] {
-        line->run = [file](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runReplay(*file, options, out, err);
-        };
-    });
+    command->callback([line, file] { line->run = withOptions(file, runReplay); });
 }

@@ -106,8 +106,6 @@ void addRestoreCommand(CLI::App &app, CommandLine *line)
     restore->add_flag("--verify", options->verify, "Read back and compare");
     restore->callback([line, options] {
         line->needsLink = !options->dryRun;
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runRestore(*options, link, out, err);
-        };
+        line->run = withOptions(options, runRestore);
     });
 }

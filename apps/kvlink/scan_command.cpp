@@ -215,9 +215,5 @@ void addScanCommand(CLI::App &app, CommandLine *line)
         ->excludes(app.get_option("--station"));
     command->add_flag("--all", scan->findsAll, "Go on behind the first PLC");
     addFormatOption(command, &scan->format, true);
-    command->callback([line, scan] {
-        line->run = [scan](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runScan(*scan, options, out, err);
-        };
-    });
+    command->callback([line, scan] { line->run = withOptions(scan, runScan); });
 }

@@ -86,8 +86,6 @@ void addTagsCommand(CLI::App &app, CommandLine *line)
     addFormatOption(check, &options->format, true);
     check->callback([line, options] {
         line->needsLink = false;
-        line->run = [options](const LinkOptions &link, QTextStream &out, QTextStream &err) {
-            return runTagsCheck(*options, link, out, err);
-        };
+        line->run = withOptions(options, runTagsCheck);
     });
 }
