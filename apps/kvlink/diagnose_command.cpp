@@ -142,7 +142,7 @@ void addDiagnoseCommand(CLI::App &app, CommandLine *line)
         ->default_str("1min")
         ->transform(duration(1, 999999999 * SECOND_MS, SECOND_MS));
     addBaudOption(command, &options->load);
-    addFormatOption(command, &options->format, true);
+    addFormatOption(command, &options->format, OutputKind::Object);
     addReportOption(command, &options->report);
     command->callback([line, options] { line->run = withOptions(options, runDiagnose); });
 }

@@ -90,7 +90,7 @@ void addDiffCommand(CLI::App &app, CommandLine *line)
     diff->add_option_function<std::string>("other", into(&options->right),
                                            "Image to compare it with; the PLC unless given")
         ->type_name("FILE");
-    addFormatOption(diff, &options->format, true);
+    addFormatOption(diff, &options->format, OutputKind::Table);
     diff->callback([line, options] {
         line->needsLink = options->right.isEmpty();
         line->run = withOptions(options, runDiff);

@@ -263,12 +263,13 @@ const OutputFormat *defaultFormat()
     return &FORMATS[0];
 }
 
-CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, bool forTables)
+CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, OutputKind kind)
 {
     std::vector<std::string> names;
     std::string list;
     for (const OutputFormat &row : FORMATS) {
-        if (forTables && !row.printTable)
+        const bool isCsv = row.header;
+        if (kind != OutputKind::Items && (!row.printTable || (isCsv && kind == OutputKind::Object)))
             continue;
         names.push_back(row.name);
         list += (list.empty() ? "" : "|") + names.back();

@@ -55,9 +55,16 @@ QString shownWithUnit(const Item &item, const QStringList &values);
 /// The format that is meant where none is named.
 const OutputFormat *defaultFormat();
 
-/// Adds --format to a command: the formats of items, or those of tables. @return the option
+/// What a command prints, and with it the formats that --format takes.
+enum class OutputKind {
+    Items,
+    Table,
+    Object ///< a text, or one JSON value
+};
+
+/// Adds --format to a command. @return the option
 CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format,
-                             bool forTables = false);
+                             OutputKind kind = OutputKind::Items);
 
 /// Prints samples of a list of items, in the formats of kvlink(1), FORMATS.
 class ItemPrinter

@@ -98,7 +98,7 @@ void addListPortsCommand(CLI::App &app, CommandLine *line)
 {
     const auto format = std::make_shared<const OutputFormat *>(defaultFormat());
     CLI::App *command = app.add_subcommand("list-ports", "List the serial ports of this machine");
-    addFormatOption(command, format.get(), true);
+    addFormatOption(command, format.get(), OutputKind::Table);
     command->callback([line, format] {
         line->needsLink = false;
         line->run = [format](const LinkOptions &, QTextStream &out, QTextStream &err) {

@@ -214,6 +214,6 @@ void addScanCommand(CLI::App &app, CommandLine *line)
         ->check(CLI::Validator(stationsError, ""))
         ->excludes(app.get_option("--station"));
     command->add_flag("--all", scan->findsAll, "Go on behind the first PLC");
-    addFormatOption(command, &scan->format, true);
+    addFormatOption(command, &scan->format, OutputKind::Object);
     command->callback([line, scan] { line->run = withOptions(scan, runScan); });
 }

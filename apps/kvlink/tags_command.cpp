@@ -83,7 +83,7 @@ void addTagsCommand(CLI::App &app, CommandLine *line)
         ->required()
         ->type_name("FILE");
     addLayoutOptions(check, options.get());
-    addFormatOption(check, &options->format, true);
+    addFormatOption(check, &options->format, OutputKind::Table);
     check->callback([line, options] {
         line->needsLink = false;
         line->run = withOptions(options, runTagsCheck);
