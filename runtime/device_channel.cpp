@@ -15,9 +15,6 @@ const int MAX_DISCARD_ROUNDS = 256;
 // The least silence after which a wire counts as at rest: some characters at the slowest speed.
 const int MIN_REST_MS = 10;
 
-// A reply that comes later than so many time-outs after its line is not waited for.
-const int LATEST_REPLY_TIMEOUTS = 5;
-
 // How long a wait for late replies goes on before it asks whether it may.
 const int WAIT_SLICE_MS = 50;
 

@@ -9,6 +9,9 @@
 
 class Port;
 
+/// A reply that comes later than so many time-outs after its line is not waited for.
+const int LATEST_REPLY_TIMEOUTS = 5;
+
 /// Bytes in and out of an open port with the pacing of one link.
 /// Whatever the peer does, `read` and `write` last no longer than the link's time-out and the time
 /// that a serial port still needs for the line before, and `control` no longer than six time-outs.

@@ -168,9 +168,15 @@ Failure LineScan::look(ScanSetting *setting, const QVector<int> &stations, int p
     if (!failure && setting->hasPlc && !isFound && !allTried) {
         patience = closeAnswered ? patience : MORE_PATIENCE;
         m_finds.resize(finds);
+        const ScanStep step = m_step;
+        m_step.isFirst = true;
+        m_step.hasPlc = true;
         m_step.stations = m_options.stations.size();
-        m_step.leftMs = (m_step.stations + 1) * lineMs(*setting, patience);
+        const int restWaits = 2 * LATEST_REPLY_TIMEOUTS * patience; // after the first, and the last
+        m_step.leftMs =
+            (m_step.stations + 1) * lineMs(*setting, patience) + restWaits * waitMs(*setting);
         failure = search(setting, m_options.stations, patience, &closeAnswered);
+        m_step = step;
     }
     setting->isDone = setting->hasPlc;
     return failure;

@@ -49,8 +49,9 @@ struct ScanFind {
 
 /// How far the search is.
 struct ScanStep {
-    bool isFirst;    ///< of a pass over several settings
+    bool isFirst;    ///< of a pass over several settings, or of all stations under one
     bool isRepeated; ///< the pass looks again, with more time for replies
+    bool hasPlc;     ///< a PLC answers under the setting, which is searched for all stations
     int settings;    ///< of the pass, those behind this one included
     int stations;    ///< under each of them
     QString setting; ///< the name

@@ -82,9 +82,13 @@ public:
             const char *start = m_isFirst         ? "searching"
                                 : step.isRepeated ? "no reply in time; with longer waits, searching"
                                                   : "nothing yet; searching";
+            const QString what = step.hasPlc
+                                     ? QString::fromLatin1("a PLC answers under %1; searching %2")
+                                           .arg(step.setting, stations)
+                                     : QString::fromLatin1("%1 %2 for %3")
+                                           .arg(QLatin1String(start), settings, stations);
             complain(m_err,
-                     QString::fromLatin1("%1 %2 for %3; at most %4")
-                         .arg(QLatin1String(start), settings, stations, durationText(step.leftMs)),
+                     QString::fromLatin1("%1; at most %2").arg(what, durationText(step.leftMs)),
                      StatusGood);
             m_isFirst = false;
         }

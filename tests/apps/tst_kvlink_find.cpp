@@ -11,7 +11,8 @@ const KvlinkRun RUNS[] = {
     // The search. The simulated PLC's own settings are not those that are tried first, and what
     // came at other speeds is in front of the first line that it understands.
     {"--serial 38400,8e1 > SERIAL scan", 0,
-     "options ANY\n--port ANY,38400,8e1 --station 7 ANY NUM\n", "^" SEARCHING},
+     "options ANY\n--port ANY,38400,8e1 --station 7 ANY NUM\n",
+     "^" SEARCHING "kvlink: a PLC answers under 38400,8e1; searching 100 stations; at most 23 s\n"},
     {"--serial 9600,8o1 --reply-delay 450 > SERIAL,9600 scan --station 7 --format json", 0,
      "[{\"openMs\":NUM,\"options\":\"--port ANY,9600,8o1 --station 7\",\"station\":7}]\n",
      "no reply in time; with longer waits, searching 1 setting"},
