@@ -68,9 +68,12 @@ bool isEchoed(const LineCounts &counts)
     return counts.of(ExchangeEnd::Echo) > 0;
 }
 
+// Behind a damaged reply there may be more bytes, which are not late.
 bool isLate(const LineCounts &counts)
 {
-    return counts.stray.late > 0;
+    return counts.stray.late > 0 && counts.of(ExchangeEnd::NoReply) + counts.of(ExchangeEnd::Cut) +
+                                            counts.of(ExchangeEnd::Unexpected) >
+                                        0;
 }
 
 bool isSilentAtTimes(const LineCounts &counts)

@@ -26,13 +26,13 @@ QVector<NamedCount> namedCounts(const LineCounts &counts)
 {
     const char *const texts[EXCHANGE_ENDS] = {
         "exchanges with a good reply",
-        "without a reply",
-        "with a reply that ends early",
-        "with a damaged reply",
-        "with another station's reply",
-        "with a reply to something else",
-        "with an echo",
-        "with an error reply",
+        "exchanges without a reply",
+        "exchanges with a reply that ends early",
+        "exchanges with a damaged reply",
+        "exchanges with another station's reply",
+        "exchanges with a reply to something else",
+        "exchanges with an echo",
+        "exchanges with an error reply",
     };
     QVector<NamedCount> list;
     for (size_t i = 0; i < counts.ends.size(); ++i)
@@ -41,7 +41,7 @@ QVector<NamedCount> namedCounts(const LineCounts &counts)
     list.append({"framing", counts.errors.framing, "characters without a stop bit"});
     list.append({"overrun", counts.errors.overrun, "characters that this computer lost"});
     list.append({"breaks", counts.errors.breaks, "breaks of the wire"});
-    list.append({"lateBytes", counts.stray.late, "bytes after the time-out"});
+    list.append({"lateBytes", counts.stray.late, "bytes after the time-out or a damaged reply"});
     list.append({"unaskedBytes", counts.stray.unasked, "bytes that were not asked for"});
     list.append({"noiseBytes", counts.stray.damaged, "bytes of noise between replies"});
     list.append({"losses", counts.losses, "times that the port or the connection was lost"});
@@ -162,7 +162,7 @@ void Diagnosis::printTimes(QTextStream &out) const
     }
     const auto fewer = [](const TimeBin &a, const TimeBin &b) { return a.requests < b.requests; };
     const int most = std::max_element(bins.begin(), bins.end(), fewer)->requests;
-    out << '\n';
+    out << "\n   from ms        to ms requests\n";
     for (const TimeBin &bin : bins) {
         const int length = (bin.requests * BAR_LENGTH + most - 1) / most;
         out << padded(bin.fromMs) << " to" << padded(bin.toMs)

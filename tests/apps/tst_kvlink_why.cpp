@@ -25,6 +25,7 @@ const struct {
     {"noReply 9 overrun 1", "silent overrun"},
     {"good 100 noReply 1 losses 1", "lost"},
     {"good 100 unexpected 3 lateBytes 6", "late"},
+    {"good 100 damaged 9 lateBytes 6", "noise"},
     {"good 100 noReply 2 unexpected 1", "missing master"},
     {"good 100 noiseBytes 1", "noise"},
 };
