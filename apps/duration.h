@@ -4,12 +4,32 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <cstdint>
-#include <map>
 #include <string>
+#include <utility>
 
 /// Milliseconds of a second, for options whose bare numbers are seconds.
 const std::int64_t SECOND_MS = 1000;
+
+/// A unit of time and its milliseconds.
+using TimeUnit = std::pair<const char *, std::int64_t>;
+
+/// The units that a time may have, the longest first.
+inline std::array<TimeUnit, 5> timeUnits()
+{
+    return {{{"d", 86400000}, {"h", 3600000}, {"min", 60000}, {"s", SECOND_MS}, {"ms", 1}}};
+}
+
+/// A time in the longest unit that divides it, such as 1d for 86400000 ms.
+inline std::string timeWithUnit(std::int64_t ms)
+{
+    for (const TimeUnit &unit : timeUnits()) {
+        if (ms > 0 && ms % unit.second == 0)
+            return std::to_string(ms / unit.second) + unit.first;
+    }
+    return std::to_string(ms) + "ms";
+}
 
 /// Accepts a whole number and a unit, such as 500ms, 1s, 5min or 1h, and turns it into milliseconds.
 /// @param minMs, maxMs what is allowed, in milliseconds
@@ -18,18 +38,17 @@ inline CLI::Validator duration(std::int64_t minMs, std::int64_t maxMs, std::int6
 {
     return CLI::Validator(
         [minMs, maxMs, bareMs](std::string &text) {
-            const std::map<std::string, std::int64_t> units = {
-                {"", bareMs},   {"ms", 1},      {"s", SECOND_MS},
-                {"min", 60000}, {"h", 3600000}, {"d", 86400000},
-            };
             const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-            const auto unit = units.find(text.substr(digits));
-            const bool isDuration = digits > 0 && digits <= 9 && unit != units.end();
-            const std::int64_t ms =
-                isDuration ? std::stoll(text.substr(0, digits)) * unit->second : -1;
+            std::int64_t unitMs = digits == text.size() ? bareMs : 0;
+            for (const TimeUnit &unit : timeUnits()) {
+                if (text.substr(digits) == unit.first)
+                    unitMs = unit.second;
+            }
+            const bool isDuration = digits > 0 && digits <= 9 && unitMs > 0;
+            const std::int64_t ms = isDuration ? std::stoll(text.substr(0, digits)) * unitMs : -1;
             if (ms < minMs || ms > maxMs)
-                return text + " is not a time from " + std::to_string(minMs) + "ms to " +
-                       std::to_string(maxMs) + "ms, such as 500ms, 1s, 5min or 1h";
+                return text + " is not a time from " + timeWithUnit(minMs) + " to " +
+                       timeWithUnit(maxMs) + ", such as 500ms, 1s, 5min or 1h";
             text = std::to_string(ms);
             return std::string();
         },

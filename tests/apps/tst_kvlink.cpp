@@ -126,7 +126,7 @@ const KvlinkRun RUNS[] = {
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
     {"WIRE --station 100 read DM1", 2, "", "100"},
     {"PLC monitor DM1 --duration 1000000000", 2, "", "such as 500ms"},
-    {"PLC ping --interval 2h", 2, "", "2h is not a time from 0ms to 3600000ms"},
+    {"PLC ping --interval 2h", 2, "", "2h is not a time from 0ms to 1h,"},
     {"--port /dev/null,9600,9e1 read DM1", 2, "", "9e1"},
     {"--port /dev/kv-no-such-port read DM1", 3, "", "/dev/kv-no-such-port"},
     {"PLC --driver no-such-driver.so read DM1", 3, "", "no-such-driver.so"},
