@@ -129,6 +129,12 @@ Failure LogFile::checkBeginning(const struct stat &file)
     m_missing = m_header;
     if (!S_ISREG(file.st_mode) || file.st_size == 0)
         return Failure();
+    const QByteArray csvBeginning = "time,";
+    if (m_header.isEmpty() && readAt(m_file, 0, csvBeginning.size()) == csvBeginning)
+        return Failure(StatusOpen,
+                       QString::fromLatin1("cannot append to the log %1: it is CSV; name "
+                                           "another file or format, or move it away")
+                           .arg(QFile::decodeName(m_path)));
     if (readAt(m_file, 0, m_header.size()) != m_header)
         return Failure(StatusOpen,
                        QString::fromLatin1("cannot append to the log %1: its first line is not "

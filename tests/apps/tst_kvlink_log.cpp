@@ -28,6 +28,7 @@ const struct {
      "log.csv: " CSV "cut of\n" ROW, ""},
     {"PLC monitor DM100 --count 1 --format csv", 3, "time,DM1\n", "log.csv: time,DM1\n",
      "its first line is not \"time,address"},
+    {"PLC monitor DM100 --count 1", 3, "time,DM1\n", "log.csv: time,DM1\n", "log.csv: it is CSV;"},
     {"PLC monitor DM100 --count 1", 0, "", "log.csv: TIME DM100 4660\n", ""},
     {"PLC monitor DM100 --interval 1 --count 2 --format csv --rotate daily", 0, CSV "2026\n",
      "log-2026-01-02.csv: " CSV "2026\nlog.csv: " CSV ROW ROW, ""},
