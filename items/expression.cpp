@@ -119,8 +119,10 @@ Failure setValues(const QStringList &values, Item *item)
         return usage(QString::fromLatin1("%1 takes one text of up to %2 characters of 8 bits")
                          .arg(name, count));
     if (!isString && given != item->count)
-        return usage(QString::fromLatin1("%1 takes %2 values, not %3")
-                         .arg(name, count, QString::number(given)));
+        return usage(
+            QString::fromLatin1("%1 takes %2, not %3: a comma divides values, and a "
+                                "number has a point")
+                .arg(name, countText(item->count, "value", "values"), QString::number(given)));
     QByteArray data;
     return packValues(*item, WordOrder::LowFirst, &data);
 }

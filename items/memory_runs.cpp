@@ -207,7 +207,8 @@ Failure parseRanges(const QStringList &texts, QVector<MemoryRun> *runs)
         if (!parseRange(text, &range))
             return Failure(StatusUsage,
                            QString::fromLatin1("\"%1\": expected addresses of one device, such as "
-                                               "DM0-9999, W0-FF, R0-R99915 or T5")
+                                               "DM0-9999, W0-FF, T5 or R0-R99915; the last two "
+                                               "digits of a relay of R, MR, LR and CR are 00 to 15")
                                .arg(escapedText(text.toUtf8())));
         for (const MemoryRun &other : qAsConst(ranges)) {
             if (isSameDevice(range, other) && range.device.number < endOf(other) &&
