@@ -29,7 +29,11 @@ _kvlink_ports() {
 }
 
 _kvlink_links() {
-    sed -nE 's/^ *\[(.*)\].*/\1/p' "${XDG_CONFIG_HOME:-$HOME/.config}/kvlink/links.ini" /etc/kvlink/links.ini 2>/dev/null
+    local i files=("${XDG_CONFIG_HOME:-$HOME/.config}/kvlink/links.ini" /etc/kvlink/links.ini)
+    for i in "${!COMP_WORDS[@]}"; do
+        [[ ${COMP_WORDS[i]} != --links ]] || files=("${COMP_WORDS[i + 1]/#\~/$HOME}")
+    done
+    sed -nE 's/^ *\[(.*)\].*/\1/p' "${files[@]}" 2>/dev/null
 }
 
 # The words among alternatives; capitals stand for something else.
