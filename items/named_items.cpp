@@ -33,6 +33,13 @@ QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const Te
 // Why a text is no item, where there are names.
 Failure notNamed(const QString &name, const QVector<Item> &tags, const Failure &failure)
 {
+    static const QRegularExpression ending(QLatin1String("[:\\[].*"));
+    const QString start = QString(name).remove(ending);
+    if (start != name && !tagsNamed(start, tags, TextForm()).isEmpty())
+        return Failure(failure.status(),
+                       QString::fromLatin1("\"%1\": %2 takes no :TYPE and no [COUNT], which are "
+                                           "in the tag file")
+                           .arg(printableText(name), printableText(start)));
     DeviceAddress address;
     const bool isAddress = name.contains(QLatin1Char(':')) || name.contains(QLatin1Char('[')) ||
                            parseDeviceAddress(name, &address);

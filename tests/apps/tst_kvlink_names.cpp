@@ -90,6 +90,7 @@ const KvlinkRun RUNS[] = {
     {"PLC write *.temperature=1", 2, "", "oven.temperature is not writable"},
     {"PLC write ramp=0 --tags FOLDER/other --verify", 7, "", "DM900 differs: wrote 0, read back "},
     {"write oven.setpoint=21.04 --dry-run", 0, "CR 00\nWRS DM00101.H 1 00D2\nCQ\n", ""},
+    {"PLC read oven.door:u16", 2, "", "\"oven.door:u16\": oven.door takes no :TYPE"},
     {"PLC read oven.tmp", 2, "", "\"oven.tmp\" is neither a name in the tag file nor an address"},
     {"PLC read o[*", 2, "",
      "^kvlink: \"o[*\" is neither a name in the tag file nor an address such as DM100\n"},
