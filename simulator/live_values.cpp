@@ -17,10 +17,9 @@ bool LiveValues::add(const QByteArray &text, QByteArray *error)
     }
     if (!parseShape(text.mid(equals + 1), &value)) {
         *error = quotedPlcText(text.mid(equals + 1)) +
-                 " is not counter:STEP,PERIOD, ramp:MIN,MAX,PERIOD or sine:MIN,MAX,PERIOD of "
-                 "values from 0 to " +
-                 QByteArray::number(largestPlcValue(value.point.written)) +
-                 " and a period in ms from 1 on";
+                 " is not counter:STEP,MS, ramp:MIN,MAX,MS or sine:MIN,MAX,MS with values from 0 "
+                 "to " +
+                 QByteArray::number(largestPlcValue(value.point.written)) + " and 1 ms or more";
         return false;
     }
     m_values.push_back(value);

@@ -14,9 +14,9 @@
 class LiveValues
 {
 public:
-    /// Adds a device by text: DM100=counter:STEP,PERIOD adds STEP every PERIOD and begins again
-    /// above the device's range; ramp:MIN,MAX,PERIOD climbs evenly and falls back;
-    /// sine:MIN,MAX,PERIOD swings. PERIOD is in milliseconds, the device is named as for
+    /// Adds a device by text: DM100=counter:STEP,MS adds STEP every MS and begins again
+    /// above the device's range; ramp:MIN,MAX,MS climbs evenly and falls back;
+    /// sine:MIN,MAX,MS swings. MS is in milliseconds, the device is named as for
     /// PlcMemory::assign().
     /// @return whether it was added; else @p error says in English why not
     bool add(const QByteArray &text, QByteArray *error);

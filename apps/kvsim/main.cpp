@@ -87,7 +87,7 @@ void addPlaceOptions(CLI::App &parser, KvsimOptions *options)
     addText(parser, "--link", &options->link, "PATH", "Symbolic link to the pseudo-terminal")
         ->excludes(tcp);
     addText(parser, "--serial", &options->serial, "BAUD[,FORMAT]",
-            "Understand a terminal so set only")
+            "The PLC's own settings; a terminal with others is not understood")
         ->excludes(tcp);
     parser.add_option("--station", options->station, "Station number")
         ->default_str("0")

@@ -73,7 +73,7 @@ const struct {
     QString message;
 } REFUSED_CONDITIONS[] = {
     {"--fault gremlin", 2, "known are no-reply, close-connection, silence, error-reply,"},
-    {"--live DM0=noise:1", 2, "counter:STEP,PERIOD"},
+    {"--live DM0=noise:1", 2, "counter:STEP,MS"},
     {"--read-only DM9-DM1", 2, "DM9-DM1"},
     {"--set XX1=1", 2, "no such device in \"XX1=1\""},
     {"--baud 0", 2, "50 to 4000000"},
