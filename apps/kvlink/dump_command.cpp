@@ -86,8 +86,8 @@ void addDumpCommand(CLI::App &app, CommandLine *line)
         ->expected(1, MAX_RANGES)
         ->type_name("ADDRESS[-ADDRESS]...");
     CLI::Option *file =
-        dump->add_option_function<std::string>("-o,--output", into(&options->file),
-                                               "File to write; standard output unless given")
+        dump->add_option_function<std::string>("-o,--output", into(&options->file), "File to write")
+            ->default_str("standard output")
             ->type_name("FILE");
     dump->add_flag("--resume", options->resume, "Go on where an interrupted dump has ended")
         ->needs(file);
