@@ -109,9 +109,16 @@ Failure LogFile::open()
     return failure;
 }
 
-// What a rotation will need is asked for now, not at midnight.
+// A pipe that nobody empties would stop the program. What a rotation will need is asked for now, not
+// at midnight.
 Failure LogFile::checkPlace(const struct stat &file) const
 {
+    if (S_ISFIFO(file.st_mode))
+        return Failure(StatusOpen,
+                       QString::fromLatin1("cannot write the log %1: it is a pipe; leave "
+                                           "--output out, and redirect the standard "
+                                           "output to it")
+                           .arg(QFile::decodeName(m_path)));
     if (!m_rotation.isDaily && m_rotation.maxBytes == 0)
         return Failure();
     if (!S_ISREG(file.st_mode))

@@ -37,6 +37,7 @@ const struct {
     {"PLC monitor DM100 --rotate 0", 2, "", "log.csv: ", "0: expected daily, or a size"},
     {"PLC monitor DM100 --format json", 2, "", "log.csv: ", "use jsonl"},
     {"PLC monitor DM100 --rotate 1M --output /dev/full", 3, "", "log.csv: ", "a regular file"},
+    {"PLC monitor DM100 --count 1 --output /dev/stdin", 3, "", "log.csv: ", "it is a pipe"},
 };
 
 // DM900 moves between 1 and 2 all the time.
