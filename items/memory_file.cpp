@@ -3,6 +3,10 @@
 #include "runtime/whole_file.h"
 #include "simulator/image_rows.h"
 
+#include <cerrno>
+
+#include <sys/file.h>
+
 namespace
 {
 
@@ -39,6 +43,13 @@ Failure MemoryFile::begin(bool resume)
     if (Failure failure = checkWholeFile(m_path))
         return failure;
     m_part.setFileName(m_path + QLatin1String(".part"));
+    if (!m_part.open(QIODevice::ReadWrite))
+        return cannotWrite(m_part, m_part.errorString());
+    // Some file systems have no locks.
+    if (flock(m_part.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return cannotWrite(m_part,
+                           QLatin1String("another dump writes it: wait for its end, or name "
+                                         "another file"));
     const QByteArray title = partTitle(m_runs);
     if (resume && m_part.size() > 0) {
         if (Failure failure = takePart(title))
@@ -46,7 +57,7 @@ Failure MemoryFile::begin(bool resume)
     }
     // What is kept is not written again: the disk may be full.
     const qint64 kept = cellCount(m_rest) == cellCount(m_runs) ? 0 : title.size() + m_image.size();
-    if (m_part.open(QIODevice::ReadWrite) && m_part.resize(kept) && m_part.seek(kept) &&
+    if (m_part.resize(kept) && m_part.seek(kept) &&
         (kept > 0 || writeAllBytes(title + m_image, &m_part)) && m_part.flush())
         return Failure();
     return cannotWrite(m_part, m_part.errorString());

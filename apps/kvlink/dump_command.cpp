@@ -1,5 +1,6 @@
 // dump: saves ranges of the PLC's memory as a memory image.
 #include "apps/argument_text.h"
+#include "apps/decimal_range.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/memory_output.h"
@@ -40,10 +41,13 @@ int carry(MemoryFile *file, qint64 total, const LinkOptions &link, QTextStream &
           QTextStream &err)
 {
     Client client(link, err);
-    if (Failure failure = client.open())
-        return complain(err, failure);
-    Progress progress(err, link.trace);
     const qint64 rest = cellCount(file->rest());
+    if (Failure failure = client.open()) {
+        if (rest == total)
+            file->discard();
+        return complain(err, failure);
+    }
+    Progress progress(err, link.trace);
     MemoryTransfer transfer([&](MemoryRun *block) { return readBlock(client, block); },
                             [file](const MemoryRun &block) { return file->append(block); },
                             blocksOn(&progress, total - rest, total));
@@ -88,7 +92,8 @@ void addDumpCommand(CLI::App &app, CommandLine *line)
     CLI::Option *file =
         dump->add_option_function<std::string>("-o,--output", into(&options->file), "File to write")
             ->default_str("standard output")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check(notEmpty());
     dump->add_flag("--resume", options->resume, "Go on where an interrupted dump has ended")
         ->needs(file);
     dump->callback([line, options] { line->run = withOptions(options, runDump); });

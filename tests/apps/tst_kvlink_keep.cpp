@@ -151,9 +151,10 @@ private slots:
         const rlimit limit = {4000, 4000};
         if (name == "killed")
             process.kill();
-        else if (name == "interrupted")
+        else if (name == "interrupted") {
+            QVERIFY(kvlink(fast.wire + dump).err.contains("dumped.part: another dump writes it"));
             interrupt(process);
-        else if (name == "full disk")
+        } else if (name == "full disk")
             QCOMPARE(::prlimit(pid_t(process.processId()), RLIMIT_FSIZE, &limit, nullptr), 0);
         const Outcome outcome = ended(&process);
         QVERIFY2(outcome.status == row.status && outcome.err.contains(row.err),
