@@ -45,6 +45,8 @@ bool unscaledText(const Item &item, const QString &value, QString *number)
     if (!parseDecimal(value, &given))
         return false;
     const double exact = (given - item.tag.offset) / item.tag.scale;
+    if (!std::isfinite(exact))
+        return false;
     *number = item.type == ItemType::F32
                   ? QString::number(exact, 'g', EXACT_FLOAT_DIGITS)
                   : QString::number(std::round(exact) + 0.0, 'f', 0); // no "-0"

@@ -16,13 +16,13 @@ bool isWildcard(const QString &name)
 
 QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const TextForm &form)
 {
-    const QString pattern =
-        isWildcard(name) ? QRegularExpression::wildcardToRegularExpression(name) : QString();
-    const QRegularExpression wildcard(pattern);
+    const QString pattern = QRegularExpression::escape(name)
+                                .replace(QLatin1String("\\*"), QLatin1String(".*"))
+                                .replace(QLatin1String("\\?"), QLatin1String("."));
+    const QRegularExpression wildcard(QRegularExpression::anchoredPattern(pattern));
     QVector<Item> named;
     for (const Item &tag : tags) {
-        if (pattern.isEmpty() ? tag.text == name
-                              : wildcard.isValid() && wildcard.match(tag.text).hasMatch()) {
+        if (isWildcard(name) ? wildcard.match(tag.text).hasMatch() : tag.text == name) {
             named += tag;
             named.last().textForm = form;
         }
