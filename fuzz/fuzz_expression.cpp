@@ -167,7 +167,7 @@ void checkTrace(FuzzInput &input)
         file,
         [&](const CapturedLine &read) {
             summary.add(read);
-            ++lines;
+            return ++lines > 0;
         },
         [](int) {});
     fuzzCheck(lines > 0 && summary.finish().size() >= 2, "a capture");

@@ -125,9 +125,11 @@ bool readRecord(QString text, Record *record, Record *context)
 class LineJoiner
 {
 public:
-    explicit LineJoiner(const std::function<void(const CapturedLine &)> &take)
-        : m_take(take), m_previous('<')
+    explicit LineJoiner(const std::function<bool(const CapturedLine &)> &take)
+        : m_take(take), m_previous('<'), m_isWanted(true)
     {}
+
+    bool isWanted() const { return m_isWanted; }
 
     void add(const Record &record)
     {
@@ -157,13 +159,14 @@ public:
                                                                                : '<';
         m_previous = line.direction;
         m_pending.bytes.clear();
-        m_take(line);
+        m_isWanted = m_take(line) && m_isWanted;
     }
 
 private:
-    const std::function<void(const CapturedLine &)> &m_take;
+    const std::function<bool(const CapturedLine &)> &m_take;
     CapturedLine m_pending;
     char m_previous;
+    bool m_isWanted;
 };
 
 // Whether a reply is one that the line can have.
@@ -197,12 +200,14 @@ QString countsText(const QMap<QString, int> &counts, const char *singular, const
 
 } // namespace
 
-void readCapture(QIODevice &file, const std::function<void(const CapturedLine &)> &take,
+void readCapture(QIODevice &file, const std::function<bool(const CapturedLine &)> &take,
                  const std::function<void(int)> &refuse)
 {
     LineJoiner joiner(take);
     Record context;
-    for (int number = 1;; ++number) {
+    double midnight = 0; // that a time of day is counted from
+    double latest = 0;
+    for (int number = 1; joiner.isWanted(); ++number) {
         const QByteArray raw = file.readLine(MAX_TEXT);
         if (raw.isEmpty())
             break;
@@ -212,7 +217,7 @@ void readCapture(QIODevice &file, const std::function<void(const CapturedLine &)
             if (rest.isEmpty())
                 break; // the file's end
         }
-        const QString text = QString::fromLatin1(raw).trimmed();
+        const QString text = QString::fromLatin1(raw.constData(), raw.size()).trimmed();
         Record record;
         if (!isCut && isTraceRemark(text))
             continue;
@@ -221,6 +226,12 @@ void readCapture(QIODevice &file, const std::function<void(const CapturedLine &)
             continue;
         }
         record.line.number = number;
+        if (!record.isWhole && record.line.seconds >= 0) {
+            if (record.line.seconds + midnight < latest - SECONDS_OF_DAY / 2)
+                midnight += SECONDS_OF_DAY;
+            record.line.seconds += midnight;
+            latest = record.line.seconds;
+        }
         joiner.add(record);
     }
     joiner.end();
@@ -236,9 +247,8 @@ QString CaptureSummary::add(const CapturedLine &line)
         return QString();
     }
     const bool isAnswer = m_isAsked;
-    double seconds = line.seconds < 0 || m_asked.seconds < 0 ? -1 : line.seconds - m_asked.seconds;
-    if (seconds < -SECONDS_OF_DAY / 2)
-        seconds += SECONDS_OF_DAY; // midnight
+    const double seconds =
+        line.seconds < 0 || m_asked.seconds < 0 ? -1 : line.seconds - m_asked.seconds;
     m_isAsked = false;
     if (isAnswer && seconds >= 0 && seconds < SECONDS_OF_DAY)
         m_times.add({true, false, 1, 0, static_cast<qint64>(seconds * 1e9)});

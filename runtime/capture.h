@@ -28,9 +28,10 @@ struct CapturedLine {
 /// Pieces of a line are joined; a text without a line end gets one. A direction that is not said is
 /// told by what the line means.
 /// @param file   open for reading; holds any bytes
-/// @param take   gets each line of the wire
+/// @param take   gets each line of the wire, with seconds that go on at midnight; returns whether it
+///               wants more
 /// @param refuse gets the number of each line of the file that has another form
-void readCapture(QIODevice &file, const std::function<void(const CapturedLine &)> &take,
+void readCapture(QIODevice &file, const std::function<bool(const CapturedLine &)> &take,
                  const std::function<void(int)> &refuse);
 
 /// Puts lines and replies together, and counts.

@@ -51,14 +51,14 @@ int runDecode(const QString &name, QTextStream &out, QTextStream &err)
     const auto take = [&](const CapturedLine &line) {
         ++lines;
         printLine(line, summary.add(line), &first, &previous, out);
+        return out.status() == QTextStream::Ok;
     };
     const auto refuse = [&](int number) {
         if (++bad <= SHOWN_BAD_LINES)
             complain(err,
                      QString::fromLatin1("%1:%2: expected time, direction and a line, as text or "
                                          "hexadecimal bytes")
-                         .arg(name)
-                         .arg(number),
+                         .arg(name, QString::number(number)),
                      StatusGood);
     };
     readCapture(file, take, refuse);

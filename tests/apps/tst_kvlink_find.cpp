@@ -42,12 +42,12 @@ const KvlinkRun RUNS[] = {
      "^kvlink: 3 lines to the PLC: 1 close, 1 open, 1 read\nkvlink: 2 replies: 1 no line end, 1 "
      "opened\nkvlink: 1 missing reply, the first to line 6\nkvlink: 1 reply that fits no line\n"
      "kvlink: reply times: min 1.00, median 1.00, p99 2.00, max 2.00 ms\n"},
-    {"decode FOLDER/capture", 6,
+    {"decode FOLDER/%2", 6,
      "0.000000 +0.000000 > CR 00\\r\\n ; open station 00\n"
      "0.006000 +0.006000 < CC 00\\r\\n ; opened\n"
      "> RDS R5 2\\r\\n ; read 2 bits from R5\n< 1 0\\r\\n ; 2 bits\n> CQ\\r\\n ; close\n"
      "0.050000 +0.044000 < CF\\r\\n ; closed\n",
-     "^kvlink: ANY/capture:7: expected time, direction and a line, as text or hexadecimal "
+     "^kvlink: ANY/%2:7: expected time, direction and a line, as text or hexadecimal "
      "bytes\nkvlink: 3 lines to the PLC: 1 close, 1 open, 1 read\nkvlink: 3 replies: 1 closed, 1 "
      "opened, 1 with values\nkvlink: reply times: min 6.00, median 6.00, p99 6.00, max 6.00 ms\n"},
     {"decode FOLDER/none", 2, "", "cannot read ANY/none: No such file"},
@@ -73,10 +73,10 @@ private slots:
                                stamp.arg("3250") + "> RDS DM00100.H 2\\r\\n ; read\n" +
                                stamp.arg("5250") + "< 12 ; no line end\n" + stamp.arg("6250") +
                                "> CQ\\r\\n ; close\n");
-        writeFile("capture", "12:30:01.250 TX: 43 52 20 30 30 0d 0a\n"
-                             "12:30:01.255 RX: 43 43 20 30\n12:30:01.256 RX: 30 0d 0a\n"
-                             "RDS R5 2\n1 0<CR><LF>\n43510D0A\noops \\q\n"
-                             "< 2026/11/23 12:30:01.300000  length=4 from=0 to=3\n 43 46 0d 0a\n");
+        writeFile("%2", "23:59:59.998 TX: 43 52 20 30 30 0d 0a\n"
+                        "00:00:00.003 RX: 43 43 20 30\n00:00:00.004 RX: 30 0d 0a\n"
+                        "RDS R5 2\n1 0<CR><LF>\n43510D0A\noops \\q\n"
+                        "< 2026/11/23 00:00:00.048000  length=4 from=0 to=3\n 43 46 0d 0a\n");
     }
 
     void runsAsAUserSees_data() { addRows(RUNS); }
