@@ -57,10 +57,10 @@ public:
         clock.start();
         for (int i = 0; (i < KINDS || clock.elapsed() < m_durationMs) && !stopRequested(); ++i) {
             m_kind = i % KINDS;
-            if (m_isBroken && m_client.openLink()) {
-                waitForStop(qMin<qint64>(REOPEN_MS, m_durationMs - clock.elapsed()));
+            if (m_isBroken &&
+                (waitForStop(qMin<qint64>(REOPEN_MS, m_durationMs - clock.elapsed())) ||
+                 m_client.openLink()))
                 continue;
-            }
             m_isBroken = false;
             request(m_kind);
             progress->show(m_diagnosis.shortText() + QLatin1String("; second"),

@@ -1,6 +1,7 @@
 #include "apps/kvlink/run_report.h"
 
 #include "apps/argument_text.h"
+#include "apps/decimal_range.h"
 #include "apps/kvlink/report_page.h"
 #include "runtime/trace_log.h"
 #include "runtime/whole_file.h"
@@ -44,7 +45,8 @@ void addReportOption(CLI::App *command, QString *path)
     command
         ->add_option_function<std::string>("--report", into(path),
                                            "Write a page with plots of the run")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
 }
 
 RunReport::RunReport(const QString &path, const QString &title, const QStringList &kinds)
@@ -138,8 +140,9 @@ void RunReport::take(const Item &item, const QString &value, Reading *reading)
 {
     bool isNumber = false;
     double number = value.toDouble(&isNumber);
-    if (!isNumber)
-        number = static_cast<double>(value.toLongLong(&isNumber, 0));
+    if (item.type == ItemType::Bin || !isNumber)
+        number =
+            static_cast<double>(value.toLongLong(&isNumber, item.type == ItemType::Bin ? 2 : 0));
     const bool isText = item.type == ItemType::String;
     reading->latest = isText ? shownText(value, item.textForm) : value;
     if (isText || !isNumber || !std::isfinite(number))

@@ -67,6 +67,9 @@ const KvlinkRun RUNS[] = {
      "ALL\n\nlikely causes, and what to check\n- the PLC answers with error replies; ANY\n"
      "  check: that the address exists and has so many words (-n); the PLC's mode\n",
      ""},
+    {"--tcp 0 --fault close-connection > PLC diagnose --duration 50ms", 4,
+     "ANY s, 3 requests, 3 failed, ALL", ""},
+    {"--sim bench --report ''", 2, "", "--report: it names nothing"},
     {"PLC diagnose T0", 2, "", "T0: expected a word"},
     {"PLC --trace bench --report FOLDER/none/page.html", 3, "",
      "^kvlink: cannot write ANY/none/page.html: ANY\n"},
@@ -131,7 +134,7 @@ private slots:
             options << "--set"
                     << QString("DM%1=%2").arg(i / 2).arg(uchar(text[i]) + uchar(text[i + 1]) * 256);
         Simulator plc(options);
-        const QString item = QString("DM0:string[%1]").arg(text.size());
+        const QString item = QString("DM0:bin DM0:string[%1]").arg(text.size());
         const QString path = m_folder.filePath("page.html");
         const QString command = "--station 7 monitor --count 2 --interval 1 ";
         QCOMPARE(kvlink(plc.wire + words(command + "--report " + path + ' ' + item)).status, 0);
@@ -144,9 +147,11 @@ private slots:
         QVERIFY2(std::all_of(data.begin(), data.end(), [](char c) { return c > 31 && c != '<'; }),
                  data.constData());
         const QJsonObject run = QJsonDocument::fromJson(data).object();
-        const QJsonObject series =
-            run["values"].toArray()[0].toObject()["series"].toArray()[0].toObject();
-        QCOMPARE(series["latest"].toString(),
+        const auto series = [&](int n) {
+            return run["values"].toArray()[n].toObject()["series"].toArray()[0].toObject();
+        };
+        QCOMPARE(series(0)["most"].toInt(), int('<' + '/' * 256));
+        QCOMPARE(series(1)["latest"].toString(),
                  QString("</script><!--\\xe2\\x80\\xa8\"'\\x5c\\xff@SCRIPT@"));
         QCOMPARE(run["times"].toArray()[0].toObject()["points"].toArray().size(), 2);
     }
