@@ -22,6 +22,9 @@ namespace
 // Longer than any item; a file without line ends is not read as a whole.
 const int MAX_LINE_LENGTH = 65536;
 
+// A standard input may have no end.
+const int MAX_ITEMS = 65536;
+
 // The names that -k takes beside those of the types.
 const std::map<std::string, ItemType> &kinds()
 {
@@ -65,7 +68,11 @@ Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector
         const QString item = lines.readLine(MAX_LINE_LENGTH).remove(comment).trimmed();
         if (item.isEmpty())
             continue;
-        if (Failure failure = parseNamedItems(item, tags, options.defaults, items))
+        Failure failure = parseNamedItems(item, tags, options.defaults, items);
+        if (!failure && items->size() > MAX_ITEMS)
+            failure = Failure(StatusUsage,
+                              QString::fromLatin1("more than %1 items: give fewer").arg(MAX_ITEMS));
+        if (failure)
             return Failure(failure.status(),
                            QString::fromLatin1("%1:%2: %3")
                                .arg(name, QString::number(number), failure.text()));

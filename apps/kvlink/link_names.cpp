@@ -57,7 +57,8 @@ void checkKeys(const LinkFile &file)
     for (const CLI::ConfigItem &item : file.items) {
         const std::string place = file.path + ": ";
         if (item.parents.empty())
-            fail(place + item.name + " stands in no section; expected [NAME] above it");
+            fail(place + item.name +
+                 " stands in no section; expected [NAME] above it, other than [default]");
         const std::string link = place + "[" + item.parents.front() + "] ";
         if (std::find(keys().begin(), keys().end(), item.name) == keys().end())
             fail(link + unknownText(item.name, "a key", keys()) + known(keys()));
@@ -73,6 +74,11 @@ LinkFile readLinks(const std::string &path, bool isOptional, std::vector<std::st
     std::ifstream input(path);
     if (!input && !(isOptional && errno == ENOENT))
         fail("cannot read the links " + path + ": " + std::strerror(errno));
+    // Editors mark UTF-8 by these bytes.
+    for (const int byte : {0xEF, 0xBB, 0xBF}) {
+        if (input.peek() == byte)
+            input.get();
+    }
     for (const CLI::ConfigItem &item : LinkSyntax().from_config(input)) {
         const bool isSection = item.name == "++" || item.name == "--";
         if (!isSection)

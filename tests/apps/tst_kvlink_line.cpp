@@ -23,6 +23,7 @@ const KvlinkRun RUNS[] = {
     {"PLC read DM101:hex --items FOLDER/items", 0, "DM101:hex 0x00FF\nDM100 4660\nDM101:s16 255\n",
      ""},
     {"PLC write --items FOLDER/wrong", 2, "", "^kvlink: ANY/wrong:2: value \"x\" of DM5: ANY\n"},
+    {"--sim read --items FOLDER/endless", 2, "", "/endless:65537: more than 65536 items: "},
     {"PLC monitor --items FOLDER/none", 2, "", "cannot read the items ANY/none: "},
     {"PLC read", 2, "", "give ITEM or --items FILE\n"},
     {"write DM0 --dry-run -- 1 -5", 0, "CR 00\nWRS DM00000.H 2 0001 FFFB\nCQ\n", ""},
@@ -45,6 +46,8 @@ const KvlinkRun RUNS[] = {
     {"info --links FOLDER/links --link both", 2, "", "[both]: expected either port or tcp\n"},
     {"info --links FOLDER/unknown --link press", 2, "",
      "/unknown: [oven] statoin is not a key; did you mean station? (known: port, "},
+    {"info --links FOLDER/default --link default", 2, "",
+     "port stands in no section; expected ANY, other"},
     {"info --links FOLDER/none --link press", 2, "", "cannot read the links ANY/none: "},
     {"info --links FOLDER/links", 2, "", "no link is named; give --link NAME\n"},
     {"info --link press --sim", 2, "", "excludes"},
@@ -65,10 +68,13 @@ private slots:
         writeFile("items", QString::fromLatin1("\xef\xbb\xbf# the oven\r\n\r\nDM100 # its speed\r\n"
                                                "  DM101:s16"));
         writeFile("wrong", "DM4=1\nDM5=x\n");
-        const QString press = "[press]\ntcp = " + arguments("WIRE").last() +
+        const QString press = QString::fromLatin1("\xef\xbb\xbf[press]\ntcp = ") +
+                              arguments("WIRE").last() +
                               " # its terminal server\nstation=7\ntimeout=1s\nretry=0\n";
         writeFile("links", press + "[oven]\nstation=100\nport=/dev/ttyS0,9600,8e1\n"
                                    "[both]\ntcp=[::1]:8501\nport=ttyS0\n");
+        writeFile("default", "[default]\nport=ttyS0\n");
+        writeFile("endless", QString("DM4\n").repeated(65537));
         writeFile("unknown", press + "[oven]\nstatoin=1\n");
     }
 
