@@ -2,6 +2,7 @@
 #include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_options.h"
 #include "drivers/driver_interface.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
@@ -9,13 +10,17 @@
 
 #include <CLI/CLI.hpp>
 
+#include <QtCore/QFile>
 #include <QtCore/QTextStream>
+
+#include <memory>
 
 namespace
 {
 
 // What is in force, and where it comes from.
-void printSettings(const CommandLine &line, const Client &client, QTextStream &out)
+void printSettings(const CommandLine &line, const QString &tagFile, const Client &client,
+                   QTextStream &out)
 {
     const auto print = [&](const char *option, const QString &value, const char *otherwise) {
         const auto origin = line.origins.find(option);
@@ -34,9 +39,14 @@ void printSettings(const CommandLine &line, const Client &client, QTextStream &o
     print("timeout", QString::number(pacing.timeout) + QLatin1String(" ms"), "default");
     print("retry", QString::number(pacing.retry), "default");
     print("delay", QString::number(pacing.delay) + QLatin1String(" ms"), "default");
+    if (!tagFile.isEmpty())
+        print("tags", tagFile,
+              QFile::decodeName(qgetenv(TAGS_VARIABLE)) == tagFile ? TAGS_VARIABLE
+                                                                   : "command line");
 }
 
-int runInfo(const CommandLine &line, const LinkOptions &options, QTextStream &out, QTextStream &err)
+int runInfo(const CommandLine &line, const QString &tagFile, const LinkOptions &options,
+            QTextStream &out, QTextStream &err)
 {
     Client client(options, err);
     if (Failure failure = client.loadDriver())
@@ -61,7 +71,7 @@ int runInfo(const CommandLine &line, const LinkOptions &options, QTextStream &ou
     if (const ProjectLink *project = client.project())
         out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
             << ", station " << project->station << '\n';
-    printSettings(line, client, out);
+    printSettings(line, tagFile, client, out);
     return StatusGood;
 }
 
@@ -70,10 +80,13 @@ int runInfo(const CommandLine &line, const LinkOptions &options, QTextStream &ou
 void addInfoCommand(CLI::App &app, CommandLine *line)
 {
     CLI::App *info = app.add_subcommand("info", "Describe the driver and the link; opens no port");
-    info->callback([line] {
+    const auto tagFile = std::make_shared<QString>();
+    addTagsOption(info, tagFile.get());
+    info->callback([line, tagFile] {
         line->needsLink = false;
-        line->run = [line](const LinkOptions &options, QTextStream &out, QTextStream &err) {
-            return runInfo(*line, options, out, err);
+        line->run = [line, tagFile](const LinkOptions &options, QTextStream &out,
+                                    QTextStream &err) {
+            return runInfo(*line, *tagFile, options, out, err);
         };
     });
 }

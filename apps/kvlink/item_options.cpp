@@ -132,13 +132,18 @@ void addLayoutOptions(CLI::App *command, ItemOptions *options)
         ->type_name(textEncodings().join(QLatin1Char('|')).toStdString());
 }
 
-void addTypeOptions(CLI::App *command, ItemOptions *options)
+void addTagsOption(CLI::App *command, QString *tagFile)
 {
     command
-        ->add_option_function<std::string>("--tags", into(&options->tagFile),
+        ->add_option_function<std::string>("--tags", into(tagFile),
                                            "Tag file, whose names stand wherever items do")
         ->type_name("FILE")
-        ->envname("KVLINK_TAGS");
+        ->envname(TAGS_VARIABLE);
+}
+
+void addTypeOptions(CLI::App *command, ItemOptions *options)
+{
+    addTagsOption(command, &options->tagFile);
     command
         ->add_option_function<std::string>(
             "-k,--kind",

@@ -15,6 +15,9 @@ namespace CLI
 class App;
 }
 
+/// The variable that names a tag file when the command line does not.
+const char TAGS_VARIABLE[] = "KVLINK_TAGS";
+
 /// What the command line says of items.
 struct ItemOptions {
     std::vector<std::string> expressions;
@@ -31,6 +34,9 @@ void addItems(CLI::App *command, ItemOptions *options, const char *form, const c
 
 /// Adds --word-order, --string-order and --encoding to a command.
 void addLayoutOptions(CLI::App *command, ItemOptions *options);
+
+/// Adds --tags to a command. @param tagFile gets the file; stays empty for none
+void addTagsOption(CLI::App *command, QString *tagFile);
 
 /// Adds these, --tags and -k to a command.
 void addTypeOptions(CLI::App *command, ItemOptions *options);

@@ -16,12 +16,13 @@ namespace
 {
 
 const char COMMAND_LINE[] = "command line";
+const char TAGS[] = "tags";
 
-// Of a section; each is an option as well.
+// Of a section; each is an option as well, tags of some commands.
 const std::vector<std::string> &keys()
 {
-    static const std::vector<std::string> names = {"port",    "tcp",   "station",
-                                                   "timeout", "retry", "delay"};
+    static const std::vector<std::string> names = {"port",  "tcp",   "station", "timeout",
+                                                   "retry", "delay", TAGS};
     return names;
 }
 
@@ -122,6 +123,21 @@ LinkFile findLink(const CommandLine &line, const std::string &name)
          unknownText(name, "a link of " + CLI::detail::join(paths, " or "), all) + known(all));
 }
 
+// @return the option that a key stands for; null when the command does not take it
+CLI::Option *optionOf(CLI::App &app, const std::string &key)
+{
+    CLI::App &owner = key == TAGS ? *app.get_subcommands().front() : app;
+    return owner.get_option_no_throw("--" + key);
+}
+
+// The value of a key. The path of a tag file begins in the folder of the links.
+std::string valueOf(const CLI::ConfigItem &item, const std::string &path)
+{
+    const std::string &value = item.inputs.front();
+    const bool isRelative = item.name == TAGS && value.front() != '/';
+    return isRelative ? path.substr(0, path.rfind('/') + 1) + value : value;
+}
+
 // Gives an option its value, which is checked as one of the command line.
 void take(CLI::Option *option, const std::string &value, const std::string &place)
 {
@@ -143,9 +159,10 @@ void takeSettings(CLI::App &app, const LinkFile &file, CommandLine *line)
         std::string &origin = line->origins[item.name];
         if (origin == link)
             fail(place + "it stands there twice");
-        if (!origin.empty() || (hasProject && item.name == "station"))
+        CLI::Option *option = optionOf(app, item.name);
+        if (!option || option->count() > 0 || (hasProject && item.name == "station"))
             continue;
-        take(app.get_option("--" + item.name), item.inputs.front(), place);
+        take(option, valueOf(item, file.path), place);
         origin = link;
         if (Failure failure = Link::check(line->link))
             fail(place + failure.text().toStdString());

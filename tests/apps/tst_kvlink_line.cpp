@@ -34,6 +34,8 @@ const KvlinkRun RUNS[] = {
     {"read DM100 --links FOLDER/links --link press", 0, "4660\n", ""},
     {"read DM100 --links FOLDER/links --link press --station 8 --timeout 50", 4, "",
      "within 50 ms (1 attempt"},
+    {"read speed --links FOLDER/tagged --link press", 0, "4660\n", ""},
+    {"info --links FOLDER/tagged --link press", 0, "ALL\ntags: ANY/named ([press])\n", ""},
     {"info --links FOLDER/links --link press --station 8", 0,
      "ALLlink: [press] of ANY/links (command line)\ntcp: ANY ([press])\n"
      "station: 8 (command line)\ntimeout: 1000 ms ([press])\nretry: 0 ([press])\n"
@@ -73,6 +75,8 @@ private slots:
                               " # its terminal server\nstation=7\ntimeout=1s\nretry=0\n";
         writeFile("links", press + "[oven]\nstation=100\nport=/dev/ttyS0,9600,8e1\n"
                                    "[both]\ntcp=[::1]:8501\nport=ttyS0\n");
+        writeFile("tagged", press + "tags = named\n");
+        writeFile("named", "name,address\nspeed,DM100\n");
         writeFile("default", "[default]\nport=ttyS0\n");
         writeFile("endless", QString("DM4\n").repeated(65537));
         writeFile("unknown", press + "[oven]\nstatoin=1\n");
