@@ -119,10 +119,9 @@ Failure writeBlock(Client &client, const MemoryRun &block, bool verify)
 {
     Failure first;
     for (const Item &item : itemsToWrite(block)) {
-        const Failure failure =
-            writeItems(client, QVector<Item>() << item, WordOrder::LowFirst, verify)
-                .first()
-                .failure;
+        Failure failure = writeItems(client, QVector<Item>() << item, WordOrder::LowFirst, verify)
+                              .first()
+                              .failure;
         if (failure && !isOfItsAddresses(failure))
             return failure;
         first = first ? first : failure;

@@ -309,7 +309,7 @@ TagFile parseTagFile(const QByteArray &bytes, const QString &name)
 Failure readTagFile(const QString &path, TagFile *file)
 {
     QByteArray bytes;
-    const Failure failure = readWholeFile(path, &bytes);
+    Failure failure = readWholeFile(path, &bytes);
     if (!failure)
         *file = parseTagFile(bytes, path);
     return failure;

@@ -257,7 +257,7 @@ QByteArray LineScan::hear(LinkChannel &wire, const QByteArray &line, ScanSetting
     wire.discardInput();
     QElapsedTimer time;
     time.start();
-    const QByteArray reply = wire.exchange(line, 1, MAX_REPLY_LENGTH);
+    QByteArray reply = wire.exchange(line, 1, MAX_REPLY_LENGTH);
     *ms = static_cast<double>(time.nsecsElapsed()) / 1e6;
     const ReplyKind kind = parseReply(reply).kind;
     const bool isReply =

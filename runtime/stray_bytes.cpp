@@ -122,6 +122,8 @@ QString keptText(const QTextCodec &codec, int longest, const QByteArray &bytes)
 void keepStrayBytes()
 {
     const QByteArray codeset = nl_langinfo(CODESET);
-    if (codeset == "UTF-8" || codeset == "ANSI_X3.4-1968") // the C locale's
-        QTextCodec::setCodecForLocale(new ByteCodec);      // which Qt deletes
+    if (codeset != "UTF-8" && codeset != "ANSI_X3.4-1968") // the C locale's
+        return;
+    static QTextCodec *const codec = new ByteCodec; // which Qt deletes
+    QTextCodec::setCodecForLocale(codec);
 }

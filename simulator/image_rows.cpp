@@ -15,9 +15,9 @@ const char HEADER[] = "device,value";
 PlcImageField unquoted(const QByteArray &text, int column)
 {
     const bool isQuoted = text.size() >= 2 && text.startsWith('"') && text.endsWith('"');
-    const PlcImageField field = {isQuoted ? text.mid(1, text.size() - 2) : text,
-                                 isQuoted ? column + 1 : column};
-    return field;
+    if (isQuoted)
+        return {text.mid(1, text.size() - 2), column + 1};
+    return {text, column};
 }
 
 } // namespace

@@ -56,6 +56,7 @@ bool addRow(const PlcImageRow &row, PlcImageReader *reader, Settings *settings)
     const std::vector<PlcItems> parts = partsOf(point.read);
     std::vector<quint32> largest;
     std::vector<quint32> values;
+    largest.reserve(parts.size());
     for (PlcItems part : parts)
         largest.push_back(largestPlcValue(part));
     if (!reader->readValues(row, largest, &values))

@@ -120,7 +120,7 @@ private slots:
         const Outcome outcome = kvlink(plc.wire + words(command.arg(REPLY_MS)));
         const QJsonObject result = QJsonDocument::fromJson(outcome.out.toUtf8()).object();
         QStringList causes;
-        for (const QJsonValue &cause : result.value("causes").toArray())
+        for (const auto &cause : result.value("causes").toArray())
             causes += cause.toObject().value("cause").toString();
         QVERIFY2(causes.join(' ') == row.causes, qPrintable(outcome.out));
         QCOMPARE(outcome.status, row.status);
