@@ -128,7 +128,10 @@
             .filter(i => i % Math.ceil(bins.length * LABEL_WIDTH / plot.width) === 0),
           values: (plot, ticks) => ticks.map(i => start(bins[i])),
         },
-        {label: 'requests', size: 76},
+        {
+          label: 'requests', size: 76,
+          values: (plot, ticks) => ticks.map(n => Number.isInteger(n) ? n : ''),
+        },
       ],
     }, [bins.map((bin, i) => i), bins.map(bin => bin[2])]);
   }
