@@ -22,7 +22,7 @@ void addBaudOption(CLI::App *command, LoadOptions *options)
 {
     command
         ->add_option("--baud", options->baudRate,
-                     "Speed of the wire behind a TCP port, for its share")
+                     "Speed of the wire behind a TCP port, for the share of its time")
         ->default_str("that of the serial port")
         ->transform(decimalRange(MIN_BAUD_RATE, MAX_BAUD_RATE));
 }
