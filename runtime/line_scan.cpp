@@ -30,7 +30,7 @@ const int CONNECTION_REPLY_MS = 500;
 const int LINE_LENGTH = 7;
 
 // A reply that is late at first comes within so many waits.
-const int MORE_PATIENCE = 3;
+const int MORE_WAITS = 3;
 
 // Enough to see what garbage it is; a peer that never ends its line does not take long.
 const int MAX_REPLY_LENGTH = 64;
@@ -89,9 +89,9 @@ int LineScan::waitMs(const ScanSetting &setting) const
     return setting.baud > 0 ? REPLY_MS + transmissionMs(setting.baud) : CONNECTION_REPLY_MS;
 }
 
-qint64 LineScan::lineMs(const ScanSetting &setting, int patience) const
+qint64 LineScan::lineMs(const ScanSetting &setting, int waits) const
 {
-    return patience * waitMs(setting) + transmissionMs(setting.baud);
+    return waits * waitMs(setting) + transmissionMs(setting.baud);
 }
 
 // Behind an echo there is nothing to be found: a line that comes back counts as the reply.
@@ -111,7 +111,7 @@ Failure LineScan::run()
     if (!failure && std::all_of(m_settings.begin(), m_settings.end(), isClosed))
         failure = Failure(StatusOpen, m_settings.first().failure);
     if (!failure)
-        failure = pass(doubtful(), m_options.stations.mid(0, first), MORE_PATIENCE);
+        failure = pass(doubtful(), m_options.stations.mid(0, first), MORE_WAITS);
     if (!failure)
         failure = pass(unsettled(), m_options.stations.mid(first), 1);
     return failure;
@@ -141,41 +141,41 @@ QVector<int> LineScan::unsettled() const
     return unsettled;
 }
 
-Failure LineScan::pass(const QVector<int> &settings, const QVector<int> &stations, int patience)
+Failure LineScan::pass(const QVector<int> &settings, const QVector<int> &stations, int waits)
 {
     m_step.leftMs = 0;
     for (const int index : settings)
-        m_step.leftMs += (stations.size() + 1) * lineMs(m_settings.at(index), patience);
+        m_step.leftMs += (stations.size() + 1) * lineMs(m_settings.at(index), waits);
     m_step.isFirst = true;
-    m_step.isRepeated = patience > 1;
+    m_step.isRepeated = waits > 1;
     m_step.settings = settings.size();
     m_step.stations = stations.size();
     for (int i = 0; i < settings.size() && !stations.isEmpty() && !isOver(); ++i) {
-        if (Failure failure = look(&m_settings[settings.at(i)], stations, patience))
+        if (Failure failure = look(&m_settings[settings.at(i)], stations, waits))
             return failure;
         --m_step.settings;
     }
     return Failure();
 }
 
-Failure LineScan::look(ScanSetting *setting, const QVector<int> &stations, int patience)
+Failure LineScan::look(ScanSetting *setting, const QVector<int> &stations, int waits)
 {
     const int finds = m_finds.size();
     bool closeAnswered = false;
-    Failure failure = search(setting, stations, patience, &closeAnswered);
+    Failure failure = search(setting, stations, waits, &closeAnswered);
     const bool isFound = m_finds.size() > finds && !m_options.findsAll;
     const bool allTried = stations.size() == m_options.stations.size() && closeAnswered;
     if (!failure && setting->hasPlc && !isFound && !allTried) {
-        patience = closeAnswered ? patience : MORE_PATIENCE;
+        waits = closeAnswered ? waits : MORE_WAITS;
         m_finds.resize(finds);
         const ScanStep step = m_step;
         m_step.isFirst = true;
         m_step.hasPlc = true;
         m_step.stations = m_options.stations.size();
-        const int restWaits = 2 * LATEST_REPLY_TIMEOUTS * patience; // after the first, and the last
+        const int restWaits = 2 * LATEST_REPLY_TIMEOUTS * waits; // after the first, and the last
         m_step.leftMs =
-            (m_step.stations + 1) * lineMs(*setting, patience) + restWaits * waitMs(*setting);
-        failure = search(setting, m_options.stations, patience, &closeAnswered);
+            (m_step.stations + 1) * lineMs(*setting, waits) + restWaits * waitMs(*setting);
+        failure = search(setting, m_options.stations, waits, &closeAnswered);
         m_step = step;
     }
     setting->isDone = setting->hasPlc;
@@ -184,7 +184,7 @@ Failure LineScan::look(ScanSetting *setting, const QVector<int> &stations, int p
 
 // The close line takes what a wrong speed has left in front of it in the PLC, and a PLC that knows
 // no open communication refuses it: that tells the settings, whatever the station.
-Failure LineScan::search(ScanSetting *setting, const QVector<int> &stations, int patience,
+Failure LineScan::search(ScanSetting *setting, const QVector<int> &stations, int waits,
                          bool *closeAnswered)
 {
     std::unique_ptr<Port> port;
@@ -193,7 +193,7 @@ Failure LineScan::search(ScanSetting *setting, const QVector<int> &stations, int
         setting->failure = failure.text();
         return Failure();
     }
-    const int timeoutMs = patience * waitMs(*setting);
+    const int timeoutMs = waits * waitMs(*setting);
     DeviceChannel channel(*port, DriverSetting(timeoutMs, 0, 0, 0));
     LinkChannel wire(channel, timeoutMs, m_trace);
     const SerialErrors before = port->errors();
@@ -208,7 +208,7 @@ Failure LineScan::search(ScanSetting *setting, const QVector<int> &stations, int
         }
         if (opens(wire, stations.at(i), setting) && !m_options.findsAll)
             break;
-        m_step.leftMs -= (i == 0 ? 2 : 1) * lineMs(*setting, patience);
+        m_step.leftMs -= (i == 0 ? 2 : 1) * lineMs(*setting, waits);
     }
     const SerialErrors after = port->errors();
     setting->errors.parity += after.parity - before.parity;

@@ -86,16 +86,16 @@ public:
     int waitMs(const ScanSetting &setting) const;
 
 private:
-    Failure pass(const QVector<int> &settings, const QVector<int> &stations, int patience);
-    Failure look(ScanSetting *setting, const QVector<int> &stations, int patience);
-    Failure search(ScanSetting *setting, const QVector<int> &stations, int patience,
+    Failure pass(const QVector<int> &settings, const QVector<int> &stations, int waits);
+    Failure look(ScanSetting *setting, const QVector<int> &stations, int waits);
+    Failure search(ScanSetting *setting, const QVector<int> &stations, int waits,
                    bool *closeAnswered);
     bool opens(LinkChannel &wire, int station, ScanSetting *setting);
     QByteArray hear(LinkChannel &wire, const QByteArray &line, ScanSetting *setting, double *ms);
     Failure open(ScanSetting *setting, std::unique_ptr<Port> *port) const;
     QVector<int> doubtful() const;
     QVector<int> unsettled() const;
-    qint64 lineMs(const ScanSetting &setting, int patience) const;
+    qint64 lineMs(const ScanSetting &setting, int waits) const;
     bool isOver() const;
 
     const ScanOptions m_options;

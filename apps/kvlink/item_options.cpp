@@ -52,6 +52,25 @@ bool kindByName(const std::string &name, ItemType *type)
     return true;
 }
 
+Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
+{
+    if (options.tagFile.isEmpty())
+        return Failure();
+    TagFile file;
+    if (Failure failure = readTagFile(options.tagFile, &file))
+        return failure;
+    const int more = file.errors.size() - 1;
+    if (more > 0)
+        return Failure(StatusUsage,
+                       QString::fromLatin1("%1 (and %2: kvlink tags check FILE "
+                                           "lists them)")
+                           .arg(file.errors.first(), countText(more, "more error", "more errors")));
+    if (more == 0)
+        return Failure(StatusUsage, file.errors.first());
+    *tags = file.tags;
+    return Failure();
+}
+
 // The items of the file, one a line.
 Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector<Item> *items)
 {
@@ -181,25 +200,6 @@ void addReadOptions(CLI::App *command, ItemOptions *options)
     command->add_flag("--ask-all", options->read.askAll,
                       "Ask for the other items too after one got no reply");
     addFormatOption(command, &options->format);
-}
-
-Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
-{
-    if (options.tagFile.isEmpty())
-        return Failure();
-    TagFile file;
-    if (Failure failure = readTagFile(options.tagFile, &file))
-        return failure;
-    const int more = file.errors.size() - 1;
-    if (more > 0)
-        return Failure(StatusUsage,
-                       QString::fromLatin1("%1 (and %2: kvlink tags check FILE "
-                                           "lists them)")
-                           .arg(file.errors.first(), countText(more, "more error", "more errors")));
-    if (more == 0)
-        return Failure(StatusUsage, file.errors.first());
-    *tags = file.tags;
-    return Failure();
 }
 
 Failure parseItems(const ItemOptions &options, QVector<Item> *items)
