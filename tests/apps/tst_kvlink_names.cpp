@@ -94,7 +94,7 @@ const KvlinkRun RUNS[] = {
     {"PLC read oven.door:u16", 2, "", "\"oven.door:u16\": oven.door takes no :TYPE"},
     {"PLC read oven.tmp", 2, "", "\"oven.tmp\" is neither a name in the tag file nor an address"},
     {"PLC read o*[r]", 2, "",
-     "^kvlink: \"o*[r]\" is neither a name in the tag file nor an address such as DM100\n"},
+     "^kvlink: \"o*[r]\": o* takes no :TYPE and no [COUNT], which are in the tag file\n"},
     {"PLC read DM1 --tags FOLDER/wrong", 2, "",
      "/wrong:2: column name: ANY (and 1 more error: kvlink tags check FILE lists them)\n"},
     {"PLC read DM1 --tags FOLDER/none", 3, "", "cannot read ANY/none: "},
