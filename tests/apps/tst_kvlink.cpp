@@ -60,6 +60,8 @@ const KvlinkRun RUNS[] = {
      ""},
     {"PLC read DM100 DM101:hex T3 R1215:bit R1214:bit[3]", 0,
      "DM100 4660\nDM101:hex 0x00FF\nT3 77\nR1215:bit 1\nR1214:bit[3] 1 1 0\n", ""},
+    {"PLC read R1207:bit[9]", 0, "0\n0\n0\n0\n0\n0\n0\n1\n1\n", ""},
+    {"--set DM707=7 > PLC read DM400[310]", 0, "ALL\n7\n0\n0\n", ""},
     {"PLC read DM102:f32 DM110:string[4]", 0, "DM102:f32 nan\nDM110:string[4] ab,\n", ""},
     {"PLC read DM102:u32 DM102:u32[1] --word-order high-first", 0,
      "DM102:u32 32704\nDM102:u32[1] 32704\n", ""},
@@ -125,6 +127,7 @@ const KvlinkRun RUNS[] = {
     {"PLC write DM1:f32=x", 2, "", "expected a number of single precision"},
     {"write DM100 -32769 --dry-run", 2, "", "-32769"},
     {"WIRE --station 100 read DM1", 2, "", "100"},
+    {"--port /dev/kv-no-such-port monitor DM1", 3, "", "/dev/kv-no-such-port"},
     {"PLC monitor DM1 --duration 1000000000", 2, "", "such as 500ms"},
     {"PLC ping --interval 2h", 2, "", "2h is not a time from 0ms to 1h,"},
     {"--port /dev/null,9600,9e1 read DM1", 2, "", "9e1"},
@@ -197,6 +200,7 @@ const KvlinkRun RUNS[] = {
      "TIME DM100 4660\nTIME DM100 4660\n",
      "^kvlink: DM70000: error reply ANY\nkvlink: 4 requests, 4 replies, 0 retries, 0 "
      "time-outs, 2 errors; ANY\n"},
+    {"PLC monitor DM100 --count 999999999 --duration 1ms", 0, "TIME DM100 4660\n", "1 request"},
     {"PLC monitor DM100 --duration 1s --interval 600", 0, "TIME DM100 4660\nTIME DM100 4660\n",
      "2 requests"},
     // Faults. The replies of one exchange are the opening, the data and the close.

@@ -76,6 +76,7 @@ const struct {
     {"--live DM0=noise:1", 2, "counter:STEP,MS"},
     {"--read-only DM9-DM1", 2, "DM9-DM1"},
     {"--set XX1=1", 2, "no such device in \"XX1=1\""},
+    {"--station 100", 2, "0 to 99"},
     {"--baud 0", 2, "50 to 4000000"},
     {"--link ''", 2, "--link: the value is empty"},
     {"--tcp ::1:0", 2, "::1:0"},

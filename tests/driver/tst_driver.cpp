@@ -66,6 +66,7 @@ const struct {
     {"link word", Word, 1, "W1FF", "!|>RDS W01FF.H 1|<0001", "0100"},
     {"temporary memory", Word, 1, "TM5", "!|>RDS TM005.H 1|<0001", "0100"},
     {"index register", Word, 1, "Z3", "!|>RDS Z03.H 1|<0001", "0100"},
+    {"index register without a number", Word, 1, "Z", "!|>RDS Z00.H 1|<0001", "0100"},
     {"control memory", Word, 1, "CM10", "!|>RDS CM0010.H 1|<0001", "0100"},
     {"work memory", Word, 1, "VM50", "!|>RDS VM00050.H 1|<0001", "0100"},
     {"fewer words than asked", Word, 3, "DM1", "!|>RDS DM00001.H 3|<1234", "341200000000"},
