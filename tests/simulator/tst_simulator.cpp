@@ -94,7 +94,8 @@ const struct {
     {"wrong last word", "WRS DM100.H 2 5555 555/WRS DM100.H 2 5555 abcd/RDS DM100.H 1",
      "E1/E1/1234"},
     {"last bit is 2", "WRS R01215 3 0 1 2/RDS R1200.H 2", "E1/8000 0002"},
-    {"wrong decimal", "WRS T13 1 000000007/WRS T13 1 4294967296/RDS TC13 1", "E1/E1/4294967295"},
+    {"wrong decimal", "WRS T13 1 000000007/WRS T13 1 000000000:/WRS T13 1 4294967296/RDS TC13 1",
+     "E1/E1/E1/4294967295"},
     {"last word outside", "WRS DM65534.H 2 5555 5555/RDS DM65534.H 1", "E0/0000"},
 };
 
