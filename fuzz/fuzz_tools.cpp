@@ -223,14 +223,11 @@ void checkTexts(FuzzInput &input)
 void checkReplies(FuzzInput &input)
 {
     static const struct {
-        bool (*decode)(const char *rsp, int length, int count, char *out);
+        int (*decode)(const char *rsp, int length, int count, char *out);
         int bits, stride, part, base; // of a value; of an item; which number of it
-    } ROWS[] = {{hexWordsRspToByteArray, 16, 5, 0, 16},
-                {dec10RspToByteArray, 32, 11, 0, 10},
-                {timerCounterFirstRspToByteArray, 32, 24, 1, 10},
-                {timerCounterSecondRspToByteArray, 32, 24, 2, 10},
-                {bitsRspToBits, 1, 2, 0, 10},
-                {timerCounterRspToBits, 1, 24, 0, 10}};
+    } ROWS[] = {{KV_L20V_HexWordsOf, 16, 5, 0, 16},  {KV_L20V_NumbersOf, 32, 11, 0, 10},
+                {KV_L20V_CurrentsOf, 32, 24, 1, 10}, {KV_L20V_PresetsOf, 32, 24, 2, 10},
+                {KV_L20V_BitsOf, 1, 2, 0, 10},       {KV_L20V_ContactsOf, 1, 24, 0, 10}};
     const int count = static_cast<int>(input.number() % 512);
     const QByteArray text = input.rest();
     const ExactBytes reply = exactBytes(text);
