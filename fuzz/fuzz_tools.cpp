@@ -212,7 +212,8 @@ void checkTexts(FuzzInput &input)
               "the symbol of an address");
     QByteArray prefix;
     quint32 number = 0;
-    const int parsed = KV_L20V_ParseAddress(text, prefix, number);
+    const QByteArray address(copy.data(), text.size()); // with a zero behind it
+    const int parsed = KV_L20V_ParseAddress(address, prefix, number);
     fuzzCheck(prefix.size() <= (parsed ? 4 : 2) &&
                   (number == 0 || lower.contains(QByteArray::number(number)) ||
                    lower.contains(QByteArray::number(number, 16))),
@@ -229,14 +230,17 @@ void checkReplies(FuzzInput &input)
                 {KV_L20V_CurrentsOf, 32, 24, 1, 10}, {KV_L20V_PresetsOf, 32, 24, 2, 10},
                 {KV_L20V_BitsOf, 1, 2, 0, 10},       {KV_L20V_ContactsOf, 1, 24, 0, 10}};
     const int count = static_cast<int>(input.number() % 512);
-    const QByteArray text = input.rest();
-    const ExactBytes reply = exactBytes(text);
+    const QByteArray whole = input.rest();
+    const ExactBytes reply = exactBytes(whole);
+    const QByteArray text(whole.constData()); // up to the first zero byte
     for (const auto &row : ROWS) {
         ExactBytes out(static_cast<size_t>(count * row.bits + 7) / 8);
-        if (!row.decode(reply.data(), text.size(), count, out.data()))
+        const int stored = row.decode(reply.data(), whole.size(), count, out.data());
+        if (stored < 0)
             continue;
         fuzzCheck(text.size() % row.stride == 1 && text.endsWith("\r\n"), "a length");
-        for (int i = 0; i < qMin(count, text.size() / row.stride); ++i) {
+        fuzzCheck(stored == qMin(count, text.size() / row.stride), "how many values are stored");
+        for (int i = 0; i < stored; ++i) {
             const QByteArray item = text.mid(i * row.stride, row.stride - 1);
             const quint64 said = item.split(',').at(row.part).toULongLong(0, row.base);
             const QByteArray data(out.data() + i * row.bits / 8, (row.bits + 7) / 8);

@@ -50,6 +50,7 @@ struct KV_L20V_Device {
 
 /// The row of an address, whatever its letter case. Every address has one: the prefix is empty for
 /// those that begin like no device.
+/// Requires: a zero behind the address, as in every QByteArray that is not made by fromRawData().
 const KV_L20V_Device &KV_L20V_DeviceOf(const QByteArray &address);
 
 /// The device with index @p i in the table; null behind its end. Groups have no index.

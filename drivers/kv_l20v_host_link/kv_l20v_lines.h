@@ -13,6 +13,7 @@
 /// The number is in the base of the device; a decimal one that does not convert counts as 0.
 /// @return 1, or 0 when the text does not begin with a known device letter or a hexadecimal number
 ///         does not convert
+/// Requires: as KV_L20V_DeviceOf()
 int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned int &number);
 
 /// Whether an address names a device that is read and written in hexadecimal words.
