@@ -51,7 +51,8 @@ Failure notNamed(const QString &name, const QVector<Item> &tags, const Failure &
                        .arg(printableText(name)));
 }
 
-// @param give  gives values to a tag @param parse makes an item of what is no name
+// @param give  gives the values to a tag
+// @param parse makes an item of what is no name
 Failure readNamed(const QString &head, const QVector<Item> &tags, const TextForm &form,
                   const std::function<Failure(Item *)> &give,
                   const std::function<Failure(Item *)> &parse, QVector<Item> *items)

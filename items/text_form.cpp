@@ -1,7 +1,7 @@
 #include "items/text_form.h"
 
 #include "runtime/escaped_text.h"
-#include "runtime/stray_bytes.h"
+#include "runtime/undecoded_bytes.h"
 
 #include <QtCore/QTextCodec>
 
@@ -63,7 +63,7 @@ QString shownText(const QString &text, const TextForm &form)
         return reversiblyEscapedText(text.toLatin1());
     QString shown;
     for (const QString &character : charactersOf(text)) {
-        if (isStrayByte(character))
+        if (isUndecodedByte(character))
             shown += plainText(character);
         else if (character == QLatin1String("\\") || !isPrintable(character.toUcs4().first()))
             shown += reversiblyEscapedText(codecOf(form).fromUnicode(character));
@@ -77,6 +77,6 @@ QString plainText(const QString &text)
 {
     QString plain;
     for (const QString &character : charactersOf(text))
-        plain += isStrayByte(character) ? printableText(character) : character;
+        plain += isUndecodedByte(character) ? printableText(character) : character;
     return plain;
 }

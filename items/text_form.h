@@ -21,7 +21,7 @@ QStringList textEncodings();
 /// @return whether the encoding has all characters; there is no zero byte
 bool encodeText(const QString &text, const TextForm &form, QByteArray *bytes);
 
-/// The text of bytes, stray ones included.
+/// The text of bytes, those of no character included.
 QString decodeText(const QByteArray &bytes, const TextForm &form);
 
 /// A decoded text for people: a backslash, what is not printable and bytes of no character appear as

@@ -84,11 +84,12 @@ Failure Client::openTrace()
 
 Failure Client::openLink()
 {
-    if (!m_link && !watchStopSignals())
-        return Failure(StatusOpen, QLatin1String("cannot watch for signals"));
+    Failure failure = m_link ? Failure() : watchStopSignals();
+    if (failure)
+        return failure;
     m_link.reset(); // a port is locked: it cannot be opened anew before it is closed
     m_link.reset(new Link);
-    Failure failure = openTrace();
+    failure = openTrace();
     if (!failure)
         failure = m_link->open(m_options, pacing(), m_trace.get(), m_err);
     if (!failure)

@@ -1,6 +1,6 @@
 #include "runtime/escaped_text.h"
 
-#include "runtime/stray_bytes.h"
+#include "runtime/undecoded_bytes.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtCore/QStringList>
@@ -41,7 +41,7 @@ QString printableText(const QString &text)
 {
     QString printable;
     for (const QString &character : charactersOf(text)) {
-        if (isStrayByte(character))
+        if (isUndecodedByte(character))
             printable += escapedText(QByteArray(1, static_cast<char>(character.at(0).cell())));
         else if (isPrintable(character.toUcs4().first()))
             printable += character;

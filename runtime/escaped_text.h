@@ -17,7 +17,7 @@ QString reversiblyEscapedText(const QByteArray &bytes);
 bool isPrintable(uint ucs4);
 
 /// @return @p text with every character that is not printable as the escapes of its bytes in UTF-8,
-///         and each stray byte as its escape
+///         and each byte of no character as its escape
 QString printableText(const QString &text);
 
 /// Reads what `reversiblyEscapedText` has made. @return false for another text

@@ -76,11 +76,13 @@ bool watchStopSignal(int number)
 
 } // namespace
 
-bool watchStopSignals()
+Failure watchStopSignals()
 {
-    return pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 &&
-           pipe2(reports, O_CLOEXEC | O_NONBLOCK) == 0 && handleSignal(SIGUSR1, noteReport) &&
-           std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchStopSignal);
+    const bool isWatched =
+        pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 && pipe2(reports, O_CLOEXEC | O_NONBLOCK) == 0 &&
+        handleSignal(SIGUSR1, noteReport) &&
+        std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchStopSignal);
+    return isWatched ? Failure() : Failure(StatusOpen, QLatin1String("cannot watch for signals"));
 }
 
 bool stopRequested()

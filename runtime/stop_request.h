@@ -3,14 +3,16 @@
 #ifndef RUNTIME_STOP_REQUEST_H
 #define RUNTIME_STOP_REQUEST_H
 
+#include "runtime/failure.h"
+
 #include <QtCore/QtGlobal>
 
 #include <functional>
 
 /// From here on the first stop signal only notes the request; a second one, of any kind, ends the
 /// process at once. A SIGHUP that is ignored, as below nohup, stays so. SIGUSR1 ends nothing.
-/// @return false when the system refuses; the signals then end the process as ever
-bool watchStopSignals();
+/// @return StatusOpen when the system refuses; the signals then end the process as ever
+Failure watchStopSignals();
 
 /// Whether a stop signal has come since `watchStopSignals`.
 bool stopRequested();

@@ -1,5 +1,5 @@
 // bench: how fast the PLC answers reads, and how busy that keeps the wire.
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/load_options.h"

@@ -2,7 +2,7 @@
 
 #include "apps/argument_text.h"
 #include "apps/command_help.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/duration.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/link_names.h"

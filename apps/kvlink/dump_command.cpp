@@ -1,6 +1,6 @@
 // dump: saves ranges of the PLC's memory as a memory image.
 #include "apps/argument_text.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/memory_output.h"

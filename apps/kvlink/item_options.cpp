@@ -1,7 +1,7 @@
 #include "apps/kvlink/item_options.h"
 
 #include "apps/argument_text.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/kvlink/command_line.h"
 #include "items/named_items.h"
 #include "items/tag_file.h"

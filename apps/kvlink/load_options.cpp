@@ -1,7 +1,7 @@
 #include "apps/kvlink/load_options.h"
 
 #include "apps/argument_text.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "items/device_address.h"
 #include "runtime/serial_port.h"

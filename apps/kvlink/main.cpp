@@ -2,7 +2,7 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/standard_streams.h"
 #include "runtime/client.h"
-#include "runtime/stray_bytes.h"
+#include "runtime/undecoded_bytes.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTextStream>
@@ -13,7 +13,7 @@ int main(int argc, char **argv)
 {
     keepStandardStreams();
     QCoreApplication application(argc, argv);
-    keepStrayBytes();
+    keepUndecodedBytes();
     QTextStream out(stdout);
     QTextStream err(stderr);
     for (QTextStream *stream : {&out, &err})

@@ -1,5 +1,5 @@
 // monitor: reads items again and again on a steady schedule, also through an outage.
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/duration.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"

@@ -1,5 +1,5 @@
 // ping: opens and closes the communication, and nothing else.
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/duration.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"

@@ -1,7 +1,7 @@
 #include "apps/kvlink/run_report.h"
 
 #include "apps/argument_text.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/kvlink/report_page.h"
 #include "runtime/trace_log.h"
 #include "runtime/whole_file.h"

@@ -176,8 +176,8 @@ int runScan(const ScanArguments &arguments, const LinkOptions &options, QTextStr
     if (options.simulated)
         return complain(err, QLatin1String("scan searches a wire: name --port or --tcp, not --sim"),
                         StatusUsage);
-    if (!watchStopSignals())
-        return complain(err, QLatin1String("cannot watch for signals"), StatusOpen);
+    if (Failure failure = watchStopSignals())
+        return complain(err, failure);
     std::unique_ptr<TraceLog> trace;
     if (!options.trace.isEmpty()) {
         if (Failure failure = openTraceLog(options.trace, err, &trace))

@@ -1,12 +1,12 @@
 #include "apps/argument_text.h"
 #include "apps/command_help.h"
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "apps/duration.h"
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
 #include "runtime/serial_port.h"
-#include "runtime/stray_bytes.h"
+#include "runtime/undecoded_bytes.h"
 
 #include <CLI/CLI.hpp>
 
@@ -148,7 +148,7 @@ int main(int argc, char **argv)
 {
     keepStandardStreams();
     QCoreApplication application(argc, argv);
-    keepStrayBytes();
+    keepUndecodedBytes();
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
     parser.formatter(std::make_shared<HelpFormatter>());

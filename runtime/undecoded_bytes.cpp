@@ -1,4 +1,4 @@
-#include "runtime/stray_bytes.h"
+#include "runtime/undecoded_bytes.h"
 
 #include <QtCore/QTextCodec>
 
@@ -33,7 +33,7 @@ int unfinished(const QByteArray &bytes)
     return 0;
 }
 
-// UTF-8 and, both ways, stray bytes. What a block of a stream begins is kept for the next one.
+// UTF-8 and, both ways, bytes of no character. What a block of a stream begins is kept for the next one.
 class ByteCodec : public QTextCodec
 {
 public:
@@ -71,7 +71,7 @@ protected:
             if (at > 0 && text.at(at - 1).isHighSurrogate())
                 continue;
             const QString character(text.at(at));
-            if (!isStrayByte(character))
+            if (!isUndecodedByte(character))
                 continue;
             bytes += text.mid(begin, at - begin).toUtf8() + static_cast<char>(text.at(at).cell());
             begin = at + 1;
@@ -96,10 +96,10 @@ QStringList charactersOf(const QString &text)
     return characters;
 }
 
-bool isStrayByte(const QString &character)
+bool isUndecodedByte(const QString &character)
 {
     const ushort unit = character.at(0).unicode();
-    return unit >= STRAY_BYTES && unit <= STRAY_BYTES + 0xFF;
+    return unit >= UNDECODED_BYTES && unit <= UNDECODED_BYTES + 0xFF;
 }
 
 QString keptText(const QTextCodec &codec, int longest, const QByteArray &bytes)
@@ -112,14 +112,14 @@ QString keptText(const QTextCodec &codec, int longest, const QByteArray &bytes)
             character = characterOf(codec, bytes.constData() + at, ++used);
         if (character.isEmpty()) {
             used = 1;
-            character = QChar(STRAY_BYTES + static_cast<unsigned char>(bytes.at(at)));
+            character = QChar(UNDECODED_BYTES + static_cast<unsigned char>(bytes.at(at)));
         }
         text += character;
     }
     return text;
 }
 
-void keepStrayBytes()
+void keepUndecodedBytes()
 {
     const QByteArray codeset = nl_langinfo(CODESET);
     if (codeset != "UTF-8" && codeset != "ANSI_X3.4-1968") // the C locale's

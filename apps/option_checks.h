@@ -1,6 +1,6 @@
 /// Checks that the programs' options share.
-#ifndef APPS_DECIMAL_RANGE_H
-#define APPS_DECIMAL_RANGE_H
+#ifndef APPS_OPTION_CHECKS_H
+#define APPS_OPTION_CHECKS_H
 
 #include <CLI/CLI.hpp>
 
