@@ -1,16 +1,6 @@
-# Cross-builds for 32-bit ARM with hardware floating point, against the packages that
-# scripts/arm_sysroot.sh unpacked; what is built runs in qemu.
+# Cross-builds for 32-bit ARM with hardware floating point with Debian's compiler; what is built runs
+# in qemu.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-
-get_filename_component(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../build/arm/sysroot ABSOLUTE)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-
-# Qt asks for its plug-ins with a system call whose paths qemu does not look for below -L.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${CMAKE_SYSROOT}
-  -E QT_PLUGIN_PATH=${CMAKE_SYSROOT}/usr/lib/arm-linux-gnueabihf/qt5/plugins
-)
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L /usr/arm-linux-gnueabihf)
