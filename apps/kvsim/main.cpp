@@ -50,7 +50,7 @@ std::string faultNames()
 {
     std::string text = "KIND is";
     std::string::size_type lineStart = 0;
-    foreach (const QByteArray &name, knownFaults().split(' ')) {
+    for (const QByteArray &name : knownFaults().split(' ')) {
         const bool fits =
             text.size() - lineStart + 1 + std::string::size_type(name.size()) <= HELP_WIDTH;
         text += fits ? ' ' : '\n';

@@ -56,7 +56,7 @@ public:
     /// Plays a script. @return false when an awaited line does not come
     bool play(const char *script)
     {
-        foreach (const QByteArray &step, QByteArray(script).split('|')) {
+        for (const QByteArray &step : QByteArray(script).split('|')) {
             if (step == "<" && !awaitLine())
                 return false;
             if (step.startsWith('>'))

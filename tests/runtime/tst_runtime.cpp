@@ -1,6 +1,7 @@
 // The stand-in runtime: channels over real ports, port texts, plug-in loading, the trace.
 #include "runtime/device_channel.h"
 #include "runtime/driver_plugin.h"
+#include "runtime/link_channel.h"
 #include "runtime/port.h"
 #include "runtime/request_outcome.h"
 #include "runtime/serial_port.h"
@@ -199,6 +200,12 @@ private slots:
         channel.getRetry();
         QCOMPARE(channel.control(DISCARD_INPUT, 0), 1);
         QCOMPARE(wire.ms, qint64(100)); // never silent for 10 ms
+        LinkChannel link(channel, 100, nullptr);
+        link.getRetry();
+        link.discardInput();
+        link.noteFailedAttempt();
+        link.discardInput();
+        QCOMPARE(wire.ms, qint64(300));
     }
 
     // Five time-outs for each reply, but not for one PLC that stays silent again and again. After a
