@@ -2,6 +2,7 @@
 #include "items/expression.h"
 #include "items/item_plan.h"
 #include "items/item_values.h"
+#include "items/memory_runs.h"
 #include "tests/table.h"
 
 namespace
@@ -114,6 +115,28 @@ const struct {
     {"T0:bit[65] gap 9", "T0*64(0) T64*1(0)"},
 };
 
+// A row's name has ranges, and behind "-" those that are done. What is expected: the requests for
+// what is left, or what is wrong.
+const struct {
+    const char *name;
+    QString blocks;
+} RANGES[] = {
+    {"DM0-9999 - DM307-9999", "DM0-DM305 DM306"},
+    {"dm1-DM400", "DM1-DM305 DM306-DM400"},
+    {"DM0-9 W0-F - DM8 DM2-3 W0 WF", "DM0-DM1 DM4-DM7 DM9 W1-WE"},
+    {"DM5-9 - DM0-5 DM9-20", "DM6-DM8"},
+    {"DM5-9 - DM0-4 DM10-20 EM5-9", "DM5-DM9"},
+    {"R1210-1405", "R1210-R1215 R1300.H R1400-R1405"},
+    {"MR0-15 B8-27", "MR0.H B8-BF B10.H B20-B27"},
+    {"R1201-1302", "R1201-R1302"},
+    {"T5-70", "T5-T68 T69-T70"},
+    {"TC0-139", "TC0-TC138 TC139"},
+    {"DM0-5 EM5 DM5-9", "DM0-DM5 and DM5-DM9 overlap"},
+    {"R0-16", "\"R0-16\": expected"},
+    {"DM9-8", "\"DM9-8\": expected"},
+    {"PCTC0", "\"PCTC0\": expected"},
+};
+
 } // namespace
 
 class TestItems : public QObject
@@ -191,6 +214,26 @@ private slots:
                            .arg(served.join(','));
         }
         QCOMPARE(planned.join(QLatin1Char(' ')), row.requests);
+    }
+
+    void dividesRanges_data() { addRows(RANGES); }
+
+    void dividesRanges()
+    {
+        const auto &row = currentRow(RANGES);
+        const QStringList sides = QString(row.name).split(" - ");
+        QVector<MemoryRun> runs;
+        QVector<MemoryRun> done;
+        QStringList blocks(parseRanges(sides.first().split(' '), &runs).text());
+        if (sides.size() > 1)
+            QVERIFY(!parseRanges(sides.last().split(' '), &done));
+        for (const MemoryRun &run : without(runs, done)) {
+            for (const MemoryRun &block : blocksOf(run))
+                blocks += runText(block);
+        }
+        const QString text = blocks.join(' ').trimmed();
+        QVERIFY2(runs.isEmpty() ? text.startsWith(row.blocks) : text == row.blocks,
+                 qPrintable(text));
     }
 };
 
