@@ -263,7 +263,6 @@ void CaptureSummary::endExchange()
 {
     if (!m_isAsked)
         return;
-    m_isAsked = false;
     m_firstMissing = m_missing == 0 ? m_asked.number : m_firstMissing;
     ++m_missing;
 }

@@ -73,7 +73,7 @@ private slots:
                                stamp.arg("3250") + "> RDS DM00100.H 2\\r\\n ; read\n" +
                                stamp.arg("5250") + "< 12 ; no line end\n" + stamp.arg("6250") +
                                "> CQ\\r\\n ; close\n");
-        writeFile("%2", "23:59:59.998 TX: 43 52 20 30 30 0d 0a\n"
+        writeFile("%2", "[23:59:59.998] +5.000000 TX: 43 52 20 30 30 0d 0a\n"
                         "00:00:00.003 RX: 43 43 20 30\n00:00:00.004 RX: 30 0d 0a\n"
                         "RDS R5 2\n1 0<CR><LF>\n43510D0A\noops \\q\n"
                         "< 2026/11/23 00:00:00.048000  length=4 from=0 to=3\n 43 46 0d 0a\n");
