@@ -72,7 +72,7 @@ const struct {
 } ENDS[] = {
     {"killed", "--baud 57600", -1, ""},
     {"interrupted", "--baud 57600", 4, "stopped at DM"},
-    {"outage", "--fault no-reply:once+8", 4, "stopped at DM612"},
+    {"outage", "--fault no-reply:once+8", 4, "dumped.part keeps 612 of 2000 addresses"},
     {"full disk", "--baud 57600", 3, "cannot write "},
 };
 

@@ -17,7 +17,7 @@ const struct {
      "C,-5,.1,S16,dm1[2],a\n",
      "a DM1 s16 2 0.1 -5 \u00B0C 1 0.5 0 c\n"},
     {"a spreadsheet's semicolons, decimal commas, mark, case and CR LF",
-     "\xEF\xBB\xBFName;ADDRESS;scale;offset;comment;\r\na;DM1;\"0,1\";-5,5;\"x;\"\"y\"\"\r\nz\";\r\n"
+     "\xEF\xBB\xBFName;ADDRESS;scale;offset;comment;\r\na;DM1;\"0,1\";-5,5; \"x;\"\"y\"\"\r\nz\";\r\n"
      ";;;;;\r\n b ; DM2:f32 ;;;\r\n",
      "a DM1 u16 1 0.1 -5.5  -1 0 1 x;\"y\" z\nb DM2 f32 1 1 0  -1 0 1 \n"},
     {"letters of all languages", "name,address\n\xC3\x84-1_.\xE6\xB8\xA9,T1\n",
