@@ -77,6 +77,7 @@ const KvlinkRun RUNS[] = {
     {"PLC diagnose T0", 2, "", "T0: expected a word"},
     {"PLC --trace bench --report FOLDER/none/page.html", 3, "",
      "^kvlink: cannot write ANY/none/page.html: ANY\n"},
+    {"PLC diagnose --report FOLDER", 3, "", "^kvlink: cannot write ANY: ANY\n"},
     {"PLC --trace monitor DM0 --report FOLDER", 3, "", "^kvlink: cannot write ANY: ANY\n"},
 };
 

@@ -180,6 +180,8 @@ const struct {
     {"no address of a contact", true, Bit, 1, "", 0, "address is empty"},
     {"no set line", true, Bit, 1, "DM100", 0,
      "device \"DM\" has no line that sets or resets a bit"},
+    {"bit of a device that is none", true, Bit, 1, "FX1", 0,
+     "device \"FX\" has no line that sets or resets a bit"},
     {"lower-case relay", true, Bit, 1, "r00100", 0,
      "device \"r\" has no line that sets or resets a bit"},
     {"numbers beyond an int", true, Bit, 2, "T2147483647", 0,
