@@ -7,6 +7,7 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/link_names.h"
 #include "apps/trace_target.h"
+#include "apps/version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -97,7 +98,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
                  "kvlink");
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(COMMAND_FOOTER); // of the commands
-    app.set_version_flag("--version", "kvlink " KV_VERSION, "Print the version and exit");
+    app.set_version_flag("--version", std::string("kvlink ") + versionText(), "Print the version and exit");
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);

@@ -5,6 +5,7 @@
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
+#include "apps/version.h"
 #include "runtime/serial_port.h"
 #include "runtime/undecoded_bytes.h"
 
@@ -153,7 +154,7 @@ int main(int argc, char **argv)
                     "kvsim");
     parser.formatter(std::make_shared<HelpFormatter>());
     parser.footer(EXAMPLES + faultNames() + NOTES);
-    parser.set_version_flag("--version", "kvsim " KV_VERSION, "Print the version and exit");
+    parser.set_version_flag("--version", std::string("kvsim ") + versionText(), "Print the version and exit");
     parser.set_help_flag("-h,--help", "Print this help and exit");
     parser.get_formatter()->column_width(HELP_COLUMN);
     parser.failure_message(usageError);
