@@ -1,23 +1,32 @@
-# What `cmake --install` gives: programs, plug-in, headers, the static library and the packages by
-# which the drivers of others find them.
+# What `cmake --install` gives, in three components: `programs` with all that belongs to kvlink and
+# kvsim, `plugin`, and `development` with what an author of drivers builds with. debian/*.install
+# sorts the same files into packages.
 include(CMakePackageConfigHelpers)
 
 set(KV_INSTALL_DRIVERS ${CMAKE_INSTALL_LIBDIR}/kv-hostlink/drivers)
 set(KV_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/KvHostLink)
 set(KV_INSTALL_INCLUDE ${CMAKE_INSTALL_INCLUDEDIR}/kv-hostlink)
+set(KV_INSTALL_EXAMPLES ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# Two parts: what a user runs, and what an author of drivers builds with.
-install(TARGETS kv_l20v_host_link LIBRARY DESTINATION ${KV_INSTALL_DRIVERS} COMPONENT programs)
+install(TARGETS kv_l20v_host_link LIBRARY DESTINATION ${KV_INSTALL_DRIVERS} COMPONENT plugin)
 if(KV_QT EQUAL 5)
-  install(TARGETS kvlink kvsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
-  install(FILES man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT programs)
-  install(FILES man/kvsim-faults.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT programs)
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
+  install(TARGETS kvlink kvsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES man/kvsim-faults.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
   foreach(program kvlink kvsim)
-    install(FILES ${PROJECT_BINARY_DIR}/completion/kvlink.bash RENAME ${program} COMPONENT programs
+    install(FILES ${PROJECT_BINARY_DIR}/completion/kvlink.bash RENAME ${program}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     )
   endforeach()
+  # udev looks there whatever the libraries' folder is.
+  install(FILES udev/60-kv-hostlink.rules DESTINATION lib/udev/rules.d)
+  install(FILES examples/oven.csv examples/kvlink-log@.service DESTINATION ${KV_INSTALL_EXAMPLES})
 endif()
+# Each component may be the only one that is installed.
+foreach(component programs plugin development)
+  install(FILES debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT ${component})
+endforeach()
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(TARGETS tools drivers EXPORT KvHostLinkTargets
@@ -51,18 +60,4 @@ install(FILES
   DESTINATION ${KV_INSTALL_CMAKE}
 )
 install(FILES ${PROJECT_BINARY_DIR}/kv-hostlink.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME kv-hostlink)
-set(CPACK_PACKAGE_CONTACT "The maintainers of KV Host Link <maintainers@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Host Link driver plug-in, kvlink and kvsim")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL programs)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME kv-hostlink)
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION comm)
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS libqt5sql5-sqlite)
-set(CPACK_STRIP_FILES ON)
-include(CPack)
+install(DIRECTORY examples/scale_driver DESTINATION ${KV_INSTALL_EXAMPLES})
