@@ -1,35 +1,66 @@
 #!/usr/bin/env bash
-# Installs the Debian package into a temporary root, runs what it installed, removes it again, and
-# compares the root before and after. Argument: the package.
+# Installs the Debian packages into a temporary root, uses what they installed, removes them again, and compares the
+# root before and after. Argument: the folder that build_deb.sh has filled.
 set -euo pipefail
-package=$(realpath "$1")
+built=$(realpath "$1")
+tree=$built/kv-hostlink
+version=$(cd "$tree" && dpkg-parsechangelog --show-field Version)
+packages=("$built"/kv-hostlink{,-driver,-dev}_*.deb)
 root=$(mktemp -d)
 trap 'rm -rf "$root"' EXIT
 
-mkdir -p "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/triggers"
-: >"$root/var/lib/dpkg/status"
-: >"$root/var/lib/dpkg/available"
-in_root() { dpkg --root="$root" --force-depends --force-not-root --log="$root/var/log/dpkg.log" "$@"; }
-mkdir -p "$root/var/log"
-
-# Everything outside dpkg's own records.
-contents() { (cd "$root" && find . -path ./var -prune -o -print | sort); }
-
-before=$(contents)
-in_root --install "$package" >"$root/var/log/install.log" 2>&1 || { cat "$root/var/log/install.log" >&2; exit 1; }
-"$root/usr/bin/kvlink" info | grep '^plug-in: ' | grep -F "$root/usr/lib"
-"$root/usr/bin/kvlink" --sim read DM0 | grep -qx 0
-"$root/usr/bin/kvsim" --version
-find "$root/usr/lib" -name libkv_l20v_host_link.so -exec readelf --dyn-syms -W {} + | grep _chk@GLIBC >/dev/null || {
-    echo "the plug-in is built without checked library calls" >&2
+fail() {
+    echo "$*" >&2
     exit 1
 }
-installed=$(contents | wc -l)
-in_root --purge kv-hostlink >"$root/var/log/remove.log" 2>&1 || { cat "$root/var/log/remove.log" >&2; exit 1; }
+
+mkdir -p "$root"/var/{lib/dpkg/{updates,info,triggers},log}
+: >"$root/var/lib/dpkg/status"
+: >"$root/var/lib/dpkg/available"
+in_root() {
+    dpkg --root="$root" --force-depends --force-not-root --log="$root/var/log/dpkg.log" "$@" >"$root/var/log/run" 2>&1 ||
+        fail "$(cat "$root/var/log/run")"
+}
+
+# Everything outside dpkg's own records.
+contents() { (cd "$root" && find . -path ./var -prune -o "$@" -print | sort); }
+
+before=$(contents)
+in_root --install "${packages[@]}"
+installed=$(contents -type f)
+
+# What Debian adds or compresses aside, the packages have the files of cmake --install.
+additions='/share/doc/[^/]*/(changelog|changelog\.Debian|copyright)$|/share/lintian/'
+diff <(cd "$tree/debian/tmp" && find . -type f | grep -vE "$additions" | sort) \
+    <(sed 's/\.gz$//' <<<"$installed" | grep -vE "$additions" | sort) >&2 ||
+    fail "the packages (>) and cmake --install (<) have other files"
+
+kvlink=$root/usr/bin/kvlink
+plugin=$(find "$root/usr/lib" -name libkv_l20v_host_link.so)
+commit=$(grep -v '^\$' "$tree/cmake/commit.txt") || commit=
+named=$("$kvlink" --version)
+[ "$named" = "kvlink ${version%-*}${commit:+ ($commit)}" ] || fail "$named: expected version ${version%-*} and commit \"$commit\""
+"$root/usr/bin/kvsim" --version >&2
+"$kvlink" info | grep -xF "plug-in: $plugin" || fail "kvlink does not load $plugin"
+"$kvlink" --sim read DM0 | grep -qx 0 || fail "kvlink does not read"
+
+# A unit is looked for below the root, where the example's own instructions put it.
+unit=etc/systemd/system/kvlink-log@press.service
+mkdir -p "$root/${unit%/*}"
+cp "$root/usr/share/doc/kv-hostlink/examples/kvlink-log@.service" "$root/$unit"
+systemd-analyze --root="$root" --man=no --recursive-errors=no verify "${unit##*/}" || fail "systemd does not take the example unit"
+rm -r "$root/etc"
+
+# A driver made of nothing but these packages.
+for example in "$root"/usr/share/doc/kv-hostlink/examples/*_driver; do
+    work=$root/var/$(basename "$example")
+    { cmake -S "$example" -B "$work" -DCMAKE_PREFIX_PATH="$root/usr" && cmake --build "$work"; } >"$root/var/log/run" 2>&1 ||
+        fail "$(cat "$root/var/log/run")"
+    "$kvlink" info --driver "$(find "$work" -name 'lib*_driver.so')" | grep '^name: ' || fail "kvlink does not load $example"
+done
+
+in_root --purge kv-hostlink kv-hostlink-driver kv-hostlink-dev
 after=$(contents)
-if [ "$before" != "$after" ]; then
-    echo "left behind:" >&2
-    diff <(echo "$before") <(echo "$after") >&2
-    exit 1
-fi
-echo "$(basename "$package"): $installed entries installed, used and removed; nothing left behind"
+[ "$before" = "$after" ] || fail "left behind:" "$(diff <(echo "$before") <(echo "$after"))"
+du -h "${packages[@]}" | sed "s#$built/##"
+echo "$(wc -l <<<"$installed") files installed, used and removed; nothing left behind"
