@@ -55,6 +55,13 @@ for page in "$source"/man/*; do
     [ -z "$warnings" ] || fail "$page: $warnings"
 done
 
+version=$(sed -nE '/^## /{s/^## ([0-9.]+) - [0-9]{4}-[0-9]{2}-[0-9]{2}$/\1/p;q}' "$source/CHANGELOG.md")
+compare "the version in both change logs" "$version-0upstream1" "$(sed -E 's/.*\((.*)\).*/\1/;q' "$source/debian/changelog")"
+for program in kvlink kvsim; do
+    compare "the version in CHANGELOG.md and of $program" "$program $version" \
+        "$("$bin/$program" --version | sed -E 's/ \([0-9a-f]{7,}(-dirty)?\)$//')"
+done
+
 # completed PROGRAM WORD...: what completion offers for the last word.
 completed() {
     bash -c 'source "$1"; COMP_WORDS=("${@:2}"); COMP_CWORD=$(($# - 2)); "_${2##*/}" "$2"; echo "${COMPREPLY[*]}"' \
