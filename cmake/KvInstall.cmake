@@ -21,7 +21,7 @@ if(KV_QT EQUAL 5)
   endforeach()
   # udev looks there whatever the libraries' folder is.
   install(FILES udev/60-kv-hostlink.rules DESTINATION lib/udev/rules.d)
-  install(FILES examples/oven.csv examples/kvlink-log@.service DESTINATION ${KV_INSTALL_EXAMPLES})
+  install(DIRECTORY examples/ DESTINATION ${KV_INSTALL_EXAMPLES} PATTERN "*_driver" EXCLUDE)
 endif()
 # Each component may be the only one that is installed.
 foreach(component programs plugin development)
