@@ -30,3 +30,4 @@ tar --exclude="$tree/debian" --transform="s#^$tree#$tree-${version%-*}#" --sort=
 # A container has no other user than root at hand.
 lintian --allow-root --fail-on error,warning ./*.changes
 blhc --all build.log
+echo "lintian and blhc: no errors, no warnings"
