@@ -107,6 +107,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addLinkOptions(app, &line->link);
     addLinkNames(app, line);
     addInfoCommand(app, line);
+    addInspectCommand(app, line);
     addListPortsCommand(app, line);
     addScanCommand(app, line);
     addReadCommand(app, line);

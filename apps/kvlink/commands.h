@@ -11,6 +11,7 @@ class App;
 struct CommandLine;
 
 void addInfoCommand(CLI::App &app, CommandLine *line);
+void addInspectCommand(CLI::App &app, CommandLine *line);
 void addListPortsCommand(CLI::App &app, CommandLine *line);
 void addScanCommand(CLI::App &app, CommandLine *line);
 void addReadCommand(CLI::App &app, CommandLine *line);

@@ -18,6 +18,31 @@
 namespace
 {
 
+// The kinds of devices that a driver supports; only one of them has a name here.
+QString kindsText(int flags)
+{
+    QStringList kinds, others;
+    for (quint32 kind = 1; kind != 0; kind <<= 1) {
+        if (!(static_cast<quint32>(flags) & kind))
+            continue;
+        if (kind == RS232Device)
+            kinds += QString::fromLatin1("RS-232C (%1)").arg(kind);
+        else
+            others += QString::number(kind);
+    }
+    if (!others.isEmpty())
+        kinds +=
+            QString::fromLatin1("others of the runtime (%1)").arg(others.join(QLatin1String(", ")));
+    return kinds.join(QLatin1String(", "));
+}
+
+// A code of a serial setting; only one of each has a name here.
+QString codeText(int code, int known, const char *text, const char *what)
+{
+    return code == known ? QString(QLatin1String(text))
+                         : QString::fromLatin1("%1 code %2").arg(QLatin1String(what)).arg(code);
+}
+
 // What is in force, and where it comes from.
 void printSettings(const CommandLine &line, const QString &tagFile, const Client &client,
                    QTextStream &out)
@@ -57,11 +82,12 @@ int runInfo(const CommandLine &line, const QString &tagFile, const LinkOptions &
     out << "name: " << driver->name() << '\n'
         << "vendor: " << driver->vender() << '\n'
         << "version: " << driver->getVersionNumber() << '\n'
-        << "supported flags: " << driver->supportedCommunicationFlags() << '\n'
+        << "supported kinds: " << kindsText(driver->supportedCommunicationFlags()) << '\n'
         << "default serial setting: " << driver->getStringBasedDefaultDriverSetting() << '\n'
         << "default serial device: " << device->string << ", " << device->baudrate << " baud, "
-        << device->databits << " data bits, stop-bit code " << device->stopbits << ", parity code "
-        << device->parity << '\n'
+        << device->databits << " data bits, "
+        << codeText(device->parity, EvenParityCode, "even parity", "parity") << ", "
+        << codeText(device->stopbits, OneStopBitCode, "1 stop bit", "stop-bit") << '\n'
         << "default driver setting: timeout " << link->timeout << " ms, retry " << link->retry
         << ", station " << link->stationid << ", delay " << link->delay << " ms\n"
         << "total size: " << driver->totalSize() << '\n'
