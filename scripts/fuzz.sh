@@ -7,7 +7,7 @@ build=build/fuzz
 seconds=
 runs=
 jobs=2
-longest=96 # bytes of an input: as short as shows everything, for speed
+longest=96 # bytes of an input, or as the longest seed: as short as shows everything, for speed
 targets=()
 
 usage() {
@@ -17,7 +17,7 @@ usage: ./dev fuzz [--seconds N] [--runs N] [--jobs N] [TARGET...]
   --seconds N  time for each target, 30 unless --runs is given
   --runs N     executions of each target, with no limit of time unless --seconds is given
   --jobs N     targets at a time, 2 by default
-  TARGET       driver, expression, simulator, tools; all of them by default
+  TARGET       driver, expression, plugin, simulator, tools; all of them by default
 TEXT
 }
 
@@ -50,9 +50,11 @@ fi
 
 # One target: its corpus is a copy, so that nothing is ever written into the sources.
 run_target() {
-    local target=$1 log=$build/$1.log corpus status=0
+    local target=$1 log=$build/$1.log corpus status=0 seed
     corpus=$(mktemp -d "$build/corpus-$target-XXXXXX")
     cp "fuzz/corpus/$target"/* "$corpus"
+    seed=$(find "$corpus" -type f -printf '%s\n' | sort -n | tail -n 1)
+    [ "$seed" -le "$longest" ] || longest=$seed
     local options=("-max_len=$longest" -timeout=20 -rss_limit_mb=2048 -print_final_stats=1
         "-artifact_prefix=$build/$target-")
     [ -z "$seconds" ] || options+=("-max_total_time=$seconds")
