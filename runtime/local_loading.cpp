@@ -98,7 +98,7 @@ bool findLibrary(const QStringList &places, PluginFile *library)
 {
     for (const QString &place : places) {
         if (QFileInfo(place).isFile() && readPluginFile(place, library).isGood() &&
-            ownPlatform().fits(library->platform))
+            platformRefusal(ownPlatform(), library->platform).isEmpty())
             return true;
     }
     return false;

@@ -43,7 +43,8 @@ Platform platformOf(const PanelDescription &panel, Platform platform)
     platform.machine = take("machine", platform.machine);
     platform.bits = take("bits", QString::number(platform.bits)).toInt();
     platform.isBigEndian = take("endian", platform.isBigEndian ? big : QString()) == big;
-    platform.floatAbi = take("float", platform.floatAbi);
+    if (!platform.floatAbi.isEmpty())
+        platform.floatAbi = take("float", platform.floatAbi);
     return platform;
 }
 
@@ -123,9 +124,21 @@ QString versionRefusal(const QString &own, const QString &its)
 
 QString platformRefusal(const Platform &own, const Platform &its)
 {
-    return own.fits(its)
-               ? QString()
-               : QString::fromLatin1("it is for %1, not for %2").arg(its.text(), own.text());
+    const QString text = QLatin1String("it is for %1, not for %2");
+    const auto order = [](const Platform &platform) {
+        return QLatin1String(platform.isBigEndian ? "big endian" : "little endian");
+    };
+    if (own.machine != its.machine)
+        return text.arg(its.machine, own.machine);
+    if (own.bits != its.bits)
+        return text.arg(QString::number(its.bits) + QLatin1String(" bits"),
+                        QString::number(own.bits));
+    if (own.isBigEndian != its.isBigEndian)
+        return text.arg(order(its), order(own));
+    // An ABI that is not known fits both.
+    if (own.floatAbi == its.floatAbi || own.floatAbi.isEmpty() || its.floatAbi.isEmpty())
+        return QString();
+    return text.arg(its.floatAbi + QLatin1String(" float"), own.floatAbi);
 }
 
 Failure readPanelDescription(const QString &path, PanelDescription *panel)

@@ -198,12 +198,6 @@ QString Platform::text() const
              floatAbi.isEmpty() ? QString() : QString::fromLatin1(", %1 float").arg(floatAbi));
 }
 
-bool Platform::fits(const Platform &other) const
-{
-    return machine == other.machine && bits == other.bits && isBigEndian == other.isBigEndian &&
-           (floatAbi == other.floatAbi || floatAbi.isEmpty() || other.floatAbi.isEmpty());
-}
-
 Failure parsePluginFile(QByteArray content, PluginFile *plugin)
 {
     *plugin = PluginFile();

@@ -18,10 +18,6 @@ struct Platform {
 
     /// Such as "arm, 32 bits, little endian, hard float".
     QString text() const;
-
-    /// Whether code for this platform runs where the other one is. A float ABI that is not known
-    /// fits both.
-    bool fits(const Platform &other) const;
 };
 
 /// A version of a library's symbols that a file needs.
