@@ -14,7 +14,7 @@ enum Status {
     StatusUnusable = 5, ///< the reply was unusable, or the request was refused
     StatusSome = 6,     ///< some items failed, others succeeded
     StatusDiffers = 7   ///< other values were read back or replayed than expected, and nothing else
-                        ///< failed; else StatusSome
+                        ///< failed; else StatusSome; or a panel would refuse a plug-in
 };
 
 /// Why something did not succeed, or that it did. It is true where something failed, so that a

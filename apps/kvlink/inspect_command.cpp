@@ -136,7 +136,7 @@ void addInspectCommand(CLI::App &app, CommandLine *line)
     command
         ->add_option_function<std::string>(
             "--panel", into(&options->panelFile),
-            "Description of a panel; tells whether it loads the file")
+            "Description of a panel; status 7 when it refuses the plug-in")
         ->option_text("FILE");
     addFormatOption(command, &options->format, OutputKind::Table);
     command->callback([line, options] {
