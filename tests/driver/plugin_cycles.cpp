@@ -2,7 +2,7 @@
 // for a leak checker and for the thread sanitizer. It is without QtTest, whose watchdog thread the
 // sanitizer reports now and then.
 #include "drivers/driver_interface.h"
-#include "tests/driver/scripted_channel.h"
+#include "testkit/scripted_channel.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QPluginLoader>

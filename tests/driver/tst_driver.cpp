@@ -3,7 +3,7 @@
 // its addresses.
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
-#include "tests/driver/scripted_channel.h"
+#include "testkit/scripted_channel.h"
 #include "tests/table.h"
 #include "tools/drv_dev_setting.h"
 

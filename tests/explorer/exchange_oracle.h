@@ -2,8 +2,8 @@
 #ifndef TESTS_EXPLORER_EXCHANGE_ORACLE_H
 #define TESTS_EXPLORER_EXCHANGE_ORACLE_H
 
-#include "drivers/abstract_device_interface.h"
 #include "drivers/communicator_command.h"
+#include "testkit/forwarding_channel.h"
 
 #include <QtCore/QRegExp>
 #include <QtCore/QVariant>
@@ -18,11 +18,11 @@ struct Exchange {
 };
 
 /// Writes down what passes to another channel. The first call without a cause is kept in `wrong`.
-class ExchangeRecorder : public AbstractDeviceInterface
+class ExchangeRecorder : public ForwardingChannel
 {
 public:
     explicit ExchangeRecorder(AbstractDeviceInterface &channel)
-        : discards(0), m_channel(channel), m_ended(true)
+        : ForwardingChannel(channel), discards(0), m_ended(true)
     {}
 
     int read(char *buffer, int maxLength) override
@@ -35,7 +35,7 @@ public:
         const int room = exchanges.back().line.startsWith('C') ? 8 : 1538;
         if (maxLength != room - received.size())
             wrong = "a read into another room";
-        const int length = m_channel.read(buffer, maxLength);
+        const int length = ForwardingChannel::read(buffer, maxLength);
         received.append(buffer, length);
         m_ended = length <= 0 || received.endsWith('\n') || received.size() == room;
         return length;
@@ -49,7 +49,7 @@ public:
         exchanges.push_back(exchange);
         discards = 0;
         m_ended = false;
-        return m_channel.write(buffer, length);
+        return ForwardingChannel::write(buffer, length);
     }
 
     int control(int code, const QVariant &value) override
@@ -57,19 +57,14 @@ public:
         if (code != 12 || value.type() != QVariant::Int || value.toInt() != 0)
             wrong = "a control other than 12 with 0";
         ++discards;
-        return m_channel.control(code, value);
+        return ForwardingChannel::control(code, value);
     }
-
-    int getRetry() override { return m_channel.getRetry(); }
-    int getStationId() override { return m_channel.getStationId(); }
-    unsigned long getDelay() override { return m_channel.getDelay(); }
 
     std::vector<Exchange> exchanges;
     int discards; ///< since the last line
     QByteArray wrong;
 
 private:
-    AbstractDeviceInterface &m_channel;
     bool m_ended;
 };
 

@@ -87,12 +87,12 @@ struct Hit {
     int fault;
     int variant;
 
-    Pieces of(const QByteArray &good) const
+    WirePieces of(const QByteArray &good) const
     {
-        static QMap<QPair<int, QByteArray>, Variants> known;
-        Variants &variants = known[qMakePair(fault, good)];
+        static QMap<QPair<int, QByteArray>, WireVariants> known;
+        WireVariants &variants = known[qMakePair(fault, good)];
         if (variants.isEmpty())
-            variants = WIRE_FAULTS[fault].variants(good);
+            variants = variantsOf(explorerFaults().at(fault), good);
         return variants.value(variant, arriving(good));
     }
 };
@@ -179,10 +179,10 @@ private:
 };
 
 // Whether a damaged reply says something else in the form of a good one: nothing shows that.
-bool isForged(const ExplorerRequest &request, const QByteArray &good, const Pieces &pieces)
+bool isForged(const ExplorerRequest &request, const QByteArray &good, const WirePieces &pieces)
 {
     QByteArray line;
-    for (const Piece &piece : pieces)
+    for (const WirePiece &piece : pieces)
         line += piece.bytes;
     line.truncate(line.indexOf('\n') + 1);
     const QRegExp form(QLatin1String(request.data ? "OK\r\n" : request.form));
@@ -200,10 +200,11 @@ private slots:
     {
         QTest::addColumn<int>("request");
         QTest::addColumn<int>("fault");
-        for (int i = 0; i < REQUEST_COUNT * WIRE_FAULT_COUNT; ++i) {
-            const QByteArray row = QByteArray(REQUESTS[i / WIRE_FAULT_COUNT].name) + ": " +
-                                   WIRE_FAULTS[i % WIRE_FAULT_COUNT].name;
-            QTest::newRow(row.constData()) << i / WIRE_FAULT_COUNT << i % WIRE_FAULT_COUNT;
+        for (int i = 0; i < REQUEST_COUNT * explorerFaults().size(); ++i) {
+            const int fault = i / REQUEST_COUNT;
+            const QByteArray row = QByteArray(REQUESTS[i % REQUEST_COUNT].name) + ": " +
+                                   explorerFaults().at(fault).name;
+            QTest::newRow(row.constData()) << i % REQUEST_COUNT << fault;
         }
     }
 
@@ -215,7 +216,7 @@ private slots:
         for (const char *refusal : {"", "E1\r\n"}) {
             for (int reply = 0; reply < replyCount(asked); ++reply) {
                 const QByteArray good = m_explorer.goodReply(asked, reply, refusal);
-                const Variants variants = WIRE_FAULTS[fault].variants(good);
+                const WireVariants variants = variantsOf(explorerFaults().at(fault), good);
                 for (int i = 0; i < 2 * variants.size(); ++i) {
                     const Hit hit = {reply, fault, i / 2};
                     const int before = m_explorer.met;
@@ -273,8 +274,8 @@ private:
     static QList<Hit> hits(int reply)
     {
         QList<Hit> list;
-        for (int fault = 0; fault < WIRE_FAULT_COUNT; ++fault) {
-            for (int variant = 0; variant < WIRE_FAULTS[fault].most; ++variant) {
+        for (int fault = 0; fault < explorerFaults().size(); ++fault) {
+            for (int variant = 0; variant < explorerFaults().at(fault).typical; ++variant) {
                 const Hit hit = {reply, fault, variant};
                 list << hit;
             }
@@ -285,9 +286,9 @@ private:
     static QByteArray wrongText(const QByteArray &wrong, const Hit &hit, const QByteArray &good)
     {
         QByteArray text = wrong + " at reply " + QByteArray::number(hit.reply) + ":";
-        for (const Piece &piece : hit.of(good))
-            text +=
-                " " + piece.bytes.left(30) + " after " + QByteArray::number(piece.delayMs) + " ms";
+        for (const WirePiece &piece : hit.of(good))
+            text += " " + piece.bytes.left(30) + " after " + QByteArray::number(piece.delay) +
+                    " time-outs";
         return text;
     }
 

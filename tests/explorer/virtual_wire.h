@@ -5,26 +5,15 @@
 #include "runtime/device_channel.h"
 #include "runtime/port.h"
 #include "simulator/simulated_plc.h"
+#include "testkit/wire_faults.h"
 
 #include <QtCore/QList>
 
 #include <cstring>
 #include <functional>
 
-/// Bytes that arrive together.
-struct Piece {
-    QByteArray bytes;
-    qint64 delayMs; ///< after the piece before, beside the time that every reply takes
-};
-
-/// A reply as it arrives.
-typedef QList<Piece> Pieces;
-
-inline Pieces arriving(const QByteArray &bytes, qint64 delayMs = 0)
-{
-    const Piece piece = {bytes, delayMs};
-    return Pieces() << piece;
-}
+/// Of the links that the explorer makes.
+const int TIMEOUT_MS = 20;
 
 /// Time passes only while somebody waits, so that a million requests with time-outs take seconds.
 class VirtualWire : public Port
@@ -37,7 +26,7 @@ public:
     {}
 
     /// What becomes of a reply; empty for what is lost. Without it nothing is damaged.
-    std::function<Pieces(const QByteArray &)> damage;
+    std::function<WirePieces(const QByteArray &)> damage;
 
     /// With which reply the PLC refuses every line but open and close; empty for none.
     QByteArray refusal;
@@ -91,11 +80,11 @@ private:
     bool hasCome() const { return !m_arriving.isEmpty() && m_arriving.first().atMs <= m_nowMs; }
 
     // A wire keeps the order of its bytes.
-    void deliver(const Pieces &pieces)
+    void deliver(const WirePieces &pieces)
     {
         qint64 atMs = qMax(m_nowMs, m_lastMs) + REPLY_MS;
-        for (const Piece &piece : pieces) {
-            atMs += piece.delayMs;
+        for (const WirePiece &piece : pieces) {
+            atMs += qRound64(piece.delay * TIMEOUT_MS);
             const Arriving arriving = {piece.bytes, atMs};
             if (!piece.bytes.isEmpty())
                 m_arriving.append(arriving);

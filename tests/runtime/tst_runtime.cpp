@@ -9,7 +9,7 @@
 #include "runtime/trace_log.h"
 #include "runtime/traced_channel.h"
 #include "tests/runtime/line_peer.h"
-#include "tests/driver/scripted_channel.h"
+#include "testkit/scripted_channel.h"
 #include "tests/table.h"
 
 #include <QtCore/QRegularExpression>

@@ -89,7 +89,7 @@ class FaultyWire : public VirtualWire
 public:
     FaultyWire(PlcMemory &memory, quint32 seed) : VirtualWire(memory), m_chance(seed), m_unseen(0)
     {
-        for (const WireFault &fault : WIRE_FAULTS)
+        for (const WireFault &fault : explorerFaults())
             counts[fault.name] = 0;
         damage = [this](const QByteArray &reply) { return damaged(reply); };
     }
@@ -122,12 +122,12 @@ private:
         return static_cast<int>(m_chance() % static_cast<unsigned int>(below));
     }
 
-    Pieces damaged(const QByteArray &reply)
+    WirePieces damaged(const QByteArray &reply)
     {
-        const WireFault &fault = WIRE_FAULTS[random(WIRE_FAULT_COUNT)];
+        const WireFault &fault = explorerFaults().at(random(explorerFaults().size()));
         const bool isRare = fault.forges && random(100) >= FORGED_SHARE;
-        const Variants variants =
-            isRare || !happens(FAULT_RATE) ? Variants() : fault.variants(reply);
+        const WireVariants variants =
+            isRare || !happens(FAULT_RATE) ? WireVariants() : variantsOf(fault, reply);
         if (reply.isEmpty() || variants.isEmpty())
             return arriving(reply);
         ++counts[fault.name];
