@@ -33,7 +33,12 @@ install(TARGETS tools drivers EXPORT KvHostLinkTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${KV_INSTALL_INCLUDE}
 )
-install(DIRECTORY tools drivers DESTINATION ${KV_INSTALL_INCLUDE}
+# Targets of their own, as they need QtTest.
+install(TARGETS testkit EXPORT KvHostLinkTestkitTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  INCLUDES DESTINATION ${KV_INSTALL_INCLUDE}
+)
+install(DIRECTORY tools drivers testkit DESTINATION ${KV_INSTALL_INCLUDE}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "kv_l20v_exchange.h" EXCLUDE
   PATTERN "kv_l20v_limits.h" EXCLUDE
@@ -41,7 +46,9 @@ install(DIRECTORY tools drivers DESTINATION ${KV_INSTALL_INCLUDE}
   PATTERN "kv_l20v_replies.h" EXCLUDE
 )
 
-install(EXPORT KvHostLinkTargets NAMESPACE KvHostLink:: DESTINATION ${KV_INSTALL_CMAKE})
+foreach(targets KvHostLinkTargets KvHostLinkTestkitTargets)
+  install(EXPORT ${targets} NAMESPACE KvHostLink:: DESTINATION ${KV_INSTALL_CMAKE})
+endforeach()
 configure_package_config_file(cmake/KvHostLinkConfig.cmake.in
   ${PROJECT_BINARY_DIR}/KvHostLinkConfig.cmake
   INSTALL_DESTINATION ${KV_INSTALL_CMAKE}
@@ -53,11 +60,18 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/KvHostLinkConfigVersion.c
 file(RELATIVE_PATH KV_PC_TO_INCLUDE
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR}
 )
-configure_file(cmake/kv-hostlink.pc.in ${PROJECT_BINARY_DIR}/kv-hostlink.pc @ONLY)
+file(RELATIVE_PATH KV_PC_TO_CMAKE
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/cmake/KvHostLink
+)
+foreach(package kv-hostlink kv-hostlink-testkit)
+  configure_file(cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
 install(FILES
   ${PROJECT_BINARY_DIR}/KvHostLinkConfig.cmake
   ${PROJECT_BINARY_DIR}/KvHostLinkConfigVersion.cmake
+  cmake/KvAddDriver.cmake
+  cmake/kv-hostlink-driver.map
   DESTINATION ${KV_INSTALL_CMAKE}
 )
-install(FILES ${PROJECT_BINARY_DIR}/kv-hostlink.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(DIRECTORY examples/scale_driver DESTINATION ${KV_INSTALL_EXAMPLES})
