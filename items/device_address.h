@@ -13,7 +13,8 @@ enum class DeviceForm {
     Words,    ///< words of 16 bits, such as DM
     Channels, ///< channels of 16 relays when read by words, single relays when read by bits; such
               ///< as R
-    Values    ///< timers, counters and all other devices: one value of 32 bits each
+    Values,   ///< timers, counters and all other devices: one value of 32 bits each
+    Unknown   ///< what another driver makes of an address
 };
 
 /// A device address in its parts.

@@ -74,12 +74,17 @@ Failure checkCount(const Item &item)
 // A count that neither the text nor the defaults give is left as 0.
 Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
 {
-    static const QRegularExpression form(
-        QLatin1String("\\A([A-Za-z0-9]+)(?::([A-Za-z0-9]+))?(?:\\[([0-9]{1,9})\\])?\\z"));
-    const QRegularExpressionMatch match = form.match(text);
+    static const QString rest = QLatin1String("(?::([A-Za-z0-9]+))?(?:\\[([0-9]{1,9})\\])?\\z");
+    static const QRegularExpression ours(QLatin1String("\\A([A-Za-z0-9]+)") + rest);
+    static const QRegularExpression anyDriver(QLatin1String("\\A([^:\\[\\s]+)") + rest);
+    const QRegularExpressionMatch match = (defaults.otherDriver ? anyDriver : ours).match(text);
     item->text = text;
-    item->address = match.captured(1).toUpper();
-    if (!parseDeviceAddress(item->address, &item->device))
+    item->address = match.captured(1);
+    item->device.form = DeviceForm::Unknown;
+    if (!defaults.otherDriver)
+        item->address = item->address.toUpper();
+    if (defaults.otherDriver ? item->address.isEmpty()
+                             : !parseDeviceAddress(item->address, &item->device))
         return usage(
             QString::fromLatin1("%1 is not ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]] with "
                                 "an address such as DM100")

@@ -16,12 +16,14 @@ struct ItemDefaults {
     int count = 0;           ///< 1 to MAX_ITEM_COUNT; 0 for as many as there are values, or 1
     bool eitherSign = false; ///< see `Item`
     TextForm textForm;
+    bool otherDriver = false; ///< addresses are those of a driver whose devices are not known
 };
 
 /// Reads ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]]. With values, the count is their number unless
 /// it is given; a string has one value, which may hold commas. Values are checked against the type.
 /// Refused are bits of DM and the like, types below 32 bits on ten-digit devices, and addresses
-/// without a proper number: the PLC or the driver would take them for another device.
+/// without a proper number: the PLC or the driver would take them for another device. An address of
+/// another driver may have any characters but blanks, ":", "[" and "="; it is left as it is.
 /// @param item is filled on success
 /// @return StatusUsage with what is wrong
 Failure parseItem(const QString &text, const ItemDefaults &defaults, Item *item);

@@ -88,6 +88,9 @@ QString valueAddress(const Item &item, int index)
 {
     const DeviceAddress &device = item.device;
     const quint32 offset = static_cast<quint32>(index);
+    if (device.form == DeviceForm::Unknown)
+        return valueCount(item) == 1 ? item.address
+                                     : QString::fromLatin1("%1[%2]").arg(item.address).arg(index);
     if (device.form == DeviceForm::Values)
         return device.at(device.number + offset);
     if (item.type != ItemType::Bit)

@@ -27,7 +27,8 @@ struct Span {
 
 bool isOfWords(const Item &item)
 {
-    return item.device.form != DeviceForm::Values && item.type != ItemType::Bit;
+    return item.type != ItemType::Bit &&
+           (item.device.form == DeviceForm::Words || item.device.form == DeviceForm::Channels);
 }
 
 CommunicatorCommand command(CommandKind kind, int count, const QString &address)
@@ -88,6 +89,14 @@ void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
     }
 }
 
+// What another driver divides, or refuses, as it has to.
+ItemRequest wholeRequest(const Item &item, int index)
+{
+    const ItemRequest request = {itemCommand(item), QVector<ItemPart>()
+                                                        << ItemPart{index, 0, 0, itemBytes(item)}};
+    return request;
+}
+
 // Requests for spans in the order of their devices and first words.
 void mergeSpans(const QVector<Item> &items, const QVector<Span> &spans, const MergeOptions &options,
                 QVector<ItemRequest> *requests)
@@ -130,6 +139,16 @@ int firstItem(const ItemRequest &request)
 
 } // namespace
 
+CommunicatorCommand itemCommand(const Item &item)
+{
+    CommandKind kind = DoubleWord;
+    if (item.type == ItemType::Bit)
+        kind = Bit;
+    else if (itemBits(item) < 32)
+        kind = itemBits(item) == 8 ? Byte : Word;
+    return command(kind, kind == Byte ? itemBytes(item) : item.count, item.address);
+}
+
 QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options)
 {
     QVector<ItemRequest> requests;
@@ -137,6 +156,8 @@ QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions
     for (int i = 0; i < items.size(); ++i) {
         if (isOfWords(items.at(i)))
             spans += spansOf(items.at(i), i);
+        else if (items.at(i).device.form == DeviceForm::Unknown)
+            requests += wholeRequest(items.at(i), i);
         else
             planNumbers(items.at(i), i, &requests);
     }

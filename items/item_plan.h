@@ -27,9 +27,13 @@ struct ItemRequest {
     QVector<ItemPart> parts;
 };
 
+/// The request for all of an item at once, to read or to write it: bits, bytes, words or double
+/// words, as its type has them.
+CommunicatorCommand itemCommand(const Item &item);
+
 /// Plans the requests. Words of one device that overlap, touch or lie no further apart than allowed
 /// come in one request, as many as a reply holds; an item that is larger than a reply comes in
-/// several. All else is read item by item.
+/// several. All else is read item by item, an item of another driver always as a whole.
 /// @return the requests, in the order of their first items
 QVector<ItemRequest> planRequests(const QVector<Item> &items, const MergeOptions &options);
 

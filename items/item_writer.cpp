@@ -15,14 +15,7 @@ struct WriteRequest {
 
 WriteRequest writeRequest(const Item &item, WordOrder order)
 {
-    CommandKind kind = DoubleWord;
-    if (item.type == ItemType::Bit)
-        kind = Bit;
-    else if (itemBits(item) < 32)
-        kind = itemBits(item) == 8 ? Byte : Word;
-    const int count = kind == Byte ? itemBytes(item) : item.count;
-    WriteRequest request = {CommunicatorCommand(kind, static_cast<quint32>(count), item.address),
-                            QByteArray()};
+    WriteRequest request = {itemCommand(item), QByteArray()};
     packValues(item, order, &request.data);
     return request;
 }
@@ -82,10 +75,10 @@ ItemResult writeItem(Client &client, const Item &item, WordOrder order, bool ver
     return result;
 }
 
-// What the driver itself says against a request.
-Failure refusalOf(DriverInterface *driver, const Item &item)
+// What the driver itself says against a request. @param isSent whether it has sent something
+Failure refusalOf(DriverInterface *driver, const Item &item, bool isSent)
 {
-    if (outcomeOf(driver->getLastError()) != RequestOutcome::Refused)
+    if (isSent || outcomeOf(driver->getLastError()) != RequestOutcome::Refused)
         return Failure();
     return Failure(StatusUnusable,
                    QString::fromLatin1("request refused: %1 (address %2); nothing is sent")
@@ -112,13 +105,14 @@ QVector<ItemResult> rehearseItems(DriverInterface *driver, int station, const QV
     driver->initialize(&channel);
     for (const Item &item : items) {
         ItemResult result;
+        const int before = channel.sent().size();
         const WriteRequest request = writeRequest(item, order);
         if (!item.values.isEmpty() && driver->write(&channel, request.command, request.data) != 1)
-            result.failure = refusalOf(driver, item);
+            result.failure = refusalOf(driver, item, channel.sent().size() > before);
         const bool reads = item.values.isEmpty() || verify;
         for (const ItemRequest &read : planItem(item)) {
             if (reads && !result.failure && driver->read(&channel, read.command).isEmpty())
-                result.failure = refusalOf(driver, item);
+                result.failure = refusalOf(driver, item, channel.sent().size() > before);
         }
         results += result;
     }

@@ -59,7 +59,10 @@ bool isPrintable(const QString &text)
 class TagReader
 {
 public:
-    explicit TagReader(const QString &name) : m_file(name) {}
+    TagReader(const QString &name, bool otherDriver) : m_file(name)
+    {
+        m_defaults.otherDriver = otherDriver;
+    }
 
     TagFile read(const QByteArray &bytes);
 
@@ -78,6 +81,7 @@ private:
     void add(Column column, const QString &text);
 
     const QString m_file;
+    ItemDefaults m_defaults;
     QChar m_delimiter;
     QVector<int> m_columns;       // of the file's fields
     CsvField m_row[COLUMN_COUNT]; // in the order of COLUMNS
@@ -199,7 +203,7 @@ void TagReader::checkName()
         add(Name, QString::fromLatin1("%1: expected a letter, then letters, digits, \".\", \"_\" "
                                       "and \"-\", %2 characters at most")
                       .arg(quoted(name), QString::number(MAX_NAME)));
-    else if (parseDeviceAddress(name, &address) && address.isKnown)
+    else if (!m_defaults.otherDriver && parseDeviceAddress(name, &address) && address.isKnown)
         add(Name, QString::fromLatin1("%1 is an address of the PLC: take another name")
                       .arg(quoted(name)));
     else if (m_lines.contains(name))
@@ -231,8 +235,8 @@ bool TagReader::readItem(Item *item)
     if (address.contains(QLatin1Char('=')))
         failure = Failure(StatusUsage, quoted(address) + QLatin1String(": expected no value"));
     else
-        failure = parseItem(address.left(end) + typed + count, ItemDefaults(), item);
-    if (!failure && !item->device.isKnown)
+        failure = parseItem(address.left(end) + typed + count, m_defaults, item);
+    if (!failure && !m_defaults.otherDriver && !item->device.isKnown)
         failure = Failure(StatusUsage,
                           quoted(address) + QLatin1String(": the PLC has no such device; kvlink(1) "
                                                           "lists them under ITEMS"));
@@ -301,16 +305,16 @@ void TagReader::readRest(ItemTag *tag)
 
 } // namespace
 
-TagFile parseTagFile(const QByteArray &bytes, const QString &name)
+TagFile parseTagFile(const QByteArray &bytes, const QString &name, bool otherDriver)
 {
-    return TagReader(name).read(bytes);
+    return TagReader(name, otherDriver).read(bytes);
 }
 
-Failure readTagFile(const QString &path, TagFile *file)
+Failure readTagFile(const QString &path, TagFile *file, bool otherDriver)
 {
     QByteArray bytes;
     Failure failure = readWholeFile(path, &bytes);
     if (!failure)
-        *file = parseTagFile(bytes, path);
+        *file = parseTagFile(bytes, path, otherDriver);
     return failure;
 }

@@ -19,11 +19,12 @@ struct TagFile {
 
 /// Reads a table of kvlink(1), TAGS: comma-separated values in UTF-8, the first line naming the
 /// columns. @param name of the file, for the errors
-TagFile parseTagFile(const QByteArray &bytes, const QString &name);
+/// @param otherDriver whether the addresses are those of a driver whose devices are not known
+TagFile parseTagFile(const QByteArray &bytes, const QString &name, bool otherDriver = false);
 
 /// The same for a file.
 /// @param file is filled when the file can be read, whatever it holds
 /// @return StatusOpen when it cannot
-Failure readTagFile(const QString &path, TagFile *file);
+Failure readTagFile(const QString &path, TagFile *file, bool otherDriver = false);
 
 #endif

@@ -194,6 +194,9 @@ RequestPlace Client::placeOf(const QString &address, const SerialErrors &before)
 Failure Client::failureOf(RequestOutcome outcome, const RequestPlace &place) const
 {
     const RequestRecord &record = channel()->record();
+    // The texts of other drivers are their own.
+    if (outcome == RequestOutcome::Refused && !record.sent.isEmpty())
+        outcome = record.reply.isEmpty() ? RequestOutcome::NoReply : RequestOutcome::UnusableReply;
     // The driver reads missing items as 0, and takes any reply but a refusal for acceptance.
     if (outcome == RequestOutcome::Good)
         return answerFailure(record, place);

@@ -11,6 +11,8 @@ namespace
 {
 
 const char DRIVER_FILE[] = "kv-hostlink/drivers/libkv_l20v_host_link.so";
+const char DRIVER_CLASS[] = "DriverKV_L20V_HostLink";
+const char CHOSEN_DRIVER[] = "KV_HOSTLINK_DRIVER";
 const char *const LIBRARY_DIRECTORIES[] = {"lib", KV_INSTALL_LIBDIR};
 
 } // namespace
@@ -19,7 +21,7 @@ DriverPlugin::DriverPlugin() : m_driver(nullptr) {}
 
 QString DriverPlugin::defaultPath()
 {
-    QString chosen = qEnvironmentVariable("KV_HOSTLINK_DRIVER");
+    QString chosen = qEnvironmentVariable(CHOSEN_DRIVER);
     if (!chosen.isEmpty())
         return chosen;
     const QDir prefix(QCoreApplication::applicationDirPath() + QLatin1String("/.."));
@@ -33,6 +35,16 @@ QString DriverPlugin::defaultPath()
             first = path;
     }
     return first;
+}
+
+bool DriverPlugin::isOther(const QString &path)
+{
+    const QString chosen = path.isEmpty() ? qEnvironmentVariable(CHOSEN_DRIVER) : path;
+    if (chosen.isEmpty())
+        return false;
+    const QPluginLoader loader(QFileInfo(chosen).absoluteFilePath());
+    const QString found = loader.metaData().value(QLatin1String("className")).toString();
+    return !found.isEmpty() && found != QLatin1String(DRIVER_CLASS);
 }
 
 Failure DriverPlugin::load(const QString &path)

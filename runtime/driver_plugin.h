@@ -21,6 +21,12 @@ public:
     /// Requires: a QCoreApplication.
     static QString defaultPath();
 
+    /// Whether a plug-in is another driver than the one for this PLC, which alone speaks the lines
+    /// and knows the devices that the runtime does. Its code does not run.
+    /// @param path empty for the one of KV_HOSTLINK_DRIVER, or the installed one
+    /// @return also false for a file that is no plug-in
+    static bool isOther(const QString &path);
+
     /// Loads a plug-in and finds its driver.
     /// @param path the library's file
     /// @return good when `driver` is ready; else StatusOpen: no such file, not a plug-in, a plug-in

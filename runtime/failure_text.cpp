@@ -76,9 +76,10 @@ QString noReplyText(const RequestRecord &record, const RequestPlace &place)
     if (!place.broken.isEmpty())
         return start + counts + place.broken +
                QLatin1String("; check that the port or the peer is still there");
+    const LineKind kind = parseLine(record.sent).kind;
     return start + QString::fromLatin1(" within %1 ms").arg(place.timeoutMs) + counts +
            portErrors(place.errors) +
-           QLatin1String(parseLine(record.sent).kind == LineKind::Open
+           QLatin1String(kind == LineKind::Open || kind == LineKind::Other
                              ? "check cable, baud rate, parity, station number, --timeout"
                              : "the PLC had answered before; check cable, noise, --timeout");
 }
@@ -99,6 +100,11 @@ QString plcErrorText(const QString &text, const RequestRecord &record, const Req
 
 QString unusableText(const QString &text, const RequestRecord &record, const RequestPlace &place)
 {
+    // Of another driver only its text says what the reply is.
+    if (parseLine(record.sent).kind == LineKind::Other)
+        return QString::fromLatin1("%1: received %2 in answer to %3 on %4 (%5)")
+            .arg(text, quotedReply(record.reply), quotedLine(record.sent), place.port,
+                 attempts(record));
     return QString::fromLatin1(
                "unusable reply to %1 on %2: expected %3, received %4 (%5, %6): %7"
                "check noise, baud rate, parity, and whether another station answers")

@@ -8,9 +8,11 @@
 #include "apps/kvlink/link_names.h"
 #include "apps/trace_target.h"
 #include "apps/version.h"
+#include "runtime/driver_plugin.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <string>
 
 namespace
@@ -89,6 +91,18 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("FILE");
 }
 
+// Of the commands, those that send lines of the protocol themselves, or know all devices.
+void checkDriver(const CLI::App &app, const CommandLine &line)
+{
+    const std::vector<std::string> onlyOurs = {"scan", "dump",  "restore",  "diff",
+                                               "ping", "bench", "diagnose", "replay"};
+    const std::string name = app.get_subcommands().front()->get_name();
+    if (std::find(onlyOurs.begin(), onlyOurs.end(), name) != onlyOurs.end() &&
+        DriverPlugin::isOther(line.link.driverPath))
+        throw CLI::ValidationError(name + " speaks Host Link, not the protocol of another driver: "
+                                          "give read ITEM, or leave --driver out");
+}
+
 } // namespace
 
 bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
@@ -127,6 +141,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     try {
         app.parse(argc, argv);
         takeNamedLink(app, line);
+        checkDriver(app, *line);
         if (line->needsLink && !line->link.isReachable())
             throw CLI::RequiredError("One of --port, --tcp, --sim and --link");
     } catch (const CLI::ParseError &error) {

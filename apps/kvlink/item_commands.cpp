@@ -37,7 +37,7 @@ int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
 int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
 {
     QVector<Item> items;
-    if (Failure failure = parseItems(options, &items))
+    if (Failure failure = parseItems(options, link, &items))
         return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
@@ -61,7 +61,7 @@ bool isShortForm(const ItemOptions &options)
            std::none_of(options.expressions.begin(), options.expressions.end(), hasValue);
 }
 
-Failure parseShortForm(const ItemOptions &options, QVector<Item> *items)
+Failure parseShortForm(const ItemOptions &options, const LinkOptions &link, QVector<Item> *items)
 {
     QStringList values;
     for (const std::string &argument : options.expressions)
@@ -72,7 +72,7 @@ Failure parseShortForm(const ItemOptions &options, QVector<Item> *items)
                        QString::fromLatin1("no value to write to %1: give ITEM=VALUE, or "
                                            "ADDRESS VALUE")
                            .arg(address));
-    return parseItem(options, address, values, items);
+    return parseItem(options, link, address, values, items);
 }
 
 // 1,5 is two values, which many a user means as one.
@@ -108,8 +108,8 @@ int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &
     // Values that do not fit are found before anything is opened.
     QVector<Item> items;
     const bool isShort = isShortForm(options.items);
-    if (Failure failure =
-            isShort ? parseShortForm(options.items, &items) : parseItems(options.items, &items))
+    if (Failure failure = isShort ? parseShortForm(options.items, link, &items)
+                                  : parseItems(options.items, link, &items))
         return complain(err, failure);
     if (!isShort)
         warnOfDecimalCommas(items, err);

@@ -5,6 +5,7 @@
 #include "apps/kvlink/command_line.h"
 #include "items/named_items.h"
 #include "items/tag_file.h"
+#include "runtime/driver_plugin.h"
 #include "runtime/escaped_text.h"
 #include "runtime/whole_file.h"
 
@@ -57,7 +58,7 @@ Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
     if (options.tagFile.isEmpty())
         return Failure();
     TagFile file;
-    if (Failure failure = readTagFile(options.tagFile, &file))
+    if (Failure failure = readTagFile(options.tagFile, &file, options.defaults.otherDriver))
         return failure;
     const int more = file.errors.size() - 1;
     if (more > 0)
@@ -202,8 +203,15 @@ void addReadOptions(CLI::App *command, ItemOptions *options)
     addFormatOption(command, &options->format);
 }
 
-Failure parseItems(const ItemOptions &options, QVector<Item> *items)
+bool isOtherDriver(const LinkOptions &link)
 {
+    return DriverPlugin::isOther(link.driverPath);
+}
+
+Failure parseItems(const ItemOptions &given, const LinkOptions &link, QVector<Item> *items)
+{
+    ItemOptions options = given;
+    options.defaults.otherDriver = isOtherDriver(link);
     QVector<Item> tags;
     QVector<Item> parsed;
     Failure failure = loadTags(options, &tags);
@@ -219,12 +227,13 @@ Failure parseItems(const ItemOptions &options, QVector<Item> *items)
     return failure;
 }
 
-Failure parseItem(const ItemOptions &options, const QString &head, const QStringList &values,
-                  QVector<Item> *items)
+Failure parseItem(const ItemOptions &given, const LinkOptions &link, const QString &head,
+                  const QStringList &values, QVector<Item> *items)
 {
+    ItemOptions options = given;
+    options.defaults.otherDriver = isOtherDriver(link);
+    options.defaults.eitherSign = true;
     QVector<Item> tags;
-    ItemDefaults defaults = options.defaults;
-    defaults.eitherSign = true;
     const Failure failure = loadTags(options, &tags);
-    return failure ? failure : parseNamedItems(head, values, tags, defaults, items);
+    return failure ? failure : parseNamedItems(head, values, tags, options.defaults, items);
 }

@@ -45,17 +45,20 @@ void addTypeOptions(CLI::App *command, ItemOptions *options);
 /// --format to a command that reads items.
 void addReadOptions(CLI::App *command, ItemOptions *options);
 
+/// Whether a link's driver is another one than this PLC's: its devices are not known.
+bool isOtherDriver(const LinkOptions &link);
+
 /// Reads the tag file, the expressions, then those of the file of items.
 /// @param items is filled on success
 /// @return StatusUsage with what is wrong with one of them and in which line of the file it is, or
 ///         with why the file cannot be read; also when there are no items
-Failure parseItems(const ItemOptions &options, QVector<Item> *items);
+Failure parseItems(const ItemOptions &options, const LinkOptions &link, QVector<Item> *items);
 
 /// Reads the tag file, and one item whose values stand apart. Unsigned types take negative values.
 /// @param head  a name or ADDRESS[:TYPE][[COUNT]]
 /// @param items is filled on success
 /// @return StatusUsage with what is wrong
-Failure parseItem(const ItemOptions &options, const QString &head, const QStringList &values,
-                  QVector<Item> *items);
+Failure parseItem(const ItemOptions &options, const LinkOptions &link, const QString &head,
+                  const QStringList &values, QVector<Item> *items);
 
 #endif

@@ -235,9 +235,9 @@ void Monitor::keep(const QString &time, bool isWhole)
 }
 
 // @return StatusUsage for an item that monitor does not read
-Failure parseReadItems(const MonitorOptions &options, QVector<Item> *items)
+Failure parseReadItems(const MonitorOptions &options, const LinkOptions &link, QVector<Item> *items)
 {
-    Failure failure = parseItems(options.items, items);
+    Failure failure = parseItems(options.items, link, items);
     for (Item &item : *items) {
         if (!failure && !item.values.isEmpty())
             failure = Failure(StatusUsage, item.text + QLatin1String(" has a value to write"));
@@ -271,7 +271,7 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
     std::unique_ptr<LogFile> log;
     RunReport report(options.report, QLatin1String("kvlink monitor"));
     Client client(link, err);
-    Failure failure = parseReadItems(options, &items);
+    Failure failure = parseReadItems(options, link, &items);
     if (!failure)
         failure = openLog(options, items, &log);
     if (!failure)

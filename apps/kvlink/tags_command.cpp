@@ -52,7 +52,7 @@ int runTagsCheck(const ItemOptions &options, const LinkOptions &link, QTextStrea
                  QTextStream &err)
 {
     TagFile file;
-    if (Failure failure = readTagFile(options.tagFile, &file))
+    if (Failure failure = readTagFile(options.tagFile, &file, isOtherDriver(link)))
         return complain(err, failure);
     for (const QString &error : qAsConst(file.errors))
         complain(err, error, StatusUsage);
