@@ -1,6 +1,6 @@
-# Installs the build into a folder of its own, builds the example driver from that installation
-# alone, and reads through it; looks into the installed files for their hardening. Run with cmake -P
-# and BUILD, EXAMPLE, WORK, LIB_DIR, CXX, FLAGS, PKG_CONFIG, GENERATOR, READELF and SOURCE.
+# Installs the build into a folder of its own, makes the driver of docs/library.md from that
+# installation alone; looks into the installed files for their hardening. Run with cmake -P and BUILD,
+# WORK, LIB_DIR, CXX, FLAGS, GENERATOR, READELF and SOURCE.
 
 function(run what)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE text ERROR_VARIABLE text)
@@ -12,15 +12,18 @@ endfunction()
 
 file(REMOVE_RECURSE ${WORK})
 run("install" ${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
-# A copy, so that nothing of the source tree is within reach.
-file(COPY ${EXAMPLE}/ DESTINATION ${WORK}/example)
-run("configure" ${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK}/example -B ${WORK}/build
-  -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${FLAGS})
-run("build" ${CMAKE_COMMAND} --build ${WORK}/build)
-run("read" ${WORK}/build/try_driver ${WORK}/build/libscale_driver.so)
-if(NOT output STREQUAL "Example scale: 1250 g\n")
-  message(FATAL_ERROR "the example driver read: ${output}")
+find_program(BASH bash REQUIRED)
+run("docs/library.md" ${BASH} ${CMAKE_CURRENT_LIST_DIR}/library_page.sh
+  ${WORK}/prefix ${LIB_DIR} ${SOURCE}/docs/library.md ${WORK}/page ${CXX} ${GENERATOR} "${FLAGS}")
+file(WRITE ${WORK}/unknown/CMakeLists.txt "cmake_minimum_required(VERSION 3.16)
+project(unknown LANGUAGES CXX)
+find_package(KvHostLink 1.0 COMPONENTS nonesuch)
+if(KvHostLink_FOUND)
+  message(FATAL_ERROR \"a component that there is not was found\")
 endif()
+")
+run("an unknown component" ${CMAKE_COMMAND} -G ${GENERATOR} -S ${WORK}/unknown -B ${WORK}/unknown/build
+  -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_CXX_COMPILER=${CXX})
 
 foreach(file
     bin/kvlink bin/kvsim ${LIB_DIR}/kv-hostlink/drivers/libkv_l20v_host_link.so
@@ -30,15 +33,6 @@ foreach(file
   endif()
 endforeach()
 run("the installed kvlink" ${WORK}/prefix/bin/kvlink info)
-
-run("pkg-config" ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${WORK}/prefix/${LIB_DIR}/pkgconfig
-  ${PKG_CONFIG} --cflags --libs kv-hostlink)
-string(STRIP "${output}" pc_flags)
-separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
-separate_arguments(own_flags UNIX_COMMAND "${FLAGS}")
-list(FILTER pc_flags EXCLUDE REGEX "^-l")
-run("compile with pkg-config's flags" ${CXX} ${own_flags} ${pc_flags}
-  -c ${WORK}/example/try_driver.cpp -o ${WORK}/try_driver.o)
 
 # must_match(file options pattern...): what readelf prints of an installed file matches each
 # pattern.

@@ -405,6 +405,10 @@ private slots:
             QVERIFY(!plugin.driver());
             QVERIFY2(error.contains(row[1]) && error.contains(row[0]), qPrintable(error));
         }
+        // It is another driver by its class, which shows without loading it.
+        const Outcome ping = kvlink({"ping", "--sim", "--driver", KV_UNRESOLVED_PLUGIN});
+        QVERIFY2(ping.err.startsWith("kvlink: ping speaks Host Link"), qPrintable(ping.err));
+        QVERIFY(!DriverPlugin::isOther(KV_PLUGIN_FILE));
     }
 
     void theEnvironmentNamesAnotherDriver()
