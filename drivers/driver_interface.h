@@ -73,7 +73,9 @@ public:
     /// The supported kinds of communication devices: a bitwise OR of `device_type` values.
     virtual int supportedCommunicationFlags() = 0;
 
-    /// Switches the driver's debug mode; may be called at any time.
+    /// Switches the driver's debug mode; may be called at any time. It changes no request, no reply
+    /// and no error text. What a driver sends and gets is seen in its channel: with kvlink
+    /// --trace, or in a test with a `TranscriptChannel` (testkit/transcript_channel.h).
     virtual void setDebugMode(bool on) = 0;
 
     /// Largest block that the runtime should ask for in one request.

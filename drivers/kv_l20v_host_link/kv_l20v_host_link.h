@@ -47,7 +47,10 @@ public:
     DriverSetting *getDefaultDriverSetting();
     QString getStringBasedDefaultDriverSetting();
     int supportedCommunicationFlags();
+
+    /// Keeps @p on, and has no other effect: see `DriverInterface` for where tracing is had.
     void setDebugMode(bool on);
+
     int getBlockAccessSize();
     int getBitBlockAccessSize();
     bool hasError();
