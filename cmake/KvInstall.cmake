@@ -6,7 +6,6 @@ include(CMakePackageConfigHelpers)
 set(KV_INSTALL_DRIVERS ${CMAKE_INSTALL_LIBDIR}/kv-hostlink/drivers)
 set(KV_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/KvHostLink)
 set(KV_INSTALL_INCLUDE ${CMAKE_INSTALL_INCLUDEDIR}/kv-hostlink)
-set(KV_INSTALL_EXAMPLES ${CMAKE_INSTALL_DOCDIR}/examples)
 
 install(TARGETS kv_l20v_host_link LIBRARY DESTINATION ${KV_INSTALL_DRIVERS} COMPONENT plugin)
 if(KV_QT EQUAL 5)
@@ -21,7 +20,7 @@ if(KV_QT EQUAL 5)
   endforeach()
   # udev looks there whatever the libraries' folder is.
   install(FILES udev/60-kv-hostlink.rules DESTINATION lib/udev/rules.d)
-  install(DIRECTORY examples/ DESTINATION ${KV_INSTALL_EXAMPLES} PATTERN "*_driver" EXCLUDE)
+  install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 endif()
 # Each component may be the only one that is installed.
 foreach(component programs plugin development)
@@ -74,4 +73,4 @@ install(FILES
   cmake/kv-hostlink-driver.map
   DESTINATION ${KV_INSTALL_CMAKE}
 )
-install(DIRECTORY examples/scale_driver DESTINATION ${KV_INSTALL_EXAMPLES})
+install(FILES docs/library.md DESTINATION ${CMAKE_INSTALL_DOCDIR})

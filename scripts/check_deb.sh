@@ -51,13 +51,11 @@ cp "$root/usr/share/doc/kv-hostlink/examples/kvlink-log@.service" "$root/$unit"
 systemd-analyze --root="$root" --man=no --recursive-errors=no verify "${unit##*/}" || fail "systemd does not take the example unit"
 rm -r "$root/etc"
 
-# A driver made of nothing but these packages.
-for example in "$root"/usr/share/doc/kv-hostlink/examples/*_driver; do
-    work=$root/var/$(basename "$example")
-    { cmake -S "$example" -B "$work" -DCMAKE_PREFIX_PATH="$root/usr" && cmake --build "$work"; } >"$root/var/log/run" 2>&1 ||
-        fail "$(cat "$root/var/log/run")"
-    "$kvlink" info --driver "$(find "$work" -name 'lib*_driver.so')" | grep '^name: ' || fail "kvlink does not load $example"
-done
+# A driver made of nothing but these packages, as their page says.
+library=$(dirname "$(find "$root/usr/lib" -name pkgconfig)")
+bash "$tree/tests/install/library_page.sh" "$root/usr" "${library#"$root/usr/"}" \
+    "$root/usr/share/doc/kv-hostlink/library.md" "$root/var/page" g++ Ninja >"$root/var/log/run" 2>&1 ||
+    fail "$(cat "$root/var/log/run")"
 
 in_root --purge kv-hostlink kv-hostlink-driver kv-hostlink-dev
 after=$(contents)
