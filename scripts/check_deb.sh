@@ -14,12 +14,14 @@ fail() {
     exit 1
 }
 
+# Runs a command, and shows what it says only when it fails.
+logged() { "$@" >"$root/var/log/run" 2>&1 || fail "$(cat "$root/var/log/run")"; }
+
 mkdir -p "$root"/var/{lib/dpkg/{updates,info,triggers},log}
 : >"$root/var/lib/dpkg/status"
 : >"$root/var/lib/dpkg/available"
 in_root() {
-    dpkg --root="$root" --force-depends --force-not-root --log="$root/var/log/dpkg.log" "$@" >"$root/var/log/run" 2>&1 ||
-        fail "$(cat "$root/var/log/run")"
+    logged dpkg --root="$root" --force-depends --force-not-root --log="$root/var/log/dpkg.log" "$@"
 }
 
 # Everything outside dpkg's own records.
@@ -38,9 +40,11 @@ diff <(cd "$tree/debian/tmp" && find . -type f | grep -vE "$additions" | sort) \
 kvlink=$root/usr/bin/kvlink
 plugin=$(find "$root/usr/lib" -name libkv_l20v_host_link.so)
 commit=$(grep -v '^\$' "$tree/cmake/commit.txt") || commit=
-named=$("$kvlink" --version)
-[ "$named" = "kvlink ${version%-*}${commit:+ ($commit)}" ] || fail "$named: expected version ${version%-*} and commit \"$commit\""
-"$root/usr/bin/kvsim" --version >&2
+expected="${version%-*}${commit:+ ($commit)}"
+for program in kvlink kvsim; do
+    named=$("$root/usr/bin/$program" --version)
+    [ "$named" = "$program $expected" ] || fail "$program --version: \"$named\", expected $expected"
+done
 "$kvlink" info | grep -xF "plug-in: $plugin" || fail "kvlink does not load $plugin"
 "$kvlink" --sim read DM0 | grep -qx 0 || fail "kvlink does not read"
 
@@ -48,14 +52,14 @@ named=$("$kvlink" --version)
 unit=etc/systemd/system/kvlink-log@press.service
 mkdir -p "$root/${unit%/*}"
 cp "$root/usr/share/doc/kv-hostlink/examples/kvlink-log@.service" "$root/$unit"
-systemd-analyze --root="$root" --man=no --recursive-errors=no verify "${unit##*/}" || fail "systemd does not take the example unit"
+systemd-analyze --root="$root" --man=no --recursive-errors=no verify "${unit##*/}" ||
+    fail "systemd does not take the example unit"
 rm -r "$root/etc"
 
 # A driver made of nothing but these packages, as their page says.
 library=$(dirname "$(find "$root/usr/lib" -name pkgconfig)")
-bash "$tree/tests/install/library_page.sh" "$root/usr" "${library#"$root/usr/"}" \
-    "$root/usr/share/doc/kv-hostlink/library.md" "$root/var/page" g++ Ninja >"$root/var/log/run" 2>&1 ||
-    fail "$(cat "$root/var/log/run")"
+logged bash "$tree/tests/install/library_page.sh" "$root/usr" "${library#"$root/usr/"}" \
+    "$root/usr/share/doc/kv-hostlink/library.md" "$root/var/page" g++ Ninja
 
 in_root --purge kv-hostlink kv-hostlink-driver kv-hostlink-dev
 after=$(contents)

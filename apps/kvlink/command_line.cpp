@@ -112,7 +112,8 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
                  "kvlink");
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(COMMAND_FOOTER); // of the commands
-    app.set_version_flag("--version", std::string("kvlink ") + versionText(), "Print the version and exit");
+    app.set_version_flag("--version", std::string("kvlink ") + versionText(),
+                         "Print the version and exit");
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);

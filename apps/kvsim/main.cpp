@@ -154,7 +154,8 @@ int main(int argc, char **argv)
                     "kvsim");
     parser.formatter(std::make_shared<HelpFormatter>());
     parser.footer(EXAMPLES + faultNames() + NOTES);
-    parser.set_version_flag("--version", std::string("kvsim ") + versionText(), "Print the version and exit");
+    parser.set_version_flag("--version", std::string("kvsim ") + versionText(),
+                            "Print the version and exit");
     parser.set_help_flag("-h,--help", "Print this help and exit");
     parser.get_formatter()->column_width(HELP_COLUMN);
     parser.failure_message(usageError);
