@@ -22,9 +22,9 @@ public:
     /// The same with a device. @param device outlives the channel
     explicit AnsweringChannel(SimulatedDevice &device);
 
-    int read(char *buffer, int maxLength);
-    int write(const char *buffer, int length);
-    int control(int code, const QVariant &value);
+    int read(char *buffer, int maxLength) override;
+    int write(const char *buffer, int length) override;
+    int control(int code, const QVariant &value) override;
 
 private:
     std::function<QByteArray(const QByteArray &)> m_answer;

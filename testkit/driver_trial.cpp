@@ -23,20 +23,20 @@ public:
         : ForwardingChannel(channel), m_maxCalls(maxCalls), m_calls(0)
     {}
 
-    int read(char *buffer, int maxLength)
+    int read(char *buffer, int maxLength) override
     {
         if (!buffer || maxLength < 1)
             wrong = "a read without room for a byte";
         return isOver() ? -1 : ForwardingChannel::read(buffer, maxLength);
     }
 
-    int write(const char *buffer, int length)
+    int write(const char *buffer, int length) override
     {
         lines << QByteArray(buffer, qMax(0, length));
         return isOver() ? -1 : ForwardingChannel::write(buffer, length);
     }
 
-    int getRetry()
+    int getRetry() override
     {
         isOver();
         return ForwardingChannel::getRetry();
@@ -70,10 +70,10 @@ QByteArray shown(const QByteArray &data)
 } // namespace
 
 struct DriverTrial::Wire {
-    Wire(SimulatedDevice &device, int maxCalls, int station, int retries)
-        : sound(device), faulty(sound), watched(faulty, maxCalls)
+    Wire(SimulatedDevice &device, const DriverTrial &trial, int retries)
+        : sound(device), faulty(sound), watched(faulty, trial.maxCalls)
     {
-        sound.station = station;
+        sound.station = trial.station;
         sound.retry = retries;
     }
 
@@ -144,7 +144,7 @@ QByteArray DriverTrial::tryFault(int request, const WireFault &fault)
 QByteArray DriverTrial::soundRun(const TrialRequest &request, Sound *sound)
 {
     m_device.reset();
-    Wire wire(m_device, maxCalls, station, 0);
+    Wire wire(m_device, *this, 0);
     if (m_driver.initialize(&wire.watched) != 1)
         return "initialize does not give 1";
     wire.faulty.damageNothing();
@@ -161,7 +161,7 @@ QByteArray DriverTrial::damagedRun(const TrialRequest &request, const Sound &sou
                                    const WireFault &fault, int reply, int variant, int retries)
 {
     m_device.reset();
-    Wire wire(m_device, maxCalls, station, retries);
+    Wire wire(m_device, *this, retries);
     m_driver.initialize(&wire.watched);
     wire.faulty.damage(fault, reply, variant, sound.foreign);
     QByteArray wrong =

@@ -38,7 +38,7 @@ struct TrialRequest {
 class DriverTrial
 {
 public:
-    /// @param driver, device, requests outlive the trial
+    /// Requires: all three outlive the trial.
     template <size_t COUNT>
     DriverTrial(DriverInterface &driver, SimulatedDevice &device,
                 const TrialRequest (&requests)[COUNT])

@@ -36,9 +36,9 @@ public:
     /// were read.
     const QList<QByteArray> &replies() const { return m_replies; }
 
-    int read(char *buffer, int maxLength);
-    int write(const char *buffer, int length);
-    int control(int code, const QVariant &value);
+    int read(char *buffer, int maxLength) override;
+    int write(const char *buffer, int length) override;
+    int control(int code, const QVariant &value) override;
 
 private:
     void damageReply();

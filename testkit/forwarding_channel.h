@@ -14,12 +14,12 @@ public:
     /// @param channel does the work; outlives this one
     explicit ForwardingChannel(AbstractDeviceInterface &channel) : m_channel(channel) {}
 
-    int read(char *buffer, int maxLength) { return m_channel.read(buffer, maxLength); }
-    int write(const char *buffer, int length) { return m_channel.write(buffer, length); }
-    int control(int code, const QVariant &value) { return m_channel.control(code, value); }
-    int getRetry() { return m_channel.getRetry(); }
-    int getStationId() { return m_channel.getStationId(); }
-    unsigned long getDelay() { return m_channel.getDelay(); }
+    int read(char *buffer, int maxLength) override { return m_channel.read(buffer, maxLength); }
+    int write(const char *buffer, int length) override { return m_channel.write(buffer, length); }
+    int control(int code, const QVariant &value) override { return m_channel.control(code, value); }
+    int getRetry() override { return m_channel.getRetry(); }
+    int getStationId() override { return m_channel.getStationId(); }
+    unsigned long getDelay() override { return m_channel.getDelay(); }
 
 private:
     AbstractDeviceInterface &m_channel;

@@ -11,15 +11,15 @@ class LinkValues : public AbstractDeviceInterface
 public:
     LinkValues() : retry(0), station(0), delayMs(0), delaysAsked(0), retriesAsked(0) {}
 
-    int getRetry()
+    int getRetry() override
     {
         ++retriesAsked;
         return retry;
     }
 
-    int getStationId() { return station; }
+    int getStationId() override { return station; }
 
-    unsigned long getDelay()
+    unsigned long getDelay() override
     {
         ++delaysAsked;
         return delayMs;

@@ -18,9 +18,9 @@ public:
     /// @param lineEnd what ends a line of the protocol; empty for one without lines
     explicit ScriptedChannel(const QByteArray &script, const QByteArray &lineEnd = "\r\n");
 
-    int read(char *buffer, int maxLength);
-    int write(const char *buffer, int length);
-    int control(int code, const QVariant &value);
+    int read(char *buffer, int maxLength) override;
+    int write(const char *buffer, int length) override;
+    int control(int code, const QVariant &value) override;
 
     /// What went otherwise: the first such step, what the driver did and what the script says.
     /// Empty when every call fitted the script and the script is used up.

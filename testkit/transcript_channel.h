@@ -18,11 +18,11 @@ public:
     /// @param lineEnd what ends a line of the protocol; empty for one without lines
     explicit TranscriptChannel(AbstractDeviceInterface &channel,
                                const QByteArray &lineEnd = "\r\n");
-    ~TranscriptChannel();
+    ~TranscriptChannel() override;
 
-    int read(char *buffer, int maxLength);
-    int write(const char *buffer, int length);
-    int control(int code, const QVariant &value);
+    int read(char *buffer, int maxLength) override;
+    int write(const char *buffer, int length) override;
+    int control(int code, const QVariant &value) override;
 
     /// The calls so far, as a script.
     QByteArray transcript() const;
