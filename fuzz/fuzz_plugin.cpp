@@ -1,4 +1,5 @@
-// The file of a plug-in, of any machine: what inspect reads of it, and what a panel says of it.
+// The file of a plug-in, of any machine: what inspect reads of it, and what a panel says of it. The
+// seeds are the smallest libraries that have the tables: linked without start files, stripped.
 #include "fuzz/fuzz_check.h"
 #include "runtime/panel_description.h"
 
