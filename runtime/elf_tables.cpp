@@ -98,8 +98,9 @@ QByteArray ElfTables::section(const char *name) const
 QByteArray ElfTables::textOf(const Elf_Data *texts, quint64 offset) const
 {
     if (texts && texts->d_buf && offset < texts->d_size) {
-        const char *text = static_cast<const char *>(texts->d_buf) + offset;
-        const size_t room = qMin<size_t>(texts->d_size - offset, MAX_TEXT);
+        const size_t at = static_cast<size_t>(offset);
+        const char *text = static_cast<const char *>(texts->d_buf) + at;
+        const size_t room = qMin<size_t>(texts->d_size - at, MAX_TEXT);
         const size_t length = strnlen(text, room);
         if (length < room)
             return QByteArray(text, static_cast<int>(length));

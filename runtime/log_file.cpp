@@ -31,7 +31,7 @@ bool writeAll(int file, const QByteArray &bytes)
 QByteArray readAt(int file, qint64 offset, int length)
 {
     QByteArray bytes(length, '\0');
-    const ssize_t count = pread(file, bytes.data(), static_cast<size_t>(length), offset);
+    const ssize_t count = pread64(file, bytes.data(), static_cast<size_t>(length), offset);
     return bytes.left(static_cast<int>(qMax<ssize_t>(0, count)));
 }
 
