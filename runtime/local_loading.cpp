@@ -9,6 +9,7 @@
 #include <QtCore/QSysInfo>
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 namespace
 {
@@ -93,11 +94,19 @@ private:
     QStringList m_cached;
 };
 
+// A device or a pipe, which is not to be opened. Not the opposite of a plain file: an emulator opens
+// files of which it cannot tell what they are.
+bool isSpecial(const QString &path)
+{
+    struct stat file;
+    return ::stat(QFile::encodeName(path).constData(), &file) == 0 && !S_ISREG(file.st_mode);
+}
+
 // The loader passes over libraries for other machines.
 bool findLibrary(const QStringList &places, PluginFile *library)
 {
     for (const QString &place : places) {
-        if (QFileInfo(place).isFile() && readPluginFile(place, library).isGood() &&
+        if (!isSpecial(place) && readPluginFile(place, library).isGood() &&
             platformRefusal(ownPlatform(), library->platform).isEmpty())
             return true;
     }
