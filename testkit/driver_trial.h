@@ -14,12 +14,12 @@ class SimulatedDevice;
 
 /// A request that succeeds on a sound wire.
 struct TrialRequest {
-    const char *name;
-    CommandKind kind;
-    quint32 count;
-    const char *address;
-    bool isWrite;
-    QByteArray data; ///< to write, or what a read gives; not empty
+    const char *name;    ///< of the row, for people
+    CommandKind kind;    ///< width of the items
+    quint32 count;       ///< number of items
+    const char *address; ///< device address text
+    bool isWrite;        ///< else it reads
+    QByteArray data;     ///< to write, or what a read gives; not empty
 };
 
 /// Checks what the contract asks of every driver. Under each fault at each reply, without and with
@@ -61,6 +61,7 @@ public:
 
     /// Runs one request through one fault.
     /// @param request its number, from 0
+    /// @param fault   of `wireFaults`, or one's own
     /// @return the first thing that is wrong; empty for nothing
     QByteArray tryFault(int request, const WireFault &fault);
 

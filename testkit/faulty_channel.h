@@ -20,6 +20,7 @@ public:
     explicit FaultyChannel(AbstractDeviceInterface &channel);
 
     /// Does the fault to a reply to come; one at a time. Begins to count the replies anew.
+    /// @param fault   outlives the channel
     /// @param reply   its number, from 0
     /// @param variant of the fault, from 0; beyond the last one the reply stays as it is
     /// @param foreign replies and lines of other requests

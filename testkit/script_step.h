@@ -25,7 +25,9 @@ struct ScriptStep {
     QByteArray bytes; ///< that were written or read
 };
 
-/// Reads one step. @param lineEnd what ends a line; may be empty
+/// Reads one step.
+/// @param text    as in the table
+/// @param lineEnd what ends a line; may be empty
 ScriptStep parseStep(const QByteArray &text, const QByteArray &lineEnd);
 
 /// The text of a step; equal steps have equal texts.

@@ -8,9 +8,10 @@
 
 /// Bytes that arrive together.
 struct WirePiece {
-    QByteArray bytes;
-    double
-        delay; ///< after the piece before, in time-outs of the channel: from 1 on a read misses it
+    QByteArray bytes; ///< none for a piece that is lost
+
+    /// After the piece before, in time-outs of the channel: from 1 on a read misses it.
+    double delay;
 };
 
 /// A reply as it arrives; none for one that is lost.
@@ -35,8 +36,9 @@ inline int placeStep(const QByteArray &good)
 
 /// A kind of damage.
 struct WireFault {
-    const char *name;
+    const char *name; ///< as the table below has it
 
+    /// Gives what may become of a reply.
     /// @param good    the reply, not empty
     /// @param foreign replies and lines of other requests
     WireVariants (*variants)(const QByteArray &good, const QList<QByteArray> &foreign);
