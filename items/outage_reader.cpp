@@ -5,9 +5,6 @@
 namespace
 {
 
-const int FIRST_BACK_OFF_MS = 100;
-const int LAST_BACK_OFF_MS = 5000;
-
 bool isOutage(const ItemResult &result)
 {
     return result.failure.status() == StatusNoReply || result.failure.status() == StatusOpen;
@@ -27,7 +24,7 @@ const Failure *outageIn(const QVector<ItemResult> &results)
 OutageReader::OutageReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
                            WordOrder order)
     : m_client(client), m_itemCount(items.size()), m_reader(client, items, options, order),
-      m_reopenAtMs(0), m_backOffMs(FIRST_BACK_OFF_MS)
+      m_reopenAtMs(0)
 {
     m_clock.start();
 }
@@ -48,7 +45,7 @@ QVector<ItemResult> OutageReader::read()
     const Failure *outage = outageIn(results);
     // With any answer the link works, whatever else the PLC leaves unanswered.
     if (!std::all_of(results.begin(), results.end(), isOutage))
-        m_backOffMs = FIRST_BACK_OFF_MS;
+        m_backOff.reset();
     if (outage && m_client.doubtsLink())
         noteOutage(*outage);
     return results;
@@ -57,6 +54,5 @@ QVector<ItemResult> OutageReader::read()
 void OutageReader::noteOutage(const Failure &failure)
 {
     m_down = failure;
-    m_reopenAtMs = m_clock.elapsed() + m_backOffMs;
-    m_backOffMs = qMin(2 * m_backOffMs, +LAST_BACK_OFF_MS);
+    m_reopenAtMs = m_clock.elapsed() + m_backOff.take();
 }

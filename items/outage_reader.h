@@ -3,6 +3,7 @@
 #define ITEMS_OUTAGE_READER_H
 
 #include "items/item_reader.h"
+#include "runtime/back_off.h"
 
 #include <QtCore/QElapsedTimer>
 
@@ -29,7 +30,7 @@ private:
     QElapsedTimer m_clock;
     Failure m_down;      // why the link is not open; good while it is
     qint64 m_reopenAtMs; // not before
-    int m_backOffMs;
+    BackOff m_backOff;
 };
 
 #endif
