@@ -41,6 +41,25 @@ LineSpeed lineSpeed(const LinkOptions &options, int baudRate)
     return {baudRate > 0 ? baudRate : ownRate, bitsPerCharacter(setting)};
 }
 
+Failure openPort(const LinkOptions &options, int timeoutMs, std::unique_ptr<Port> *port,
+                 QString *name, QStringList *warnings)
+{
+    SerialPortSetting serial;
+    TcpAddress tcp;
+    const bool isTcp = !options.tcp.isEmpty();
+    Failure failure =
+        isTcp ? parseTcpAddress(options.tcp, &tcp) : parseSerialPort(options.port, &serial);
+    if (failure)
+        return failure;
+    *name = isTcp ? options.tcp : serial.device;
+    failure = isTcp ? openTcp(tcp, timeoutMs, port) : openSerialPort(serial, port, warnings);
+    if (failure)
+        return Failure(StatusOpen, QString::fromLatin1(isTcp ? "cannot connect to %1: %2"
+                                                             : "cannot open %1: %2")
+                                       .arg(*name, failure.text()));
+    return Failure();
+}
+
 Link::Link() : m_isShared(false) {}
 
 // A serial wire has no memory of who asked: the next program would get the replies still due.
@@ -62,9 +81,8 @@ Failure Link::check(const LinkOptions &options)
 Failure Link::open(const LinkOptions &options, const DriverSetting &setting, TraceLog *trace,
                    QTextStream &warning)
 {
-    Failure failure = options.simulated       ? openSimulated(setting.stationid, warning)
-                      : options.tcp.isEmpty() ? openSerial(options.port, warning)
-                                              : openSocket(options.tcp, setting.timeout);
+    Failure failure = options.simulated ? openSimulated(setting.stationid, warning)
+                                        : openNamed(options, setting.timeout, warning);
     if (failure)
         return failure;
     m_isShared = !options.simulated && options.tcp.isEmpty();
@@ -73,21 +91,13 @@ Failure Link::open(const LinkOptions &options, const DriverSetting &setting, Tra
     return Failure();
 }
 
-Failure Link::openSerial(const QString &text, QTextStream &warning)
+Failure Link::openNamed(const LinkOptions &options, int timeoutMs, QTextStream &warning)
 {
-    SerialPortSetting setting;
-    if (Failure failure = parseSerialPort(text, &setting))
-        return failure;
-    m_name = setting.device;
     QStringList warnings;
-    Failure failure = openSerialPort(setting, &m_port, &warnings);
+    Failure failure = openPort(options, timeoutMs, &m_port, &m_name, &warnings);
     for (const QString &line : qAsConst(warnings))
         complain(warning, line, StatusGood);
-    if (failure)
-        return Failure(
-            StatusOpen,
-            QString::fromLatin1("cannot open %1: %2").arg(setting.device, failure.text()));
-    return Failure();
+    return failure;
 }
 
 Failure Link::openSimulated(int station, QTextStream &warning)
@@ -96,19 +106,9 @@ Failure Link::openSimulated(int station, QTextStream &warning)
     m_simulator.reset(new BackgroundSimulator(station));
     if (!m_simulator->start(&error))
         return Failure(StatusOpen, QLatin1String("cannot start the simulated PLC: ") + error);
-    return openSerial(m_simulator->path() + QLatin1String(",9600,8n1"), warning);
-}
-
-Failure Link::openSocket(const QString &text, int timeoutMs)
-{
-    TcpAddress address;
-    if (Failure failure = parseTcpAddress(text, &address))
-        return failure;
-    m_name = text;
-    if (Failure failure = openTcp(address, timeoutMs, &m_port))
-        return Failure(StatusOpen,
-                       QString::fromLatin1("cannot connect to %1: %2").arg(text, failure.text()));
-    return Failure();
+    LinkOptions options;
+    options.port = m_simulator->path() + QLatin1String(",9600,8n1");
+    return openNamed(options, 0, warning);
 }
 
 SerialErrors Link::errors() const

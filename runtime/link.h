@@ -5,6 +5,7 @@
 #include "runtime/failure.h"
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 #include <memory>
 
@@ -70,6 +71,15 @@ struct LineSpeed {
 /// @param baudRate the wire's, where the port has none; 0 for that of the port
 LineSpeed lineSpeed(const LinkOptions &options, int baudRate);
 
+/// Opens the serial port or the connection that the options name. Requires: one of the options port
+/// and tcp; no event loop runs in the port's thread.
+/// @param timeoutMs how long to wait for a connection, in milliseconds
+/// @param name      gets the port's name, for people
+/// @param warnings  gets remarks about the port
+/// @return StatusUsage for a wrong text; StatusOpen when it cannot be opened
+Failure openPort(const LinkOptions &options, int timeoutMs, std::unique_ptr<Port> *port,
+                 QString *name, QStringList *warnings);
+
 /// One open link: a serial port, a TCP connection or an own simulated PLC, and the channel over it.
 class Link
 {
@@ -105,9 +115,8 @@ public:
     QString brokenText() const;
 
 private:
-    Failure openSerial(const QString &text, QTextStream &warning);
+    Failure openNamed(const LinkOptions &options, int timeoutMs, QTextStream &warning);
     Failure openSimulated(int station, QTextStream &warning);
-    Failure openSocket(const QString &text, int timeoutMs);
 
     QString m_name;
     bool m_isShared; // others may use the wire after this link

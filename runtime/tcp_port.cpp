@@ -76,6 +76,30 @@ Failure parseTcpAddress(const QString &text, TcpAddress *address)
     return Failure();
 }
 
+Failure parseListenAddress(const QString &text, TcpAddress *address)
+{
+    static const QRegularExpression form(
+        QLatin1String("\\A(?:(?:\\[([^\\]]+)\\]|([^:]+)):)?([0-9]{1,5})\\z"));
+    const QRegularExpressionMatch match = form.match(text);
+    bool isPort = false;
+    const quint16 port = match.captured(3).toUShort(&isPort);
+    if (!isPort)
+        return Failure(
+            StatusUsage,
+            QString::fromLatin1("\"%1\" is not [HOST:]PORT with a port from 0 to 65535").arg(text));
+    address->host = match.captured(1) + match.captured(2);
+    if (address->host.isEmpty())
+        address->host = QLatin1String("127.0.0.1");
+    address->port = port;
+    return Failure();
+}
+
+QString tcpAddressText(const QString &host, quint16 port)
+{
+    const bool isIPv6 = host.contains(QLatin1Char(':'));
+    return QString::fromLatin1(isIPv6 ? "[%1]:%2" : "%1:%2").arg(host, QString::number(port));
+}
+
 Failure openTcp(const TcpAddress &address, int timeoutMs, std::unique_ptr<Port> *port)
 {
     QString error;

@@ -21,6 +21,15 @@ struct TcpAddress {
 /// @return StatusUsage for another text
 Failure parseTcpAddress(const QString &text, TcpAddress *address);
 
+/// Reads the text "[HOST:]PORT" of a place to listen at, where 0 is any free port and 127.0.0.1 the
+/// host that is left out. An IPv6 address stands in brackets.
+/// @param address is changed only on success
+/// @return StatusUsage for another text
+Failure parseListenAddress(const QString &text, TcpAddress *address);
+
+/// @return "HOST:PORT", with brackets around an IPv6 address
+QString tcpAddressText(const QString &host, quint16 port);
+
 /// Connects, with small packets sent at once. Requires: no event loop runs in the port's thread.
 /// @param timeoutMs how long to wait for the connection, in milliseconds
 /// @param port      gets the connection

@@ -141,10 +141,12 @@ bool TraceLog::failed() const
     return m_out.status() != QTextStream::Ok;
 }
 
-void TraceLog::line(char direction, const QByteArray &bytes, int attempt)
+void TraceLog::line(char direction, const QByteArray &bytes, int attempt, const QString &client)
 {
     const qint64 now = m_clock.nsecsElapsed();
     m_out << wallTime() << ' ' << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
+    if (!client.isEmpty())
+        m_out << client << ' ';
     if (attempt > 0)
         m_out << '#' << attempt << ' ';
     m_out << explainedLine(direction, bytes) << '\n';
@@ -168,14 +170,15 @@ Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<Tra
 bool isTraceRemark(const QString &text)
 {
     return text.isEmpty() || text.startsWith(QLatin1String("kvlink: ")) ||
-           text.startsWith(QLatin1String("kvsim: "));
+           text.startsWith(QLatin1String("kvsim: ")) ||
+           text.startsWith(QLatin1String("kvbridge: "));
 }
 
 bool parseTracedLine(const QString &text, TracedLine *line)
 {
     static const QRegularExpression form(QLatin1String(
         "\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:.]{12}(?:[+-][0-9:]{5})? ([0-9]+\\.[0-9]{6}) "
-        "\\+[0-9]+\\.[0-9]{6} (?:#[0-9]+ )?([<>]) (.+) ; .+\\z"));
+        "\\+[0-9]+\\.[0-9]{6} (?:[^ #<>]+ )?(?:#[0-9]+ )?([<>]) (.+) ; .+\\z"));
     const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch() || !readEscapedText(match.captured(3), &line->bytes))
         return false;

@@ -30,8 +30,8 @@ QString explainedLine(char direction, const QByteArray &line);
 
 /// Prints lines such as
 /// `2026-11-22T21:09:01.123+01:00 0.001250 +0.000310 #1 > CR 00\r\n ; open station 00`: wall time,
-/// seconds since the log began and since its line before (both from a monotonic clock),
-/// attempt, direction, text with escapes, meaning.
+/// seconds since the log began and since its line before (both from a monotonic clock), the client
+/// where there are several, attempt, direction, text with escapes, meaning.
 class TraceLog
 {
 public:
@@ -44,8 +44,11 @@ public:
     /// Prints one line and flushes.
     /// @param direction '>' towards the PLC, '<' from it
     /// @param bytes     the whole line with its end
-    /// @param attempt   number of the attempt within a request, from 1; 0 leaves it out
-    void line(char direction, const QByteArray &bytes, int attempt);
+    /// @param attempt   number of the attempt within a request, or of the client, from 1; 0 leaves
+    ///                  it out
+    /// @param client    whose line it is, without blanks; empty leaves it out
+    void line(char direction, const QByteArray &bytes, int attempt,
+              const QString &client = QString());
 
     /// Whether a line could not be written.
     bool failed() const;

@@ -4,20 +4,18 @@
 #include "apps/kvsim/stop_signals.h"
 #include "apps/kvsim/symbolic_link.h"
 #include "runtime/escaped_text.h"
+#include "runtime/tcp_port.h"
 #include "runtime/trace_log.h"
 #include "simulator/pty_front.h"
 #include "simulator/tcp_front.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
 #include <memory>
 
 namespace
 {
-
-const char DEFAULT_HOST[] = "127.0.0.1";
 
 // Logs the lines that pass in the format of kvlink's traces. Requires: `open` before the first one.
 class LineTrace : public LineObserver
@@ -39,24 +37,6 @@ public:
 private:
     std::unique_ptr<TraceLog> m_log;
 };
-
-// [HOST:]PORT, with an IPv6 address in brackets.
-Failure parseHostAndPort(const QString &text, QString *host, quint16 *port)
-{
-    static const QRegularExpression form(
-        QLatin1String("\\A(?:(?:\\[([^\\]]+)\\]|([^:]+)):)?([0-9]{1,5})\\z"));
-    const QRegularExpressionMatch match = form.match(text);
-    bool isPort = false;
-    *port = match.captured(3).toUShort(&isPort);
-    *host = match.captured(1) + match.captured(2);
-    if (host->isEmpty())
-        *host = QLatin1String(DEFAULT_HOST);
-    if (isPort)
-        return Failure();
-    return Failure(
-        StatusUsage,
-        QString::fromLatin1("\"%1\" is not [HOST:]PORT with a port from 0 to 65535").arg(text));
-}
 
 void report(const PlcService &service, QTextStream &err)
 {
@@ -94,17 +74,14 @@ Failure servePty(const KvsimOptions &options, PlcService &service, QTextStream &
 
 Failure serveTcp(const KvsimOptions &options, PlcService &service, QTextStream &out)
 {
-    QString host;
-    quint16 port = 0;
+    TcpAddress address;
     QString error;
-    if (Failure failure = parseHostAndPort(options.tcp, &host, &port))
+    if (Failure failure = parseListenAddress(options.tcp, &address))
         return failure;
     TcpFront front(service);
-    if (!front.listen(host, port, &error))
+    if (!front.listen(address.host, address.port, &error))
         return Failure(StatusOpen, error);
-    const bool inBrackets = host.contains(QLatin1Char(':'));
-    const QString place = inBrackets ? QLatin1Char('[') + host + QLatin1Char(']') : host;
-    return serve(QString::fromLatin1("tcp %1:%2").arg(place, QString::number(front.port())), out);
+    return serve(QLatin1String("tcp ") + tcpAddressText(address.host, front.port()), out);
 }
 
 Failure serveSimulation(const KvsimOptions &options, QTextStream &out, QTextStream &err)

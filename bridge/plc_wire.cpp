@@ -1,0 +1,208 @@
+#include "bridge/plc_wire.h"
+
+#include "runtime/device_channel.h"
+#include "runtime/stop_request.h"
+
+#include <QtCore/QThread>
+#include <QtCore/QVariant>
+
+#include <future>
+
+namespace
+{
+
+// A stop does not wait for late replies.
+class StationChannel : public DeviceChannel
+{
+public:
+    StationChannel(Port &port, int timeoutMs)
+        : DeviceChannel(port, DriverSetting(timeoutMs, 0, 0, 0))
+    {}
+
+protected:
+    bool mayWait() const override { return !stopRequested(); }
+};
+
+// How an exchange ended. Of a line in no form that is known here, each reply line is as good as any.
+ExchangeEnd endOf(const QByteArray &line, const QByteArray &reply)
+{
+    const ExchangeEnd end = exchangeEnd(line, reply);
+    const bool isUnknown = parseLine(line).kind == LineKind::Other && reply.endsWith('\n') &&
+                           (end == ExchangeEnd::Unexpected || end == ExchangeEnd::Damaged);
+    return isUnknown ? ExchangeEnd::Good : end;
+}
+
+} // namespace
+
+PlcWire::PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs)
+    : m_options(options), m_timeoutMs(timeoutMs), m_pauseMs(pauseMs), m_hasJob(false),
+      m_isEnding(false), m_reopenAtMs(0), m_latestMs(0)
+{
+    m_clock.start();
+}
+
+PlcWire::~PlcWire()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_isEnding = true;
+    }
+    m_changed.notify_one();
+    if (m_thread.joinable())
+        m_thread.join();
+}
+
+// A port belongs to the thread that has opened it.
+Failure PlcWire::start()
+{
+    std::promise<Failure> opened;
+    m_thread = std::thread(
+        [this, &opened] { run([&opened](const Failure &failure) { opened.set_value(failure); }); });
+    return opened.get_future().get();
+}
+
+void PlcWire::run(const std::function<void(const Failure &)> &opened)
+{
+    const Failure failure = open();
+    opened(failure);
+    if (failure)
+        return;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        m_changed.wait(lock, [this] { return m_hasJob || m_isEnding; });
+        if (m_isEnding)
+            break;
+        m_hasJob = false;
+        const WireJob job = m_job;
+        lock.unlock();
+        perform(job);
+        lock.lock();
+    }
+    m_channels.clear();
+    m_port.reset();
+}
+
+void PlcWire::send(const WireJob &job)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_job = job;
+        m_hasJob = true;
+    }
+    m_changed.notify_one();
+}
+
+Failure PlcWire::open()
+{
+    QStringList warnings;
+    Failure failure = openPort(m_options, m_timeoutMs, &m_port, &m_name, &warnings);
+    for (const QString &text : qAsConst(warnings))
+        emit noted(text, false);
+    return failure;
+}
+
+// Whether the port is open, after a try to open it when it is time for one.
+bool PlcWire::ensureOpen()
+{
+    if (m_port || m_clock.elapsed() < m_reopenAtMs)
+        return m_port != nullptr;
+    if (open()) {
+        m_reopenAtMs = m_clock.elapsed() + m_backOff.take();
+        return false;
+    }
+    emit noted(m_name + QLatin1String(": open again"), false);
+    return true;
+}
+
+void PlcWire::checkLoss()
+{
+    if (!m_port || !m_port->isBroken())
+        return;
+    emit noted(m_name + QLatin1String(": ") + m_port->brokenText() +
+                   QLatin1String("; clients get no reply until it is open again"),
+               true);
+    m_channels.clear();
+    m_unanswered.clear();
+    m_port.reset();
+    m_reopenAtMs = m_clock.elapsed() + m_backOff.take();
+}
+
+DeviceChannel &PlcWire::channelOf(const QByteArray &station)
+{
+    std::unique_ptr<DeviceChannel> &channel = m_channels[station];
+    if (!channel)
+        channel.reset(new StationChannel(*m_port, m_timeoutMs));
+    return *channel;
+}
+
+void PlcWire::perform(const WireJob &job)
+{
+    ExchangeEnd end = ExchangeEnd::NoReply;
+    const qint64 leftMs = job.beginsTurn ? m_latestMs + m_pauseMs - m_clock.elapsed() : 0;
+    if (leftMs > 0)
+        QThread::msleep(static_cast<unsigned long>(leftMs));
+    // The loss of a connection that nobody used shows here.
+    if (ensureOpen())
+        channelOf(job.station).control(AbstractDeviceInterface::DiscardInput, QVariant(0));
+    checkLoss();
+    if (ensureOpen() && !job.line.isEmpty()) {
+        DeviceChannel &channel = channelOf(job.station);
+        const bool isSent = channel.write(job.line.constData(), job.line.size()) == job.line.size();
+        end = endOf(job.line, isSent ? receive(&channel, job.station) : QByteArray());
+        if (end == ExchangeEnd::NoReply) {
+            m_unanswered[job.station] = m_clock.elapsed();
+        } else {
+            m_unanswered.remove(job.station);
+            m_backOff.reset();
+        }
+        if (end != ExchangeEnd::Good && end != ExchangeEnd::Refused)
+            channel.noteFailedAttempt();
+    }
+    checkLoss();
+    m_latestMs = m_clock.elapsed();
+    emit done(static_cast<int>(end), m_port != nullptr);
+}
+
+// Gives the parts of a reply away as they come: a long one takes longer than a client waits for its
+// first byte. It ends as it does for the driver, where a chunk ends in LF.
+QByteArray PlcWire::receive(DeviceChannel *channel, const QByteArray &station)
+{
+    QByteArray reply;
+    int given = 0;
+    const qint64 begunMs = m_clock.elapsed();
+    while (reply.size() < MAX_REPLY && m_clock.elapsed() - begunMs < MAX_REPLY_MS) {
+        char chunk[2048];
+        const int length = channel->read(chunk, sizeof chunk);
+        if (length <= 0)
+            break;
+        reply.append(chunk, length);
+        const int late = given == 0 ? lateLength(reply, station) : 0;
+        reply.remove(0, qMax(0, late));
+        if (late < 0 || reply.isEmpty())
+            continue;
+        emit replied(reply.mid(given));
+        given = reply.size();
+        if (reply.endsWith('\n'))
+            break;
+    }
+    if (given < reply.size())
+        emit replied(reply.mid(given));
+    return reply;
+}
+
+// The reply to an open line names its station. @return the length of a late one of another station
+// at the start; -1 when it may become one
+int PlcWire::lateLength(const QByteArray &reply, const QByteArray &station) const
+{
+    for (auto it = m_unanswered.begin(); it != m_unanswered.end(); ++it) {
+        const bool isDue = m_clock.elapsed() - it.value() < LATEST_REPLY_TIMEOUTS * m_timeoutMs;
+        const QByteArray late = "CC " + it.key() + "\r\n";
+        if (!isDue || it.key() == station)
+            continue;
+        if (reply.startsWith(late))
+            return late.size();
+        if (late.startsWith(reply))
+            return -1;
+    }
+    return 0;
+}

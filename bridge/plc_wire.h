@@ -1,0 +1,97 @@
+/// The wire to the PLC, served by a thread of its own.
+#ifndef BRIDGE_PLC_WIRE_H
+#define BRIDGE_PLC_WIRE_H
+
+#include "bridge/turn_keeper.h"
+#include "runtime/back_off.h"
+#include "runtime/failure.h"
+#include "runtime/link.h"
+#include "runtime/port.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QHash>
+#include <QtCore/QObject>
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+class DeviceChannel;
+
+/// Does one task after the other, so that clients are served while the PLC takes its time. A lost
+/// port is opened anew by the next tasks, first soon, then less and less often. The signals are
+/// emitted by the wire's thread.
+class PlcWire : public QObject
+{
+    Q_OBJECT
+public:
+    /// The bytes after which a reply is given up: several times the longest one of a driver, which
+    /// has 1538.
+    enum { MAX_REPLY = 16384 };
+
+    /// The time after which it is given up, in milliseconds: MAX_REPLY / 8 characters take 19 s at
+    /// 1200 baud.
+    enum { MAX_REPLY_MS = 30000 };
+
+    /// @param options   the port or the connection; port or tcp is not empty
+    /// @param timeoutMs how long to wait for the PLC, in milliseconds
+    /// @param pauseMs   least time between two turns, in milliseconds
+    PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs);
+
+    /// Ends when the running task is done.
+    ~PlcWire() override;
+
+    /// Opens the port for the first time, and begins to serve. Requires: called once.
+    /// @return StatusUsage or StatusOpen
+    Failure start();
+
+    /// Takes a task. Requires: `start` succeeded, and the task before is done.
+    void send(const WireJob &job);
+
+signals:
+    /// A part of the reply to the latest task's line.
+    void replied(const QByteArray &bytes);
+
+    /// The latest task is done. @param end an ExchangeEnd
+    void done(int end, bool isReached);
+
+    /// Something for the log. @param isLoss whether the port is lost
+    void noted(const QString &text, bool isLoss);
+
+private:
+    Q_DISABLE_COPY(PlcWire)
+
+    void run(const std::function<void(const Failure &)> &opened);
+    Failure open();
+    bool ensureOpen();
+    void checkLoss();
+    void perform(const WireJob &job);
+    DeviceChannel &channelOf(const QByteArray &station);
+    QByteArray receive(DeviceChannel *channel, const QByteArray &station);
+    int lateLength(const QByteArray &reply, const QByteArray &station) const;
+
+    const LinkOptions m_options;
+    const int m_timeoutMs;
+    const int m_pauseMs;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    bool m_hasJob;
+    bool m_isEnding;
+    WireJob m_job;
+    // Only the wire's thread uses what follows.
+    QString m_name;
+    std::unique_ptr<Port> m_port;
+    // A channel for each station knows which replies of that station are due, so that one that is
+    // absent is not waited for as long as one that has just answered.
+    std::map<QByteArray, std::unique_ptr<DeviceChannel>> m_channels;
+    QHash<QByteArray, qint64> m_unanswered; // when a station left an open line without a reply
+    QElapsedTimer m_clock;
+    BackOff m_backOff;
+    qint64 m_reopenAtMs;
+    qint64 m_latestMs; // when the latest task was done
+    std::thread m_thread;
+};
+
+#endif
