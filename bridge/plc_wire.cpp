@@ -48,16 +48,18 @@ PlcWire::~PlcWire()
         m_isEnding = true;
     }
     m_changed.notify_one();
-    if (m_thread.joinable())
-        m_thread.join();
+    if (m_thread)
+        m_thread->wait();
 }
 
 // A port belongs to the thread that has opened it.
 Failure PlcWire::start()
 {
     std::promise<Failure> opened;
-    m_thread = std::thread(
-        [this, &opened] { run([&opened](const Failure &failure) { opened.set_value(failure); }); });
+    m_thread.reset(QThread::create([this, &opened] {
+        run([&opened](const Failure &failure) { opened.set_value(failure); });
+    }));
+    m_thread->start();
     return opened.get_future().get();
 }
 

@@ -13,12 +13,13 @@
 #include <QtCore/QObject>
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 class DeviceChannel;
+class QThread;
 
 /// Does one task after the other, so that clients are served while the PLC takes its time. A lost
 /// port is opened anew by the next tasks, first soon, then less and less often. The signals are
@@ -91,7 +92,7 @@ private:
     BackOff m_backOff;
     qint64 m_reopenAtMs;
     qint64 m_latestMs; // when the latest task was done
-    std::thread m_thread;
+    std::unique_ptr<QThread> m_thread;
 };
 
 #endif
