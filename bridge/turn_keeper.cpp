@@ -251,7 +251,8 @@ QString TurnKeeper::whyDrop(int client, qint64 nowMs) const
         return QLatin1String(reason);
     if (isIdle && nowMs - row.latestMs > m_settings.clientIdleMs)
         return QLatin1String("it sent no line for ") + secondsText(m_settings.clientIdleMs);
-    if (client == m_holder && nowMs - m_begunMs > m_settings.longestTurnMs &&
+    const bool isClosing = m_job.client == 0;
+    if (client == m_holder && !isClosing && nowMs - m_begunMs > m_settings.longestTurnMs &&
         m_queue.hasNext(nowMs))
         return QString::fromLatin1("it kept its turn for more than %1 while others waited")
             .arg(secondsText(m_settings.longestTurnMs));

@@ -1,0 +1,164 @@
+/// The bridge: the rules of the turns, and kvbridge in front of a simulated PLC.
+#include "bridge/turn_keeper.h"
+#include "tests/apps/kvlink_runs.h"
+#include "tests/table.h"
+
+#include <QtNetwork/QTcpSocket>
+
+namespace
+{
+
+// Steps: "1:TEXT" client 1 sends a line, "1*N" sends N bytes without an end, "1-" it has gone,
+// "=TEXT" the wire got that reply, "=" none, "=!" the port is down, "+N" N ms pass, "stop". What is
+// done: ">TEXT" a line for the wire, ">" only a rest, "1<TEXT" an answer, "1x" a client is dropped,
+// "1!" a remark on it. Clients 1 to 3 are there from the start.
+const struct {
+    const char *name;
+    const char *steps;
+    const char *done;
+} TURNS[] = {
+    {"a turn goes from open to close", "1:CR 00|2:CR 00|=CC 00|1:RDS DM0.H 1|=0001|1:CQ|=CF|=CC 00",
+     ">CR 00|1<CC 00|>RDS DM0.H 1|1<0001|>CQ|1<CF|>CR 00|2<CC 00"},
+    {"turns go round", "1:CQ|1:CQ|2:CQ|2:CQ|3:CQ|=CF|=CF|=CF|=CF|=CF",
+     ">CQ|1<CF|>CQ|2<CF|>CQ|3<CF|>CQ|1<CF|>CQ|2<CF"},
+    {"a client goes before its reply", "1:CR 00|2:CR 01|1-|=CC 00|=CF|=CC 01",
+     ">CR 00|>CQ|>CR 01|2<CC 01"},
+    {"a client goes behind its reply", "1:CR 00|=CC 00|1-|=CF|2:CQ", ">CR 00|1<CC 00|>CQ|>CQ"},
+    {"a client that waits goes", "1:CQ|2:CR 00|3:CQ|2-|=CF|=CF", ">CQ|1<CF|>CQ|3<CF"},
+    {"a client stops in the middle", "1:CR 00|2:CQ|=CC 00|+1000|+1|=CF|1:RDS DM0.H 1|=CF|=E1",
+     ">CR 00|1<CC 00|1!|>CQ|>CQ|2<CF|>RDS DM0.H 1|1<E1"},
+    {"an open line makes void what waits", "1:CQ|2:CR 00|2:RDS DM0.H 1|2:CR 01|=CF|=CC 01|+1",
+     ">CQ|1<CF|>CR 01|2<CC 01"},
+    {"an open line makes void what runs", "1:CR 00|1:CR 00|=CC 00|=CF|=CC 00",
+     ">CR 00|>CQ|>CR 00|1<CC 00"},
+    {"no reply to an open line", "1:CR 00|2:CQ|=|=|=CF", ">CR 00|>|>CQ|2<CF"},
+    {"no reply to a data line", "1:CR 00|=CC 00|1:RDS DM0.H 1|=|1:RDS DM0.H 1|=0001",
+     ">CR 00|1<CC 00|>RDS DM0.H 1|>RDS DM0.H 1|1<0001"},
+    {"no reply to a close line", "1:CR 00|=CC 00|1:CQ|2:CQ|=|=CF", ">CR 00|1<CC 00|>CQ|>CQ|>CQ"},
+    {"no reply outside a turn", "1:CQ|2:CQ|=|=", ">CQ|>|>CQ"},
+    {"a refused open line", "1:CR 00|2:CQ|=E1", ">CR 00|1<E1|>CQ"},
+    {"a silent station leaves the wire to others",
+     "1:CR 05|=|=|1:CR 05|=|=|1:CR 05|=|=|1:CR 05|2:CR 00|+9999|=CC 00|2:CQ|=CF|+1|=|=|3:CR 05|"
+     "+9999|+1|=CC 05|3:CQ|=CF|1:CR 05",
+     ">CR 05|>|>CR 05|>|>CR 05|>|>CR 00|2<CC 00|>CQ|2<CF|>CR 05|>|>CR 05|3<CC 05|>CQ|3<CF|>CR 05"},
+    {"a lost port makes no station silent", "1:CR 00|=!|1:CR 00|=!|1:CR 00|=!|1:CR 00",
+     ">CR 00|>CR 00|>CR 00|>CR 00"},
+    {"a turn that is lost already is not too long",
+     "1:CR 00|=CC 00|+900|1:CQ 1|=E1|+9100|2:CQ|+1|=CF", ">CR 00|1<CC 00|>CQ 1|1<E1|1!|>CQ|>CQ"},
+    {"who keeps its turn while others wait is dropped",
+     "1:CR 00|+10000|=CC 00|2:CQ|1:ST T1|+1|=OK|=CF", ">CR 00|1<CC 00|>ST T1|1x|>CQ|>CQ"},
+    {"a line without an end", "1*16383|1*1", "1x"},
+    {"a line too long", "1*16383|1:CQ", "1x"},
+    {"a line that does not end", "1*1|+20000|+1", "1x"},
+    {"lines without waiting",
+     "1:CQ|2*16000|2:|2*16000|2:|2*16000|2:|2*16000|2:|2*2000|2:", ">CQ|2x"},
+    {"clients that send nothing", "+600000|1:CQ|+1", ">CQ|2x|3x"},
+    {"a stop ends a turn", "1:CR 00|2:CR 00|=CC 00|1:ST T1|stop|=OK|=CF|3:CQ",
+     ">CR 00|1<CC 00|>ST T1|1<OK|>CQ"},
+    {"read-only: refuses in order",
+     "3:ST T1|1:CR 00|1:WRS DM0.H 1 0001|=CC 00|1:RDS DM0.H 1|1:?K|=0000|1:CQ|=CF",
+     "3<E4|>CR 00|1<CC 00|1<E4|>RDS DM0.H 1|1<0000|1<E4|>CQ|1<CF"},
+};
+
+// Writes down what the keeper does.
+class Script : private TurnSink
+{
+public:
+    explicit Script(bool isReadOnly) : m_keeper(settings(isReadOnly), *this), m_nowMs(0)
+    {
+        for (int client = 1; client <= 3; ++client)
+            m_keeper.connected(client, "192.0.2.1", m_nowMs);
+    }
+
+    QString run(const QString &steps)
+    {
+        for (const QString &step : steps.split('|'))
+            take(step.toLatin1());
+        return m_done.join('|');
+    }
+
+private:
+    static TurnSettings settings(bool isReadOnly)
+    {
+        TurnSettings settings;
+        settings.isReadOnly = isReadOnly;
+        return settings;
+    }
+
+    void take(const QByteArray &step)
+    {
+        const int client = step.left(1).toInt();
+        const QByteArray line = step.mid(client > 0 ? 2 : 1) + "\r\n";
+        const char kind = step.at(client > 0 ? 1 : 0);
+        if (kind == ':')
+            m_keeper.received(client, line, m_nowMs);
+        else if (kind == '*')
+            m_keeper.received(client, QByteArray(step.mid(2).toInt(), 'X'), m_nowMs);
+        else if (kind == '-')
+            m_keeper.gone(client, m_nowMs);
+        else if (kind == '+')
+            m_keeper.tick(m_nowMs += step.toInt());
+        else if (kind == 's')
+            m_keeper.stop(m_nowMs);
+        else
+            reply(line == "\r\n" || line == "!\r\n" ? QByteArray() : line, line != "!\r\n");
+    }
+
+    void reply(const QByteArray &reply, bool isReached)
+    {
+        m_keeper.replied(reply.left(1));
+        m_keeper.replied(reply.mid(1));
+        m_keeper.done(exchangeEnd(m_line, reply), isReached, m_nowMs);
+    }
+
+    void send(const WireJob &job) override
+    {
+        m_line = job.line;
+        m_done += QString(">%1").arg(QString(job.line.trimmed()));
+    }
+
+    void answer(int client, const QByteArray &bytes) override
+    {
+        m_answer += bytes;
+        if (m_answer.endsWith('\n')) {
+            m_done += QString("%1<%2").arg(client).arg(QString(m_answer.trimmed()));
+            m_answer.clear();
+        }
+    }
+
+    void drop(int client, const QString &reason) override
+    {
+        QVERIFY(reason.startsWith("it"));
+        m_done += QString("%1x").arg(client);
+    }
+
+    void note(int client, const QString &) override { m_done += QString("%1!").arg(client); }
+
+    TurnKeeper m_keeper;
+    qint64 m_nowMs;
+    QByteArray m_line;
+    QByteArray m_answer;
+    QStringList m_done;
+};
+
+} // namespace
+
+class TestBridge : public KvlinkTest
+{
+    Q_OBJECT
+public:
+    TestBridge() : KvlinkTest("") {}
+
+private slots:
+    void givesTurns_data() { addRows(TURNS); }
+
+    void givesTurns()
+    {
+        const auto &row = currentRow(TURNS);
+        Script script(QString(row.name).startsWith("read-only"));
+        QCOMPARE(script.run(row.steps), QString(row.done));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestBridge)
+#include "tst_bridge.moc"
