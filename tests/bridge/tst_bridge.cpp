@@ -60,6 +60,76 @@ const struct {
      "3<E4|>CR 00|1<CC 00|1<E4|>RDS DM0.H 1|1<0000|1<E4|>CQ|1<CF"},
 };
 
+// kvlink behind kvbridge in front of a kvsim: what kvlink prints, and a part of what kvbridge does.
+const struct {
+    const char *name; // kvbridge's options
+    const char *command;
+    int status;
+    const char *out;
+    const char *err;
+} RUNS[] = {
+    {"--trace", "write DM100=7 --verify --station 7", 0, "",
+     "ALL 127.0.0.1:ANY #1 > WRS DM00100.H 1 0007\\r\\n ; write 1 word to DM100\n"
+     "ANY #1 < OK\\r\\n ; acceptedALL: 0 connected, 2 turns, 0 cut, 6 exchanges, 0 without reply"},
+    {"--read-only", "write DM100=7 --station 7 --retry 0", 1, "", "1 line refused"},
+    {"--allow 192.0.2.0/24", "read DM0 --station 7 --retry 0", 4, "",
+     "client #1 127.0.0.1:ANY: refused: its address is not allowed; see --allow"},
+    {"--timeout 20", "ping --count 4 --interval 0 --station 5 --retry 0 --timeout 200", 4, "ALL",
+     "3 turns, 0 cut, 3 exchanges, 3 without replyALL1 silent station"},
+};
+
+const struct {
+    const char *name;
+    int status;
+    const char *message;
+} REFUSED[] = {
+    {"--listen 0", 2, "no PLC is named; give --port DEV or --tcp HOST:PORT"},
+    {"--port /dev/null", 2, "--listen is required"},
+    {"--listen 65536 --port x", 2, "\"65536\" is not [HOST:]PORT"},
+    {"--listen 0 --port x --allow 10.0.0.0/33", 2,
+     "\"10.0.0.0/33\": expected an address or a range"},
+    {"--listen nowhere:0 --port x", 2, "\"nowhere\": expected an address of this machine"},
+    {"--listen 0 --port no/such/device", 3, "cannot open no/such/device: "},
+    {"--listen 0 --tcp 127.0.0.1:1", 3, "cannot connect to 127.0.0.1:1: "},
+};
+
+// A kvbridge that serves until it is stopped.
+class Bridge
+{
+public:
+    explicit Bridge(const QString &arguments)
+    {
+        process.start(KVBRIDGE_PROGRAM, words("--listen 0 " + arguments));
+        place = nextLine(&process).trimmed().section(' ', 1);
+        if (arguments.contains("--metrics"))
+            metrics = nextLine(&process).trimmed().section(' ', 1);
+    }
+    ~Bridge() { stop(); }
+
+    Outcome stop()
+    {
+        interrupt(process);
+        return ended(&process);
+    }
+
+    QProcess process;
+    QString place;
+    QString metrics;
+};
+
+// What a connection gives for some bytes, until there is as much as is expected.
+QByteArray answerOf(QTcpSocket *socket, const QString &place, const QByteArray &bytes,
+                    const QByteArray &end)
+{
+    if (socket->state() == QTcpSocket::UnconnectedState)
+        socket->connectToHost(place.section(':', 0, 0), place.section(':', 1).toUShort());
+    QByteArray answer;
+    socket->write(bytes);
+    while (!answer.contains(end) && socket->waitForReadyRead(PATIENCE_MS))
+        answer += socket->readAll();
+    return answer;
+}
+
 // Writes down what the keeper does.
 class Script : private TurnSink
 {
@@ -143,12 +213,9 @@ private:
 
 } // namespace
 
-class TestBridge : public KvlinkTest
+class TestBridge : public QObject
 {
     Q_OBJECT
-public:
-    TestBridge() : KvlinkTest("") {}
-
 private slots:
     void givesTurns_data() { addRows(TURNS); }
 
@@ -157,6 +224,81 @@ private slots:
         const auto &row = currentRow(TURNS);
         Script script(QString(row.name).startsWith("read-only"));
         QCOMPARE(script.run(row.steps), QString(row.done));
+    }
+
+    void isAWireToKvlink_data() { addRows(RUNS); }
+
+    void isAWireToKvlink()
+    {
+        const auto &row = currentRow(RUNS);
+        Simulator plc(words("--tcp 0 --station 7"));
+        Bridge bridge("--tcp " + plc.place + ' ' + row.name);
+        const Outcome outcome = kvlink(words("--tcp " + bridge.place + ' ' + row.command));
+        QVERIFY2(outcome.status == row.status, qPrintable(outcome.err));
+        QVERIFY2(fits(outcome.out, row.out), qPrintable(outcome.out));
+        sendSignal(bridge.process, SIGUSR1);
+        const Outcome end = bridge.stop();
+        QVERIFY2(fits(end.err, QString("ALL%1ALL").arg(row.err)), qPrintable(end.err));
+        QCOMPARE(end.status, 0);
+    }
+
+    void refuses_data() { addRows(REFUSED); }
+
+    void refuses()
+    {
+        const auto &row = currentRow(REFUSED);
+        QProcess process;
+        process.start(KVBRIDGE_PROGRAM, words(row.name));
+        const Outcome outcome = ended(&process);
+        QVERIFY2(outcome.err.contains(row.message), qPrintable(outcome.err));
+        QCOMPARE(outcome.status, row.status);
+    }
+
+    // Exchanges of several clients that mix show as refusals: the PLC answers no line twice.
+    void keepsClientsApart()
+    {
+        Simulator plc(words("--station 7"));
+        Bridge bridge("--metrics 0 --port " + plc.place + ",9600,8n1");
+        QProcess clients[3];
+        for (QProcess &client : clients)
+            client.start(KVLINK_PROGRAM,
+                         words("bench --requests 50 --station 7 --retry 0 --timeout 5s --tcp " +
+                               bridge.place));
+        // Meanwhile one dies in its turn, in the middle of a line.
+        QTcpSocket dying;
+        QCOMPARE(answerOf(&dying, bridge.place, "CR 07\r\nRDS DM", "\n"), QByteArray("CC 07\r\n"));
+        dying.abort();
+        for (QProcess &client : clients) {
+            const Outcome outcome = ended(&client);
+            QVERIFY2(outcome.status == 0, qPrintable(outcome.err));
+        }
+        QTcpSocket reader;
+        const QByteArray page = answerOf(&reader, bridge.metrics, "GET /metrics HTTP/1.0\r\n\r\n",
+                                         "port_losses_total 0");
+        QVERIFY2(page.contains("\nkvbridge_turns_total{client=\"127.0.0.1\"} "), page.constData());
+        const QString err = bridge.stop().err;
+        QVERIFY2(err.contains("all clients: 0 connected, 151 turns, 1 cut, 451 exchanges, 0 with"),
+                 qPrintable(err));
+        QCOMPARE(plc.stop().err,
+                 QString("kvsim: 452 requests, 0 error replies, 0 replies dropped\n"));
+    }
+
+    void findsALostPortAgain()
+    {
+        QTemporaryDir folder;
+        const QString link = folder.filePath("plc");
+        const QStringList options = words("--station 7 --set DM0=42 --link " + link);
+        std::unique_ptr<Simulator> plc(new Simulator(options));
+        Bridge bridge("--port " + link + ",9600,8n1");
+        const QStringList read = words("read DM0 --station 7 --retry 0 --tcp " + bridge.place);
+        QCOMPARE(kvlink(read).out, QString("42\n"));
+        plc.reset();
+        QCOMPARE(kvlink(read).status, 4);
+        plc.reset(new Simulator(options));
+        QTRY_COMPARE_WITH_TIMEOUT(kvlink(read).out, QString("42\n"), PATIENCE_MS);
+        const QString err = bridge.stop().err;
+        QVERIFY2(err.contains("plc: open again\n") && err.contains("port lost 1 time\n"),
+                 qPrintable(err));
     }
 };
 
