@@ -1,5 +1,5 @@
-# What `cmake --install` gives, in three components: `programs` with all that belongs to kvlink and
-# kvsim, `plugin`, and `development` with what an author of drivers builds with. debian/*.install
+# What `cmake --install` gives, in three components: `programs` with all that belongs to kvlink,
+# kvsim and kvbridge, `plugin`, and `development` with what an author of drivers builds with. debian/*.install
 # sorts the same files into packages.
 include(CMakePackageConfigHelpers)
 
@@ -10,10 +10,10 @@ set(KV_INSTALL_INCLUDE ${CMAKE_INSTALL_INCLUDEDIR}/kv-hostlink)
 install(TARGETS kv_l20v_host_link LIBRARY DESTINATION ${KV_INSTALL_DRIVERS} COMPONENT plugin)
 if(KV_QT EQUAL 5)
   set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME programs)
-  install(TARGETS kvlink kvsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(FILES man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(TARGETS kvbridge kvlink kvsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES man/kvbridge.1 man/kvlink.1 man/kvsim.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES man/kvsim-faults.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
-  foreach(program kvlink kvsim)
+  foreach(program kvbridge kvlink kvsim)
     install(FILES ${PROJECT_BINARY_DIR}/completion/kvlink.bash RENAME ${program}
       DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
     )

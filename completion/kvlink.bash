@@ -1,4 +1,4 @@
-# Bash completion of kvlink and kvsim. The programs' own help has their commands, options, types, formats and faults;
+# Bash completion of kvlink, kvsim and kvbridge. The programs' own help has their commands, options, types, formats and faults;
 # the build puts the devices in.
 
 _kvlink_devices='@KV_DEVICES@'
@@ -96,6 +96,8 @@ _kvlink() {
 }
 
 _kvsim() { _kvlink "$@"; }
+_kvbridge() { _kvlink "$@"; }
 
 complete -F _kvlink kvlink
 complete -F _kvsim kvsim
+complete -F _kvbridge kvbridge

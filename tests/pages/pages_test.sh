@@ -39,11 +39,12 @@ kvlink=$(help_options kvlink "${commands[@]}")
 kvsim=$(help_options kvsim)
 compare "kvlink's help and man page" "$kvlink" "$(man_options kvlink)"
 compare "kvsim's help and man page" "$kvsim" "$(man_options kvsim)"
+compare "kvbridge's help and man page" "$(help_options kvbridge)" "$(man_options kvbridge)"
 
 for command in "${commands[@]}"; do
     grep -qF -- "${command//-/\\-}" "$source/man/kvlink.1" || fail "kvlink(1) does not describe $command"
 done
-for program in kvlink kvsim; do
+for program in kvbridge kvlink kvsim; do
     lines=$("$bin/$program" --help | wc -l)
     examples=$("$bin/$program" --help | grep -c "^  $program .*")
     [ "$lines" -le 54 ] || fail "$program --help has $lines lines"
@@ -57,7 +58,7 @@ done
 
 version=$(sed -nE '/^## /{s/^## ([0-9.]+) - [0-9]{4}-[0-9]{2}-[0-9]{2}$/\1/p;q}' "$source/CHANGELOG.md")
 compare "the version in both change logs" "$version-0upstream1" "$(sed -E 's/.*\((.*)\).*/\1/;q' "$source/debian/changelog")"
-for program in kvlink kvsim; do
+for program in kvbridge kvlink kvsim; do
     compare "the version in CHANGELOG.md and of $program" "$program $version" \
         "$("$bin/$program" --version | sed -E 's/ \([0-9a-f]{7,}(-dirty)?\)$//')"
 done
@@ -74,6 +75,7 @@ formats=$(completed kvlink read DM0 --format '')
 faults=$(completed kvsim --fault '')
 compare 'completion of --cha' --changes-only "$(completed kvlink monitor --cha)"
 compare 'completion of --read' --read-only "$(completed kvsim --read)"
+compare 'completion of --max' --max-clients "$(completed kvbridge --max)"
 compare 'completion of c' 'C CC CM CR CS CTC' "$(completed kvlink monitor c)"
 compare 'completion of mo' monitor "$(completed kvlink mo)"
 compare 'completion of -k b' 'bit bin bcd bitblock block byte' "$(completed kvlink read DM0 -k b)"
