@@ -141,8 +141,7 @@ void PlcWire::perform(const WireJob &job)
 {
     ExchangeEnd end = ExchangeEnd::NoReply;
     const qint64 leftMs = job.beginsTurn ? m_latestMs + m_pauseMs - m_clock.elapsed() : 0;
-    if (leftMs > 0)
-        QThread::msleep(static_cast<unsigned long>(leftMs));
+    waitForStop(leftMs);
     // The loss of a connection that nobody used shows here.
     if (ensureOpen())
         channelOf(job.station).control(AbstractDeviceInterface::DiscardInput, QVariant(0));

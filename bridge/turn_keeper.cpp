@@ -125,8 +125,8 @@ void TurnKeeper::done(ExchangeEnd end, bool isReached, qint64 nowMs)
         count(job, end);
         if (m_holder != 0)
             m_clients[m_holder].latestMs = nowMs;
-        if (isReached && isOpenLine(job.line))
-            m_queue.noteOpen(job.station, end != ExchangeEnd::NoReply, nowMs);
+        if (isReached && (m_isLone || isOpenLine(job.line)))
+            m_queue.noteFirstLine(job.station, end != ExchangeEnd::NoReply, nowMs);
         m_statistics.silentStations = m_queue.silentStations();
     }
     if (job.client == 0 || !isReached || hasEnded(job, end))

@@ -23,7 +23,7 @@ int TurnQueue::next(qint64 nowMs) const
 {
     for (int i = 0; i < m_places.size(); ++i) {
         const Silence silence = m_silences.value(m_places.at(i).station, {0, 0});
-        if (silence.opens < SILENT_OPENS || nowMs - silence.latestMs >= m_backOffMs)
+        if (silence.turns < SILENT_TURNS || nowMs - silence.latestMs >= m_backOffMs)
             return i;
     }
     return -1;
@@ -35,14 +35,14 @@ int TurnQueue::take(qint64 nowMs)
     return place < 0 ? 0 : m_places.takeAt(place).client;
 }
 
-void TurnQueue::noteOpen(const QByteArray &station, bool isAnswered, qint64 nowMs)
+void TurnQueue::noteFirstLine(const QByteArray &station, bool isAnswered, qint64 nowMs)
 {
     if (isAnswered) {
         m_silences.remove(station);
         return;
     }
     Silence &silence = m_silences[station];
-    silence.opens = qMin(silence.opens + 1, +SILENT_OPENS);
+    silence.turns = qMin(silence.turns + 1, +SILENT_TURNS);
     silence.latestMs = nowMs;
 }
 
@@ -50,5 +50,5 @@ int TurnQueue::silentStations() const
 {
     return static_cast<int>(
         std::count_if(m_silences.begin(), m_silences.end(),
-                      [](const Silence &silence) { return silence.opens >= SILENT_OPENS; }));
+                      [](const Silence &silence) { return silence.turns >= SILENT_TURNS; }));
 }

@@ -11,9 +11,9 @@
 class TurnQueue
 {
 public:
-    /// Open lines in a row that a station may leave unanswered before it counts as silent: one and
-    /// two are what a bad wire loses.
-    enum { SILENT_OPENS = 3 };
+    /// Turns in a row in which a station may leave the first line unanswered before it counts as
+    /// silent: one and two are what a bad wire loses.
+    enum { SILENT_TURNS = 3 };
 
     /// @param backOffMs between two turns at a silent station, in milliseconds
     explicit TurnQueue(qint64 backOffMs) : m_backOffMs(backOffMs) {}
@@ -33,8 +33,8 @@ public:
     /// Whether `take` would give a client.
     bool hasNext(qint64 nowMs) const { return next(nowMs) >= 0; }
 
-    /// Notes how a station took an open line.
-    void noteOpen(const QByteArray &station, bool isAnswered, qint64 nowMs);
+    /// Notes how a station took the first line of a turn.
+    void noteFirstLine(const QByteArray &station, bool isAnswered, qint64 nowMs);
 
     /// Stations that count as silent.
     int silentStations() const;
@@ -46,7 +46,7 @@ private:
     };
 
     struct Silence {
-        int opens;       // without a reply, in a row
+        int turns;       // without a reply, in a row
         qint64 latestMs; // when the last one had its time-out
     };
 

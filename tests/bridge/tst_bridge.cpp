@@ -35,7 +35,8 @@ const struct {
     {"no reply to a data line", "1:CR 00|=CC 00|1:RDS DM0.H 1|=|1:RDS DM0.H 1|=0001",
      ">CR 00|1<CC 00|>RDS DM0.H 1|>RDS DM0.H 1|1<0001"},
     {"no reply to a close line", "1:CR 00|=CC 00|1:CQ|2:CQ|=|=CF", ">CR 00|1<CC 00|>CQ|>CQ|>CQ"},
-    {"no reply outside a turn", "1:CQ|2:CQ|=|=", ">CQ|>|>CQ"},
+    {"no reply outside turns", "1:CQ|=|=|1:CQ|=|=|1:CQ|=|=|1:CQ|2:CR 00",
+     ">CQ|>|>CQ|>|>CQ|>|>CR 00"},
     {"a refused open line", "1:CR 00|2:CQ|=E1", ">CR 00|1<E1|>CQ"},
     {"a silent station leaves the wire to others",
      "1:CR 05|=|=|1:CR 05|=|=|1:CR 05|=|=|1:CR 05|2:CR 00|+9999|=CC 00|2:CQ|=CF|+1|=|=|3:CR 05|"
@@ -74,6 +75,8 @@ const struct {
     {"--read-only", "write DM100=7 --station 7 --retry 0", 1, "", "1 line refused"},
     {"--allow 192.0.2.0/24", "read DM0 --station 7 --retry 0", 4, "",
      "client #1 127.0.0.1:ANY: refused: its address is not allowed; see --allow"},
+    {"--trace --pause 100", "ping --interval 0 --station 7", 0, "ALL",
+     " +0.1ANY 127.0.0.1:ANY #1 > CR 07"},
     {"--timeout 20", "ping --count 4 --interval 0 --station 5 --retry 0 --timeout 200", 4, "ALL",
      "3 turns, 0 cut, 3 exchanges, 3 without replyALL1 silent station"},
 };
