@@ -33,6 +33,10 @@ BridgeServer::BridgeServer(const BridgeSettings &settings,
 {
     m_clock.start();
     connect(&m_server, &QTcpServer::newConnection, this, &BridgeServer::acceptClients);
+    if (m_trace) {
+        connect(&m_wire, &PlcWire::sending, this,
+                [this] { m_trace->line('>', m_line, m_tracedClient, m_tracedName); });
+    }
     connect(&m_wire, &PlcWire::replied, this, [this](const QByteArray &bytes) {
         if (m_trace)
             m_reply += bytes;
@@ -165,10 +169,9 @@ BridgeStatistics BridgeServer::statistics() const
 void BridgeServer::send(const WireJob &job)
 {
     m_sentMs = m_clock.elapsed();
+    m_line = job.line;
     m_tracedClient = job.client;
     m_tracedName = job.client == 0 ? QLatin1String("kvbridge") : m_peers.value(job.client).place;
-    if (m_trace && !job.line.isEmpty())
-        m_trace->line('>', job.line, m_tracedClient, m_tracedName);
     m_wire.send(job);
 }
 

@@ -99,7 +99,8 @@ private:
     int m_latestClient;
     quint64 m_lostPorts;
     qint64 m_sentMs;    // when the wire got its task; -1 when it has none
-    int m_tracedClient; // whose line is with the wire; 0 for the bridge's own
+    QByteArray m_line;  // that is with the wire
+    int m_tracedClient; // whose line that is; 0 for the bridge's own
     QString m_tracedName;
     QByteArray m_reply; // to it, so far
 };

@@ -148,6 +148,7 @@ void PlcWire::perform(const WireJob &job)
     checkLoss();
     if (ensureOpen() && !job.line.isEmpty()) {
         DeviceChannel &channel = channelOf(job.station);
+        emit sending();
         const bool isSent = channel.write(job.line.constData(), job.line.size()) == job.line.size();
         end = endOf(job.line, isSent ? receive(&channel, job.station) : QByteArray());
         if (end == ExchangeEnd::NoReply) {

@@ -52,6 +52,9 @@ public:
     void send(const WireJob &job);
 
 signals:
+    /// The latest task's line goes out, after what had to come first.
+    void sending();
+
     /// A part of the reply to the latest task's line.
     void replied(const QByteArray &bytes);
 
