@@ -47,11 +47,11 @@ function(must_match file options)
 endfunction()
 
 set(plugin ${LIB_DIR}/kv-hostlink/drivers/libkv_l20v_host_link.so)
-foreach(file bin/kvlink bin/kvsim ${plugin})
+foreach(file bin/kvbridge bin/kvlink bin/kvsim ${plugin})
   must_match(${file} -ldW "GNU_RELRO" "FLAGS_1[^\n]* NOW")
   must_match(${file} -sW "__stack_chk_fail")
 endforeach()
-foreach(file bin/kvlink bin/kvsim)
+foreach(file bin/kvbridge bin/kvlink bin/kvsim)
   must_match(${file} -dW "FLAGS_1[^\n]* PIE")
 endforeach()
 # In a linked file the mark is lost where the system's own start files lack it.
