@@ -62,7 +62,7 @@ for program in kvbridge kvlink kvsim; do
     compare "the version in CHANGELOG.md and of $program" "$program $version" \
         "$("$bin/$program" --version | sed -E 's/ \([0-9a-f]{7,}(-dirty)?\)$//')"
 done
-for package in $(sed -n '/^build_packages=(/,/^)/p' "$source/dev" | grep -oE '[a-z0-9]+-dev'); do
+for package in $(sed -n '/^build_packages=(/,/^)/p' "$source/dev" | grep -oE '[a-z0-9-]+-dev'); do
     grep -qx " $package," "$source/debian/control" || fail "debian/control does not build with $package, as ./dev does"
 done
 
