@@ -1,5 +1,6 @@
 #include "apps/kvlink/item_output.h"
 
+#include "apps/kvlink/metric_output.h"
 #include "items/csv_records.h"
 #include "runtime/escaped_text.h"
 
@@ -14,28 +15,6 @@
 
 namespace
 {
-
-const char *statusName(Status status)
-{
-    switch (status) {
-    case StatusGood:
-        return "ok";
-    case StatusPlcError:
-        return "plc-error";
-    case StatusOpen:
-        return "not-open";
-    case StatusNoReply:
-        return "no-reply";
-    case StatusDiffers:
-        return "differs";
-    case StatusSome:
-        return "some";
-    case StatusUsage:
-    case StatusUnusable:
-        break;
-    }
-    return "unusable";
-}
 
 QJsonValue jsonValue(const Item &item, const QString &text)
 {
@@ -225,10 +204,34 @@ const OutputFormat FORMATS[] = {
     {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr, nullptr},
     {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr, printCsvTable},
     {"csv-wide", false, false, "", wideCsvHeader, nullptr, printWideCsv, nullptr, nullptr},
+    {"influx", false, false, "", nullptr, printInfluxLine, nullptr, nullptr, nullptr},
+    {"prometheus", false, false, "", nullptr, nullptr, printPrometheusSample, nullptr, nullptr},
     {"value", true, false, "", nullptr, printValues, nullptr, nullptr, nullptr},
 };
 
 } // namespace
+
+const char *statusName(Status status)
+{
+    switch (status) {
+    case StatusGood:
+        return "ok";
+    case StatusPlcError:
+        return "plc-error";
+    case StatusOpen:
+        return "not-open";
+    case StatusNoReply:
+        return "no-reply";
+    case StatusDiffers:
+        return "differs";
+    case StatusSome:
+        return "some";
+    case StatusUsage:
+    case StatusUnusable:
+        break;
+    }
+    return "unusable";
+}
 
 QString shownValues(const Item &item, const QStringList &values)
 {

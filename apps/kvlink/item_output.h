@@ -46,6 +46,9 @@ struct OutputFormat {
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
 
+/// What programs call a status, such as no-reply.
+const char *statusName(Status status);
+
 /// An item's values for people, with blanks between them.
 QString shownValues(const Item &item, const QStringList &values);
 
