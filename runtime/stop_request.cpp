@@ -121,3 +121,13 @@ bool waitForStop(qint64 ms, const std::function<void()> &report)
         report();
     return stopRequested();
 }
+
+bool waitForInput(int descriptor)
+{
+    while (!stopRequested()) {
+        pollfd ends[] = {{wakeUp[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
+        if (poll(ends, 2, -1) > 0 && ends[1].revents != 0)
+            return !stopRequested();
+    }
+    return false;
+}

@@ -31,4 +31,8 @@ bool takeReportRequest();
 /// @return `stopRequested`
 bool waitForStop(qint64 ms, const std::function<void()> &report = std::function<void()>());
 
+/// Waits until a file or a pipe can be read, at its end too, or a stop signal comes.
+/// @return whether it can be read; false for a stop
+bool waitForInput(int descriptor);
+
 #endif

@@ -128,6 +128,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     addReadCommand(app, line);
     addWriteCommand(app, line);
     addMonitorCommand(app, line);
+    addBatchCommand(app, line);
     addTagsCommand(app, line);
     addDumpCommand(app, line);
     addRestoreCommand(app, line);

@@ -17,6 +17,7 @@ void addScanCommand(CLI::App &app, CommandLine *line);
 void addReadCommand(CLI::App &app, CommandLine *line);
 void addWriteCommand(CLI::App &app, CommandLine *line);
 void addMonitorCommand(CLI::App &app, CommandLine *line);
+void addBatchCommand(CLI::App &app, CommandLine *line);
 void addTagsCommand(CLI::App &app, CommandLine *line);
 void addDumpCommand(CLI::App &app, CommandLine *line);
 void addRestoreCommand(CLI::App &app, CommandLine *line);

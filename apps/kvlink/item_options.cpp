@@ -53,25 +53,6 @@ bool kindByName(const std::string &name, ItemType *type)
     return true;
 }
 
-Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
-{
-    if (options.tagFile.isEmpty())
-        return Failure();
-    TagFile file;
-    if (Failure failure = readTagFile(options.tagFile, &file, options.defaults.otherDriver))
-        return failure;
-    const int more = file.errors.size() - 1;
-    if (more > 0)
-        return Failure(StatusUsage,
-                       QString::fromLatin1("%1 (and %2: kvlink tags check FILE "
-                                           "lists them)")
-                           .arg(file.errors.first(), countText(more, "more error", "more errors")));
-    if (more == 0)
-        return Failure(StatusUsage, file.errors.first());
-    *tags = file.tags;
-    return Failure();
-}
-
 // The items of the file, one a line.
 Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector<Item> *items)
 {
@@ -114,6 +95,25 @@ void addOrderOption(CLI::App *command, const char *name, const char *text,
 }
 
 } // namespace
+
+Failure loadTags(const ItemOptions &options, QVector<Item> *tags)
+{
+    if (options.tagFile.isEmpty())
+        return Failure();
+    TagFile file;
+    if (Failure failure = readTagFile(options.tagFile, &file, options.defaults.otherDriver))
+        return failure;
+    const int more = file.errors.size() - 1;
+    if (more > 0)
+        return Failure(StatusUsage,
+                       QString::fromLatin1("%1 (and %2: kvlink tags check FILE "
+                                           "lists them)")
+                           .arg(file.errors.first(), countText(more, "more error", "more errors")));
+    if (more == 0)
+        return Failure(StatusUsage, file.errors.first());
+    *tags = file.tags;
+    return Failure();
+}
 
 void addItems(CLI::App *command, ItemOptions *options, const char *form, const char *examples)
 {

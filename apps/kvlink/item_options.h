@@ -48,6 +48,10 @@ void addReadOptions(CLI::App *command, ItemOptions *options);
 /// Whether a link's driver is another one than this PLC's: its devices are not known.
 bool isOtherDriver(const LinkOptions &link);
 
+/// Reads the tag file, if there is one. @param tags is filled on success
+/// @return StatusUsage with what is wrong
+Failure loadTags(const ItemOptions &options, QVector<Item> *tags);
+
 /// Reads the tag file, the expressions, then those of the file of items.
 /// @param items is filled on success
 /// @return StatusUsage with what is wrong with one of them and in which line of the file it is, or

@@ -71,31 +71,9 @@ void printText(const ItemRecord &record, QTextStream &out)
         out << shownWithUnit(record.item, record.result.values.mid(i, 1)) << '\n';
 }
 
-QString itemJson(const ItemRecord &record)
-{
-    const Item &item = record.item;
-    QJsonArray values;
-    for (const QString &value : record.result.values)
-        values.append(jsonValue(item, value));
-    QJsonObject object;
-    object.insert(QLatin1String("time"), textOrNull(record.time));
-    object.insert(QLatin1String("item"), item.text);
-    object.insert(QLatin1String("address"), item.address);
-    object.insert(QLatin1String("type"), itemTypeName(item.type));
-    object.insert(QLatin1String("values"), values);
-    if (!item.tag.name.isEmpty())
-        object.insert(QLatin1String("unit"), textOrNull(item.tag.unit));
-    object.insert(QLatin1String("operation"),
-                  QLatin1String(item.values.isEmpty() ? "read" : "write"));
-    object.insert(QLatin1String("status"),
-                  QLatin1String(statusName(record.result.failure.status())));
-    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text()));
-    return asciiJson(object);
-}
-
 void printJson(const ItemRecord &record, QTextStream &out)
 {
-    out << (record.isFirst ? "[\n" : ",\n") << itemJson(record);
+    out << (record.isFirst ? "[\n" : ",\n") << asciiJson(itemObject(record));
 }
 
 void finishJson(QTextStream &out)
@@ -105,7 +83,7 @@ void finishJson(QTextStream &out)
 
 void printJsonLine(const ItemRecord &record, QTextStream &out)
 {
-    out << itemJson(record) << '\n';
+    out << asciiJson(itemObject(record)) << '\n';
 }
 
 bool hasTags(const QVector<Item> &items)
@@ -134,28 +112,6 @@ void printCsv(const ItemRecord &record, QTextStream &out)
         out << start << i << ',' << csvValue(item, result.values.at(i)) << end;
     if (result.values.isEmpty())
         out << start << ',' << end;
-}
-
-// Each reason once, with the items that it is true of.
-QStringList failureTexts(const QVector<Item> &items, const QVector<ItemResult> &results)
-{
-    QStringList reasons;
-    QVector<QStringList> names;
-    for (int i = 0; i < results.size(); ++i) {
-        const Failure &failure = results.at(i).failure;
-        if (!failure)
-            continue;
-        int reason = reasons.indexOf(failure.text());
-        if (reason < 0) {
-            reason = reasons.size();
-            reasons += failure.text();
-            names += QStringList();
-        }
-        names[reason] += items.at(i).text;
-    }
-    for (int i = 0; i < reasons.size() && items.size() > 1; ++i)
-        reasons[i].prepend(names.at(i).join(QLatin1String(", ")) + QLatin1String(": "));
-    return reasons;
 }
 
 // DM100:hex[2] has the columns DM100:hex and DM101:hex. Where several values share an address, or
@@ -211,6 +167,28 @@ const OutputFormat FORMATS[] = {
 
 } // namespace
 
+QJsonObject itemObject(const ItemRecord &record)
+{
+    const Item &item = record.item;
+    QJsonArray values;
+    for (const QString &value : record.result.values)
+        values.append(jsonValue(item, value));
+    QJsonObject object;
+    object.insert(QLatin1String("time"), textOrNull(record.time));
+    object.insert(QLatin1String("item"), item.text);
+    object.insert(QLatin1String("address"), item.address);
+    object.insert(QLatin1String("type"), itemTypeName(item.type));
+    object.insert(QLatin1String("values"), values);
+    if (!item.tag.name.isEmpty())
+        object.insert(QLatin1String("unit"), textOrNull(item.tag.unit));
+    object.insert(QLatin1String("operation"),
+                  QLatin1String(item.values.isEmpty() ? "read" : "write"));
+    object.insert(QLatin1String("status"),
+                  QLatin1String(statusName(record.result.failure.status())));
+    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text()));
+    return object;
+}
+
 const char *statusName(Status status)
 {
     switch (status) {
@@ -227,6 +205,7 @@ const char *statusName(Status status)
     case StatusSome:
         return "some";
     case StatusUsage:
+        return "usage";
     case StatusUnusable:
         break;
     }
@@ -259,6 +238,27 @@ Status statusOf(const QVector<ItemResult> &results)
     if (failed == 0)
         return StatusGood;
     return failed == results.size() || first == StatusDiffers ? first : StatusSome;
+}
+
+QStringList failureTexts(const QVector<Item> &items, const QVector<ItemResult> &results)
+{
+    QStringList reasons;
+    QVector<QStringList> names;
+    for (int i = 0; i < results.size(); ++i) {
+        const Failure &failure = results.at(i).failure;
+        if (!failure)
+            continue;
+        int reason = reasons.indexOf(failure.text());
+        if (reason < 0) {
+            reason = reasons.size();
+            reasons += failure.text();
+            names += QStringList();
+        }
+        names[reason] += items.at(i).text;
+    }
+    for (int i = 0; i < reasons.size() && items.size() > 1; ++i)
+        reasons[i].prepend(names.at(i).join(QLatin1String(", ")) + QLatin1String(": "));
+    return reasons;
 }
 
 const OutputFormat *defaultFormat()

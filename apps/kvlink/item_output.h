@@ -15,6 +15,7 @@ class App;
 class Option;
 } // namespace CLI
 
+class QJsonObject;
 class QTextStream;
 
 /// One item of one sample, as it is printed.
@@ -45,6 +46,9 @@ struct OutputFormat {
     void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
+
+/// An item as JSON, with the members that kvlink(1), FORMATS, lists.
+QJsonObject itemObject(const ItemRecord &record);
 
 /// What programs call a status, such as no-reply.
 const char *statusName(Status status);
@@ -114,6 +118,9 @@ void printLines(const QByteArray &lines, QTextStream &out);
 /// The program's exit status: 0 when all items succeeded, the first failure's own when all failed or
 /// all failures are of values read back, else 6.
 Status statusOf(const QVector<ItemResult> &results);
+
+/// Why items failed, each reason once with the items that it is true of.
+QStringList failureTexts(const QVector<Item> &items, const QVector<ItemResult> &results);
 
 /// Prints why items failed, each reason once with the items that it is true of.
 /// @return `statusOf`

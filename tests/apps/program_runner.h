@@ -63,10 +63,14 @@ inline Outcome ended(QProcess *process)
     return outcome;
 }
 
+/// @param arguments a last pair "< FILE" names its standard input
 inline Outcome kvlink(const QStringList &arguments)
 {
     QProcess process;
-    process.start(KVLINK_PROGRAM, arguments);
+    const int end = arguments.indexOf("<");
+    if (end >= 0)
+        process.setStandardInputFile(arguments.last());
+    process.start(KVLINK_PROGRAM, arguments.mid(0, end));
     return ended(&process);
 }
 

@@ -91,20 +91,6 @@ const KvlinkRun RUNS[] = {
      "{ANY\"values\":[4660,255]},\n{ANY\"values\":[\"\\u00e4\"]},\n{\"address\":\"DM70000\","
      "\"error\":\"error reply \\\"E0\\\"ANY\"status\":\"plc-error\",ANY\"values\":[]}\n]\n",
      "DM70000: error reply"},
-    {"PLC read DM102:f32 DM100[2] DM130:string[3] DM100:hex DM70000 --format influx", 6,
-     "kvlink,item=DM102:f32,address=DM102 status=\"ok\" ANY000000\n"
-     "kvlink,item=DM100[2],address=DM100 value0=4660i,value1=255i,status=\"ok\" ANY000000\n"
-     "kvlink,item=DM130:string[3],address=DM130 value=\"=\\\"\\\\\",status=\"ok\" ANY000000\n"
-     "kvlink,item=DM100:hex,address=DM100 value=4660i,status=\"ok\" ANY000000\n"
-     "kvlink,item=DM70000,address=DM70000 status=\"plc-error\",error=\"error reply \\\"E0ANY ANY000000\n",
-     "DM70000: error reply"},
-    {"PLC read DM102:f32 DM100[2] DM130:string[3] DM102:f32 DM70000 --format prometheus", 6,
-     "ANY\nANY\nkvlink_up{item=\"DM102:f32\",address=\"DM102\"} 1\nALL\n"
-     "kvlink_up{item=\"DM70000\",address=\"DM70000\"} 0\nANY\nANY\n"
-     "kvlink_value{item=\"DM102:f32\",address=\"DM102\"} NaN\n"
-     "kvlink_value{item=\"DM100[2]\",address=\"DM100\",index=\"0\"} 4660\n"
-     "kvlink_value{item=\"DM100[2]\",address=\"DM100\",index=\"1\"} 255\n",
-     "DM70000: error reply"},
     {"list-ports --format json", 0, "[ALL]\n", ""},
     // Requests.
     {"PLC --trace read DM100 DM105", 0, "DM100 4660\nDM105 4779\n", "> RDS DM00100.H 6\\r\\n"},
