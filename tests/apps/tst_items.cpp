@@ -122,7 +122,7 @@ const struct {
     QString blocks;
 } RANGES[] = {
     {"DM0-9999 - DM307-9999", "DM0-DM305 DM306"},
-    {"dm1-DM400", "DM1-DM305 DM306-DM400"},
+    {"dm1-DM400 EM2-400", "DM1-DM305 DM306-DM400 EM2-EM307 EM308-EM400"},
     {"DM0-9 W0-F - DM8 DM2-3 W0 WF", "DM0-DM1 DM4-DM7 DM9 W1-WE"},
     {"DM5-9 - DM0-5 DM9-20", "DM6-DM8"},
     {"DM5-9 - DM0-4 DM10-20 EM5-9", "DM5-DM9"},
