@@ -60,8 +60,8 @@ int LinkChannel::write(const char *buffer, int length)
 
 int LinkChannel::getRetry()
 {
-    noteFailedAttempt();
-    return stopRequested() ? 0 : m_deviceChannel.getRetry();
+    const int retry = m_deviceChannel.getRetry();
+    return stopRequested() ? 0 : retry;
 }
 
 unsigned long LinkChannel::getDelay()
