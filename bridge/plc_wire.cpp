@@ -36,7 +36,7 @@ ExchangeEnd endOf(const QByteArray &line, const QByteArray &reply)
 
 PlcWire::PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs)
     : m_options(options), m_timeoutMs(timeoutMs), m_pauseMs(pauseMs), m_hasJob(false),
-      m_isEnding(false), m_reopenAtMs(0), m_latestMs(0)
+      m_isEnding(false), m_hasWorked(false), m_reopenAtMs(0), m_latestMs(0)
 {
     m_clock.start();
 }
@@ -126,7 +126,9 @@ void PlcWire::checkLoss()
     m_channels.clear();
     m_unanswered.clear();
     m_port.reset();
-    m_reopenAtMs = m_clock.elapsed() + m_backOff.take();
+    // A device server may have closed a connection that nobody used: no reason to wait.
+    m_reopenAtMs = m_clock.elapsed() + (m_hasWorked ? 0 : m_backOff.take());
+    m_hasWorked = false;
 }
 
 DeviceChannel &PlcWire::channelOf(const QByteArray &station)
@@ -156,6 +158,7 @@ void PlcWire::perform(const WireJob &job)
         } else {
             m_unanswered.remove(job.station);
             m_backOff.reset();
+            m_hasWorked = true;
         }
         if (end != ExchangeEnd::Good && end != ExchangeEnd::Refused)
             channel.noteFailedAttempt();

@@ -93,6 +93,7 @@ private:
     QHash<QByteArray, qint64> m_unanswered; // when a station left an open line without a reply
     QElapsedTimer m_clock;
     BackOff m_backOff;
+    bool m_hasWorked; // a reply has come since the port was opened
     qint64 m_reopenAtMs;
     qint64 m_latestMs; // when the latest task was done
     std::unique_ptr<QThread> m_thread;
