@@ -55,12 +55,12 @@ PlcWire::~PlcWire()
 // A port belongs to the thread that has opened it.
 Failure PlcWire::start()
 {
-    std::promise<Failure> opened;
-    m_thread.reset(QThread::create([this, &opened] {
-        run([&opened](const Failure &failure) { opened.set_value(failure); });
-    }));
+    // The thread may still be at work in it when the result is there.
+    const auto opened = std::make_shared<std::promise<Failure>>();
+    m_thread.reset(QThread::create(
+        [this, opened] { run([opened](const Failure &failure) { opened->set_value(failure); }); }));
     m_thread->start();
-    return opened.get_future().get();
+    return opened->get_future().get();
 }
 
 void PlcWire::run(const std::function<void(const Failure &)> &opened)
