@@ -63,7 +63,8 @@ const KvlinkRun RUNS[] = {
      "ANY s, ANY requests, 0 failed, 0 good after a retry\nANY exchanges with a good reply\n"
      "\ntimes in ms ALL\n64 words ALL to ALL #ALL\n\nno errors\n",
      ""},
-    {"--fault no-reply:once+4 > WIRE --station 7 --timeout 100 diagnose --baud 9600 --duration 9ms", 5,
+    {"--fault no-reply:once+4 > WIRE --station 7 --timeout 100 diagnose --baud 9600 --duration 9ms",
+     5,
      "ANY s, ANY requests, 0 failed, 1 good after a retry\nALL\ncharacters are on the wire in ANY "
      "% of the time at 9600 baud; spare: ANY %\n\nlikely causes, and what to checkALL",
      ""},
