@@ -6,10 +6,11 @@ set -euo pipefail
 prefix=$1
 page=$3
 work=$4
+compiler=$(command -v "$5")
 export PKG_CONFIG_PATH=$prefix/$2/pkgconfig CMAKE_PREFIX_PATH=$prefix PATH=$work/compiler:$prefix/bin:$PATH
-export CMAKE_GENERATOR=$6 CXX=$5 CXXFLAGS="${7-} -Wall -Wextra -Wconversion -Wshadow -Werror"
+export CMAKE_GENERATOR=$6 CXX=$compiler CXXFLAGS="${7-} -Wall -Wextra -Wconversion -Wshadow -Werror"
 mkdir -p "$work/compiler" "$work/driver"
-printf '#!/bin/sh\nexec %s %s "$@"\n' "$5" "${7-}" >"$work/compiler/g++"
+printf '#!/bin/sh\nexec %s %s "$@"\n' "$compiler" "${7-}" >"$work/compiler/g++"
 chmod +x "$work/compiler/g++"
 cd "$work/driver"
 awk '/^```(cpp|cmake) /{file=$2; next} /^```/{file=""} file{print >file}' "$page"

@@ -85,7 +85,8 @@ private:
         if (m_step == 1 && m_isWrite)
             m_values += m_written;
         if (m_soak.left > 0 && m_soak.chance() % DEATHS == 0) {
-            m_socket.write(line.left(static_cast<int>(m_soak.chance() % (2 * line.size()))));
+            const size_t cut = m_soak.chance() % static_cast<size_t>(2 * line.size());
+            m_socket.write(line.left(static_cast<int>(cut)));
             m_socket.flush();
             ++m_soak.counts["deaths"];
             m_socket.blockSignals(true);
