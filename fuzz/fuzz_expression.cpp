@@ -1,5 +1,5 @@
 // Every text that kvlink takes from its users, and the data of its replies.
-#include "apps/decimal_range.h"
+#include "apps/option_checks.h"
 #include "fuzz/fuzz_check.h"
 #include "items/item_plan.h"
 #include "items/item_values.h"
