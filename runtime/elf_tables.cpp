@@ -8,7 +8,8 @@ namespace
 // Far above what a library has. What is read costs time and memory by these, not by what a damaged
 // file claims.
 const size_t MAX_SECTIONS = 20000;
-const int MAX_ENTRIES = 4096; // of needed libraries and versions
+const int MAX_DYNAMIC = 512;  // entries; the needed libraries among them are looked for
+const int MAX_ENTRIES = 4096; // of versions
 const size_t MAX_TEXT = 1024;
 
 // Where a step within versions leads; -1, which no table has, for one that none takes.
@@ -132,10 +133,10 @@ void ElfTables::forEachDynamic(
     const Table table = this->table(SHT_DYNAMIC, ELF_T_DYN);
     if (!table.entries)
         damaged("no dynamic section");
-    if (table.count > MAX_ENTRIES)
+    if (table.count > MAX_DYNAMIC)
         damaged("more dynamic entries than a library has");
     GElf_Dyn entry;
-    for (int i = 0; i < qMin(table.count, MAX_ENTRIES); ++i) {
+    for (int i = 0; i < qMin(table.count, MAX_DYNAMIC); ++i) {
         if (!gelf_getdyn(table.entries, i, &entry) || entry.d_tag == DT_NULL)
             return;
         const bool hasText =

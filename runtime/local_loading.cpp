@@ -1,6 +1,5 @@
 #include "runtime/local_loading.h"
 
-#include "drivers/driver_interface.h"
 #include "runtime/panel_description.h"
 
 #include <QtCore/QFile>
@@ -134,24 +133,12 @@ QStringList libraryRefusals(const PluginFile &plugin, const QString &path)
     return refusals;
 }
 
-QString metaDataRefusal(const PluginMetaData &data)
-{
-    if (!data.isRead)
-        return QLatin1String(data.place.isEmpty() ? "it has no meta-data of a Qt 5 plug-in"
-                                                  : "its meta-data cannot be read");
-    const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
-    if (data.interface != expected)
-        return QString::fromLatin1("its interface is %1, expected is %2")
-            .arg(data.interface, expected);
-    return versionRefusal(QLatin1String(qVersion()), data.qtVersion);
-}
-
 } // namespace
 
 QStringList localRefusals(const PluginFile &plugin, const QString &path)
 {
     const QString platform = platformRefusal(ownPlatform(), plugin.platform);
-    QStringList refusals = {platform, metaDataRefusal(plugin.metaData)};
+    QStringList refusals = {platform, metaDataRefusal(plugin.metaData, QLatin1String(qVersion()))};
     if (platform.isEmpty())
         refusals += libraryRefusals(plugin, path);
     refusals.removeAll(QString());

@@ -1,8 +1,11 @@
 #include "runtime/panel_description.h"
 
-#include <QtCore/QFile>
+#include "drivers/driver_interface.h"
+#include "runtime/whole_file.h"
+
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSettings>
+#include <QtCore/QTemporaryFile>
 #include <QtCore/QVersionNumber>
 
 namespace
@@ -25,7 +28,7 @@ const struct {
     {"glibc", NUMBERS, "a version such as 2.13", "GLIBC"},
     {"glibcxx", NUMBERS, "a version such as 3.4.14", "GLIBCXX"},
     {"cxxabi", NUMBERS, "a version such as 1.3.4", "CXXABI"},
-    {"libraries", ".+", "names with blanks between them", nullptr},
+    {"libraries", "[^,]+", "names with blanks between them", nullptr},
 };
 
 QString of(const PanelDescription &panel, const char *key)
@@ -48,6 +51,18 @@ Platform platformOf(const PanelDescription &panel, Platform platform)
     return platform;
 }
 
+// Why a Qt refuses a plug-in that was built with another version; empty when it does not.
+QString versionRefusal(const QString &own, const QString &its)
+{
+    const QVersionNumber here = QVersionNumber::fromString(own);
+    const QVersionNumber there = QVersionNumber::fromString(its);
+    const bool isTaken =
+        here.majorVersion() == there.majorVersion() && here.minorVersion() >= there.minorVersion();
+    return isTaken ? QString()
+                   : QString::fromLatin1("it was built with Qt %1, which Qt %2 does not take")
+                         .arg(its, own);
+}
+
 void judgeQt4(const PluginFile &plugin, const PanelDescription &panel, QStringList *refusals)
 {
     const VerificationText &text = plugin.verification;
@@ -59,8 +74,10 @@ void judgeQt4(const PluginFile &plugin, const PanelDescription &panel, QStringLi
     *refusals += versionRefusal(of(panel, "qt"), text.qtVersion);
     const QString keys = of(panel, "buildkey");
     bool isTaken = keys.isEmpty();
+    // Qt leaves that out of the plug-in's key.
+    const QString its = QString(text.buildKey).remove(QLatin1String(" no-stl"));
     for (const QString &key : keys.split(QLatin1Char('|')))
-        isTaken |= key.trimmed() == text.buildKey;
+        isTaken |= key.trimmed() == its;
     if (!isTaken)
         *refusals += QString::fromLatin1("its build key is \"%1\", the panel's \"%2\"")
                          .arg(text.buildKey, keys);
@@ -75,7 +92,11 @@ void judgeLibraries(const PluginFile &plugin, const PanelDescription &panel, QSt
     }
     for (const QString &needed : highestVersions(plugin.neededVersions)) {
         const int end = needed.lastIndexOf(QLatin1Char('_'));
-        const QString name = needed.left(end), number = needed.mid(end + 1);
+        QString name = needed.left(end), number = needed.mid(end + 1);
+        if (needed.startsWith(QLatin1String("GLIBC_ABI"))) {
+            name = QLatin1String("GLIBC");
+            number = QLatin1String("2.36"); // the first one that has any
+        }
         for (const auto &key : KEYS) {
             const QString most = of(panel, key.name);
             if (!key.versions || most.isEmpty() || name != QLatin1String(key.versions))
@@ -105,21 +126,23 @@ Failure checkValue(const QString &path, const QString &given, const QString &val
         return wrong(path, QString::fromLatin1("%1 \"%2\": expected %3")
                                .arg(name, value, QLatin1String(key.expected)));
     }
-    return wrong(path, QString::fromLatin1("%1 is not a key of [panel]; expected %2")
-                           .arg(given, known.join(QLatin1String(", "))));
+    return wrong(path,
+                 QString::fromLatin1("%1 is not a key of [panel]; expected in that section %2")
+                     .arg(given, known.join(QLatin1String(", "))));
 }
 
 } // namespace
 
-QString versionRefusal(const QString &own, const QString &its)
+QString metaDataRefusal(const PluginMetaData &data, const QString &qt)
 {
-    const QVersionNumber here = QVersionNumber::fromString(own);
-    const QVersionNumber there = QVersionNumber::fromString(its);
-    const bool isTaken =
-        here.majorVersion() == there.majorVersion() && here.minorVersion() >= there.minorVersion();
-    return isTaken ? QString()
-                   : QString::fromLatin1("it was built with Qt %1, which Qt %2 does not take")
-                         .arg(its, own);
+    if (!data.isRead)
+        return QLatin1String(data.place.isEmpty() ? "it has no meta-data of a Qt 5 plug-in"
+                                                  : "its meta-data cannot be read");
+    const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
+    if (data.interface != expected)
+        return QString::fromLatin1("its interface is %1, expected is %2")
+            .arg(data.interface, expected);
+    return versionRefusal(qt, data.qtVersion);
 }
 
 QString platformRefusal(const Platform &own, const Platform &its)
@@ -144,13 +167,16 @@ QString platformRefusal(const Platform &own, const Platform &its)
 Failure readPanelDescription(const QString &path, PanelDescription *panel)
 {
     *panel = PanelDescription();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.read(1).isEmpty())
+    QByteArray content;
+    if (Failure failure = readWholeFile(path, &content))
+        return failure;
+    // The parser wants a plain file; what is given may be a pipe.
+    QTemporaryFile copy;
+    if (content.isEmpty() || !copy.open() || !writeAllBytes(content, &copy) || !copy.flush())
         return Failure(StatusOpen, QString::fromLatin1("cannot read %1: %2")
-                                       .arg(path, file.error() == QFileDevice::NoError
-                                                      ? QLatin1String("it is empty")
-                                                      : file.errorString()));
-    const QSettings settings(path, QSettings::IniFormat);
+                                       .arg(path, content.isEmpty() ? QLatin1String("it is empty")
+                                                                    : copy.errorString()));
+    const QSettings settings(copy.fileName(), QSettings::IniFormat);
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys) {
         // What has commas is a list to it.
@@ -171,10 +197,10 @@ PanelVerdict judgePlugin(const PluginFile &plugin, const PanelDescription &panel
     PanelVerdict verdict;
     verdict.refusals += platformRefusal(platformOf(panel, plugin.platform), plugin.platform);
     const QString qt = of(panel, "qt");
-    if (qt.startsWith(QLatin1String("4.")))
+    if (QVersionNumber::fromString(qt).majorVersion() == 4)
         judgeQt4(plugin, panel, &verdict.refusals);
     else if (!qt.isEmpty())
-        verdict.refusals += versionRefusal(qt, plugin.metaData.qtVersion);
+        verdict.refusals += metaDataRefusal(plugin.metaData, qt);
     if (!plugin.entryPoints.contains(QLatin1String("qt_plugin_instance")))
         verdict.refusals += QLatin1String("it exports no qt_plugin_instance");
     judgeLibraries(plugin, panel, &verdict.refusals);

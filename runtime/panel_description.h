@@ -26,9 +26,9 @@ struct PanelVerdict {
 /// Checks what the dynamic loader and Qt of a panel check.
 PanelVerdict judgePlugin(const PluginFile &plugin, const PanelDescription &panel);
 
-/// Why a Qt refuses a plug-in that was built with another version; empty when it does not.
-/// @param own, its versions such as 4.8.6; the third number does not count
-QString versionRefusal(const QString &own, const QString &its);
+/// Why a Qt 5 and the runtime on it refuse a plug-in by its meta-data; empty when they do not.
+/// @param qt version such as 5.15.8; its third number does not count
+QString metaDataRefusal(const PluginMetaData &data, const QString &qt);
 
 /// Why code cannot run on a platform; empty when it can.
 QString platformRefusal(const Platform &own, const Platform &its);

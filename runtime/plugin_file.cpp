@@ -84,20 +84,22 @@ void readPlatform(const ElfTables &elf, Platform *platform)
         platform->floatAbi = floatAbiOf(elf.section(".ARM.attributes"));
 }
 
-// Where a mark stands, and what follows it there.
+// Where a mark stands, and what follows it there. As Qt does, it takes the first of the places that
+// the file has, and there the last mark.
 QString findMark(const ElfTables &elf, const QByteArray &content, const char *section,
                  const QByteArray &mark, QByteArray *found)
 {
     const int enough = 65536;
-    for (const char *place : {section, ".rodata", ""}) {
-        const QByteArray &bytes = *place ? elf.section(place) : content;
-        const int at = bytes.indexOf(mark);
-        if (at < 0)
-            continue;
-        *found = bytes.mid(at + mark.size(), enough);
-        return QLatin1String(*place ? place : "elsewhere");
-    }
-    return QString();
+    const char *const place = elf.hasSection(section)     ? section
+                              : elf.hasSection(".rodata") ? ".rodata"
+                                                          : nullptr;
+    const QByteArray searched = place ? elf.section(place) : content;
+    const int at = searched.lastIndexOf(mark);
+    const int anywhere = at < 0 ? content.lastIndexOf(mark) : at;
+    if (anywhere < 0)
+        return QString();
+    *found = (at < 0 ? content : searched).mid(anywhere + mark.size(), enough);
+    return QLatin1String(at < 0 ? "elsewhere" : place ? place : "the whole file");
 }
 
 void readVerification(const ElfTables &elf, const QByteArray &content, VerificationText *text)
@@ -167,6 +169,7 @@ void readSymbols(const ElfTables &elf, PluginFile *plugin, bool *hasStackGuard, 
             }
         }
     });
+    plugin->neededLibraries.removeDuplicates();
     plugin->entryPoints.removeDuplicates();
     plugin->entryPoints.sort();
 }
@@ -232,6 +235,7 @@ Failure readPluginFile(const QString &path, PluginFile *plugin)
 
 QStringList highestVersions(const QVector<SymbolVersion> &versions)
 {
+    QStringList texts;
     QMap<QString, QVersionNumber> highest;
     for (const SymbolVersion &needed : versions) {
         const int at = needed.version.lastIndexOf(QLatin1Char('_'));
@@ -239,9 +243,11 @@ QStringList highestVersions(const QVector<SymbolVersion> &versions)
         if (at > 0 && !number.isNull()) {
             QVersionNumber &known = highest[needed.version.left(at)];
             known = qMax(known, number);
+        } else {
+            texts += needed.version;
         }
     }
-    QStringList texts;
+    texts.removeDuplicates();
     for (auto version = highest.constBegin(); version != highest.constEnd(); ++version)
         texts += version.key() + QLatin1Char('_') + version->toString();
     return texts;

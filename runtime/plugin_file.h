@@ -28,8 +28,8 @@ struct SymbolVersion {
 
 /// The text by which Qt 4 knows its plug-ins.
 struct VerificationText {
-    /// Where it stands: .qtplugin or .rodata, where Qt 4 looks for it, "elsewhere", or empty for
-    /// a file without it.
+    /// Where it stands: .qtplugin, or .rodata of a file without that section, or "the whole file"
+    /// of one without both, where Qt 4 looks for it; "elsewhere"; or empty for a file without it.
     QString place;
     QString qtVersion; ///< such as 4.8.6
     QString buildKey;  ///< of the Qt that it was built with
@@ -71,6 +71,7 @@ Failure parsePluginFile(QByteArray content, PluginFile *plugin);
 Failure readPluginFile(const QString &path, PluginFile *plugin);
 
 /// The highest version of each name, such as GLIBC_2.34 of GLIBC_2.4 and GLIBC_2.34; by names.
+/// Before them those without a number, such as GLIBC_ABI_DT_RELR.
 QStringList highestVersions(const QVector<SymbolVersion> &versions);
 
 #endif
