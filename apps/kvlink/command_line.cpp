@@ -88,7 +88,8 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
     app.add_option_function<std::string>("--driver", into(&link->driverPath),
                                          "Driver plug-in to load")
         ->default_str("the installed one")
-        ->option_text("FILE");
+        ->option_text("FILE")
+        ->check(refuseEmpty);
 }
 
 // Of the commands, those that send lines of the protocol themselves, or know all devices.

@@ -137,6 +137,7 @@ void addInspectCommand(CLI::App &app, CommandLine *line)
         ->add_option_function<std::string>(
             "--panel", into(&options->panelFile),
             "Description of a panel; status 7 when it refuses the plug-in")
+        ->check(refuseEmpty)
         ->option_text("FILE");
     addFormatOption(command, &options->format, OutputKind::Table);
     command->callback([line, options] {

@@ -40,13 +40,6 @@ const std::string::size_type HELP_WIDTH = 80;
 // Wide enough for the longest option, so that each takes one line.
 const int HELP_COLUMN = 34;
 
-// An empty value, as an unset variable of a script leaves it, must not count as an option not
-// given.
-std::string refuseEmpty(const std::string &value)
-{
-    return value.empty() ? "the value is empty" : std::string();
-}
-
 std::string faultNames()
 {
     std::string text = "KIND is";
