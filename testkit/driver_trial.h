@@ -26,8 +26,9 @@ struct TrialRequest {
 /// a further attempt, a request
 /// - ends within a number of calls to the channel, and asks for no read without room;
 /// - either succeeds and is right, or gives an empty result (0 from a write), sets the error flag
-///   and leaves a text;
-/// - gives no more bytes than the command covers;
+///   and leaves a text; with a further attempt it succeeds after a reply that is lost;
+/// - gives as many bytes as on the sound wire;
+/// - asks for the further attempts only after one that failed;
 /// - leaves nothing behind: the same request on the sound wire after it is right again.
 ///
 /// Replies that are too long fill the whole room that a read asks for, so that the address
@@ -74,7 +75,7 @@ private:
 
     QByteArray soundRun(const TrialRequest &request, Sound *sound);
     QByteArray damagedRun(const TrialRequest &request, const Sound &sound, const WireFault &fault,
-                          int reply, int variant, int retries);
+                          int reply, int variant, int retries, bool mustSucceed);
     QByteArray outcome(const TrialRequest &request, Wire &wire, const QByteArray &state,
                        bool mustSucceed, bool mayBeWrong);
 

@@ -49,7 +49,19 @@ private:
     SimulatedPlc m_plc;
 };
 
-enum Defect { NoText, NoFlag, TooMuch, WrongResult, NoDiscard, NoEnd, NoRoom, Throws, Forgets };
+enum Defect {
+    NoText,
+    NoFlag,
+    TooMuch,
+    WrongResult,
+    NoDiscard,
+    NoEnd,
+    NoRoom,
+    Throws,
+    Forgets,
+    NoRetry,
+    AsksFirst
+};
 
 // Hides what a driver asks of its channel, or adds to it.
 class DefectiveCalls : public ForwardingChannel
@@ -72,6 +84,8 @@ public:
         return m_defect == NoDiscard ? 1 : ForwardingChannel::control(code, value);
     }
 
+    int getRetry() override { return m_defect == NoRetry ? 0 : ForwardingChannel::getRetry(); }
+
 private:
     const Defect m_defect;
 };
@@ -85,6 +99,8 @@ public:
     {
         DefectiveCalls calls(*device, m_defect);
         const B data = DriverKV_L20V_HostLink::read(&calls, command);
+        if (m_defect == AsksFirst)
+            device->getRetry();
         if (m_defect == Throws && data.isEmpty())
             throw std::exception();
         if (m_defect == NoFlag && data.isEmpty())
@@ -131,6 +147,10 @@ const struct {
     {"read words on a sound wire: a read without room for a byte", NoRoom, 0, "late"},
     {"read words, cut at reply 0, variant 0, 0 retries: an exception: std::exception", Throws, 0,
      "cut"},
+    {"read words, silence at reply 0, variant 0, 1 retries: failed: PLC no response", NoRetry, 0,
+     "silence"},
+    {"read words on a sound wire: getRetry is called, though no attempt failed", AsksFirst, 0,
+     "late"},
     {"write words on a sound wire: no reply is read", Forgets, 3, "late"},
 };
 
