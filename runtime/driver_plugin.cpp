@@ -1,11 +1,14 @@
 #include "runtime/driver_plugin.h"
 
 #include "drivers/driver_interface.h"
+#include "tools/drv_dev_setting.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonObject>
+
+#include <memory>
 
 namespace
 {
@@ -14,6 +17,14 @@ const char DRIVER_FILE[] = "kv-hostlink/drivers/libkv_l20v_host_link.so";
 const char DRIVER_CLASS[] = "DriverKV_L20V_HostLink";
 const char CHOSEN_DRIVER[] = "KV_HOSTLINK_DRIVER";
 const char *const LIBRARY_DIRECTORIES[] = {"lib", KV_INSTALL_LIBDIR};
+
+// A link is opened with them where the user gives none.
+bool hasDefaults(DriverInterface *driver)
+{
+    const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
+    const std::unique_ptr<DriverSetting> link(driver->getDefaultDriverSetting());
+    return device && link;
+}
 
 } // namespace
 
@@ -69,8 +80,12 @@ Failure DriverPlugin::load(const QString &path)
     // A missing function would otherwise end the whole program when it is first called.
     m_loader.setLoadHints(m_loader.loadHints() | QLibrary::ResolveAllSymbolsHint);
     m_driver = qobject_cast<DriverInterface *>(m_loader.instance());
-    if (m_driver)
+    if (m_driver && hasDefaults(m_driver))
         return Failure();
+    if (m_driver) {
+        m_driver = nullptr;
+        return failure(QLatin1String("it gives no default settings for a link"));
+    }
     return failure(QString::fromLatin1("cannot be loaded (%1)")
                        .arg(m_loader.isLoaded() ? QString::fromLatin1("it holds no driver")
                                                 : m_loader.errorString()));

@@ -79,13 +79,14 @@ int runInfo(const CommandLine &line, const QString &tagFile, const LinkOptions &
     DriverInterface *driver = client.driver();
     const std::unique_ptr<DeviceSetting> device(driver->getDefaultSerialDeviceSetting());
     const std::unique_ptr<DriverSetting> link(driver->getDefaultDriverSetting());
-    out << "name: " << driver->name() << '\n'
-        << "vendor: " << driver->vender() << '\n'
-        << "version: " << driver->getVersionNumber() << '\n'
+    out << "name: " << printableText(driver->name()) << '\n'
+        << "vendor: " << printableText(driver->vender()) << '\n'
+        << "version: " << printableText(driver->getVersionNumber()) << '\n'
         << "supported kinds: " << kindsText(driver->supportedCommunicationFlags()) << '\n'
-        << "default serial setting: " << driver->getStringBasedDefaultDriverSetting() << '\n'
-        << "default serial device: " << device->string << ", " << device->baudrate << " baud, "
-        << device->databits << " data bits, "
+        << "default serial setting: " << printableText(driver->getStringBasedDefaultDriverSetting())
+        << '\n'
+        << "default serial device: " << printableText(device->string) << ", " << device->baudrate
+        << " baud, " << device->databits << " data bits, "
         << codeText(device->parity, EvenParityCode, "even parity", "parity") << ", "
         << codeText(device->stopbits, OneStopBitCode, "1 stop bit", "stop-bit") << '\n'
         << "default driver setting: timeout " << link->timeout << " ms, retry " << link->retry
@@ -93,7 +94,7 @@ int runInfo(const CommandLine &line, const QString &tagFile, const LinkOptions &
         << "total size: " << driver->totalSize() << '\n'
         << "block size: " << driver->getBlockAccessSize() << '\n'
         << "bit block size: " << driver->getBitBlockAccessSize() << '\n'
-        << "plug-in: " << client.plugin().path() << '\n';
+        << "plug-in: " << printableText(client.plugin().path()) << '\n';
     if (const ProjectLink *project = client.project())
         out << "project link: HMI port " << project->hmiPort << ", link " << project->linkId
             << ", station " << project->station << '\n';
