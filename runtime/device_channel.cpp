@@ -2,6 +2,7 @@
 
 #include "runtime/port.h"
 
+#include <QtCore/QByteArray>
 #include <QtCore/QVariant>
 
 #include <algorithm>
@@ -21,8 +22,8 @@ const int WAIT_SLICE_MS = 50;
 } // namespace
 
 DeviceChannel::DeviceChannel(Port &port, const DriverSetting &setting)
-    : m_port(port), m_setting(setting), m_timeoutMs(0), m_lineSentAtMs(0), m_isAnswerDue(false),
-      m_isHeard(false), m_slowestAnswerMs(0), m_attemptFailed(false)
+    : m_port(port), m_setting(setting), m_timeoutMs(0), m_lineSentAtMs(0), m_hasLineEnds(true),
+      m_isAnswerDue(false), m_isHeard(false), m_slowestAnswerMs(0), m_attemptFailed(false)
 {
     setTimeout(setting.timeout);
 }
@@ -34,7 +35,8 @@ int DeviceChannel::read(char *buffer, int maxLength)
     return take(buffer, maxLength);
 }
 
-// What has arrived. Each line end in it answers the oldest line that has no answer.
+// What has arrived. Each line end in it answers the oldest line that has no answer; where frames
+// have no line ends, anything does.
 int DeviceChannel::take(char *buffer, int maxLength)
 {
     const int received = m_port.read(buffer, maxLength);
@@ -48,8 +50,9 @@ int DeviceChannel::take(char *buffer, int maxLength)
             qMax(m_slowestAnswerMs - (m_slowestAnswerMs + 7) / 8, m_port.nowMs() - sinceMs);
         m_isAnswerDue = false;
     }
-    const int lines = static_cast<int>(std::count(buffer, buffer + received, '\n'));
-    m_openLines.remove(0, qMin(lines, m_openLines.size()));
+    const int answers =
+        m_hasLineEnds ? static_cast<int>(std::count(buffer, buffer + received, '\n')) : 1;
+    m_openLines.remove(0, qMin(answers, m_openLines.size()));
     return received;
 }
 
@@ -60,6 +63,7 @@ int DeviceChannel::write(const char *buffer, int length)
         return -1;
     m_lineSentAtMs = m_port.nowMs() + m_port.transmissionMs(sent);
     m_isAnswerDue = true;
+    m_hasLineEnds = QByteArray::fromRawData(buffer, length).endsWith("\r\n");
     if (sent == length)
         m_openLines.append(m_lineSentAtMs);
     return sent;

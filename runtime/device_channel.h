@@ -41,7 +41,8 @@ public:
     /// that tells which line it answers, so the channel first waits for replies that are still due:
     /// - Each line gets one reply line. While a sent line has none, the channel waits for it, for
     ///   up to five time-outs from when the line had left the port. After a wait in which nothing
-    ///   came the PLC counts as silent: it is not waited for again before something comes.
+    ///   came the PLC counts as silent: it is not waited for again before something comes. What
+    ///   does not end in CR LF is a frame of another protocol: any bytes count as its reply.
     /// - After a failed attempt the wire has to be silent for twice the time of the slowest answer,
     ///   at most for a time-out.
     /// @return 1; 0 for other codes
@@ -82,6 +83,7 @@ private:
     int m_timeoutMs;
     qint64 m_lineSentAtMs;       // when the last line will have left the port
     QVector<qint64> m_openLines; // the same of each line without a reply line, oldest first
+    bool m_hasLineEnds;          // the last line ended in CR LF, so that its reply does
     bool m_isAnswerDue;          // nothing has come since the last line
     bool m_isHeard;              // something came, and since then no wait ended with nothing
     qint64 m_slowestAnswerMs;    // among the last answers

@@ -47,7 +47,7 @@ struct SlowWire : public Port {
     {
         if (!hasCome())
             return 0;
-        *buffer = '\n';
+        *buffer = answer;
         if (!isEndless)
             answers.removeFirst();
         return 1;
@@ -76,6 +76,7 @@ struct SlowWire : public Port {
     qint64 lineMs = 0;    // that a line takes to leave
     qint64 answerMs = -1; // negative for none
     QList<qint64> answers;
+    char answer = '\n';
     bool isFull = false;    // takes no byte
     bool isEndless = false; // sends all the time
 };
@@ -90,7 +91,7 @@ struct SlowChannel : public DeviceChannel {
     {
         const qint64 beginMs = wire.nowMs();
         wire.answerMs = answerMs;
-        write("CQ\r\n", 4);
+        write(line.constData(), line.size());
         readOnce(*this);
         if (fails)
             noteFailedAttempt();
@@ -99,6 +100,7 @@ struct SlowChannel : public DeviceChannel {
     }
 
     SlowWire &wire;
+    QByteArray line = "CQ\r\n";
 };
 
 /// A port that this process has opened, and its far end.
@@ -241,6 +243,11 @@ private slots:
         const qint64 beginMs = wire.nowMs();
         channel.awaitReplies();
         QCOMPARE(wire.nowMs(), beginMs + 500);
+        // Frames of a protocol without line ends.
+        channel.line = "\2Q\3";
+        wire.answer = '\3';
+        QCOMPARE(channel.exchange(5, false), qint64(5));
+        QCOMPARE(channel.exchange(420, false), qint64(420));
         channel.setTimeout(600000);
         wire.isFull = true;
         wire.ms = 0;
