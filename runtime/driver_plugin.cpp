@@ -72,7 +72,9 @@ Failure DriverPlugin::load(const QString &path)
     m_loader.setFileName(file.absoluteFilePath());
     const QString found = m_loader.metaData().value(QLatin1String("IID")).toString();
     if (found.isEmpty())
-        return failure(QString::fromLatin1("not a plug-in (%1)").arg(m_loader.errorString()));
+        return failure(QString::fromLatin1("not a plug-in for this machine (%1); "
+                                           "kvlink inspect describes the file")
+                           .arg(m_loader.errorString()));
     if (found != expected)
         return failure(QString::fromLatin1("a plug-in of another kind (its interface is %1, "
                                            "expected is %2)")
