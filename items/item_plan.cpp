@@ -92,9 +92,7 @@ void planNumbers(const Item &item, int index, QVector<ItemRequest> *requests)
 // What another driver divides, or refuses, as it has to.
 ItemRequest wholeRequest(const Item &item, int index)
 {
-    const ItemRequest request = {itemCommand(item), QVector<ItemPart>()
-                                                        << ItemPart{index, 0, 0, itemBytes(item)}};
-    return request;
+    return {itemCommand(item), {ItemPart{index, 0, 0, itemBytes(item)}}};
 }
 
 // Requests for spans in the order of their devices and first words.

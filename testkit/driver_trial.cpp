@@ -170,7 +170,7 @@ QByteArray DriverTrial::soundRun(const TrialRequest &request, Sound *sound)
     if (m_driver.initialize(&wire.watched) != 1)
         return "initialize does not give 1";
     wire.faulty.damageNothing();
-    const QByteArray wrong = outcome(request, wire, QByteArray(), true, request.isWrite);
+    QByteArray wrong = outcome(request, wire, QByteArray(), true, request.isWrite);
     sound->replies = wire.faulty.replies();
     sound->state = m_device.state();
     sound->foreign = wire.watched.lines + sound->replies;

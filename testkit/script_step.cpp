@@ -74,7 +74,7 @@ ScriptStep controlStep(int code, const QVariant &value)
 {
     const bool discards = code == AbstractDeviceInterface::DiscardInput &&
                           value.type() == QVariant::Int && value.toInt() == 0;
-    const ScriptStep step = {discards ? '!' : '?', QByteArray()};
+    ScriptStep step = {discards ? '!' : '?', QByteArray()};
     return step;
 }
 

@@ -49,12 +49,13 @@ int serveOverTcp(SimulatedDevice &device, int port)
     const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
     const int found = listenOn(listener, port);
     if (found < 0) {
-        std::fprintf(stderr, "cannot serve TCP port %d of 127.0.0.1: %s; give another port\n", port,
-                     std::strerror(errno));
+        static_cast<void>(
+            std::fprintf(stderr, "cannot serve TCP port %d of 127.0.0.1: %s; give another port\n",
+                         port, std::strerror(errno)));
         return 1;
     }
     std::printf("tcp 127.0.0.1:%d\n", found);
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     for (;;) {
         const int client = ::accept(listener, 0, 0);
         if (client >= 0)
