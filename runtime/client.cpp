@@ -93,8 +93,19 @@ Failure Client::openLink()
     if (!failure)
         failure = m_link->open(m_options, pacing(), m_trace.get(), m_err);
     if (!failure)
-        driver()->initialize(channel());
+        failure = initializeDriver();
     return failure;
+}
+
+Failure Client::initializeDriver()
+{
+    if (driver()->initialize(channel()) != 0)
+        return Failure();
+    const QString reason = driver()->hasError() ? driver()->getLastError() : QString();
+    return Failure(
+        StatusOpen,
+        QString::fromLatin1("the driver cannot use %1: its initialize gave 0%2")
+            .arg(m_link->name(), reason.isEmpty() ? reason : QLatin1String(", ") + reason));
 }
 
 Failure Client::open()

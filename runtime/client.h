@@ -96,6 +96,7 @@ public:
 private:
     Failure findProject();
     Failure openTrace();
+    Failure initializeDriver();
     RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
     RequestOutcome driverOutcome(bool succeeded) const;
     Failure request(const std::function<RequestOutcome()> &work, const QString &address);

@@ -14,9 +14,9 @@
 /// The name is what is run: the options of a kvsim of its own and ">", if one is needed, then
 /// kvlink's command lines with ";" between them. All but the last must succeed, and their output
 /// comes first. In kvsim's options "+" is a blank. Placeholders there: WIRE leads to the PLC, SERIAL
-/// without settings, PLC names its station as well, without a retry; FOLDER has files. In what is expected: TIME, NUM (not
-/// zero), ANY in a line, ALL, and STAMP before a traced line. The output is compared whole; of
-/// stderr a part, or all behind "^".
+/// without settings, PLC names its station as well, without a retry; FOLDER has files. In what is
+/// expected: TIME, NUM (not zero), ANY in a line, ALL, and STAMP before a traced line. The output is
+/// compared whole; of stderr a part, or all behind "^".
 struct KvlinkRun {
     const char *name;
     int status;
