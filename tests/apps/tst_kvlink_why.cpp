@@ -54,7 +54,7 @@ const struct {
     {"--fault noise-before", 5, "speed"},
     {"--fault cut:once+4", 5, "cut"},
     {"--fault echo", 5, "echo"},
-    {"--fault late:once+4,180", 5, "late"},
+    {"--fault late:once+4,LATE", 5, "late"},
     {"--fault no-reply:once+4 --fault wrong-station:once+2", 5, "missing station"},
 };
 
@@ -120,8 +120,8 @@ private slots:
     void diagnosesLines()
     {
         const auto &row = currentRow(LINES);
-        Simulator plc(
-            words(QString("--station 7 --seed 3 ") + row.name).replaceInStrings("+", " "));
+        const QString faults = QString(row.name).replace("LATE", QString::number(REPLY_MS * 9 / 5));
+        Simulator plc(words("--station 7 --seed 3 " + faults).replaceInStrings("+", " "));
         const QString command = "--station 7 --timeout %1 diagnose --duration 100ms --format json";
         const Outcome outcome = kvlink(plc.wire + words(command.arg(REPLY_MS)));
         const QJsonObject result = QJsonDocument::fromJson(outcome.out.toUtf8()).object();
