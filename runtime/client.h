@@ -87,6 +87,9 @@ public:
         m_observer = observer;
     }
 
+    /// As Link::latencyText. Requires: `openLink` succeeded.
+    QString latencyText() const { return m_link->latencyText(); }
+
     /// What the requests so far came to.
     const Statistics &statistics() const { return m_statistics; }
 

@@ -116,6 +116,11 @@ SerialErrors Link::errors() const
     return m_port->errors();
 }
 
+QString Link::latencyText() const
+{
+    return m_port->latencyText();
+}
+
 StrayInput Link::stray() const
 {
     return m_portChannel->stray;

@@ -108,6 +108,9 @@ public:
     /// What the port has counted so far; all 0 where the link is not a serial port.
     SerialErrors errors() const;
 
+    /// How long the port's driver may hold received characters; empty where that is unknown.
+    QString latencyText() const;
+
     /// What came so far that nobody waited for.
     StrayInput stray() const;
 

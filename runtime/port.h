@@ -55,6 +55,10 @@ public:
     /// Why, for people; empty as long as the port works.
     virtual QString brokenText() const { return QString(); }
 
+    /// How long the port's driver may hold received characters, for people; empty where that is
+    /// unknown.
+    virtual QString latencyText() const { return QString(); }
+
     /// All 0 for a port without such counts.
     virtual SerialErrors errors() const { return SerialErrors(); }
 };

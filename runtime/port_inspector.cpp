@@ -44,13 +44,3 @@ QStringList PortInspector::users(const QString &device) const
 {
     return m_users.values(QFileInfo(device).canonicalFilePath());
 }
-
-int PortInspector::latencyMs(const QString &device) const
-{
-    const QString name = QFileInfo(QFileInfo(device).canonicalFilePath()).fileName();
-    bool isNumber = false;
-    const int ms =
-        contentOf(QString::fromLatin1("%1sys/class/tty/%2/device/latency_timer").arg(m_root, name))
-            .toInt(&isNumber);
-    return isNumber ? ms : -1;
-}

@@ -21,10 +21,6 @@ public:
     /// The processes that have a port open, as far as we may see: "panel (1234)".
     QStringList users(const QString &device) const;
 
-    /// How long the driver of a USB adapter gathers characters before it hands them over, in
-    /// milliseconds; -1 for a driver that does not say.
-    int latencyMs(const QString &device) const;
-
 private:
     const QString m_root;
     QMultiMap<QString, QString> m_users; // of each open file

@@ -1,6 +1,7 @@
 #include "runtime/serial_port.h"
 
 #include "runtime/descriptor_port.h"
+#include "runtime/port_latency.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
@@ -56,17 +57,6 @@ bool parseFormat(const QString &text, SerialPortSetting *setting)
     return true;
 }
 
-// The file behind a port's name: a bare name such as ttyS0 or pts/0 lies in /dev.
-QString devicePath(const QString &device)
-{
-    const bool isPath = device.startsWith(QLatin1Char('/')) ||
-                        device.startsWith(QLatin1String("./")) ||
-                        device.startsWith(QLatin1String("../"));
-    const QString path = isPath ? device : QLatin1String("/dev/") + device;
-    const QString canonical = QFileInfo(path).canonicalFilePath();
-    return canonical.isEmpty() ? path : canonical;
-}
-
 // Why Qt could not open or set a port. When the file's rights allow it and the system refuses all
 // the same, another process has the port.
 QString openingError(const QSerialPort &port, const QString &path)
@@ -88,6 +78,7 @@ public:
 
     ~SerialPort() override
     {
+        m_latency.reset(); // needs the open port
         m_port.close();
         if (m_lock >= 0)
             ::close(m_lock);
@@ -131,10 +122,15 @@ public:
                                                  "bits; it is used without them")
                                  .arg(setting.device));
         }
-        if (checkReceivedCharacters())
-            return true;
-        *error = QLatin1String("it cannot check received characters: ") + qt_error_string(errno);
-        return false;
+        if (!checkReceivedCharacters()) {
+            *error =
+                QLatin1String("it cannot check received characters: ") + qt_error_string(errno);
+            return false;
+        }
+        m_latency.reset(new PortLatency(descriptor(), m_path));
+        if (!m_latency->hint().isEmpty())
+            warnings->append(m_latency->hint());
+        return true;
     }
 
     qint64 transmissionMs(int bytes) const override
@@ -142,6 +138,8 @@ public:
         const qint64 bits = qint64(MAX_BITS_PER_CHARACTER) * bytes;
         return qMin(bits * 1000 / m_port.baudRate() + 1, MAX_TRANSMISSION_MS);
     }
+
+    QString latencyText() const override { return m_latency->text(); }
 
     SerialErrors errors() const override
     {
@@ -191,14 +189,25 @@ private:
 
     QString m_path;
     QSerialPort m_port;
+    std::unique_ptr<PortLatency> m_latency;
     int m_lock;
 };
 
 } // namespace
 
+QString serialDevicePath(const QString &device)
+{
+    const bool isPath = device.startsWith(QLatin1Char('/')) ||
+                        device.startsWith(QLatin1String("./")) ||
+                        device.startsWith(QLatin1String("../"));
+    const QString path = isPath ? device : QLatin1String("/dev/") + device;
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? path : canonical;
+}
+
 bool isPseudoTerminal(const QString &device)
 {
-    return devicePath(device).startsWith(QLatin1String("/dev/pts/"));
+    return serialDevicePath(device).startsWith(QLatin1String("/dev/pts/"));
 }
 
 Failure parseSerialPort(const QString &text, SerialPortSetting *setting)
@@ -243,7 +252,7 @@ Failure openSerialPort(const SerialPortSetting &setting, std::unique_ptr<Port> *
                        QStringList *warnings)
 {
     QString error;
-    std::unique_ptr<SerialPort> opened(new SerialPort(devicePath(setting.device)));
+    std::unique_ptr<SerialPort> opened(new SerialPort(serialDevicePath(setting.device)));
     if (!opened->lock(&error) || !opened->open(setting, &error, warnings))
         return Failure(StatusOpen, error);
     *port = std::move(opened);

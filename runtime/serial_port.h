@@ -33,6 +33,10 @@ struct SerialPortSetting {
 /// @return StatusUsage for another text
 Failure parseSerialPort(const QString &text, SerialPortSetting *setting);
 
+/// The file behind a port's name; a bare name such as ttyS0 or pts/0 lies in /dev.
+/// @param device as in a setting
+QString serialDevicePath(const QString &device);
+
 /// Whether a port is a pseudo-terminal, whose baud rate has no meaning.
 /// @param device as in a setting
 bool isPseudoTerminal(const QString &device);

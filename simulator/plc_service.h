@@ -12,12 +12,13 @@
 
 /// How fast a wire is, and how long the PLC takes for an answer.
 struct WireTiming {
-    WireTiming() : baud(0), bitsPerCharacter(11), replyDelayMs(0), jitterMs(0) {}
+    WireTiming() : baud(0), bitsPerCharacter(11), replyDelayMs(0), jitterMs(0), latencyMs(0) {}
 
     int baud;             ///< bits a second; 0 for a wire that takes no time
     int bitsPerCharacter; ///< 11 for 8E1: start, 8 data, parity and stop bit
     int replyDelayMs;     ///< from the request's end to the reply's beginning, 0 or more
     int jitterMs;         ///< up to so much more, by chance
+    int latencyMs;        ///< a USB adapter's: it hands a reply's bytes over so much later; 0: none
 };
 
 /// Sees each line as it has passed.

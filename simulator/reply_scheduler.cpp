@@ -1,5 +1,7 @@
 #include "simulator/reply_scheduler.h"
 
+#include <limits>
+
 namespace
 {
 
@@ -10,6 +12,9 @@ const qint64 NS_PER_S = 1000000000;
 
 // Characters of a fast wire leave in batches, as from a serial port's buffer.
 const qint64 BATCH_NS = NS_PER_MS;
+
+// What a packet of a common adapter holds besides its two bytes of state.
+const int ADAPTER_PACKET = 62;
 
 // As long as a line may grow before an observer sees it in parts.
 const int MAX_OBSERVED = 4096;
@@ -25,8 +30,8 @@ qint64 characterTime(const WireTiming &timing)
 
 ReplyScheduler::ReplyScheduler(PlcService &service, ReplySink &sink)
     : m_service(service), m_sink(sink), m_plc(service.memory, service.station),
-      m_characterNs(characterTime(service.timing)), m_arriving(0), m_departing(0), m_inFreeNs(0),
-      m_outFreeNs(0)
+      m_characterNs(characterTime(service.timing)), m_arriving(0), m_departing(0), m_heldUntilNs(0),
+      m_inFreeNs(0), m_outFreeNs(0)
 {
     QObject::connect(&m_timer, &DeadlineTimer::due, &m_timer, [this]() { work(); });
 }
@@ -56,6 +61,8 @@ void ReplyScheduler::enqueue(const QByteArray &bytes, qint64 nowNs)
 void ReplyScheduler::work()
 {
     const qint64 now = DeadlineTimer::nowNs();
+    if (!m_held.isEmpty())
+        handOver(QByteArray(), now);
     sendDue(now);
     while (!m_arrivals.empty() && m_arrivals.front().dueNs <= now) {
         const Arrival arrival = m_arrivals.front();
@@ -145,10 +152,25 @@ bool ReplyScheduler::advance(Departure *departure, qint64 nowNs)
         const QByteArray bytes = departure->bytes.mid(departure->sent, due - departure->sent);
         m_departing -= bytes.size();
         departure->sent = due;
-        m_sink.send(bytes);
+        handOver(bytes, nowNs);
         observe('<', bytes, due == size && departure->ending == REPLY_ENDS, &m_observedOut);
     }
     return nowNs >= endNs(*departure);
+}
+
+// Through the adapter, which keeps less than a packet until its time has run.
+void ReplyScheduler::handOver(const QByteArray &bytes, qint64 nowNs)
+{
+    if (m_held.isEmpty())
+        m_heldUntilNs = nowNs + m_service.timing.latencyMs * NS_PER_MS;
+    m_held += bytes;
+    const int due =
+        nowNs >= m_heldUntilNs ? m_held.size() : m_held.size() - m_held.size() % ADAPTER_PACKET;
+    if (due == 0)
+        return;
+    m_sink.send(m_held.left(due));
+    m_held.remove(0, due);
+    m_heldUntilNs = nowNs + m_service.timing.latencyMs * NS_PER_MS;
 }
 
 void ReplyScheduler::finish(const Departure &departure)
@@ -165,18 +187,20 @@ void ReplyScheduler::finish(const Departure &departure)
 // Sets the timer for what comes next.
 void ReplyScheduler::rest(qint64 nowNs)
 {
-    if (m_arrivals.empty() && m_departures.empty()) {
-        m_timer.stop();
-        return;
-    }
-    qint64 wakeNs = m_arrivals.empty() ? 0 : m_arrivals.front().dueNs;
+    qint64 wakeNs = std::numeric_limits<qint64>::max();
+    if (!m_arrivals.empty())
+        wakeNs = m_arrivals.front().dueNs;
+    if (!m_held.isEmpty())
+        wakeNs = qMin(wakeNs, m_heldUntilNs);
     if (!m_departures.empty()) {
         const Departure &next = m_departures.front();
         const qint64 characterNs = next.startNs + (next.sent + 1) * m_characterNs;
-        const qint64 departureNs = qMin(endNs(next), qMax(characterNs, nowNs + BATCH_NS));
-        wakeNs = m_arrivals.empty() ? departureNs : qMin(wakeNs, departureNs);
+        wakeNs = qMin(wakeNs, qMin(endNs(next), qMax(characterNs, nowNs + BATCH_NS)));
     }
-    m_timer.startAt(wakeNs);
+    if (wakeNs == std::numeric_limits<qint64>::max())
+        m_timer.stop();
+    else
+        m_timer.startAt(wakeNs);
 }
 
 void ReplyScheduler::observe(char direction, const QByteArray &bytes, bool ends, QByteArray *line)

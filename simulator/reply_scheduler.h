@@ -68,6 +68,7 @@ private:
     void sendDue(qint64 nowNs);
     void obey(const Arrival &arrival);
     void schedule(const QByteArray &line, const QByteArray &reply, qint64 requestEndNs);
+    void handOver(const QByteArray &bytes, qint64 nowNs);
     void depart(const QByteArray &bytes, qint64 startNs, Ending ending, int silenceMs);
     qint64 endNs(const Departure &departure) const;
     bool advance(Departure *departure, qint64 nowNs);
@@ -82,8 +83,10 @@ private:
     const qint64 m_characterNs; // 0 for a wire that takes no time
     std::deque<Arrival> m_arrivals;
     std::deque<Departure> m_departures;
-    int m_arriving;  // bytes in m_arrivals
-    int m_departing; // bytes in m_departures
+    int m_arriving;    // bytes in m_arrivals
+    int m_departing;   // bytes in m_departures
+    QByteArray m_held; // by the adapter
+    qint64 m_heldUntilNs;
     qint64 m_inFreeNs;
     qint64 m_outFreeNs;
     QByteArray m_observedIn;

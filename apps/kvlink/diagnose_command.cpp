@@ -116,6 +116,7 @@ int runDiagnose(const DiagnoseOptions &options, const LinkOptions &link, QTextSt
     if (failure)
         return complain(err, failure);
     Diagnosis diagnosis(lineName(link), lineSpeed(link, options.load.baudRate), kinds);
+    diagnosis.setLatency(client.latencyText());
     Progress progress(err, link.trace);
     DiagnoseRun(options, client, diagnosis, report).run(&progress, [&] {
         progress.clear();

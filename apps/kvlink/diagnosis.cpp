@@ -130,6 +130,8 @@ void Diagnosis::print(QTextStream &out) const
 {
     out << m_line << ": " << QString::number(m_seconds, 'f', 1) << " s, " << shortText() << ", "
         << m_helped << " good after a retry\n";
+    if (!m_latency.isEmpty())
+        out << "latency of the port: " << m_latency << '\n';
     printCounts(out);
     printTimes(out);
     printWire(out);
@@ -203,6 +205,7 @@ QJsonObject Diagnosis::json() const
             QJsonObject{{"fromMs", bin.fromMs}, {"toMs", bin.toMs}, {"requests", bin.requests}});
     return QJsonObject{
         {"line", m_line},
+        {"latency", m_latency.isEmpty() ? QJsonValue() : QJsonValue(m_latency)},
         {"seconds", m_seconds},
         {"requests", m_all.requests()},
         {"failed", m_all.errors()},

@@ -24,6 +24,9 @@ public:
     /// Takes a request into account. @param kind its index
     void add(int kind, const RequestReport &report);
 
+    /// @param text how long the port's driver may hold received characters; empty where unknown
+    void setLatency(const QString &text) { m_latency = text; }
+
     /// Ends the diagnosis. @param seconds how long it took
     void finish(double seconds) { m_seconds = seconds; }
 
@@ -60,6 +63,7 @@ private:
     void printCauses(QTextStream &out) const;
 
     QString m_line;
+    QString m_latency;
     LineSpeed m_speed;
     QVector<Kind> m_kinds;
     Statistics m_all;

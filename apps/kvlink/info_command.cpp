@@ -6,6 +6,8 @@
 #include "drivers/driver_interface.h"
 #include "runtime/client.h"
 #include "runtime/escaped_text.h"
+#include "runtime/port_latency.h"
+#include "runtime/serial_port.h"
 #include "tools/drv_dev_setting.h"
 
 #include <CLI/CLI.hpp>
@@ -58,6 +60,12 @@ void printSettings(const CommandLine &line, const QString &tagFile, const Client
         print("link", argumentText("[" + line.linkName + "] of " + line.linksFile), "");
     if (!options.port.isEmpty())
         print("port", options.port, "");
+    SerialPortSetting serial;
+    const bool isSerial = !options.port.isEmpty() && !parseSerialPort(options.port, &serial);
+    const int latencyMs = isSerial ? adapterLatencyMs(serialDevicePath(serial.device)) : -1;
+    if (latencyMs >= 0)
+        print("latency", QString::fromLatin1("%1 ms").arg(latencyMs),
+              "the adapter's; low while the port is open, where that may be set");
     if (!options.tcp.isEmpty())
         print("tcp", options.tcp, "");
     print("station", QString::number(pacing.stationid), client.project() ? "project" : "default");

@@ -4,6 +4,7 @@
 #include "apps/kvlink/item_output.h"
 #include "runtime/failure_text.h"
 #include "runtime/port_inspector.h"
+#include "runtime/port_latency.h"
 
 #include <CLI/CLI.hpp>
 
@@ -50,7 +51,7 @@ OutputTable portTable(const QList<QSerialPortInfo> &ports)
     for (const QSerialPortInfo &port : ports) {
         const QString device = port.systemLocation();
         const QStringList users = inspector.users(device);
-        const int latencyMs = inspector.latencyMs(device);
+        const int latencyMs = adapterLatencyMs(device);
         table.rows.append(QVector<QJsonValue>{
             device, inspector.lastingName(device), port.description(), port.manufacturer(),
             port.serialNumber(), usbId(port), mayOpen(device), !users.isEmpty(),

@@ -119,6 +119,12 @@ void addWireOptions(CLI::App &parser, KvsimOptions *options)
         ->default_str("0")
         ->option_text("TIME")
         ->transform(duration(0, 600000));
+    parser
+        .add_option("--latency", timing->latencyMs,
+                    "Hand replies over as a USB adapter does: 62 bytes, or after TIME")
+        ->default_str("0")
+        ->option_text("TIME")
+        ->transform(duration(0, 255));
 }
 
 void addFaultOptions(CLI::App &parser, KvsimOptions *options)

@@ -1,5 +1,6 @@
 // kvlink before the first value: the search for a PLC, the ports, traces and captures.
 #include "runtime/port_inspector.h"
+#include "runtime/port_latency.h"
 #include "tests/apps/kvlink_runs.h"
 
 namespace
@@ -99,8 +100,21 @@ private slots:
         const PortInspector inspector(root.path() + '/');
         QCOMPARE(inspector.lastingName(device), root.filePath("dev/serial/by-id/usb-acme"));
         QCOMPARE(inspector.users(device), QStringList("panel (12)"));
-        QCOMPARE(inspector.latencyMs(device), 16);
-        QCOMPARE(inspector.latencyMs("/dev/null"), -1);
+        // A file has no flag of a port, so the driver's file is what is left.
+        const QString rootPath = root.path() + '/';
+        QFile port(device);
+        QVERIFY(port.open(QIODevice::ReadWrite));
+        {
+            const PortLatency latency(port.handle(), device, rootPath);
+            QCOMPARE(latency.text(), QString("1 ms while the port is open, else 16 ms, by the "
+                                             "driver's file"));
+            QCOMPARE(latency.hint(), QString());
+            QCOMPARE(adapterLatencyMs(device, rootPath), 1);
+            QCOMPARE(PortLatency(port.handle(), device, rootPath).text(),
+                     QString("low, as it was set before"));
+        }
+        QCOMPARE(adapterLatencyMs(device, rootPath), 16);
+        QCOMPARE(adapterLatencyMs("/dev/null"), -1);
     }
 
     void endsASearchAtASignal()
