@@ -22,7 +22,7 @@ const int MAX_UNIT = 16;
 
 // With numbers of single precision, products stay far from infinity.
 const double MIN_SCALE = 1e-12;
-const double MAX_NUMBER = 1e12;
+const double MAX_AMOUNT = 1e12;
 
 enum Column { Name, Address, Type, Scale, Offset, Unit, Decimals, Deadband, Writable, Comment };
 
@@ -46,7 +46,7 @@ QString columnNames()
     return names.join(QLatin1String(", "));
 }
 
-QString quoted(const QString &text)
+QString inQuotes(const QString &text)
 {
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
@@ -156,7 +156,7 @@ bool TagReader::readHeader(const CsvRecord &record)
         // A spreadsheet may write empty columns behind the last one.
         if (column == COLUMN_COUNT && !field.text.isEmpty())
             add(field.line, QString::fromLatin1("column %1 is not known: expected %2")
-                                .arg(quoted(field.text), columnNames()));
+                                .arg(inQuotes(field.text), columnNames()));
         else if (column < COLUMN_COUNT && m_columns.contains(column))
             add(field.line, QString::fromLatin1("column %1 comes twice").arg(field.text));
         m_columns += column;
@@ -182,7 +182,7 @@ void TagReader::readRow(const CsvRecord &record)
         else if (!record.at(i).text.isEmpty())
             add(record.at(i).line,
                 QString::fromLatin1("field %1 has no column: put texts with a %2 in quotes")
-                    .arg(quoted(record.at(i).text), QString(m_delimiter)));
+                    .arg(inQuotes(record.at(i).text), QString(m_delimiter)));
     }
     Item item;
     checkName();
@@ -202,13 +202,13 @@ void TagReader::checkName()
     if (name.size() > MAX_NAME || !form.match(name).hasMatch())
         add(Name, QString::fromLatin1("%1: expected a letter, then letters, digits, \".\", \"_\" "
                                       "and \"-\", %2 characters at most")
-                      .arg(quoted(name), QString::number(MAX_NAME)));
+                      .arg(inQuotes(name), QString::number(MAX_NAME)));
     else if (!m_defaults.otherDriver && parseDeviceAddress(name, &address) && address.isKnown)
         add(Name, QString::fromLatin1("%1 is an address of the PLC: take another name")
-                      .arg(quoted(name)));
+                      .arg(inQuotes(name)));
     else if (m_lines.contains(name))
         add(Name, QString::fromLatin1("%1 stands in line %2 already: take another name")
-                      .arg(quoted(name), QString::number(m_lines.value(name))));
+                      .arg(inQuotes(name), QString::number(m_lines.value(name))));
     else
         m_lines.insert(name, m_row[Name].line);
 }
@@ -220,12 +220,12 @@ bool TagReader::readItem(Item *item)
     const QString type = text(Type);
     ItemType found = ItemType::U16;
     if (!type.isEmpty() && !itemTypeByName(type.toLower(), &found)) {
-        add(Type, QString::fromLatin1("%1: expected %2").arg(quoted(type), itemTypeNames()));
+        add(Type, QString::fromLatin1("%1: expected %2").arg(inQuotes(type), itemTypeNames()));
         return false;
     }
     if (!type.isEmpty() && address.contains(QLatin1Char(':'))) {
         add(Type, QString::fromLatin1("%1, but the address names a type already: clear one of them")
-                      .arg(quoted(type)));
+                      .arg(inQuotes(type)));
         return false;
     }
     const int end = address.indexOf(QLatin1Char('['));
@@ -233,12 +233,12 @@ bool TagReader::readItem(Item *item)
     const QString typed = type.isEmpty() ? QString() : QLatin1Char(':') + type;
     Failure failure;
     if (address.contains(QLatin1Char('=')))
-        failure = Failure(StatusUsage, quoted(address) + QLatin1String(": expected no value"));
+        failure = Failure(StatusUsage, inQuotes(address) + QLatin1String(": expected no value"));
     else
         failure = parseItem(address.left(end) + typed + count, m_defaults, item);
     if (!failure && !m_defaults.otherDriver && !item->device.isKnown)
         failure = Failure(StatusUsage,
-                          quoted(address) + QLatin1String(": the PLC has no such device; kvlink(1) "
+                          inQuotes(address) + QLatin1String(": the PLC has no such device; kvlink(1) "
                                                           "lists them under ITEMS"));
     if (failure)
         add(Address, failure.text());
@@ -257,7 +257,7 @@ void TagReader::readNumber(Column column, double least, double most, double *num
         *number = parsed;
     else
         add(column, QString::fromLatin1("%1: expected a number from %2 to %3, such as 0.1")
-                        .arg(quoted(text(column)), QString::number(least), QString::number(most)));
+                        .arg(inQuotes(text(column)), QString::number(least), QString::number(most)));
 }
 
 void TagReader::readNumbers(ItemTag *tag, ItemType type)
@@ -266,22 +266,22 @@ void TagReader::readNumbers(ItemTag *tag, ItemType type)
         for (const Column column : {Scale, Offset, Decimals, Deadband}) {
             if (!text(column).isEmpty())
                 add(column, QString::fromLatin1("%1: type %2 has none; clear it")
-                                .arg(quoted(text(column)), itemTypeName(type)));
+                                .arg(inQuotes(text(column)), itemTypeName(type)));
         }
         return;
     }
-    readNumber(Scale, -MAX_NUMBER, MAX_NUMBER, &tag->scale);
+    readNumber(Scale, -MAX_AMOUNT, MAX_NUMBER, &tag->scale);
     if (std::fabs(tag->scale) < MIN_SCALE)
         add(Scale, QString::fromLatin1("%1: expected a number that is not 0").arg(text(Scale)));
-    readNumber(Offset, -MAX_NUMBER, MAX_NUMBER, &tag->offset);
-    readNumber(Deadband, 0, MAX_NUMBER, &tag->deadband);
+    readNumber(Offset, -MAX_AMOUNT, MAX_NUMBER, &tag->offset);
+    readNumber(Deadband, 0, MAX_AMOUNT, &tag->deadband);
     bool ok = false;
     const int decimals = text(Decimals).toInt(&ok);
     if (ok && decimals >= 0 && decimals <= MAX_DECIMALS)
         tag->decimals = decimals;
     else if (!text(Decimals).isEmpty())
         add(Decimals, QString::fromLatin1("%1: expected a whole number from 0 to %2")
-                          .arg(quoted(text(Decimals)), QString::number(MAX_DECIMALS)));
+                          .arg(inQuotes(text(Decimals)), QString::number(MAX_DECIMALS)));
 }
 
 void TagReader::readRest(ItemTag *tag)
@@ -297,10 +297,10 @@ void TagReader::readRest(ItemTag *tag)
     tag->isWritable = yes.contains(writable);
     if (unit.size() > MAX_UNIT || !isPrintable(unit))
         add(Unit, QString::fromLatin1("%1: expected %2 printable characters at most")
-                      .arg(quoted(unit), QString::number(MAX_UNIT)));
+                      .arg(inQuotes(unit), QString::number(MAX_UNIT)));
     if (!tag->isWritable && !no.contains(writable))
         add(Writable, QString::fromLatin1("%1: expected yes or no, and yes where it is empty")
-                          .arg(quoted(text(Writable))));
+                          .arg(inQuotes(text(Writable))));
 }
 
 } // namespace

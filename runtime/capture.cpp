@@ -10,7 +10,7 @@ namespace
 {
 
 // Of a file's line; far above the longest line of the protocol in hexadecimal digits.
-const int MAX_TEXT = 65536;
+const int MAX_LINE_BYTES = 65536;
 
 // Of a line without an end that is gathered.
 const int MAX_PENDING = 4096;
@@ -208,12 +208,12 @@ void readCapture(QIODevice &file, const std::function<bool(const CapturedLine &)
     double midnight = 0; // that a time of day is counted from
     double latest = 0;
     for (int number = 1; joiner.isWanted(); ++number) {
-        const QByteArray raw = file.readLine(MAX_TEXT);
+        const QByteArray raw = file.readLine(MAX_LINE_BYTES);
         if (raw.isEmpty())
             break;
         bool isCut = false;
         for (QByteArray rest = raw; !rest.isEmpty() && !rest.endsWith('\n'); isCut = true) {
-            rest = file.readLine(MAX_TEXT);
+            rest = file.readLine(MAX_LINE_BYTES);
             if (rest.isEmpty())
                 break; // the file's end
         }

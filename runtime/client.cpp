@@ -13,7 +13,7 @@ namespace
 {
 
 // Of a ping's replies.
-const int MAX_REPLY_LENGTH = 256;
+const int MAX_PING_REPLY_LENGTH = 256;
 
 // One line and its reply. @param ms gets the time between them
 RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *ms)
@@ -21,7 +21,7 @@ RequestOutcome roundTrip(LinkChannel *channel, const QByteArray &line, double *m
     channel->discardInput();
     QElapsedTimer time;
     time.start();
-    const QByteArray reply = channel->exchange(line, 1, MAX_REPLY_LENGTH);
+    const QByteArray reply = channel->exchange(line, 1, MAX_PING_REPLY_LENGTH);
     *ms = static_cast<double>(time.nsecsElapsed()) / 1e6;
     if (reply == replyOfSuccess(parseLine(line)))
         return RequestOutcome::Good;

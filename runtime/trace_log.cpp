@@ -16,7 +16,7 @@ QString seconds(qint64 ns)
     return QString::number(static_cast<double>(ns) / 1e9, 'f', 6);
 }
 
-bool isHexDigit(QChar c)
+bool isUpperHexDigit(QChar c)
 {
     return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) ||
            (c >= QLatin1Char('A') && c <= QLatin1Char('F'));
@@ -39,7 +39,7 @@ QString plainAddress(QString address)
     int zeros = 0;
     while (letters > 0 && letters + zeros + 1 < address.size() &&
            address.at(letters + zeros) == QLatin1Char('0') &&
-           isHexDigit(address.at(letters + zeros + 1)))
+           isUpperHexDigit(address.at(letters + zeros + 1)))
         ++zeros;
     return address.remove(letters, zeros);
 }

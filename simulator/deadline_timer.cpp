@@ -10,7 +10,7 @@
 namespace
 {
 
-const qint64 NS_PER_S = 1000000000;
+const qint64 NS_PER_SECOND = 1000000000;
 
 } // namespace
 
@@ -54,8 +54,8 @@ void DeadlineTimer::set(qint64 ns)
     if (ns == m_setNs)
         return;
     itimerspec setting = {};
-    setting.it_value.tv_sec = static_cast<time_t>(ns / NS_PER_S);
-    setting.it_value.tv_nsec = static_cast<long>(ns % NS_PER_S);
+    setting.it_value.tv_sec = static_cast<time_t>(ns / NS_PER_SECOND);
+    setting.it_value.tv_nsec = static_cast<long>(ns % NS_PER_SECOND);
     if (timerfd_settime(m_fd, TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
         m_setNs = ns;
 }
@@ -64,5 +64,5 @@ qint64 DeadlineTimer::nowNs()
 {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return qint64(now.tv_sec) * NS_PER_S + now.tv_nsec;
+    return qint64(now.tv_sec) * NS_PER_SECOND + now.tv_nsec;
 }

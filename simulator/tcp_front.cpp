@@ -10,7 +10,7 @@ namespace
 
 // What one client may send before it is the others' turn: the socket holds no more, and the event
 // loop asks each socket once a round.
-const qint64 READ_CHUNK = 4096;
+const qint64 READ_BUFFER_SIZE = 4096;
 
 // One client and the PLC's wire to it, which lives as long as the connection.
 class TcpWire : public QObject, private ReplySink
@@ -19,7 +19,7 @@ public:
     TcpWire(QTcpSocket *client, PlcService &service)
         : QObject(client), m_client(*client), m_scheduler(service, *this)
     {
-        client->setReadBufferSize(READ_CHUNK);
+        client->setReadBufferSize(READ_BUFFER_SIZE);
         connect(client, &QTcpSocket::readyRead, this,
                 [this]() { m_scheduler.receive(m_client.readAll()); });
     }

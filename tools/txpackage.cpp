@@ -24,7 +24,7 @@ QByteArray midOf(const QByteArray &bytes, int start, int length)
                       : QByteArray();
 }
 
-const unsigned char *bytesOf(const QByteArray &a)
+const unsigned char *unsignedBytes(const QByteArray &a)
 {
     return reinterpret_cast<const unsigned char *>(a.constData());
 }
@@ -119,12 +119,12 @@ bool TxPackage::appendByte2Ascii(unsigned char value)
 
 bool TxPackage::appendLRCByte()
 {
-    return appendByte(UInt8CheckSum(bytesOf(buffer), buffer.size()));
+    return appendByte(UInt8CheckSum(unsignedBytes(buffer), buffer.size()));
 }
 
 bool TxPackage::appendLRCAscii()
 {
-    return appendAscii(UInt8CheckSum(bytesOf(buffer), buffer.size()));
+    return appendAscii(UInt8CheckSum(unsignedBytes(buffer), buffer.size()));
 }
 
 bool TxPackage::appendFCSAscii(int)
@@ -136,7 +136,7 @@ int TxPackage::calculateFCS(TxPackage *package, int excluded)
 {
     const int size = package->buffer.size();
     const int covered = size - qBound(0, excluded, size);
-    return XorUInt8CheckSum(bytesOf(package->buffer), covered);
+    return XorUInt8CheckSum(unsignedBytes(package->buffer), covered);
 }
 
 int TxPackage::numberOfSections() const

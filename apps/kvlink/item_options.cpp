@@ -21,7 +21,7 @@ namespace
 {
 
 // Longer than any item; a file without line ends is not read as a whole.
-const int MAX_LINE_LENGTH = 65536;
+const int MAX_ITEM_LINE_LENGTH = 65536;
 
 // A standard input may have no end.
 const int MAX_ITEMS = 65536;
@@ -66,7 +66,7 @@ Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector
             QString::fromLatin1("cannot read the items %1: %2").arg(name, file.errorString()));
     QTextStream lines(&file);
     for (int number = 1; !lines.atEnd(); ++number) {
-        const QString item = lines.readLine(MAX_LINE_LENGTH).remove(comment).trimmed();
+        const QString item = lines.readLine(MAX_ITEM_LINE_LENGTH).remove(comment).trimmed();
         if (item.isEmpty())
             continue;
         Failure failure = parseNamedItems(item, tags, options.defaults, items);

@@ -15,7 +15,7 @@
 namespace
 {
 
-const int BINS = 20;
+const int PAGE_BINS = 20;
 
 // Most points of a plot's series, values in plots, and points of all of them together.
 const int MAX_TIMES = 4000;
@@ -199,7 +199,7 @@ Failure RunReport::write(const QString &line, const Client &client, QJsonObject 
         return Failure();
     const int offset = QDateTime::fromMSecsSinceEpoch(m_startMs).offsetFromUtc() / 60;
     QJsonArray histogram;
-    for (const TimeBin &bin : m_statistics.histogram(BINS))
+    for (const TimeBin &bin : m_statistics.histogram(PAGE_BINS))
         histogram.append(QJsonArray{bin.fromMs, bin.toMs, bin.requests});
     extra.insert("facts", QJsonArray{QJsonArray{"Line", line},
                                      QJsonArray{"Station", QString::number(client.station())},
