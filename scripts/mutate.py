@@ -33,7 +33,8 @@ from mutate_operators import DATA, UNCHANGED, changes_of, code_of
 
 ROOMS = {
     "tools": "tools", "driver": "drivers/kv_l20v_host_link", "runtime": "runtime",
-    "items": "items", "simulator": "simulator", "apps": "apps",
+    "items": "items", "simulator": "simulator", "apps": "apps", "testkit": "testkit",
+    "bridge": "bridge",
 }
 ROOT = Path(__file__).resolve().parent.parent
 WORK = ROOT / "build/mutate"
