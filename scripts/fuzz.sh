@@ -17,7 +17,7 @@ usage: ./dev fuzz [--seconds N] [--runs N] [--jobs N] [TARGET...]
   --seconds N  time for each target, 30 unless --runs is given
   --runs N     executions of each target, with no limit of time unless --seconds is given
   --jobs N     targets at a time, 2 by default
-  TARGET       driver, expression, plugin, simulator, tools; all of them by default
+  TARGET       bridge, driver, expression, plugin, simulator, tools; all of them by default
 TEXT
 }
 
