@@ -3,12 +3,16 @@
 #include "runtime/device_channel.h"
 #include "runtime/trace_log.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtNetwork/QTcpSocket>
 
 #include <algorithm>
 
 namespace
 {
+
+// How long the wire is waited for before the event loop has its turn.
+const int WAIT_SLICE_MS = 20;
 
 // An IPv4 address as such, also where it reached a socket of IPv6.
 QHostAddress plainAddress(const QHostAddress &address)
@@ -28,8 +32,9 @@ QString clientText(int client, const QString &place)
 BridgeServer::BridgeServer(const BridgeSettings &settings,
                            const std::function<void(const QString &)> &log, TraceLog *trace)
     : m_settings(settings), m_log(log), m_trace(trace), m_turns(settings.turns, *this),
-      m_wire(settings.link, settings.timeoutMs, settings.pauseMs), m_latestClient(0),
-      m_lostPorts(0), m_sentMs(-1), m_tracedClient(0)
+      m_wire(settings.link, settings.timeoutMs, settings.pauseMs,
+             [this](int wire, qint64 ms) { return waitForWire(wire, ms); }),
+      m_latestClient(0), m_lostPorts(0), m_tracedClient(0)
 {
     m_clock.start();
     connect(&m_server, &QTcpServer::newConnection, this, &BridgeServer::acceptClients);
@@ -44,7 +49,6 @@ BridgeServer::BridgeServer(const BridgeSettings &settings,
     });
     connect(&m_wire, &PlcWire::done, this, [this](int end, bool isReached) {
         traceReply();
-        m_sentMs = -1;
         m_turns.done(static_cast<ExchangeEnd>(end), isReached, m_clock.elapsed());
     });
     connect(&m_wire, &PlcWire::noted, this, [this](const QString &text, bool isLoss) {
@@ -134,6 +138,33 @@ void BridgeServer::accept(QTcpSocket *socket)
         Qt::QueuedConnection);
 }
 
+void BridgeServer::serve()
+{
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    m_wire.work();
+}
+
+// The wire is waited for here, and not in the event loop, as each exchange does it: the loop's own
+// work for a descriptor and a timer that come and go costs more than the wait. What has no
+// descriptor here, such as new connections and timers, waits for a slice at most.
+bool BridgeServer::waitForWire(int wire, qint64 ms)
+{
+    QElapsedTimer waiting;
+    waiting.start();
+    for (qint64 leftMs = ms; leftMs > 0; leftMs = ms - waiting.elapsed()) {
+        m_polled.clear();
+        m_polled.append({wire, POLLIN, 0});
+        for (const Peer &peer : qAsConst(m_peers))
+            m_polled.append({static_cast<int>(peer.socket->socketDescriptor()), POLLIN, 0});
+        poll(m_polled.data(), static_cast<nfds_t>(m_polled.size()),
+             static_cast<int>(qMin<qint64>(leftMs, WAIT_SLICE_MS)));
+        if (m_polled.first().revents != 0)
+            return true;
+        QCoreApplication::processEvents();
+    }
+    return false;
+}
+
 void BridgeServer::tick()
 {
     const QList<int> clients = m_peers.keys();
@@ -150,15 +181,6 @@ void BridgeServer::stop()
     m_turns.stop(m_clock.elapsed());
 }
 
-// A task waits for late replies, for the wire's rest, and for a reply to its end.
-bool BridgeServer::isStuck() const
-{
-    const qint64 longestMs = m_settings.pauseMs +
-                             (2 * LATEST_REPLY_TIMEOUTS + 5) * qint64(m_settings.timeoutMs) +
-                             2 * PlcWire::MAX_REPLY_MS;
-    return m_sentMs >= 0 && m_clock.elapsed() - m_sentMs > longestMs;
-}
-
 BridgeStatistics BridgeServer::statistics() const
 {
     BridgeStatistics statistics = m_turns.statistics();
@@ -168,7 +190,6 @@ BridgeStatistics BridgeServer::statistics() const
 
 void BridgeServer::send(const WireJob &job)
 {
-    m_sentMs = m_clock.elapsed();
     m_line = job.line;
     m_tracedClient = job.client;
     m_tracedName = job.client == 0 ? QLatin1String("kvbridge") : m_peers.value(job.client).place;

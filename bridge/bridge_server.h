@@ -16,6 +16,8 @@
 
 #include <functional>
 
+#include <poll.h>
+
 class QTcpSocket;
 class TraceLog;
 
@@ -33,8 +35,7 @@ struct BridgeSettings {
     TurnSettings turns;
 };
 
-/// Serves any number of clients from the event loop of its thread; the PLC is waited for in another
-/// one.
+/// Serves any number of clients, also while it waits for the PLC.
 class BridgeServer : public QObject, private TurnSink
 {
     Q_OBJECT
@@ -56,7 +57,10 @@ public:
     /// Where it listens, HOST:PORT with the port in use. Requires: `start` succeeded.
     QString place() const;
 
-    /// Time has passed; to be called some times a second.
+    /// Waits for events of the thread, and does what they ask for; to be called again and again.
+    void serve();
+
+    /// Time has passed; to be called some times a second, also during `serve`.
     void tick();
 
     /// Accepts nobody any more, and ends the running turn after its exchange.
@@ -65,9 +69,6 @@ public:
     /// Whether no turn runs.
     bool isAtRest() const { return m_turns.isAtRest(); }
 
-    /// Whether the wire's thread takes longer for a task than any task can take.
-    bool isStuck() const;
-
     BridgeStatistics statistics() const;
 
 private:
@@ -75,6 +76,7 @@ private:
 
     void acceptClients();
     void accept(QTcpSocket *socket);
+    bool waitForWire(int wire, qint64 ms);
     QString whyRefused(const QHostAddress &address) const;
     void traceReply();
 
@@ -96,9 +98,9 @@ private:
     QTcpServer m_server;
     QElapsedTimer m_clock;
     QMap<int, Peer> m_peers;
+    QVector<pollfd> m_polled; // the wire and the clients, while the wire is waited for
     int m_latestClient;
     quint64 m_lostPorts;
-    qint64 m_sentMs;    // when the wire got its task; -1 when it has none
     QByteArray m_line;  // that is with the wire
     int m_tracedClient; // whose line that is; 0 for the bridge's own
     QString m_tracedName;

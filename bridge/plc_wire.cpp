@@ -3,13 +3,13 @@
 #include "runtime/device_channel.h"
 #include "runtime/stop_request.h"
 
-#include <QtCore/QThread>
 #include <QtCore/QVariant>
-
-#include <future>
 
 namespace
 {
+
+// How long a pause goes on before it asks whether it may.
+const int PAUSE_SLICE_MS = 50;
 
 // A stop does not wait for late replies.
 class StationChannel : public DeviceChannel
@@ -34,70 +34,36 @@ ExchangeEnd endOf(const QByteArray &line, const QByteArray &reply)
 
 } // namespace
 
-PlcWire::PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs)
-    : m_options(options), m_timeoutMs(timeoutMs), m_pauseMs(pauseMs), m_hasJob(false),
-      m_isEnding(false), m_hasWorked(false), m_reopenAtMs(0), m_latestMs(0)
+PlcWire::PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs, const InputWait &wait)
+    : m_options(options), m_timeoutMs(timeoutMs), m_pauseMs(pauseMs), m_wait(wait), m_hasJob(false),
+      m_hasWorked(false), m_reopenAtMs(0), m_latestMs(0)
 {
     m_clock.start();
 }
 
-PlcWire::~PlcWire()
-{
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_isEnding = true;
-    }
-    m_changed.notify_one();
-    if (m_thread)
-        m_thread->wait();
-}
-
-// A port belongs to the thread that has opened it.
-Failure PlcWire::start()
-{
-    // The thread may still be at work in it when the result is there.
-    const auto opened = std::make_shared<std::promise<Failure>>();
-    m_thread.reset(QThread::create(
-        [this, opened] { run([opened](const Failure &failure) { opened->set_value(failure); }); }));
-    m_thread->start();
-    return opened->get_future().get();
-}
-
-void PlcWire::run(const std::function<void(const Failure &)> &opened)
-{
-    const Failure failure = open();
-    opened(failure);
-    if (failure)
-        return;
-    std::unique_lock<std::mutex> lock(m_mutex);
-    for (;;) {
-        m_changed.wait(lock, [this] { return m_hasJob || m_isEnding; });
-        if (m_isEnding)
-            break;
-        m_hasJob = false;
-        const WireJob job = m_job;
-        lock.unlock();
-        perform(job);
-        lock.lock();
-    }
-    m_channels.clear();
-    m_port.reset();
-}
+PlcWire::~PlcWire() = default;
 
 void PlcWire::send(const WireJob &job)
 {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_job = job;
-        m_hasJob = true;
+    m_job = job;
+    m_hasJob = true;
+}
+
+void PlcWire::work()
+{
+    while (m_hasJob) {
+        m_hasJob = false;
+        perform(WireJob(m_job));
     }
-    m_changed.notify_one();
 }
 
 Failure PlcWire::open()
 {
     QStringList warnings;
-    Failure failure = openPort(m_options, m_timeoutMs, &m_port, &m_name, &warnings);
+    std::unique_ptr<Port> port;
+    const Failure failure = openPort(m_options, m_timeoutMs, &port, &m_name, &warnings);
+    if (!failure)
+        m_port.reset(new EventPort(std::move(port), m_wait));
     for (const QString &text : qAsConst(warnings))
         emit noted(text, false);
     return failure;
@@ -139,11 +105,19 @@ DeviceChannel &PlcWire::channelOf(const QByteArray &station)
     return *channel;
 }
 
+// Between two turns.
+void PlcWire::pause()
+{
+    const qint64 endMs = m_latestMs + m_pauseMs;
+    for (qint64 leftMs; (leftMs = endMs - m_clock.elapsed()) > 0 && !stopRequested();)
+        m_wait(-1, qMin<qint64>(leftMs, PAUSE_SLICE_MS));
+}
+
 void PlcWire::perform(const WireJob &job)
 {
     ExchangeEnd end = ExchangeEnd::NoReply;
-    const qint64 leftMs = job.beginsTurn ? m_latestMs + m_pauseMs - m_clock.elapsed() : 0;
-    waitForStop(leftMs);
+    if (job.beginsTurn)
+        pause();
     // The loss of a connection that nobody used shows here.
     if (ensureOpen())
         channelOf(job.station).control(AbstractDeviceInterface::DiscardInput, QVariant(0));

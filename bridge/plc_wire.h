@@ -1,29 +1,24 @@
-/// The wire to the PLC, served by a thread of its own.
+/// The wire to the PLC.
 #ifndef BRIDGE_PLC_WIRE_H
 #define BRIDGE_PLC_WIRE_H
 
+#include "bridge/event_port.h"
 #include "bridge/turn_keeper.h"
 #include "runtime/back_off.h"
 #include "runtime/failure.h"
 #include "runtime/link.h"
-#include "runtime/port.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 #include <QtCore/QObject>
 
-#include <condition_variable>
-#include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 
 class DeviceChannel;
-class QThread;
 
-/// Does one task after the other, so that clients are served while the PLC takes its time. A lost
-/// port is opened anew by the next tasks, first soon, then less and less often. The signals are
-/// emitted by the wire's thread.
+/// Does one task after the other. While the PLC takes its time, the thread is left to others.
+/// A lost port is opened anew by the next tasks, first soon, then less and less often.
 class PlcWire : public QObject
 {
     Q_OBJECT
@@ -39,17 +34,20 @@ public:
     /// @param options   the port or the connection; port or tcp is not empty
     /// @param timeoutMs how long to wait for the PLC, in milliseconds
     /// @param pauseMs   least time between two turns, in milliseconds
-    PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs);
+    /// @param wait      waits for input, and meanwhile does all else but calling this object
+    PlcWire(const LinkOptions &options, int timeoutMs, int pauseMs, const InputWait &wait);
 
-    /// Ends when the running task is done.
     ~PlcWire() override;
 
-    /// Opens the port for the first time, and begins to serve. Requires: called once.
-    /// @return StatusUsage or StatusOpen
-    Failure start();
+    /// Opens the port for the first time. Requires: called once. @return StatusUsage or StatusOpen
+    Failure start() { return open(); }
 
-    /// Takes a task. Requires: `start` succeeded, and the task before is done.
+    /// Takes a task for `work`. Requires: `start` succeeded, and the task before is done.
     void send(const WireJob &job);
+
+    /// Does the task that was sent, and those that are sent when one is done. Requires: no task is
+    /// being done.
+    void work();
 
 signals:
     /// The latest task's line goes out, after what had to come first.
@@ -67,9 +65,9 @@ signals:
 private:
     Q_DISABLE_COPY(PlcWire)
 
-    void run(const std::function<void(const Failure &)> &opened);
     Failure open();
     bool ensureOpen();
+    void pause();
     void checkLoss();
     void perform(const WireJob &job);
     DeviceChannel &channelOf(const QByteArray &station);
@@ -79,12 +77,9 @@ private:
     const LinkOptions m_options;
     const int m_timeoutMs;
     const int m_pauseMs;
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
+    const InputWait m_wait;
     bool m_hasJob;
-    bool m_isEnding;
     WireJob m_job;
-    // Only the wire's thread uses what follows.
     QString m_name;
     std::unique_ptr<Port> m_port;
     // A channel for each station knows which replies of that station are due, so that one that is
@@ -96,7 +91,6 @@ private:
     bool m_hasWorked; // a reply has come since the port was opened
     qint64 m_reopenAtMs;
     qint64 m_latestMs; // when the latest task was done
-    std::unique_ptr<QThread> m_thread;
 };
 
 #endif

@@ -237,9 +237,9 @@ bool TagReader::readItem(Item *item)
     else
         failure = parseItem(address.left(end) + typed + count, m_defaults, item);
     if (!failure && !m_defaults.otherDriver && !item->device.isKnown)
-        failure = Failure(StatusUsage,
-                          inQuotes(address) + QLatin1String(": the PLC has no such device; kvlink(1) "
-                                                          "lists them under ITEMS"));
+        failure = Failure(StatusUsage, inQuotes(address) +
+                                           QLatin1String(": the PLC has no such device; kvlink(1) "
+                                                         "lists them under ITEMS"));
     if (failure)
         add(Address, failure.text());
     return failure.isGood();
@@ -256,8 +256,9 @@ void TagReader::readNumber(Column column, double least, double most, double *num
     if (parseDecimal(written, &parsed) && parsed >= least && parsed <= most)
         *number = parsed;
     else
-        add(column, QString::fromLatin1("%1: expected a number from %2 to %3, such as 0.1")
-                        .arg(inQuotes(text(column)), QString::number(least), QString::number(most)));
+        add(column,
+            QString::fromLatin1("%1: expected a number from %2 to %3, such as 0.1")
+                .arg(inQuotes(text(column)), QString::number(least), QString::number(most)));
 }
 
 void TagReader::readNumbers(ItemTag *tag, ItemType type)

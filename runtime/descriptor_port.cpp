@@ -1,5 +1,7 @@
 #include "runtime/descriptor_port.h"
 
+#include <QtCore/QSocketNotifier>
+
 #include <cerrno>
 #include <climits>
 
@@ -8,6 +10,13 @@
 DescriptorPort::DescriptorPort() : m_descriptor(-1)
 {
     m_clock.start();
+}
+
+void DescriptorPort::keepFromEventLoop(const QObject &device)
+{
+    const auto notifiers = device.findChildren<QSocketNotifier *>();
+    for (QSocketNotifier *notifier : notifiers)
+        notifier->setEnabled(false);
 }
 
 void DescriptorPort::setBroken(const QString &text)

@@ -6,6 +6,8 @@
 
 #include <QtCore/QElapsedTimer>
 
+class QObject;
+
 /// Reads and writes a descriptor that does not block. Opening and closing are its owner's.
 class DescriptorPort : public Port
 {
@@ -18,11 +20,14 @@ public:
     qint64 nowMs() const override { return m_clock.elapsed(); }
     bool isBroken() const override { return !m_brokenText.isEmpty(); }
     QString brokenText() const override { return m_brokenText; }
+    int descriptor() const override { return m_descriptor; }
 
 protected:
+    /// Has Qt leave the input of an open device to us, where an event loop runs in its thread.
+    static void keepFromEventLoop(const QObject &device);
+
     /// Has to be called before anything else. @param descriptor does not block
     void setDescriptor(int descriptor) { m_descriptor = descriptor; }
-    int descriptor() const { return m_descriptor; }
 
     /// The first reason of a loss is kept.
     void setBroken(const QString &text);

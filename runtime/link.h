@@ -72,7 +72,7 @@ struct LineSpeed {
 LineSpeed lineSpeed(const LinkOptions &options, int baudRate);
 
 /// Opens the serial port or the connection that the options name. Requires: one of the options port
-/// and tcp; no event loop runs in the port's thread.
+/// and tcp.
 /// @param timeoutMs how long to wait for a connection, in milliseconds
 /// @param name      gets the port's name, for people
 /// @param warnings  gets remarks about the port

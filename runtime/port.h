@@ -59,6 +59,9 @@ public:
     /// unknown.
     virtual QString latencyText() const { return QString(); }
 
+    /// What others may wait at for input; -1 for a wire of a test, which has none.
+    virtual int descriptor() const { return -1; }
+
     /// All 0 for a port without such counts.
     virtual SerialErrors errors() const { return SerialErrors(); }
 };

@@ -113,6 +113,7 @@ public:
             return false;
         }
         setDescriptor(m_port.handle());
+        keepFromEventLoop(m_port);
         if (!m_port.setDataBits(setting.dataBits) || !m_port.setParity(setting.parity)) {
             if (!isPseudoTerminal(m_path)) {
                 *error = openingError(m_port, m_path);

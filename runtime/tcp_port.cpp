@@ -27,6 +27,7 @@ public:
         }
         m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
         setDescriptor(static_cast<int>(m_socket.socketDescriptor()));
+        keepFromEventLoop(m_socket);
         return true;
     }
 

@@ -63,9 +63,9 @@ public:
         m_clock.start();
     }
 
-    void tick(const BridgeServer &server)
+    void tick()
     {
-        if (m_intervalMs == 0 || m_clock.elapsed() < m_intervalMs || server.isStuck())
+        if (m_intervalMs == 0 || m_clock.elapsed() < m_intervalMs)
             return;
         sd_notify(0, "WATCHDOG=1");
         m_clock.start();
@@ -76,7 +76,7 @@ private:
     QElapsedTimer m_clock;
 };
 
-// The event loop of a started bridge, until a signal ends it.
+// Serves with a started bridge, until a signal ends it.
 void serve(BridgeServer &server, MetricsServer &metrics, QTextStream &err)
 {
     QTimer timer;
@@ -88,7 +88,7 @@ void serve(BridgeServer &server, MetricsServer &metrics, QTextStream &err)
     };
     QObject::connect(&timer, &QTimer::timeout, [&] {
         server.tick();
-        watchdog.tick(server);
+        watchdog.tick();
         metrics.update(server.statistics());
         if (takeReportRequest())
             report();
@@ -97,12 +97,11 @@ void serve(BridgeServer &server, MetricsServer &metrics, QTextStream &err)
             sd_notify(0, "STOPPING=1");
             server.stop();
         }
-        if (isStopping && server.isAtRest())
-            QCoreApplication::quit();
     });
     timer.start(TICK_MS);
     sd_notify(0, "READY=1");
-    QCoreApplication::exec();
+    while (!isStopping || !server.isAtRest())
+        server.serve();
     report();
 }
 

@@ -105,6 +105,8 @@ void addOutputOptions(CLI::App &app, KvbridgeOptions *options)
 int main(int argc, char **argv)
 {
     keepStandardStreams();
+    // Qt's own event loop makes half the system calls of that over GLib.
+    qputenv("QT_NO_GLIB", "1");
     QCoreApplication application(argc, argv);
     keepUndecodedBytes();
     CLI::App parser("Lets several TCP clients share one PLC, one exchange after the other.",
