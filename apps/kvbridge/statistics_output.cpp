@@ -6,11 +6,18 @@
 #include <prometheus/exposer.h>
 #include <prometheus/metric_family.h>
 
+#include <QtNetwork/QTcpSocket>
+
+#include <chrono>
 #include <exception>
+#include <future>
 #include <mutex>
 
 namespace
 {
+
+// How long a connection of this machine to itself may take.
+const int VISIT_MS = 100;
 
 const struct {
     quint64 ClientCounts::*count;
@@ -128,10 +135,23 @@ QStringList statisticsText(const BridgeStatistics &statistics)
 
 MetricsServer::MetricsServer() : m_collector(std::make_shared<StatisticsCollector>()) {}
 
-MetricsServer::~MetricsServer() = default;
+// The exposer notices its end with the next connection, or within two seconds.
+MetricsServer::~MetricsServer()
+{
+    if (!m_exposer)
+        return;
+    const quint16 at = port();
+    const auto ended = std::async(std::launch::async, [this] { m_exposer.reset(); });
+    while (ended.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+        QTcpSocket visitor;
+        visitor.connectToHost(m_host, at);
+        visitor.waitForConnected(VISIT_MS);
+    }
+}
 
 Failure MetricsServer::start(const TcpAddress &address)
 {
+    m_host = address.host;
     const QString place = tcpAddressText(address.host, address.port);
     try {
         m_exposer.reset(new prometheus::Exposer(place.toStdString()));

@@ -43,6 +43,7 @@ private:
 
     const std::shared_ptr<StatisticsCollector> m_collector;
     std::unique_ptr<prometheus::Exposer> m_exposer;
+    QString m_host;
 };
 
 #endif
