@@ -55,14 +55,15 @@ double numberOf(const Item &item, const QString &value)
     return value.toDouble();
 }
 
-// Numbers of one item have one type, which the database keeps: a scaled one is never an integer.
-QString influxValue(const Item &item, const QString &value)
+// A field has one type in the whole measurement, and a database drops what has another: numbers of
+// all kinds are floating-point, and texts have a field of their own.
+QString influxField(const Item &item, const QString &index, const QString &value)
 {
     if (isText(item))
-        return influxText(plainText(value));
-    if (item.type == ItemType::F32 || item.tag.isScaled())
-        return value;
-    return QString::number(numberOf(item, value), 'f', 0) + QLatin1Char('i');
+        return QString::fromLatin1("text%1=%2").arg(index, influxText(plainText(value)));
+    const bool isAsPrinted = item.type == ItemType::F32 || item.tag.isScaled();
+    return QString::fromLatin1("value%1=%2").arg(
+        index, isAsPrinted ? value : QString::number(numberOf(item, value), 'f', 0));
 }
 
 QString prometheusLabel(const char *name, const QString &value)
@@ -118,7 +119,7 @@ void printInfluxLine(const ItemRecord &record, QTextStream &out)
         if (!isText(item) && !std::isfinite(numberOf(item, values.at(i))))
             continue;
         const QString index = valueCount(item) > 1 ? QString::number(i) : QString();
-        fields += QString::fromLatin1("value%1=%2").arg(index, influxValue(item, values.at(i)));
+        fields += influxField(item, index, values.at(i));
     }
     fields += QLatin1String("status=") +
               influxText(QLatin1String(statusName(record.result.failure.status())));

@@ -7,9 +7,9 @@ namespace
 const KvlinkRun RUNS[] = {
     {"PLC read DM102:f32 DM100[2] DM130:string[3] DM100:hex DM70000 --format influx", 6,
      "kvlink,item=DM102:f32,address=DM102 status=\"ok\" ANY000000\n"
-     "kvlink,item=DM100[2],address=DM100 value0=4660i,value1=255i,status=\"ok\" ANY000000\n"
-     "kvlink,item=DM130:string[3],address=DM130 value=\"=\\\"\\\\\",status=\"ok\" ANY000000\n"
-     "kvlink,item=DM100:hex,address=DM100 value=4660i,status=\"ok\" ANY000000\n"
+     "kvlink,item=DM100[2],address=DM100 value0=4660,value1=255,status=\"ok\" ANY000000\n"
+     "kvlink,item=DM130:string[3],address=DM130 text=\"=\\\"\\\\\",status=\"ok\" ANY000000\n"
+     "kvlink,item=DM100:hex,address=DM100 value=4660,status=\"ok\" ANY000000\n"
      "kvlink,item=DM70000,address=DM70000 status=\"plc-error\",error=\"error reply \\\"E0ANY ANY000000\n",
      "DM70000: error reply"},
     {"PLC read DM102:f32 DM100[2] DM130:string[3] DM102:f32 DM70000 --format prometheus", 6,
