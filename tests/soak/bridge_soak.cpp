@@ -14,7 +14,7 @@ namespace
 
 // Each in one reply of 5000. LATE is later than the bridge waits at once.
 const char FAULTS[] = "no-reply:R late:R,80 cut:R doubled:R noise-inside:R error-reply:R split:R,2";
-const char BRIDGE[] = "--listen 0 --timeout 50 --turn-timeout 200 --tcp ";
+const char BRIDGE[] = "--listen 0 --metrics 0 --timeout 50 --turn-timeout 200 --tcp ";
 
 // A client dies in one line of so many, or with its reply due, and restarts.
 const unsigned DEATHS = 200;
@@ -173,6 +173,16 @@ int main(int argc, char **argv)
                  clients,
                  std::mt19937(QByteArray(argv[3]).toUInt()),
                  {}};
+    // Meanwhile another thread of the bridge serves the metrics.
+    const QString metrics = nextLine(&bridge).trimmed().section(':', 1);
+    QTcpSocket reader;
+    QTimer scrapes;
+    QObject::connect(&scrapes, &QTimer::timeout, [&reader, &metrics] {
+        reader.abort();
+        reader.connectToHost("127.0.0.1", metrics.toUShort());
+        reader.write("GET /metrics HTTP/1.0\r\n\r\n");
+    });
+    scrapes.start(20);
     std::vector<std::unique_ptr<SoakClient>> all;
     for (int number = 1; number <= clients; ++number)
         all.emplace_back(new SoakClient(&soak, number));
