@@ -271,10 +271,10 @@ void TagReader::readNumbers(ItemTag *tag, ItemType type)
         }
         return;
     }
-    readNumber(Scale, -MAX_AMOUNT, MAX_NUMBER, &tag->scale);
+    readNumber(Scale, -MAX_AMOUNT, MAX_AMOUNT, &tag->scale);
     if (std::fabs(tag->scale) < MIN_SCALE)
         add(Scale, QString::fromLatin1("%1: expected a number that is not 0").arg(text(Scale)));
-    readNumber(Offset, -MAX_AMOUNT, MAX_NUMBER, &tag->offset);
+    readNumber(Offset, -MAX_AMOUNT, MAX_AMOUNT, &tag->offset);
     readNumber(Deadband, 0, MAX_AMOUNT, &tag->deadband);
     bool ok = false;
     const int decimals = text(Decimals).toInt(&ok);
