@@ -32,7 +32,8 @@ class Failure(Exception):
 
 def block(name):
     """A block of the page."""
-    found = re.search(r"<!-- run: %s -->\n```\w+\n(.*?)```" % re.escape(name), PAGE.read_text(), re.S)
+    form = r"<!-- run: %s -->\n```\w+\n(.*?)```" % re.escape(name)
+    found = re.search(form, PAGE.read_text(), re.S)
     if not found:
         raise Failure("%s has no block %s" % (PAGE, name))
     return found.group(1)
@@ -108,7 +109,8 @@ class Plant:
     @contextlib.contextmanager
     def pipe(self, name, without="\0"):
         """A block of the page while something is checked."""
-        child = self.start(block(name).replace(without, ""), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        child = self.start(block(name).replace(without, ""), stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL)
         try:
             yield child
         finally:
@@ -124,8 +126,8 @@ class Plant:
         wait_for("a subscription", lambda: "ready\n" in arrived.read_text())
 
         def lines(count):
-            return wait_for("%d messages" % count,
-                            lambda: len(got := arrived.read_text().splitlines()) > count and got)[1:]
+            got = lambda: arrived.read_text().splitlines()[1:]
+            return wait_for("%d messages" % count, lambda: len(got()) >= count and got())
         try:
             yield lines
         finally:
@@ -155,8 +157,8 @@ class Plant:
         self.serve_influx()
 
     def serve_mosquitto(self):
-        self.start(["mosquitto", "-c", self.file(
-            "mosquitto.conf", "listener %d 127.0.0.1\nallow_anonymous true\n" % self.ports["mqtt"])])
+        text = "listener %d 127.0.0.1\nallow_anonymous true\n" % self.ports["mqtt"]
+        self.start(["mosquitto", "-c", self.file("mosquitto.conf", text)])
         for program in ("mosquitto_pub", "mosquitto_sub"):
             self.file(program, "-h 127.0.0.1\n-p %d\n" % self.ports["mqtt"])
         wait_for("the broker", lambda: self.run(
@@ -165,9 +167,9 @@ class Plant:
     def serve_prometheus(self):
         node = "127.0.0.1:%d" % self.ports["node"]
         self.env["TEXTFILES"] = str(self.file("textfiles/readme", "").parent)
-        self.start(["prometheus-node-exporter", "--collector.disable-defaults", "--collector.textfile",
-                    "--collector.textfile.directory=" + self.env["TEXTFILES"],
-                    "--web.listen-address=" + node])
+        self.start(["prometheus-node-exporter", "--web.listen-address=" + node,
+                    "--collector.disable-defaults", "--collector.textfile",
+                    "--collector.textfile.directory=" + self.env["TEXTFILES"]])
         text = block("prometheus.yml")
         for documented, own in (("127.0.0.1:9451", self.metrics), ("127.0.0.1:9100", node),
                                 ("15s", "1s")):

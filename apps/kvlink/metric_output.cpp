@@ -62,8 +62,8 @@ QString influxField(const Item &item, const QString &index, const QString &value
     if (isText(item))
         return QString::fromLatin1("text%1=%2").arg(index, influxText(plainText(value)));
     const bool isAsPrinted = item.type == ItemType::F32 || item.tag.isScaled();
-    return QString::fromLatin1("value%1=%2").arg(
-        index, isAsPrinted ? value : QString::number(numberOf(item, value), 'f', 0));
+    return QString::fromLatin1("value%1=%2")
+        .arg(index, isAsPrinted ? value : QString::number(numberOf(item, value), 'f', 0));
 }
 
 QString prometheusLabel(const char *name, const QString &value)
