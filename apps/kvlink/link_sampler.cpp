@@ -1,0 +1,92 @@
+#include "apps/kvlink/link_sampler.h"
+
+#include "runtime/escaped_text.h"
+#include "runtime/schedule.h"
+#include "runtime/stop_request.h"
+
+LinkSampler::LinkSampler(const MonitorOptions &options, Client &client, const QVector<Item> &items,
+                         SampleOutput &output, RunReport &report)
+    : m_options(options), m_client(client), m_items(items), m_output(output), m_report(report),
+      m_reader(client, items, options.items.read, options.items.order), m_status(StatusNoReply),
+      m_outageSinceMs(-1), m_missed(0), m_lost(0), m_previousMs(0), m_isPaceKnown(false)
+{
+    m_clock.start();
+}
+
+void LinkSampler::run()
+{
+    const auto report = [this] { m_output.say({QLatin1String("so far ") + summary()}); };
+    qint64 tick = 0;
+    for (int taken = 0; m_options.count == 0 || taken < m_options.count; ++taken) {
+        const qint64 dueMs = tick * m_options.intervalMs;
+        if ((m_options.durationMs > 0 && dueMs >= m_options.durationMs) ||
+            waitForStop(dueMs - m_clock.elapsed(), report))
+            break;
+        const qint64 startMs = m_clock.elapsed();
+        const QVector<ItemResult> results = m_reader.read();
+        const qint64 sampleMs = m_clock.elapsed() - startMs;
+        // A request that the signal has cut short says nothing about the PLC.
+        if (stopRequested() && outageIn(results))
+            break;
+        reportChanges(results);
+        m_lost += m_output.take(results) ? 0 : 1;
+        judgePace(m_status == StatusGood ? sampleMs : 0);
+        m_report.addSample(m_items, results);
+        if (m_output.isGone())
+            break;
+        tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
+    }
+}
+
+QString LinkSampler::summary() const
+{
+    QString text = m_client.statistics().text();
+    if (m_missed > 0)
+        text += QLatin1String("; ") + countText(m_missed, "sample", "samples") +
+                QLatin1String(" left out");
+    if (m_lost > 0)
+        text += QLatin1String("; ") + countText(m_lost, "sample", "samples") +
+                QLatin1String(" not in the log");
+    return text;
+}
+
+// Failures are reported when they begin or change, not with every sample.
+void LinkSampler::reportChanges(const QVector<ItemResult> &results)
+{
+    const QStringList texts = failureTexts(m_items, results);
+    m_status = statusOf(results);
+    const Failure *outage = outageIn(results);
+    if (outage && m_outageSinceMs < 0) {
+        m_outageSinceMs = m_clock.elapsed();
+        m_output.say({QLatin1String("outage: ") + outage->text()});
+    } else if (!outage && m_outageSinceMs >= 0) {
+        m_output.say(
+            {QString::fromLatin1("the PLC answers again after %1 s")
+                 .arg(static_cast<double>(m_clock.elapsed() - m_outageSinceMs) / 1000, 0, 'f', 1)});
+        m_outageSinceMs = -1;
+    }
+    if (!outage && texts != m_reported) {
+        m_output.say(texts);
+        m_reported = texts;
+    }
+}
+
+// Two slow samples in a row are no chance; what a fault costs is not the link's pace.
+void LinkSampler::judgePace(qint64 sampleMs)
+{
+    const qint64 steadyMs = qMin(sampleMs, m_previousMs);
+    m_previousMs = sampleMs;
+    if (m_isPaceKnown || steadyMs <= m_options.intervalMs)
+        return;
+    m_isPaceKnown = true;
+    const int fitting =
+        itemsWithin(m_items, m_options.items.read.merge,
+                    static_cast<double>(m_options.intervalMs) / static_cast<double>(steadyMs));
+    QString text = QString::fromLatin1("a sample takes %1 ms, longer than the interval of %2 ms: "
+                                       "use --interval %3")
+                       .arg(QString::number(steadyMs), QString::number(m_options.intervalMs),
+                            QString::number(roomyIntervalMs(steadyMs)));
+    if (fitting > 0)
+        text += QString::fromLatin1(" or fewer items (about %1)").arg(fitting);
+    m_output.say({text});
+}

@@ -1,0 +1,95 @@
+#include "apps/kvlink/sample_output.h"
+
+#include "apps/standard_streams.h"
+#include "runtime/escaped_text.h"
+#include "runtime/failure_text.h"
+#include "runtime/trace_log.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+SampleOutput::SampleOutput(const MonitorOptions &options, const QVector<Item> &items,
+                           bool mayRedraw, QTextStream &out, QTextStream &err)
+    : m_options(options), m_items(items), m_out(out), m_err(err), m_rowStream(&m_rows),
+      m_printer(options.output.empty() ? out : m_rowStream, *options.items.format, items,
+                options.output.empty()),
+      m_table(out, items),
+      m_isLive(mayRedraw && options.output.empty() && canRedraw(STDOUT_FILENO) &&
+               options.items.format->isLiveTable && !options.changesOnly),
+      m_unlogged(0)
+{}
+
+Failure SampleOutput::open()
+{
+    const OutputFormat &format = *m_options.items.format;
+    if (m_options.output.empty())
+        return Failure();
+    if (format.finish)
+        return Failure(StatusUsage,
+                       QString::fromLatin1("--output takes no %1, which ends only with "
+                                           "its last sample: use jsonl")
+                           .arg(QLatin1String(format.name)));
+    const QByteArray header = format.header ? format.header(m_items).toUtf8() : QByteArray();
+    m_log.reset(
+        new LogFile(QByteArray::fromStdString(m_options.output), header, m_options.rotation));
+    return m_log->open();
+}
+
+bool SampleOutput::take(const QVector<ItemResult> &results)
+{
+    const QString time = wallTime();
+    if (m_isLive) {
+        winsize size = {};
+        const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+        m_table.draw(results, time, known ? size.ws_col : 80, known ? size.ws_row : 24);
+    }
+    bool isWhole = true;
+    if (m_options.changesOnly)
+        isWhole = m_printer.printChanges(results, time);
+    else if (!m_isLive)
+        m_printer.print(results, time);
+    m_out.flush();
+    return !m_log || keep(time, isWhole);
+}
+
+// A full disk may have room again: the samples until then are lost, those behind it are not.
+// @param isWhole whether the rows are those of all items
+// @return whether nothing is lost
+bool SampleOutput::keep(const QString &time, bool isWhole)
+{
+    const int lengthOfDay = 10;
+    const QByteArray rows = m_rows.toUtf8();
+    m_rows.clear();
+    if (rows.isEmpty())
+        return true;
+    const Failure failure = m_log->append(time.left(lengthOfDay).toLatin1(), rows);
+    if (failure && m_unlogged == 0)
+        say({failure.text() + QLatin1String("; samples are lost until that works")});
+    else if (!failure && m_unlogged > 0)
+        say({QLatin1String("the log is written again; ") +
+             countText(m_unlogged, "sample is", "samples are") + QLatin1String(" lost")});
+    // Whoever opens one file alone is to find all values there.
+    if (failure || (!isWhole && m_log->hasBegun()))
+        m_printer.forgetPrinted();
+    m_unlogged = failure ? m_unlogged + 1 : 0;
+    return failure.isGood();
+}
+
+void SampleOutput::say(const QStringList &texts)
+{
+    m_out.flush();
+    m_table.leave();
+    for (const QString &text : texts)
+        complain(m_err, text, StatusGood);
+}
+
+void SampleOutput::finish()
+{
+    m_printer.finish();
+    m_out.flush();
+}
+
+bool SampleOutput::isGone() const
+{
+    return !m_log && (m_out.status() != QTextStream::Ok || readerIsGone());
+}

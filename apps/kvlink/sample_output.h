@@ -1,0 +1,61 @@
+/// Where monitor's samples go: rows, a log, a table that is redrawn, a page.
+#ifndef APPS_KVLINK_SAMPLE_OUTPUT_H
+#define APPS_KVLINK_SAMPLE_OUTPUT_H
+
+#include "apps/kvlink/item_output.h"
+#include "apps/kvlink/live_table.h"
+#include "apps/kvlink/monitor_options.h"
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QTextStream>
+#include <QtCore/QVector>
+
+#include <memory>
+
+/// Takes the samples of items, and what is to be said of them on stderr.
+class SampleOutput
+{
+public:
+    /// @param options, out, err outlive the output
+    /// @param mayRedraw         whether a terminal may show a table rather than rows
+    SampleOutput(const MonitorOptions &options, const QVector<Item> &items, bool mayRedraw,
+                 QTextStream &out, QTextStream &err);
+
+    /// Opens the log, if there is one. @return StatusUsage for a format that it does not take, or
+    /// StatusOpen; then nothing is to be taken
+    Failure open();
+
+    /// Takes a sample of all items, of this moment.
+    /// @return false when the log could not take it; then it is lost
+    bool take(const QVector<ItemResult> &results);
+
+    /// Prints lines on stderr.
+    void say(const QStringList &texts);
+
+    /// Ends the rows. Requires: nothing is taken afterwards.
+    void finish();
+
+    /// Whether nobody takes what would be printed.
+    bool isGone() const;
+
+    /// Whether the log could not take the latest sample.
+    bool isLogBehind() const { return m_unlogged > 0; }
+
+private:
+    bool keep(const QString &time, bool isWhole);
+
+    const MonitorOptions &m_options;
+    const QVector<Item> m_items;
+    QTextStream &m_out;
+    QTextStream &m_err;
+    std::unique_ptr<LogFile> m_log; // gets the rows; null where they go to the standard output
+    QString m_rows;                 // for the log
+    QTextStream m_rowStream;
+    ItemPrinter m_printer;
+    LiveTable m_table;
+    const bool m_isLive;
+    qint64 m_unlogged; // samples since the log could be written
+};
+
+#endif
