@@ -50,6 +50,11 @@ bool isAmount(ItemType type)
            type != ItemType::String;
 }
 
+QString nameWithLink(const Item &item)
+{
+    return item.link.isEmpty() ? item.text : item.link + QLatin1Char(':') + item.text;
+}
+
 int itemBits(const Item &item)
 {
     switch (item.type) {

@@ -46,7 +46,8 @@ struct ItemTag {
 
 /// One item to read or write.
 struct Item {
-    QString text;    ///< as written, without the values; a tag's name
+    QString link;    ///< name of the link that it is on; empty where it names none
+    QString text;    ///< as written, without link and values; a tag's name
     QString address; ///< as written, in upper case
     DeviceAddress device;
     ItemType type = ItemType::U16;
@@ -56,6 +57,9 @@ struct Item {
     TextForm textForm;       ///< of a string
     ItemTag tag;
 };
+
+/// An item's link and text, such as press:DM100; the text alone where it names no link.
+QString nameWithLink(const Item &item);
 
 /// The type with a name such as u16. @return whether there is one; else @p type is unchanged
 bool itemTypeByName(const QString &name, ItemType *type);

@@ -14,7 +14,33 @@ bool isWildcard(const QString &name)
     return name.contains(QLatin1Char('*')) || name.contains(QLatin1Char('?'));
 }
 
-QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const TextForm &form)
+// Text in front of the values, taken apart. A link comes in front of a colon, as a type does behind
+// one; an address of the PLC has a type behind it, unless what follows is an address as well.
+struct ItemHead {
+    QString link;
+    QString name;
+};
+
+ItemHead takeApart(const QString &text, const ItemDefaults &defaults)
+{
+    static const QRegularExpression ending(QLatin1String("[:\\[].*"));
+    const auto isAddress = [&defaults](QString address) {
+        DeviceAddress device;
+        return !defaults.otherDriver && parseDeviceAddress(address.remove(ending), &device) &&
+               device.isKnown;
+    };
+    const QString link = text.section(QLatin1Char(':'), 0, 0);
+    const QString rest = text.mid(link.size() + 1);
+    ItemType type = ItemType::U16;
+    const bool isType = itemTypeByName(rest.section(QLatin1Char('['), 0, 0).toLower(), &type);
+    if (link.isEmpty() || rest.isEmpty() || isType || (isAddress(link) && !isAddress(rest)))
+        return {QString(), text};
+    return {link, rest};
+}
+
+// @param link that they are on, if they name one; empty for any
+QVector<Item> tagsNamed(const QString &name, const QString &link, const QVector<Item> &tags,
+                        const TextForm &form)
 {
     const QString pattern = QRegularExpression::escape(name)
                                 .replace(QLatin1String("\\*"), QLatin1String(".*"))
@@ -22,6 +48,8 @@ QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const Te
     const QRegularExpression wildcard(QRegularExpression::anchoredPattern(pattern));
     QVector<Item> named;
     for (const Item &tag : tags) {
+        if (!link.isEmpty() && !tag.link.isEmpty() && tag.link != link)
+            continue;
         if (isWildcard(name) ? wildcard.match(tag.text).hasMatch() : tag.text == name) {
             named += tag;
             named.last().textForm = form;
@@ -31,11 +59,19 @@ QVector<Item> tagsNamed(const QString &name, const QVector<Item> &tags, const Te
 }
 
 // Why a text is no item, where there are names.
-Failure notNamed(const QString &name, const QVector<Item> &tags, const Failure &failure)
+Failure notNamed(const ItemHead &head, const QVector<Item> &tags, const Failure &failure)
 {
+    const QString &name = head.name;
+    const QVector<Item> elsewhere = tagsNamed(name, QString(), tags, TextForm());
+    if (!elsewhere.isEmpty())
+        return Failure(
+            failure.status(),
+            QString::fromLatin1("\"%1\" is on link \"%2\" in the tag file, not on \"%3\"")
+                .arg(printableText(name), printableText(elsewhere.first().link),
+                     printableText(head.link)));
     static const QRegularExpression ending(QLatin1String("[:\\[].*"));
     const QString start = QString(name).remove(ending);
-    if (start != name && !tagsNamed(start, tags, TextForm()).isEmpty())
+    if (start != name && !tagsNamed(start, QString(), tags, TextForm()).isEmpty())
         return Failure(failure.status(),
                        QString::fromLatin1("\"%1\": %2 takes no :TYPE and no [COUNT], which are "
                                            "in the tag file")
@@ -53,11 +89,11 @@ Failure notNamed(const QString &name, const QVector<Item> &tags, const Failure &
 
 // @param give  gives the values to a tag
 // @param parse makes an item of what is no name
-Failure readNamed(const QString &head, const QVector<Item> &tags, const TextForm &form,
+Failure readNamed(const ItemHead &head, const QVector<Item> &tags, const TextForm &form,
                   const std::function<Failure(Item *)> &give,
                   const std::function<Failure(Item *)> &parse, QVector<Item> *items)
 {
-    QVector<Item> named = tagsNamed(head, tags, form);
+    QVector<Item> named = tagsNamed(head.name, head.link, tags, form);
     for (Item &item : named) {
         if (Failure failure = give(&item))
             return failure;
@@ -66,6 +102,10 @@ Failure readNamed(const QString &head, const QVector<Item> &tags, const TextForm
         named.resize(1);
         if (Failure failure = parse(&named.first()))
             return notNamed(head, tags, failure);
+    }
+    for (Item &item : named) {
+        if (!head.link.isEmpty())
+            item.link = head.link;
     }
     *items += named;
     return Failure();
@@ -77,17 +117,25 @@ Failure parseNamedItems(const QString &text, const QVector<Item> &tags,
                         const ItemDefaults &defaults, QVector<Item> *items)
 {
     const int equals = text.indexOf(QLatin1Char('='));
+    const ItemHead head = takeApart(text.left(equals), defaults);
+    const QString plain = head.link.isEmpty() ? text : text.mid(head.link.size() + 1);
     const auto give = [&text, equals](Item *item) {
         return equals < 0 ? Failure() : setValues(text.mid(equals + 1), item);
     };
-    const auto parse = [&text, &defaults](Item *item) { return parseItem(text, defaults, item); };
-    return readNamed(text.left(equals), tags, defaults.textForm, give, parse, items);
+    const auto parse = [&](Item *item) { return parseItem(plain, defaults, item); };
+    return readNamed(head, tags, defaults.textForm, give, parse, items);
 }
 
-Failure parseNamedItems(const QString &head, const QStringList &values, const QVector<Item> &tags,
+Failure parseNamedItems(const QString &text, const QStringList &values, const QVector<Item> &tags,
                         const ItemDefaults &defaults, QVector<Item> *items)
 {
+    const ItemHead head = takeApart(text, defaults);
     const auto give = [&values](Item *item) { return setValues(values, item); };
-    const auto parse = [&](Item *item) { return parseItem(head, values, defaults, item); };
+    const auto parse = [&](Item *item) { return parseItem(head.name, values, defaults, item); };
     return readNamed(head, tags, defaults.textForm, give, parse, items);
+}
+
+QString linkOf(const QString &text, const ItemDefaults &defaults)
+{
+    return takeApart(text.section(QLatin1Char('='), 0, 0), defaults).link;
 }

@@ -29,13 +29,18 @@ OutageReader::OutageReader(Client &client, const QVector<Item> &items, const Rea
     m_clock.start();
 }
 
+Failure OutageReader::open()
+{
+    m_down = m_client.openLink();
+    if (m_down)
+        noteOutage(m_down);
+    return m_down;
+}
+
 QVector<ItemResult> OutageReader::read()
 {
-    if (m_down && m_clock.elapsed() >= m_reopenAtMs) {
-        m_down = m_client.openLink();
-        if (m_down)
-            noteOutage(m_down);
-    }
+    if (m_down && m_clock.elapsed() >= m_reopenAtMs)
+        open();
     if (m_down) {
         ItemResult failed;
         failed.failure = m_down;

@@ -14,9 +14,13 @@ const Failure *outageIn(const QVector<ItemResult> &results);
 class OutageReader
 {
 public:
-    /// Requires: @p client outlives the reader; its link is open.
+    /// Requires: @p client outlives the reader; it has loaded its driver.
     OutageReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
                  WordOrder order);
+
+    /// Opens the link. A failure is also the outage that the readings begin with.
+    /// Requires: called before `read`.
+    Failure open();
 
     /// Reads all items. @return one result for each item; while the link is not open, the reason
     QVector<ItemResult> read();

@@ -24,10 +24,22 @@ const int MAX_UNIT = 16;
 const double MIN_SCALE = 1e-12;
 const double MAX_AMOUNT = 1e12;
 
-enum Column { Name, Address, Type, Scale, Offset, Unit, Decimals, Deadband, Writable, Comment };
+enum Column {
+    Name,
+    Address,
+    Type,
+    Scale,
+    Offset,
+    Unit,
+    Decimals,
+    Deadband,
+    Writable,
+    Comment,
+    Link
+};
 
-const char *const COLUMNS[] = {"name", "address",  "type",     "scale",    "offset",
-                               "unit", "decimals", "deadband", "writable", "comment"};
+const char *const COLUMNS[] = {"name",     "address",  "type",     "scale",   "offset", "unit",
+                               "decimals", "deadband", "writable", "comment", "link"};
 const int COLUMN_COUNT = sizeof COLUMNS / sizeof *COLUMNS;
 
 int columnByName(const QString &name)
@@ -190,6 +202,10 @@ void TagReader::readRow(const CsvRecord &record)
         readNumbers(&item.tag, item.type);
     readRest(&item.tag);
     item.text = item.tag.name;
+    item.link = text(Link);
+    if (item.link.size() > MAX_NAME || !isPrintable(item.link))
+        add(Link, QString::fromLatin1("%1: expected %2 printable characters at most")
+                      .arg(quoted(item.link), QString::number(MAX_NAME)));
     m_read.tags += item;
 }
 

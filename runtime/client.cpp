@@ -43,14 +43,15 @@ Client::~Client()
         complain(m_err, QLatin1String("cannot write all of the trace"), StatusGood);
 }
 
-Failure Client::loadDriver()
+Failure Client::loadDriver(DriverObject object)
 {
     if (!m_options.projectPort.isEmpty()) {
         if (Failure failure = findProject())
             return failure;
     }
     return m_plugin.load(m_options.driverPath.isEmpty() ? DriverPlugin::defaultPath()
-                                                        : m_options.driverPath);
+                                                        : m_options.driverPath,
+                         object);
 }
 
 Failure Client::findProject()
@@ -79,7 +80,11 @@ Failure Client::openTrace()
 {
     if (m_options.trace.isEmpty() || m_trace)
         return Failure();
-    return openTraceLog(m_options.trace, m_err, &m_trace);
+    // A trace has names without blanks and its own marks.
+    QString client = m_options.name;
+    for (const char mark : {' ', '\t', '#', '<', '>'})
+        client.replace(QLatin1Char(mark), QLatin1Char('_'));
+    return openTraceLog(m_options.trace, m_err, &m_trace, client);
 }
 
 Failure Client::openLink()
@@ -179,7 +184,7 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
     const RequestFigures figures = {replied, !failure.isGood(), record.attempts, record.timeOuts,
                                     time.nsecsElapsed()};
     if (!stopRequested() || !record.sent.isEmpty())
-        m_statistics.add(figures);
+        count(figures);
     if (m_observer && !(stopRequested() && failure.status() == StatusNoReply)) {
         RequestReport report = {figures,
                                 failure,
@@ -193,6 +198,18 @@ Failure Client::request(const std::function<RequestOutcome()> &work, const QStri
         m_observer(report);
     }
     return failure;
+}
+
+Statistics Client::statistics() const
+{
+    const std::lock_guard<std::mutex> lock(m_statisticsMutex);
+    return m_statistics;
+}
+
+void Client::count(const RequestFigures &request)
+{
+    const std::lock_guard<std::mutex> lock(m_statisticsMutex);
+    m_statistics.add(request);
 }
 
 RequestPlace Client::placeOf(const QString &address, const SerialErrors &before) const

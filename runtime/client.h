@@ -17,6 +17,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 
 class CommunicatorCommand;
 class DriverInterface;
@@ -43,8 +44,9 @@ public:
     Client(const LinkOptions &options, QTextStream &err);
     ~Client();
 
-    /// Loads the driver and looks the station up; opens no port.
-    Failure loadDriver();
+    /// Loads the driver and looks the station up; opens no port. Requires: no other thread does so,
+    /// and the thread is the same for all clients that look one up.
+    Failure loadDriver(DriverObject object = DriverObject::Root);
 
     /// Opens the link, or opens it anew, and the trace where one is asked for.
     /// Requires: `loadDriver` succeeded.
@@ -52,6 +54,9 @@ public:
 
     /// Loads the driver and opens the link.
     Failure open();
+
+    /// Closes the link, in the thread that has opened it: its socket belongs to that one.
+    void closeLink() { m_link.reset(); }
 
     /// Makes one read request. Requires: `openLink` succeeded, as for all requests.
     /// @param data gets the values; is empty after a failure
@@ -90,8 +95,8 @@ public:
     /// As Link::latencyText. Requires: `openLink` succeeded.
     QString latencyText() const { return m_link->latencyText(); }
 
-    /// What the requests so far came to.
-    const Statistics &statistics() const { return m_statistics; }
+    /// What the requests so far came to; any thread may ask.
+    Statistics statistics() const;
 
     /// What the project says of the link; null when none was asked for.
     const ProjectLink *project() const { return m_hasProject ? &m_project : nullptr; }
@@ -100,6 +105,7 @@ private:
     Failure findProject();
     Failure openTrace();
     Failure initializeDriver();
+    void count(const RequestFigures &request);
     RequestPlace placeOf(const QString &address, const SerialErrors &before) const;
     RequestOutcome driverOutcome(bool succeeded) const;
     Failure request(const std::function<RequestOutcome()> &work, const QString &address);
@@ -112,6 +118,7 @@ private:
     std::unique_ptr<Link> m_link;
     bool m_hasProject;
     ProjectLink m_project;
+    mutable std::mutex m_statisticsMutex;
     Statistics m_statistics;
     std::function<void(const RequestReport &)> m_observer; // null for none
 };

@@ -7,14 +7,14 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QJsonObject>
-
-#include <memory>
+#include <QtCore/QLibrary>
 
 namespace
 {
 
 const char DRIVER_FILE[] = "kv-hostlink/drivers/libkv_l20v_host_link.so";
 const char DRIVER_CLASS[] = "DriverKV_L20V_HostLink";
+const char CREATE_FUNCTION[] = "CreateDriver";
 const char CHOSEN_DRIVER[] = "KV_HOSTLINK_DRIVER";
 const char *const LIBRARY_DIRECTORIES[] = {"lib", KV_INSTALL_LIBDIR};
 
@@ -29,6 +29,8 @@ bool hasDefaults(DriverInterface *driver)
 } // namespace
 
 DriverPlugin::DriverPlugin() : m_driver(nullptr) {}
+
+DriverPlugin::~DriverPlugin() = default;
 
 QString DriverPlugin::defaultPath()
 {
@@ -58,13 +60,14 @@ bool DriverPlugin::isOther(const QString &path)
     return !found.isEmpty() && found != QLatin1String(DRIVER_CLASS);
 }
 
-Failure DriverPlugin::load(const QString &path)
+Failure DriverPlugin::load(const QString &path, DriverObject object)
 {
     const auto failure = [&path](const QString &reason) {
         return Failure(StatusOpen, QString::fromLatin1("driver plug-in %1: %2").arg(path, reason));
     };
     const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
     m_driver = nullptr;
+    m_own.reset();
     const QFileInfo file(path);
     if (!file.isFile())
         return failure(QLatin1String(file.exists() ? "not a file" : "no such file"));
@@ -82,6 +85,17 @@ Failure DriverPlugin::load(const QString &path)
     // A missing function would otherwise end the whole program when it is first called.
     m_loader.setLoadHints(m_loader.loadHints() | QLibrary::ResolveAllSymbolsHint);
     m_driver = qobject_cast<DriverInterface *>(m_loader.instance());
+    if (m_driver && object == DriverObject::Own) {
+        typedef DriverInterface *(*Create)();
+        const auto create =
+            reinterpret_cast<Create>(QLibrary::resolve(m_loader.fileName(), CREATE_FUNCTION));
+        m_own.reset(create ? create() : nullptr);
+        m_driver = m_own.get();
+        if (!m_driver)
+            return failure(QString::fromLatin1("it makes no driver for each link, as it has no "
+                                               "function %1; give one link")
+                               .arg(QLatin1String(CREATE_FUNCTION)));
+    }
     if (m_driver && hasDefaults(m_driver))
         return Failure();
     if (m_driver) {

@@ -28,6 +28,11 @@ protected:
     }
 };
 
+QString aboutLink(const QString &link, const QString &text)
+{
+    return link.isEmpty() ? text : link + QLatin1String(": ") + text;
+}
+
 QString lineName(const LinkOptions &options)
 {
     return options.simulated ? QString::fromLatin1("simulated PLC") : options.port + options.tcp;
@@ -96,7 +101,7 @@ Failure Link::openNamed(const LinkOptions &options, int timeoutMs, QTextStream &
     QStringList warnings;
     Failure failure = openPort(options, timeoutMs, &m_port, &m_name, &warnings);
     for (const QString &line : qAsConst(warnings))
-        complain(warning, line, StatusGood);
+        complain(warning, aboutLink(options.name, line), StatusGood);
     return failure;
 }
 

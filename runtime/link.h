@@ -35,6 +35,7 @@ struct StrayInput {
 
 /// Which PLC to talk to, and how. A pacing value of -1 stands for the driver's default.
 struct LinkOptions {
+    QString name;           ///< among several links, for what is said of it; empty for none
     QString port;           ///< serial port, empty for none
     QString tcp;            ///< TCP address, empty for none
     bool simulated = false; ///< talk to an own simulated PLC
@@ -50,6 +51,9 @@ struct LinkOptions {
     /// Whether they say where the PLC is.
     bool isReachable() const { return !port.isEmpty() || !tcp.isEmpty() || simulated; }
 };
+
+/// A text with the name of the link that it is about in front, if that has one.
+QString aboutLink(const QString &link, const QString &text);
 
 /// The port or the peer that the options name, for people.
 QString lineName(const LinkOptions &options);

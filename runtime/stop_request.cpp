@@ -39,14 +39,12 @@ void writeByte(int pipe)
 extern "C" void noteStop(int)
 {
     const int error = errno;
-    clock_gettime(CLOCK_MONOTONIC, &requestedAt);
-    requested = true;
+    requestStop();
     for (int number : STOP_SIGNALS) {
         struct sigaction action;
         if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == noteStop)
             static_cast<void>(std::signal(number, SIG_DFL));
     }
-    writeByte(wakeUp[1]);
     errno = error;
 }
 
@@ -78,11 +76,19 @@ bool watchStopSignal(int number)
 
 Failure watchStopSignals()
 {
-    const bool isWatched =
+    // A later call must not take the signals back that a stop has given to the system.
+    static const bool isWatched =
         pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) == 0 && pipe2(reports, O_CLOEXEC | O_NONBLOCK) == 0 &&
         handleSignal(SIGUSR1, noteReport) &&
         std::all_of(std::begin(STOP_SIGNALS), std::end(STOP_SIGNALS), watchStopSignal);
     return isWatched ? Failure() : Failure(StatusOpen, QLatin1String("cannot watch for signals"));
+}
+
+void requestStop()
+{
+    clock_gettime(CLOCK_MONOTONIC, &requestedAt);
+    requested = true;
+    writeByte(wakeUp[1]);
 }
 
 bool stopRequested()

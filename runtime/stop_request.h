@@ -10,18 +10,22 @@
 #include <functional>
 
 /// From here on the first stop signal only notes the request; a second one, of any kind, ends the
-/// process at once. A SIGHUP that is ignored, as below nohup, stays so. SIGUSR1 ends nothing.
+/// process at once. A SIGHUP that is ignored, as below nohup, stays so. SIGUSR1 ends nothing. Further
+/// calls do nothing; any thread may call. The functions below may be called by several threads.
 /// @return StatusOpen when the system refuses; the signals then end the process as ever
 Failure watchStopSignals();
 
-/// Whether a stop signal has come since `watchStopSignals`.
+/// Asks for a stop as a first signal does. Requires: `watchStopSignals` succeeded.
+void requestStop();
+
+/// Whether a stop signal has come since `watchStopSignals`, or a stop was asked for.
 bool stopRequested();
 
 /// Milliseconds since that signal. Requires: `stopRequested`.
 qint64 msSinceStop();
 
 /// Whether SIGUSR1 has come since `watchStopSignals` or the last call, however often: the user asks
-/// for an interim line.
+/// for an interim line. Of several threads one gets it.
 bool takeReportRequest();
 
 /// Waits for a stop signal.

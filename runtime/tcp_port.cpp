@@ -7,6 +7,7 @@
 #include <QtNetwork/QTcpSocket>
 
 #include <cerrno>
+#include <mutex>
 
 #include <sys/socket.h>
 
@@ -20,7 +21,12 @@ public:
     bool open(const TcpAddress &address, int timeoutMs, QString *error)
     {
         m_socket.setProxy(QNetworkProxy::NoProxy);
-        m_socket.connectToHost(address.host, address.port);
+        {
+            // Qt registers types without a lock when a connection begins; this does not wait.
+            static std::mutex beginning;
+            const std::lock_guard<std::mutex> lock(beginning);
+            m_socket.connectToHost(address.host, address.port);
+        }
         if (!m_socket.waitForConnected(timeoutMs)) {
             *error = m_socket.errorString();
             return false;

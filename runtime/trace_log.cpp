@@ -125,13 +125,15 @@ QString explainedLine(char direction, const QByteArray &line)
            QLatin1String(" ; ") + lineMeaning(direction, line);
 }
 
-TraceLog::TraceLog(QTextStream &out) : m_out(out), m_previousNs(0)
+TraceLog::TraceLog(QTextStream &out, const QString &client)
+    : m_out(out), m_client(client), m_previousNs(0)
 {
     m_clock.start();
 }
 
-TraceLog::TraceLog(std::unique_ptr<QFile> file)
-    : m_file(std::move(file)), m_fileText(m_file.get()), m_out(m_fileText), m_previousNs(0)
+TraceLog::TraceLog(std::unique_ptr<QFile> file, const QString &client)
+    : m_file(std::move(file)), m_fileText(m_file.get()), m_out(m_fileText), m_client(client),
+      m_previousNs(0)
 {
     m_clock.start();
 }
@@ -145,8 +147,9 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt, const 
 {
     const qint64 now = m_clock.nsecsElapsed();
     m_out << wallTime() << ' ' << seconds(now) << " +" << seconds(now - m_previousNs) << ' ';
-    if (!client.isEmpty())
-        m_out << client << ' ';
+    const QString &who = client.isEmpty() ? m_client : client;
+    if (!who.isEmpty())
+        m_out << who << ' ';
     if (attempt > 0)
         m_out << '#' << attempt << ' ';
     m_out << explainedLine(direction, bytes) << '\n';
@@ -154,16 +157,17 @@ void TraceLog::line(char direction, const QByteArray &bytes, int attempt, const 
     m_previousNs = now;
 }
 
-Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log)
+Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log,
+                     const QString &client)
 {
     if (place == QLatin1String(TRACE_TO_STDERR)) {
-        log->reset(new TraceLog(err));
+        log->reset(new TraceLog(err, client));
         return Failure();
     }
     std::unique_ptr<QFile> file(new QFile(place));
     if (!file->open(QIODevice::WriteOnly))
         return cannotWrite(*file, file->errorString());
-    log->reset(new TraceLog(std::move(file)));
+    log->reset(new TraceLog(std::move(file), client));
     return Failure();
 }
 

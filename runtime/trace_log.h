@@ -35,18 +35,19 @@ QString explainedLine(char direction, const QByteArray &line);
 class TraceLog
 {
 public:
-    /// @param out where to print; outlives the log
-    explicit TraceLog(QTextStream &out);
+    /// @param out    where to print; outlives the log
+    /// @param client of the lines that name none; without blanks
+    explicit TraceLog(QTextStream &out, const QString &client = QString());
 
-    /// @param file where to print; open for writing
-    explicit TraceLog(std::unique_ptr<QFile> file);
+    /// The same with a file that is open for writing.
+    explicit TraceLog(std::unique_ptr<QFile> file, const QString &client = QString());
 
     /// Prints one line and flushes.
     /// @param direction '>' towards the PLC, '<' from it
     /// @param bytes     the whole line with its end
     /// @param attempt   number of the attempt within a request, or of the client, from 1; 0 leaves
     ///                  it out
-    /// @param client    whose line it is, without blanks; empty leaves it out
+    /// @param client    whose line it is, without blanks; empty for the client of the log
     void line(char direction, const QByteArray &bytes, int attempt,
               const QString &client = QString());
 
@@ -57,16 +58,19 @@ private:
     std::unique_ptr<QFile> m_file; // null for a stream of the caller
     QTextStream m_fileText;
     QTextStream &m_out;
+    const QString m_client;
     QElapsedTimer m_clock;
     qint64 m_previousNs;
 };
 
 /// Begins a log.
-/// @param place a file, which is overwritten, or TRACE_TO_STDERR
-/// @param err   stderr; outlives the log
-/// @param log   gets the log
+/// @param place  a file, which is overwritten, or TRACE_TO_STDERR
+/// @param err    stderr; outlives the log
+/// @param log    gets the log
+/// @param client see `TraceLog`
 /// @return StatusOpen with file and reason when it cannot be written
-Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log);
+Failure openTraceLog(const QString &place, QTextStream &err, std::unique_ptr<TraceLog> *log,
+                     const QString &client = QString());
 
 /// A line of such a log, read back.
 struct TracedLine {

@@ -134,6 +134,10 @@ Failure Batch::parse(const QByteArray &line, BatchLine *parsed) const
                            item.text + QLatin1String(parsed->isWrite ? " has no value to write"
                                                                      : " has values: write takes "
                                                                        "them"));
+        if (!item.link.isEmpty() && item.link.toStdString() != m_options.items.line->linkName)
+            return Failure(StatusUsage, nameWithLink(item) +
+                                            QLatin1String(" is on a link that is not open: start "
+                                                          "batch with --link for it"));
     }
     return Failure();
 }
@@ -162,7 +166,8 @@ bool Batch::answer(int number, const BatchLine &line, const QVector<ItemResult> 
     const QString time = wallTime();
     QJsonArray items;
     for (int i = 0; i < results.size(); ++i)
-        items.append(itemObject({line.items.at(i), results.at(i), time, false, true, false}));
+        items.append(
+            itemObject({line.items.at(i), results.at(i), time, false, true, false, false}));
     const QString error =
         failure ? failure.text() : failureTexts(line.items, results).join(QLatin1String("; "));
     const Status status = failure ? failure.status() : statusOf(results);
@@ -226,5 +231,8 @@ void addBatchCommand(CLI::App &app, CommandLine *line)
     addTypeOptions(batch, &options->items);
     batch->add_flag("--allow-write", options->allowWrite, "Carry out write lines too");
     batch->add_flag("--verify", options->verify, "Read back what was written and compare");
-    batch->callback([line, options] { line->run = withOptions(options, runBatch); });
+    batch->callback([line, options] {
+        options->items.line = line;
+        line->run = withOptions(options, runBatch);
+    });
 }

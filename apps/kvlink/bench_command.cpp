@@ -32,7 +32,7 @@ double secondsOf(const QElapsedTimer &time)
 
 void printResult(const Client &client, const LineSpeed &speed, double seconds, QTextStream &out)
 {
-    const Statistics &statistics = client.statistics();
+    const Statistics statistics = client.statistics();
     const int good = statistics.requests() - statistics.errors();
     out << "requests per second: " << QString::number(good / seconds, 'f', 1) << '\n'
         << "p50: " << QString::number(statistics.timeMs(50), 'f', 3) << " ms\n"
@@ -70,7 +70,6 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
     QByteArray data;
     QElapsedTimer time;
     time.start();
-    const Statistics &statistics = client.statistics();
     failure = Failure(StatusNoReply, QString()); // of a bench that a signal ends at once
     int failed = 0;
     for (int i = 0; i < bench.requests && !stopRequested(); ++i) {
@@ -80,8 +79,9 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
         if (failure && !isCutShort && ++failed == 1)
             complain(err, failure);
         if (takeReportRequest())
-            complain(err, interimText(statistics, bench.requests, secondsOf(time)), StatusGood);
+            complain(err, interimText(client.statistics(), bench.requests, secondsOf(time)), StatusGood);
     }
+    const Statistics statistics = client.statistics();
     const bool someSucceeded = statistics.requests() > statistics.errors();
     if (someSucceeded)
         printResult(client, lineSpeed(options, load.baudRate), secondsOf(time), out);

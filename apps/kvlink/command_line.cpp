@@ -52,6 +52,20 @@ void addPacingOptions(CLI::App &app, LinkOptions *link)
         ->transform(duration(1, 600000));
 }
 
+// Of the commands, those that send lines of the protocol themselves, or know all devices.
+void checkDriver(const CLI::App &app, const CommandLine &line)
+{
+    const std::vector<std::string> onlyOurs = {"scan", "dump",  "restore",  "diff",
+                                               "ping", "bench", "diagnose", "replay"};
+    const std::string name = app.get_subcommands().front()->get_name();
+    if (std::find(onlyOurs.begin(), onlyOurs.end(), name) != onlyOurs.end() &&
+        DriverPlugin::isOther(line.link.driverPath))
+        throw CLI::ValidationError(name + " speaks Host Link, not the protocol of another driver: "
+                                          "give read ITEM, or leave --driver out");
+}
+
+} // namespace
+
 void addLinkOptions(CLI::App &app, LinkOptions *link)
 {
     CLI::Option *port =
@@ -92,20 +106,6 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->check(refuseEmpty);
 }
 
-// Of the commands, those that send lines of the protocol themselves, or know all devices.
-void checkDriver(const CLI::App &app, const CommandLine &line)
-{
-    const std::vector<std::string> onlyOurs = {"scan", "dump",  "restore",  "diff",
-                                               "ping", "bench", "diagnose", "replay"};
-    const std::string name = app.get_subcommands().front()->get_name();
-    if (std::find(onlyOurs.begin(), onlyOurs.end(), name) != onlyOurs.end() &&
-        DriverPlugin::isOther(line.link.driverPath))
-        throw CLI::ValidationError(name + " speaks Host Link, not the protocol of another driver: "
-                                          "give read ITEM, or leave --driver out");
-}
-
-} // namespace
-
 bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
                       int *status)
 {
@@ -145,7 +145,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
         app.parse(argc, argv);
         takeNamedLink(app, line);
         checkDriver(app, *line);
-        if (line->needsLink && !line->link.isReachable())
+        if (line->needsLink && !line->itemsNameLinks && !line->link.isReachable())
             throw CLI::RequiredError("One of --port, --tcp, --sim and --link");
     } catch (const CLI::ParseError &error) {
         *status = reportParse(app, error, out, err);

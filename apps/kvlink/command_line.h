@@ -9,6 +9,11 @@
 #include <memory>
 #include <string>
 
+namespace CLI
+{
+class App;
+}
+
 class QTextStream;
 
 /// A command with its own options; gives the exit status. Values go to the first stream, everything
@@ -28,6 +33,7 @@ Command withOptions(const std::shared_ptr<Options> &options,
 /// What is to be done.
 struct CommandLine {
     LinkOptions link;
+    LinkOptions given; ///< without the settings of a named link
 
     std::string linkName;  ///< of the link's settings in a file of links; empty for none
     std::string linksFile; ///< that file
@@ -39,7 +45,13 @@ struct CommandLine {
 
     /// Whether the command needs one of port, TCP address and simulated PLC.
     bool needsLink = true;
+
+    /// Whether the items of the command may name their links, so that none has to be given.
+    bool itemsNameLinks = false;
 };
+
+/// Adds the options of a link.
+void addLinkOptions(CLI::App &app, LinkOptions *link);
 
 /// Reads the command line. Help, the version and usage errors are printed to the streams.
 /// @return true when @p line is to be carried out; else false, with the program's exit status in

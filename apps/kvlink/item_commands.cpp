@@ -2,6 +2,7 @@
 #include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_links.h"
 #include "apps/kvlink/item_options.h"
 #include "items/item_reader.h"
 #include "items/item_writer.h"
@@ -34,16 +35,20 @@ int printResults(const QVector<Item> &items, const QVector<ItemResult> &results,
     return reportFailures(err, items, results);
 }
 
-int runRead(const ItemOptions &options, const LinkOptions &link, QTextStream &out, QTextStream &err)
+int runRead(const ItemOptions &options, const LinkOptions &given, QTextStream &out,
+            QTextStream &err)
 {
     QVector<Item> items;
-    if (Failure failure = parseItems(options, link, &items))
+    if (Failure failure = parseItems(options, given, &items))
         return complain(err, failure);
     for (const Item &item : items) {
         if (!item.values.isEmpty())
             return complain(err, item.text + QLatin1String(" has values: write takes them"),
                             StatusUsage);
     }
+    LinkOptions link;
+    if (Failure failure = findOnlyLink(*options.line, items, &link))
+        return complain(err, failure);
     Client client(link, err);
     if (Failure failure = client.open())
         return complain(err, failure);
@@ -102,17 +107,21 @@ int rehearse(const WriteOptions &options, const QVector<Item> &items, const Clie
     return reportFailures(err, items, results);
 }
 
-int runWrite(const WriteOptions &options, const LinkOptions &link, QTextStream &out,
+int runWrite(const WriteOptions &options, const LinkOptions &given, QTextStream &out,
              QTextStream &err)
 {
     // Values that do not fit are found before anything is opened.
     QVector<Item> items;
     const bool isShort = isShortForm(options.items);
-    if (Failure failure = isShort ? parseShortForm(options.items, link, &items)
-                                  : parseItems(options.items, link, &items))
+    if (Failure failure = isShort ? parseShortForm(options.items, given, &items)
+                                  : parseItems(options.items, given, &items))
         return complain(err, failure);
     if (!isShort)
         warnOfDecimalCommas(items, err);
+    LinkOptions link = given;
+    const Failure unlinked = findOnlyLink(*options.items.line, items, &link);
+    if (unlinked && !options.dryRun)
+        return complain(err, unlinked);
     Client client(link, err);
     if (Failure failure = client.loadDriver())
         return complain(err, failure);
@@ -143,7 +152,11 @@ void addReadCommand(CLI::App &app, CommandLine *line)
                                                        "number of values take -n");
     };
     read->add_option_function<std::string>("--count", refuseCount)->group("");
-    read->callback([line, options] { line->run = withOptions(options, runRead); });
+    read->callback([line, options] {
+        line->itemsNameLinks = true;
+        options->line = line;
+        line->run = withOptions(options, runRead);
+    });
 }
 
 void addWriteCommand(CLI::App &app, CommandLine *line)
@@ -159,6 +172,8 @@ void addWriteCommand(CLI::App &app, CommandLine *line)
     addFormatOption(write, &options->items.format)->excludes(dryRun);
     write->callback([line, options] {
         line->needsLink = !options->dryRun;
+        line->itemsNameLinks = true;
+        options->items.line = line;
         line->run = withOptions(options, runWrite);
     });
 }

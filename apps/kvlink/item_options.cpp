@@ -3,6 +3,7 @@
 #include "apps/argument_text.h"
 #include "apps/option_checks.h"
 #include "apps/kvlink/command_line.h"
+#include "apps/kvlink/link_names.h"
 #include "items/named_items.h"
 #include "items/tag_file.h"
 #include "runtime/driver_plugin.h"
@@ -12,6 +13,7 @@
 #include <CLI/CLI.hpp>
 
 #include <QtCore/QFile>
+#include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTextStream>
 
@@ -53,8 +55,60 @@ bool kindByName(const std::string &name, ItemType *type)
     return true;
 }
 
+// Reads items with the tags of their links.
+class ItemParser
+{
+public:
+    explicit ItemParser(const ItemOptions &options) : m_options(options) {}
+
+    Failure parse(const QString &text, QVector<Item> *items)
+    {
+        QVector<Item> tags;
+        const Failure failure = findTags(text, &tags);
+        return failure ? failure : parseNamedItems(text, tags, m_options.defaults, items);
+    }
+
+    // The same with the values apart.
+    Failure parse(const QString &head, const QStringList &values, QVector<Item> *items)
+    {
+        QVector<Item> tags;
+        const Failure failure = findTags(head, &tags);
+        return failure ? failure : parseNamedItems(head, values, tags, m_options.defaults, items);
+    }
+
+private:
+    // @param tags gets those that the text may name
+    Failure findTags(const QString &text, QVector<Item> *tags)
+    {
+        const QString link = m_options.line ? linkOf(text, m_options.defaults) : QString();
+        Failure failure;
+        if (!m_tags.contains(link)) {
+            ItemOptions options = m_options;
+            failure = link.isEmpty() ? Failure() : takeTagFile(link, &options);
+            if (!failure)
+                failure = loadTags(options, &m_tags[link]);
+        }
+        *tags = m_tags.value(link);
+        return failure;
+    }
+
+    // A file that the command line names is that of all links.
+    static Failure takeTagFile(const QString &link, ItemOptions *options)
+    {
+        NamedLink named;
+        const bool isOfLink = options->line->origins.count("tags") > 0;
+        Failure failure = findNamedLink(*options->line, link, &named);
+        if (options->tagFile.isEmpty() || isOfLink)
+            options->tagFile = named.tagFile;
+        return failure;
+    }
+
+    const ItemOptions &m_options;
+    QMap<QString, QVector<Item>> m_tags; // by link
+};
+
 // The items of the file, one a line.
-Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector<Item> *items)
+Failure readItems(const ItemOptions &options, ItemParser *parser, QVector<Item> *items)
 {
     static const QRegularExpression comment(QLatin1String("(^|\\s)#.*"));
     const QString path = argumentText(options.file);
@@ -69,7 +123,7 @@ Failure readItems(const ItemOptions &options, const QVector<Item> &tags, QVector
         const QString item = lines.readLine(MAX_ITEM_LINE_LENGTH).remove(comment).trimmed();
         if (item.isEmpty())
             continue;
-        Failure failure = parseNamedItems(item, tags, options.defaults, items);
+        Failure failure = parser->parse(item, items);
         if (!failure && items->size() > MAX_ITEMS)
             failure = Failure(StatusUsage,
                               QString::fromLatin1("more than %1 items: give fewer").arg(MAX_ITEMS));
@@ -212,14 +266,13 @@ Failure parseItems(const ItemOptions &given, const LinkOptions &link, QVector<It
 {
     ItemOptions options = given;
     options.defaults.otherDriver = isOtherDriver(link);
-    QVector<Item> tags;
     QVector<Item> parsed;
-    Failure failure = loadTags(options, &tags);
+    ItemParser parser(options);
+    Failure failure;
     for (size_t i = 0; i < options.expressions.size() && !failure; ++i)
-        failure = parseNamedItems(argumentText(options.expressions.at(i)), tags, options.defaults,
-                                  &parsed);
+        failure = parser.parse(argumentText(options.expressions.at(i)), &parsed);
     if (!failure && !options.file.empty())
-        failure = readItems(options, tags, &parsed);
+        failure = readItems(options, &parser, &parsed);
     if (!failure && parsed.isEmpty())
         failure = Failure(StatusUsage, QLatin1String("no items: give ITEM or --items FILE"));
     if (!failure)
@@ -233,7 +286,5 @@ Failure parseItem(const ItemOptions &given, const LinkOptions &link, const QStri
     ItemOptions options = given;
     options.defaults.otherDriver = isOtherDriver(link);
     options.defaults.eitherSign = true;
-    QVector<Item> tags;
-    const Failure failure = loadTags(options, &tags);
-    return failure ? failure : parseNamedItems(head, values, tags, options.defaults, items);
+    return ItemParser(options).parse(head, values, items);
 }

@@ -15,11 +15,14 @@ namespace CLI
 class App;
 }
 
+struct CommandLine;
+
 /// The variable that names a tag file when the command line does not.
 const char TAGS_VARIABLE[] = "KVLINK_TAGS";
 
 /// What the command line says of items.
 struct ItemOptions {
+    const CommandLine *line = nullptr; ///< with the links that items may name; null for none
     std::vector<std::string> expressions;
     std::string file; ///< more items, "-" for the standard input; empty for none
     QString tagFile;  ///< empty for none

@@ -46,7 +46,8 @@ void printNamed(const ItemRecord &record, QTextStream &out)
 {
     if (!record.time.isEmpty())
         out << record.time << ' ';
-    out << record.item.text << ' ' << shownWithUnit(record.item, record.result.values) << '\n';
+    out << nameWithLink(record.item) << ' ' << shownWithUnit(record.item, record.result.values)
+        << '\n';
 }
 
 // The user knows the values given on the command line.
@@ -92,22 +93,33 @@ bool hasTags(const QVector<Item> &items)
                        [](const Item &item) { return !item.tag.name.isEmpty(); });
 }
 
+bool hasLinks(const QVector<Item> &items)
+{
+    return std::any_of(items.begin(), items.end(),
+                       [](const Item &item) { return !item.link.isEmpty(); });
+}
+
 QString csvHeader(const QVector<Item> &items)
 {
-    return QString::fromLatin1("time,address,type,index,value,status,error%1\n")
-        .arg(QLatin1String(hasTags(items) ? ",name,unit" : ""));
+    return QString::fromLatin1("time,address,type,index,value,status,error%1%2\n")
+        .arg(QLatin1String(hasTags(items) ? ",name,unit" : ""),
+             QLatin1String(hasLinks(items) ? ",link" : ""));
 }
 
 void printCsv(const ItemRecord &record, QTextStream &out)
 {
     const Item &item = record.item;
-    const QString tag = QString::fromLatin1(",%1,%2").arg(item.tag.name, csvText(item.tag.unit));
+    QString more;
+    if (record.hasTags)
+        more = QString::fromLatin1(",%1,%2").arg(item.tag.name, csvText(item.tag.unit));
+    if (record.hasLinks)
+        more += QLatin1Char(',') + csvText(item.link);
     const ItemResult &result = record.result;
     const QString start =
         QString::fromLatin1("%1,%2,%3,").arg(record.time, item.address, itemTypeName(item.type));
     const QString end = QString::fromLatin1(",%1,%2%3\n")
                             .arg(QLatin1String(statusName(result.failure.status())),
-                                 csvField(result.failure.text()), record.hasTags ? tag : QString());
+                                 csvField(result.failure.text()), more);
     for (int i = 0; i < result.values.size(); ++i)
         out << start << i << ',' << csvValue(item, result.values.at(i)) << end;
     if (result.values.isEmpty())
@@ -118,6 +130,11 @@ void printCsv(const ItemRecord &record, QTextStream &out)
 // the item is not named by it, they are numbered from 0.
 QString columnName(const Item &item, int index)
 {
+    if (!item.link.isEmpty()) {
+        Item unlinked = item;
+        unlinked.link.clear();
+        return item.link + QLatin1Char(':') + columnName(unlinked, index);
+    }
     const QString name = item.text.section(QLatin1Char('['), 0, 0);
     if (valueCount(item) == 1)
         return item.type == ItemType::String ? item.text : name;
@@ -128,7 +145,7 @@ QString columnName(const Item &item, int index)
 
 QString wideCsvHeader(const QVector<Item> &items)
 {
-    QString header = QLatin1String("time");
+    QString header = QLatin1String(hasLinks(items) ? "time,link" : "time");
     for (const Item &item : items) {
         const QString unit =
             item.tag.unit.isEmpty() ? QString() : QString::fromLatin1(" (%1)").arg(item.tag.unit);
@@ -138,17 +155,22 @@ QString wideCsvHeader(const QVector<Item> &items)
     return header + QLatin1String(",status,error\n");
 }
 
-void printWideCsv(const QVector<Item> &items, const QVector<ItemResult> &results,
-                  const QString &time, QTextStream &out)
+// The cells of other links are empty.
+void printWideCsv(const ItemSample &sample, QTextStream &out)
 {
-    out << time;
+    const QVector<Item> &items = sample.items;
+    out << sample.time;
+    if (hasLinks(items))
+        out << ',' << csvText(items.at(sample.first).link);
     for (int i = 0; i < items.size(); ++i) {
-        const QStringList &values = results.at(i).values;
+        const QStringList values = sample.results.value(i - sample.first).values;
         for (int j = 0; j < valueCount(items.at(i)); ++j)
             out << ',' << csvValue(items.at(i), values.value(j));
     }
-    out << ',' << statusName(statusOf(results)) << ','
-        << csvField(failureTexts(items, results).join(QLatin1String("; "))) << '\n';
+    const QStringList failures =
+        failureTexts(items.mid(sample.first, sample.results.size()), sample.results);
+    out << ',' << statusName(statusOf(sample.results)) << ','
+        << csvField(failures.join(QLatin1String("; "))) << '\n';
 }
 
 // The first is the default.
@@ -177,6 +199,8 @@ QJsonObject itemObject(const ItemRecord &record)
     object.insert(QLatin1String("time"), textOrNull(record.time));
     object.insert(QLatin1String("item"), item.text);
     object.insert(QLatin1String("address"), item.address);
+    if (!item.link.isEmpty())
+        object.insert(QLatin1String("link"), item.link);
     object.insert(QLatin1String("type"), itemTypeName(item.type));
     object.insert(QLatin1String("values"), values);
     if (!item.tag.name.isEmpty())
@@ -293,48 +317,48 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, Out
 ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
                          bool hasHeader)
     : m_out(out), m_format(format), m_items(items), m_hasTags(hasTags(items)),
-      m_hasHeader(hasHeader), m_begun(false)
+      m_hasLinks(hasLinks(items)), m_hasHeader(hasHeader), m_begun(false)
 {}
 
-void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time)
+void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time, int first)
 {
     if (m_format.printSample) {
         begin();
-        m_format.printSample(m_items, results, time, m_out);
+        m_format.printSample({m_items, first, results, time}, m_out);
         return;
     }
-    for (int i = 0; i < m_items.size(); ++i)
-        printItem(i, results.at(i), time);
+    for (int i = 0; i < results.size(); ++i)
+        printItem(first + i, results.at(i), time);
 }
 
 bool ItemPrinter::hasChanged(int item, const ItemResult &result) const
 {
-    if (m_printed.isEmpty())
+    const auto found = m_printed.constFind(item);
+    if (found == m_printed.constEnd())
         return true;
-    const ItemResult &printed = m_printed.at(item);
+    const ItemResult &printed = found.value();
     return printed.failure.status() != result.failure.status() ||
            haveMoved(m_items.at(item), printed.values, result.values);
 }
 
-bool ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString &time)
+bool ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString &time, int first)
 {
     QVector<int> changed;
-    for (int i = 0; i < m_items.size(); ++i) {
-        if (hasChanged(i, results.at(i)))
+    for (int i = 0; i < results.size(); ++i) {
+        if (hasChanged(first + i, results.at(i)))
             changed += i;
     }
-    if (m_printed.isEmpty() || (m_format.printSample && !changed.isEmpty()))
-        m_printed = results;
-    if (m_format.printSample) {
-        if (!changed.isEmpty())
-            print(results, time);
-        return !changed.isEmpty();
+    if (m_format.printSample && !changed.isEmpty()) {
+        print(results, time, first);
+        for (int i = 0; i < results.size(); ++i)
+            m_printed[first + i] = results.at(i);
+        return true;
     }
     for (const int i : qAsConst(changed)) {
-        printItem(i, results.at(i), time);
-        m_printed[i] = results.at(i);
+        printItem(first + i, results.at(i), time);
+        m_printed[first + i] = results.at(i);
     }
-    return changed.size() == m_items.size();
+    return changed.size() == results.size();
 }
 
 void ItemPrinter::begin()
@@ -347,7 +371,8 @@ void ItemPrinter::begin()
 void ItemPrinter::printItem(int item, const ItemResult &result, const QString &time)
 {
     const ItemRecord record = {
-        m_items.at(item), result, time, !m_begun, m_items.size() > 1 || !time.isEmpty(), m_hasTags};
+        m_items.at(item), result,    time, !m_begun, m_items.size() > 1 || !time.isEmpty(),
+        m_hasTags,        m_hasLinks};
     begin();
     m_format.print(record, m_out);
 }

@@ -6,6 +6,7 @@
 #include "items/item.h"
 #include "items/item_reader.h"
 
+#include <QtCore/QMap>
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
@@ -22,10 +23,19 @@ class QTextStream;
 struct ItemRecord {
     const Item &item;
     const ItemResult &result;
-    QString time; ///< when it was read or written (ISO 8601); empty for none
-    bool isFirst; ///< of the output
-    bool isNamed; ///< people need the item's name and its time: there are several, or samples
-    bool hasTags; ///< whether an item of the output has a tag
+    QString time;  ///< when it was read or written (ISO 8601); empty for none
+    bool isFirst;  ///< of the output
+    bool isNamed;  ///< people need the item's name and its time: there are several, or samples
+    bool hasTags;  ///< whether an item of the output has a tag
+    bool hasLinks; ///< whether an item of the output names its link
+};
+
+/// The items of one sample, as they are printed together.
+struct ItemSample {
+    const QVector<Item> &items; ///< of the output
+    int first;                  ///< index of the item that the first result is of
+    const QVector<ItemResult> &results;
+    QString time; ///< as of an item
 };
 
 /// A format of the output.
@@ -41,8 +51,7 @@ struct OutputFormat {
     void (*print)(const ItemRecord &record, QTextStream &out); ///< null: prints whole samples
 
     /// Prints all items of a sample as one row; null where items are printed one by one.
-    void (*printSample)(const QVector<Item> &items, const QVector<ItemResult> &results,
-                        const QString &time, QTextStream &out);
+    void (*printSample)(const ItemSample &sample, QTextStream &out);
     void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
@@ -82,15 +91,16 @@ public:
     ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
                 bool hasHeader = true);
 
-    /// Prints one sample of all items. @param time when it was taken, for people and machines alike
-    /// (ISO 8601); empty for none
-    void print(const QVector<ItemResult> &results, const QString &time = QString());
+    /// Prints one sample of all items, or of those of a link.
+    /// @param time  when it was taken, for people and machines alike (ISO 8601); empty for none
+    /// @param first index of the item that the first result is of
+    void print(const QVector<ItemResult> &results, const QString &time = QString(), int first = 0);
 
     /// The same of those items only that have changed since they were printed last: their values by
     /// more than the item's deadband, or the kind of their failure. A format with a row for a sample
     /// prints the row when one item has changed.
-    /// @return whether it printed all items
-    bool printChanges(const QVector<ItemResult> &results, const QString &time);
+    /// @return whether it printed all items of the sample
+    bool printChanges(const QVector<ItemResult> &results, const QString &time, int first = 0);
 
     /// Lets `printChanges` print all items next time, as what it has printed is lost or elsewhere.
     void forgetPrinted() { m_printed.clear(); }
@@ -107,9 +117,10 @@ private:
     const OutputFormat &m_format;
     const QVector<Item> m_items;
     const bool m_hasTags;
+    const bool m_hasLinks;
     const bool m_hasHeader;
     bool m_begun;
-    QVector<ItemResult> m_printed; // by printChanges, of each item
+    QMap<int, ItemResult> m_printed; // by printChanges, by item
 };
 
 /// Prints lines to the PLC, each on a line of its own, escaped.

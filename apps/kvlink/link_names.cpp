@@ -1,5 +1,6 @@
 #include "apps/kvlink/link_names.h"
 
+#include "apps/argument_text.h"
 #include "apps/command_help.h"
 #include "apps/kvlink/command_line.h"
 
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <functional>
 
 namespace
 {
@@ -98,8 +100,9 @@ std::vector<std::string> defaultFiles()
             "/etc/kvlink/links.ini"};
 }
 
+// @param source what has named the link, for the error; empty for the command line
 // @return the file with the link; only the link's items are left in it
-LinkFile findLink(const CommandLine &line, const std::string &name)
+LinkFile findLink(const CommandLine &line, const std::string &name, const std::string &source)
 {
     const std::string &given = line.linksFile;
     const std::vector<std::string> paths =
@@ -118,16 +121,8 @@ LinkFile findLink(const CommandLine &line, const std::string &name)
         }
         all.insert(all.end(), names.begin(), names.end());
     }
-    const bool isTyped = line.origins.at("link") == COMMAND_LINE;
-    fail((isTyped ? "" : "KVLINK_LINK: ") +
-         unknownText(name, "a link of " + CLI::detail::join(paths, " or "), all) + known(all));
-}
-
-// @return the option that a key stands for; null when the command does not take it
-CLI::Option *optionOf(CLI::App &app, const std::string &key)
-{
-    CLI::App &owner = key == TAGS ? *app.get_subcommands().front() : app;
-    return owner.get_option_no_throw("--" + key);
+    fail(source + unknownText(name, "a link of " + CLI::detail::join(paths, " or "), all) +
+         known(all));
 }
 
 // The value of a key. The path of a tag file begins in the folder of the links.
@@ -150,17 +145,19 @@ void take(CLI::Option *option, const std::string &value, const std::string &plac
     }
 }
 
-void takeSettings(CLI::App &app, const LinkFile &file, CommandLine *line)
+// @param optionOf gives the option that a key stands for, to be set; null for none
+void takeSettings(const LinkFile &file, const std::string &name, CommandLine *line,
+                  const std::function<CLI::Option *(const std::string &key)> &optionOf)
 {
-    const std::string link = "[" + file.items.front().parents.front() + "]";
-    const bool hasProject = app.get_option("--project-port")->count() > 0;
+    const std::string link = "[" + name + "]";
+    const bool hasProject = !line->link.projectPort.isEmpty();
     for (const CLI::ConfigItem &item : file.items) {
         const std::string place = file.path + ": " + link + " " + item.name + ": ";
         std::string &origin = line->origins[item.name];
         if (origin == link)
             fail(place + "it stands there twice");
-        CLI::Option *option = optionOf(app, item.name);
-        if (!option || option->count() > 0 || (hasProject && item.name == "station"))
+        CLI::Option *option = optionOf(item.name);
+        if (!option || (hasProject && item.name == "station"))
             continue;
         take(option, valueOf(item, file.path), place);
         origin = link;
@@ -179,13 +176,11 @@ void addLinkNames(CLI::App &app, CommandLine *line)
         app.add_option("--link", line->linkName, "Link of this name, from a file of links")
             ->option_text("NAME")
             ->default_str("KVLINK_LINK");
-    CLI::Option *links = app.add_option("--links", line->linksFile, "File of the links")
-                             ->option_text("FILE")
-                             ->default_str("kvlink/links.ini in ~/.config or /etc");
-    for (const char *reach : {"--port", "--tcp", "--sim"}) {
+    app.add_option("--links", line->linksFile, "File of the links")
+        ->option_text("FILE")
+        ->default_str("kvlink/links.ini in ~/.config or /etc");
+    for (const char *reach : {"--port", "--tcp", "--sim"})
         link->excludes(app.get_option(reach));
-        links->excludes(app.get_option(reach));
-    }
 }
 
 void takeNamedLink(CLI::App &app, CommandLine *line)
@@ -194,20 +189,51 @@ void takeNamedLink(CLI::App &app, CommandLine *line)
         if (option->count() > 0 && !option->get_lnames().empty())
             line->origins[option->get_lnames().front()] = COMMAND_LINE;
     }
+    line->given = line->link;
     std::string name = line->linkName;
     if (app.get_option("--link")->empty() && !line->link.isReachable()) {
         name = qgetenv("KVLINK_LINK").toStdString();
         line->origins["link"] = "KVLINK_LINK";
     }
     if (name.empty()) {
-        if (!app.get_option("--link")->empty() || !line->linksFile.empty())
+        if (!app.get_option("--link")->empty() ||
+            (!line->linksFile.empty() && !line->itemsNameLinks))
             fail("no link is named; give --link NAME");
         return;
     }
-    const LinkFile file = findLink(*line, name);
+    const bool isTyped = line->origins["link"] == COMMAND_LINE;
+    const LinkFile file = findLink(*line, name, isTyped ? "" : "KVLINK_LINK: ");
     line->linkName = name;
     line->linksFile = file.path;
-    if (file.items.empty())
-        fail(file.path + ": [" + name + "]: expected either port or tcp");
-    takeSettings(app, file, line);
+    takeSettings(file, name, line, [&app](const std::string &key) {
+        CLI::App &owner = key == TAGS ? *app.get_subcommands().front() : app;
+        CLI::Option *option = owner.get_option_no_throw("--" + key);
+        return option && option->count() > 0 ? nullptr : option;
+    });
+}
+
+Failure findNamedLink(const CommandLine &line, const QString &name, NamedLink *link)
+{
+    CommandLine own;
+    own.link = line.given;
+    own.link.port.clear();
+    own.link.tcp.clear();
+    own.link.simulated = false;
+    CLI::App app;
+    addLinkOptions(app, &own.link);
+    app.add_option_function<std::string>("--tags", into(&link->tagFile));
+    try {
+        takeSettings(findLink(line, name.toStdString(), ""), name.toStdString(), &own,
+                     [&](const std::string &key) {
+                         const auto origin = line.origins.find(key);
+                         const bool isGiven =
+                             origin != line.origins.end() && origin->second == COMMAND_LINE;
+                         const bool isReach = key == "port" || key == "tcp";
+                         return isGiven && !isReach ? nullptr : app.get_option("--" + key);
+                     });
+    } catch (const CLI::ConfigError &error) {
+        return Failure(StatusUsage, QString::fromStdString(error.what()));
+    }
+    link->options = own.link;
+    return Failure();
 }

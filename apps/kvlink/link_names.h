@@ -2,12 +2,23 @@
 #ifndef APPS_KVLINK_LINK_NAMES_H
 #define APPS_KVLINK_LINK_NAMES_H
 
+#include "runtime/failure.h"
+#include "runtime/link.h"
+
+#include <QtCore/QString>
+
 namespace CLI
 {
 class App;
 }
 
 struct CommandLine;
+
+/// A link that an item names.
+struct NamedLink {
+    LinkOptions options;
+    QString tagFile; ///< empty for none
+};
 
 /// Adds --link and --links. Requires: the options of the link have been added.
 void addLinkNames(CLI::App &app, CommandLine *line);
@@ -17,5 +28,9 @@ void addLinkNames(CLI::App &app, CommandLine *line);
 /// line says how to reach the PLC. Requires: the command line has been read.
 /// Throws CLI::ConfigError: a file that cannot be read, no such link, an unknown key or a bad value.
 void takeNamedLink(CLI::App &app, CommandLine *line);
+
+/// Finds a link of the files of links, with the settings of the command line but for its port.
+/// @return StatusUsage with what is wrong with the file, or that there is no such link
+Failure findNamedLink(const CommandLine &line, const QString &name, NamedLink *link);
 
 #endif

@@ -4,23 +4,36 @@
 #include "runtime/schedule.h"
 #include "runtime/stop_request.h"
 
-LinkSampler::LinkSampler(const MonitorOptions &options, Client &client, const QVector<Item> &items,
-                         SampleOutput &output, RunReport &report)
-    : m_options(options), m_client(client), m_items(items), m_output(output), m_report(report),
-      m_reader(client, items, options.items.read, options.items.order), m_status(StatusNoReply),
+LinkSampler::LinkSampler(const MonitorOptions &options, const SampledLink &link, Client &client,
+                         SampleOutput &output, RunReport &report,
+                         const std::function<void()> &interim)
+    : m_options(options), m_link(link), m_client(client), m_output(output), m_report(report),
+      m_interim(interim), m_reader(client, link.items, options.items.read, options.items.order),
       m_outageSinceMs(-1), m_missed(0), m_lost(0), m_previousMs(0), m_isPaceKnown(false)
 {
-    m_clock.start();
+    ItemResult unread;
+    unread.failure = Failure(StatusNoReply, QString());
+    m_latest.fill(unread, link.items.size());
 }
 
 void LinkSampler::run()
 {
-    const auto report = [this] { m_output.say({QLatin1String("so far ") + summary()}); };
+    m_failure = m_reader.open();
+    if (m_link.survivesOpening)
+        m_failure = Failure(); // the reader tells it as an outage
+    if (!m_failure)
+        sample();
+    m_client.closeLink();
+}
+
+void LinkSampler::sample()
+{
+    m_clock.start();
     qint64 tick = 0;
     for (int taken = 0; m_options.count == 0 || taken < m_options.count; ++taken) {
         const qint64 dueMs = tick * m_options.intervalMs;
         if ((m_options.durationMs > 0 && dueMs >= m_options.durationMs) ||
-            waitForStop(dueMs - m_clock.elapsed(), report))
+            waitForStop(dueMs - m_clock.elapsed(), m_interim))
             break;
         const qint64 startMs = m_clock.elapsed();
         const QVector<ItemResult> results = m_reader.read();
@@ -28,13 +41,18 @@ void LinkSampler::run()
         // A request that the signal has cut short says nothing about the PLC.
         if (stopRequested() && outageIn(results))
             break;
-        reportChanges(results);
-        m_lost += m_output.take(results) ? 0 : 1;
-        judgePace(m_status == StatusGood ? sampleMs : 0);
-        m_report.addSample(m_items, results);
-        if (m_output.isGone())
+        m_latest = results;
+        reportChanges();
+        m_lost += m_output.take(results, m_link.first) ? 0 : 1;
+        judgePace(statusOf(results) == StatusGood ? sampleMs : 0);
+        m_report.addSample(m_link.first, results);
+        if (m_output.isGone()) {
+            requestStop();
             break;
-        tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &m_missed);
+        }
+        qint64 missed = 0;
+        tick = tickAfter(tick, m_clock.elapsed(), m_options.intervalMs, &missed);
+        m_missed += missed;
     }
 }
 
@@ -51,22 +69,22 @@ QString LinkSampler::summary() const
 }
 
 // Failures are reported when they begin or change, not with every sample.
-void LinkSampler::reportChanges(const QVector<ItemResult> &results)
+void LinkSampler::reportChanges()
 {
-    const QStringList texts = failureTexts(m_items, results);
-    m_status = statusOf(results);
-    const Failure *outage = outageIn(results);
+    const QStringList texts = failureTexts(m_link.items, m_latest);
+    const Failure *outage = outageIn(m_latest);
     if (outage && m_outageSinceMs < 0) {
         m_outageSinceMs = m_clock.elapsed();
-        m_output.say({QLatin1String("outage: ") + outage->text()});
+        m_output.say(m_link.name, {QLatin1String("outage: ") + outage->text()});
     } else if (!outage && m_outageSinceMs >= 0) {
         m_output.say(
+            m_link.name,
             {QString::fromLatin1("the PLC answers again after %1 s")
                  .arg(static_cast<double>(m_clock.elapsed() - m_outageSinceMs) / 1000, 0, 'f', 1)});
         m_outageSinceMs = -1;
     }
     if (!outage && texts != m_reported) {
-        m_output.say(texts);
+        m_output.say(m_link.name, texts);
         m_reported = texts;
     }
 }
@@ -80,7 +98,7 @@ void LinkSampler::judgePace(qint64 sampleMs)
         return;
     m_isPaceKnown = true;
     const int fitting =
-        itemsWithin(m_items, m_options.items.read.merge,
+        itemsWithin(m_link.items, m_options.items.read.merge,
                     static_cast<double>(m_options.intervalMs) / static_cast<double>(steadyMs));
     QString text = QString::fromLatin1("a sample takes %1 ms, longer than the interval of %2 ms: "
                                        "use --interval %3")
@@ -88,5 +106,5 @@ void LinkSampler::judgePace(qint64 sampleMs)
                             QString::number(roomyIntervalMs(steadyMs)));
     if (fitting > 0)
         text += QString::fromLatin1(" or fewer items (about %1)").arg(fitting);
-    m_output.say({text});
+    m_output.say(m_link.name, {text});
 }

@@ -13,41 +13,63 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
-/// Reads the items of a link again and again, and hands the samples over.
+#include <atomic>
+#include <functional>
+
+/// The place of a link among those of the run.
+struct SampledLink {
+    QString name;         ///< of several links, for people; empty for one alone
+    int first;            ///< index of its first item among those of the output
+    QVector<Item> items;  ///< all of its items
+    bool survivesOpening; ///< whether a port that cannot be opened at the start is an outage
+};
+
+/// Reads the items of a link again and again, and hands the samples over. All of its work is done in
+/// the thread that runs it.
 class LinkSampler
 {
 public:
-    /// All arguments outlive the sampler. Requires: the client's link is open.
-    LinkSampler(const MonitorOptions &options, Client &client, const QVector<Item> &items,
-                SampleOutput &output, RunReport &report);
+    /// @param options, client, output, report outlive the sampler
+    /// @param interim prints the summaries when the user asks for them
+    /// Requires: the client has loaded its driver, and its link is not open.
+    LinkSampler(const MonitorOptions &options, const SampledLink &link, Client &client,
+                SampleOutput &output, RunReport &report, const std::function<void()> &interim);
 
-    /// Samples until the options or a signal end it, or nobody takes the output.
+    /// Opens the link, samples until the options or a stop end it, and closes the link. A stop is
+    /// asked for when nobody takes the output.
     void run();
 
-    /// What the last whole sample calls for, also after a signal; StatusNoReply without any.
-    Status status() const { return m_status; }
+    /// Why the link could not be opened, so that nothing was sampled; good in all other cases, as are
+    /// the results below. Requires: `run` has returned.
+    const Failure &failure() const { return m_failure; }
 
-    /// What the requests so far came to, on one line.
+    /// The results of the last whole sample, also after a signal; without any, no reply to each item.
+    const QVector<ItemResult> &latest() const { return m_latest; }
+
+    /// What the requests so far came to, on one line; any thread may ask.
     QString summary() const;
 
 private:
-    void reportChanges(const QVector<ItemResult> &results);
+    void sample();
+    void reportChanges();
     void judgePace(qint64 sampleMs);
 
     const MonitorOptions &m_options;
-    const Client &m_client;
-    const QVector<Item> m_items;
+    const SampledLink m_link;
+    Client &m_client;
     SampleOutput &m_output;
     RunReport &m_report;
+    const std::function<void()> m_interim;
     OutageReader m_reader;
     QElapsedTimer m_clock;
-    QStringList m_reported; // failures other than outages
-    Status m_status;        // of the last sample
-    qint64 m_outageSinceMs; // -1 without an outage
-    qint64 m_missed;        // ticks that were left out, as the sample before took too long
-    qint64 m_lost;          // samples that are not in the log
-    qint64 m_previousMs;    // that the last good sample took
-    bool m_isPaceKnown;     // that the interval is too short for the link
+    Failure m_failure;
+    QVector<ItemResult> m_latest;
+    QStringList m_reported;       // failures other than outages
+    qint64 m_outageSinceMs;       // -1 without an outage
+    std::atomic<qint64> m_missed; // ticks left out, as the sample before took too long
+    std::atomic<qint64> m_lost;   // samples that are not in the log
+    qint64 m_previousMs;          // that the last good sample took
+    bool m_isPaceKnown;           // that the interval is too short for the link
 };
 
 #endif

@@ -75,42 +75,49 @@ LiveTable::LiveTable(QTextStream &out, const QVector<Item> &items)
 {
     for (const Item &item : items) {
         m_values += QString();
+        m_isNew += false;
         m_since += QString();
-        m_itemWidth = qMax(m_itemWidth, widthOf(item.text));
+        m_itemWidth = qMax(m_itemWidth, widthOf(nameWithLink(item)));
     }
 }
 
-QStringList LiveTable::linesOf(const QVector<ItemResult> &results, const QString &time, int columns)
+void LiveTable::take(const QVector<ItemResult> &results, const QString &time, int first)
 {
-    const bool isFirst = m_since.value(0).isEmpty();
-    QVector<bool> isNew;
-    int valueWidth = 0;
-    for (int i = 0; i < m_items.size(); ++i) {
-        const QString value = valueText(m_items.at(i), results.at(i));
-        isNew += value != m_values.at(i);
-        if (isNew.last() || isFirst)
+    for (int i = first; i < first + results.size(); ++i) {
+        const QString value = valueText(m_items.at(i), results.at(i - first));
+        const bool isFirst = m_since.at(i).isEmpty();
+        const bool isNew = value != m_values.at(i) && !isFirst;
+        if (isNew || isFirst)
             m_since[i] = time;
+        m_isNew[i] = m_isNew.at(i) || isNew;
         m_values[i] = value;
-        valueWidth = qMax(valueWidth, widthOf(value));
     }
+}
+
+QStringList LiveTable::linesOf(const QString &time, int columns) const
+{
+    int valueWidth = 0;
+    for (const QString &value : m_values)
+        valueWidth = qMax(valueWidth, widthOf(value));
     // A part of a time is of no use.
     const QString since = QLatin1String("  since ");
     const bool hasSince = m_itemWidth + 2 + valueWidth + since.size() + time.size() <= columns;
     QStringList lines(cut(time, columns));
     for (int i = 0; i < m_items.size(); ++i) {
-        const QString name = padded(m_items.at(i).text, m_itemWidth + 2);
+        const QString name = padded(nameWithLink(m_items.at(i)), m_itemWidth + 2);
         const QString row = cut(name + m_values.at(i), columns);
         const QString value = row.mid(name.size());
-        lines += row.left(name.size()) + (isNew.at(i) && !isFirst ? marked(value) : value);
-        if (hasSince)
+        lines += row.left(name.size()) + (m_isNew.at(i) ? marked(value) : value);
+        if (hasSince && !m_since.at(i).isEmpty())
             lines.last() += padded(QString(), valueWidth - widthOf(value)) + since + m_since.at(i);
     }
     return lines;
 }
 
-void LiveTable::draw(const QVector<ItemResult> &results, const QString &time, int columns, int rows)
+void LiveTable::draw(const QString &time, int columns, int rows)
 {
-    QStringList lines = linesOf(results, time, columns);
+    QStringList lines = linesOf(time, columns);
+    m_isNew.fill(false);
     // A table that is taller than the terminal could not be drawn over again.
     const int room = qMax(1, rows - 1);
     if (lines.size() > room) {

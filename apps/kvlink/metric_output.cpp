@@ -79,6 +79,8 @@ QString prometheusLabels(const Item &item)
 {
     QString labels = prometheusLabel("item", item.text) + QLatin1Char(',') +
                      prometheusLabel("address", item.address);
+    if (!item.link.isEmpty())
+        labels += QLatin1Char(',') + prometheusLabel("link", item.link);
     if (!item.tag.unit.isEmpty())
         labels += QLatin1Char(',') + prometheusLabel("unit", item.tag.unit);
     return labels;
@@ -126,16 +128,18 @@ void printInfluxLine(const ItemRecord &record, QTextStream &out)
     if (record.result.failure)
         fields += QLatin1String("error=") + influxText(record.result.failure.text());
     out << "kvlink" << influxTag("item", item.text) << influxTag("address", item.address)
-        << influxTag("unit", item.tag.unit) << ' ' << fields.join(QLatin1Char(','));
+        << influxTag("link", item.link) << influxTag("unit", item.tag.unit) << ' '
+        << fields.join(QLatin1Char(','));
     const QDateTime time = QDateTime::fromString(record.time, Qt::ISODateWithMs);
     if (time.isValid())
         out << ' ' << time.toMSecsSinceEpoch() * NS_PER_MS;
     out << '\n';
 }
 
-void printPrometheusSample(const QVector<Item> &items, const QVector<ItemResult> &results,
-                           const QString &, QTextStream &out)
+void printPrometheusSample(const ItemSample &sample, QTextStream &out)
 {
+    const QVector<ItemResult> &results = sample.results;
+    const QVector<Item> items = sample.items.mid(sample.first, results.size());
     out << "# HELP kvlink_up Whether the item could be read or written.\n"
            "# TYPE kvlink_up gauge\n";
     const QVector<int> series = differentItems(items);

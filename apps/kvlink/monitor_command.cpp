@@ -1,11 +1,9 @@
 // monitor: reads items again and again on a steady schedule, also through an outage.
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
-#include "apps/kvlink/link_sampler.h"
+#include "apps/kvlink/item_links.h"
 #include "apps/kvlink/monitor_options.h"
-#include "apps/kvlink/run_report.h"
-#include "apps/kvlink/sample_output.h"
-#include "runtime/client.h"
+#include "apps/kvlink/monitor_run.h"
 
 #include <CLI/CLI.hpp>
 
@@ -33,30 +31,15 @@ int runMonitor(const MonitorOptions &options, const LinkOptions &link, QTextStre
                QTextStream &err)
 {
     QVector<Item> items;
-    if (Failure failure = parseReadItems(options, link, &items))
-        return complain(err, failure);
-    // A trace on the same terminal would run through the table.
-    SampleOutput output(options, items, link.trace != TRACE_TO_STDERR, out, err);
-    RunReport report(options.report, QLatin1String("kvlink monitor"));
-    Client client(link, err);
-    Failure failure = output.open();
+    QVector<LinkItems> links;
+    Failure failure = parseReadItems(options, link, &items);
     if (!failure)
-        failure = report.check();
-    if (!failure)
-        failure = client.open();
+        failure = divideByLink(*options.items.line, items, &links);
     if (failure)
         return complain(err, failure);
-    report.watch(&client);
-    LinkSampler sampler(options, client, items, output, report);
-    sampler.run();
-    output.finish();
-    const bool isGone = output.isGone();
-    if (!isGone)
-        output.say({sampler.summary()});
-    failure = report.write(lineName(link), client);
-    if (failure)
-        return complain(err, failure);
-    return isGone || output.isLogBehind() ? StatusOpen : sampler.status();
+    MonitorRun run(options, links, out, err);
+    failure = run.prepare();
+    return failure ? complain(err, failure) : run.run();
 }
 
 } // namespace
@@ -66,5 +49,9 @@ void addMonitorCommand(CLI::App &app, CommandLine *line)
     const auto options = std::make_shared<MonitorOptions>();
     CLI::App *monitor = app.add_subcommand("monitor", "Read items again and again");
     addMonitorOptions(monitor, options.get());
-    monitor->callback([line, options] { line->run = withOptions(options, runMonitor); });
+    monitor->callback([line, options] {
+        line->itemsNameLinks = true;
+        options->items.line = line;
+        line->run = withOptions(options, runMonitor);
+    });
 }

@@ -49,10 +49,12 @@ void addReportOption(CLI::App *command, QString *path)
         ->check(notEmpty());
 }
 
-RunReport::RunReport(const QString &path, const QString &title, const QStringList &kinds)
-    : m_path(path), m_title(title), m_kinds(kinds), m_startMs(QDateTime::currentMSecsSinceEpoch()),
-      m_startText(wallTime()), m_times(kinds.size(), ThinnedSeries(MAX_TIMES)), m_moreReadings(0),
-      m_moreOutages(0), m_isOut(false), m_moreFailures(0)
+RunReport::RunReport(const QString &path, const QString &title, const QStringList &kinds,
+                     const QStringList &links)
+    : m_path(path), m_title(title), m_kinds(kinds), m_links(links),
+      m_startMs(QDateTime::currentMSecsSinceEpoch()), m_startText(wallTime()),
+      m_times(kinds.size(), ThinnedSeries(qMin(MAX_TIMES, MAX_POINTS / kinds.size()))),
+      m_moreReadings(0), m_moreOutages(0), m_outageOf(links.size(), -1), m_moreFailures(0)
 {
     m_clock.start();
 }
@@ -62,10 +64,11 @@ Failure RunReport::check() const
     return isWanted() ? checkWholeFile(m_path) : Failure();
 }
 
-void RunReport::watch(Client *client)
+void RunReport::watch(Client *client, int kind, int link)
 {
     if (isWanted())
-        client->observe([this](const RequestReport &request) { addRequest(0, request); });
+        client->observe(
+            [this, kind, link](const RequestReport &request) { addRequest(kind, request, link); });
 }
 
 double RunReport::nowMs() const
@@ -73,39 +76,44 @@ double RunReport::nowMs() const
     return rounded(static_cast<double>(m_clock.nsecsElapsed()) / 1e6);
 }
 
-void RunReport::addRequest(int kind, const RequestReport &request)
+void RunReport::addRequest(int kind, const RequestReport &request, int link)
 {
     if (!isWanted())
         return;
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_statistics.add(request.figures);
     const double tookMs = rounded(static_cast<double>(request.figures.timeNs) / 1e6);
     if (request.figures.replied)
         m_times[kind].add({nowMs(), qMax(0.001, tookMs)});
-    if (m_isOut)
-        m_outages.last().toMs = nowMs();
+    if (m_outageOf.at(link) >= 0)
+        m_outages[m_outageOf.at(link)].toMs = nowMs();
     if (request.failure)
-        noteFailure(request);
-    m_isOut = m_isOut && !request.figures.replied;
+        noteFailure(request, link);
+    if (request.figures.replied)
+        m_outageOf[link] = -1;
 }
 
-void RunReport::noteFailure(const RequestReport &request)
+void RunReport::noteFailure(const RequestReport &request, int link)
 {
+    const QString text = aboutLink(m_links.at(link), request.failure.text());
+    const bool isOut = m_outageOf.at(link) >= 0;
     const double beganMs = nowMs() - static_cast<double>(request.figures.timeNs) / 1e6;
     const bool isOutage = request.failure.status() == StatusNoReply;
-    if (isOutage && m_outages.size() < MAX_ROWS && !m_isOut) {
-        m_outages.append({rounded(qMax(0.0, beganMs)), nowMs(), request.failure.text()});
-        m_isOut = true;
+    if (isOutage && m_outages.size() < MAX_ROWS && !isOut) {
+        m_outageOf[link] = m_outages.size();
+        m_outages.append({rounded(qMax(0.0, beganMs)), nowMs(), text});
     } else if (isOutage) {
-        m_moreOutages += m_isOut ? 0 : 1;
+        m_moreOutages += isOut ? 0 : 1;
     } else if (m_failures.size() < MAX_ROWS) {
-        m_failures.append(QJsonObject{{"at", nowMs()}, {"text", request.failure.text()}});
+        m_failures.append(QJsonObject{{"at", nowMs()}, {"text", text}});
     } else {
         ++m_moreFailures;
     }
 }
 
-void RunReport::beginReadings(const QVector<Item> &items)
+void RunReport::setItems(const QVector<Item> &items)
 {
+    m_items = items;
     int count = 0;
     for (const Item &item : items)
         count += valueCount(item);
@@ -115,24 +123,25 @@ void RunReport::beginReadings(const QVector<Item> &items)
         const Item &item = items.at(i);
         const int values = valueCount(item);
         for (int n = 0; n < values && m_readings.size() < MAX_READINGS; ++n)
-            m_readings.append(
-                {values > 1 ? QString::fromLatin1("%1 (%2)").arg(item.text).arg(n) : item.text,
-                 item.tag.unit, i, empty, 0, 0, QString()});
+            m_readings.append({values > 1
+                                   ? QString::fromLatin1("%1 (%2)").arg(nameWithLink(item)).arg(n)
+                                   : nameWithLink(item),
+                               item.tag.unit, i, empty, 0, 0, QString()});
     }
 }
 
-void RunReport::addSample(const QVector<Item> &items, const QVector<ItemResult> &results)
+void RunReport::addSample(int first, const QVector<ItemResult> &results)
 {
     if (!isWanted())
         return;
-    if (m_readings.isEmpty())
-        beginReadings(items);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     int n = 0;
     for (int i = 0; i < m_readings.size(); ++i) {
         const int item = m_readings.at(i).item;
         n = i > 0 && m_readings.at(i - 1).item == item ? n + 1 : 0;
-        if (n < results.at(item).values.size())
-            take(items.at(item), results.at(item).values.at(n), &m_readings[i]);
+        const QStringList values = results.value(item - first).values;
+        if (n < values.size())
+            take(m_items.at(item), values.at(n), &m_readings[i]);
     }
 }
 
@@ -193,7 +202,30 @@ QJsonArray RunReport::outagesJson() const
     return outages;
 }
 
+QJsonArray RunReport::factsJson(const QVector<ReportedLink> &links) const
+{
+    QJsonArray facts = {QJsonArray{"From", m_startText}, QJsonArray{"To", wallTime()}};
+    for (int i = 0; i < links.size(); ++i) {
+        const QString station = QString::number(links.at(i).client->station());
+        const QString requests = links.at(i).client->statistics().text();
+        if (links.size() > 1) {
+            facts.append(QJsonArray{m_links.at(i), QString::fromLatin1("%1, station %2: %3")
+                                                       .arg(links.at(i).line, station, requests)});
+            continue;
+        }
+        facts.prepend(QJsonArray{"Station", station});
+        facts.prepend(QJsonArray{"Line", links.at(i).line});
+        facts.append(QJsonArray{"Requests", requests});
+    }
+    return facts;
+}
+
 Failure RunReport::write(const QString &line, const Client &client, QJsonObject extra)
+{
+    return write(QVector<ReportedLink>{{line, &client}}, extra);
+}
+
+Failure RunReport::write(const QVector<ReportedLink> &links, QJsonObject extra)
 {
     if (!isWanted())
         return Failure();
@@ -201,10 +233,7 @@ Failure RunReport::write(const QString &line, const Client &client, QJsonObject 
     QJsonArray histogram;
     for (const TimeBin &bin : m_statistics.histogram(PAGE_BINS))
         histogram.append(QJsonArray{bin.fromMs, bin.toMs, bin.requests});
-    extra.insert("facts", QJsonArray{QJsonArray{"Line", line},
-                                     QJsonArray{"Station", QString::number(client.station())},
-                                     QJsonArray{"From", m_startText}, QJsonArray{"To", wallTime()},
-                                     QJsonArray{"Requests", client.statistics().text()}});
+    extra.insert("facts", factsJson(links));
     const QPair<const char *, QJsonValue> members[] = {
         {"title", m_title},         {"start", static_cast<double>(m_startMs)},
         {"end", nowMs()},           {"offset", offset},

@@ -3,6 +3,7 @@
 #include "apps/standard_streams.h"
 #include "runtime/escaped_text.h"
 #include "runtime/failure_text.h"
+#include "runtime/link.h"
 #include "runtime/trace_log.h"
 
 #include <sys/ioctl.h>
@@ -10,9 +11,9 @@
 
 SampleOutput::SampleOutput(const MonitorOptions &options, const QVector<Item> &items,
                            bool mayRedraw, QTextStream &out, QTextStream &err)
-    : m_options(options), m_items(items), m_out(out), m_err(err), m_rowStream(&m_rows),
-      m_printer(options.output.empty() ? out : m_rowStream, *options.items.format, items,
-                options.output.empty()),
+    : m_waiting(0), m_options(options), m_items(items), m_out(out), m_err(err),
+      m_rowStream(&m_rows), m_printer(options.output.empty() ? out : m_rowStream,
+                                      *options.items.format, items, options.output.empty()),
       m_table(out, items),
       m_isLive(mayRedraw && options.output.empty() && canRedraw(STDOUT_FILENO) &&
                options.items.format->isLiveTable && !options.changesOnly),
@@ -35,21 +36,33 @@ Failure SampleOutput::open()
     return m_log->open();
 }
 
-bool SampleOutput::take(const QVector<ItemResult> &results)
+bool SampleOutput::take(const QVector<ItemResult> &results, int first)
 {
+    ++m_waiting;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    --m_waiting;
     const QString time = wallTime();
-    if (m_isLive) {
-        winsize size = {};
-        const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-        m_table.draw(results, time, known ? size.ws_col : 80, known ? size.ws_row : 24);
-    }
+    if (m_isLive)
+        draw(results, time, first);
     bool isWhole = true;
     if (m_options.changesOnly)
-        isWhole = m_printer.printChanges(results, time);
+        isWhole = m_printer.printChanges(results, time, first);
     else if (!m_isLive)
-        m_printer.print(results, time);
-    m_out.flush();
+        m_printer.print(results, time, first);
+    // The last one of those that come together prints for all.
+    if (m_waiting == 0)
+        m_out.flush();
     return !m_log || keep(time, isWhole);
+}
+
+void SampleOutput::draw(const QVector<ItemResult> &results, const QString &time, int first)
+{
+    m_table.take(results, time, first);
+    if (m_waiting > 0)
+        return;
+    winsize size = {};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    m_table.draw(time, known ? size.ws_col : 80, known ? size.ws_row : 24);
 }
 
 // A full disk may have room again: the samples until then are lost, those behind it are not.
@@ -64,10 +77,11 @@ bool SampleOutput::keep(const QString &time, bool isWhole)
         return true;
     const Failure failure = m_log->append(time.left(lengthOfDay).toLatin1(), rows);
     if (failure && m_unlogged == 0)
-        say({failure.text() + QLatin1String("; samples are lost until that works")});
+        print(QString(), {failure.text() + QLatin1String("; samples are lost until that works")});
     else if (!failure && m_unlogged > 0)
-        say({QLatin1String("the log is written again; ") +
-             countText(m_unlogged, "sample is", "samples are") + QLatin1String(" lost")});
+        print(QString(),
+              {QLatin1String("the log is written again; ") +
+               countText(m_unlogged, "sample is", "samples are") + QLatin1String(" lost")});
     // Whoever opens one file alone is to find all values there.
     if (failure || (!isWhole && m_log->hasBegun()))
         m_printer.forgetPrinted();
@@ -75,12 +89,27 @@ bool SampleOutput::keep(const QString &time, bool isWhole)
     return failure.isGood();
 }
 
-void SampleOutput::say(const QStringList &texts)
+void SampleOutput::say(const QString &link, const QStringList &texts)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    print(link, texts);
+}
+
+void SampleOutput::print(const QString &link, const QStringList &texts)
 {
     m_out.flush();
     m_table.leave();
     for (const QString &text : texts)
-        complain(m_err, text, StatusGood);
+        complain(m_err, aboutLink(link, text), StatusGood);
+}
+
+void SampleOutput::pass(const QByteArray &lines)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_out.flush();
+    m_table.leave();
+    m_err << QString::fromUtf8(lines);
+    m_err.flush();
 }
 
 void SampleOutput::finish()
@@ -89,7 +118,8 @@ void SampleOutput::finish()
     m_out.flush();
 }
 
-bool SampleOutput::isGone() const
+bool SampleOutput::isGone()
 {
+    const std::lock_guard<std::mutex> lock(m_mutex);
     return !m_log && (m_out.status() != QTextStream::Ok || readerIsGone());
 }

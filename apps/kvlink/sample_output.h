@@ -11,9 +11,12 @@
 #include <QtCore/QTextStream>
 #include <QtCore/QVector>
 
+#include <atomic>
 #include <memory>
+#include <mutex>
 
-/// Takes the samples of items, and what is to be said of them on stderr.
+/// Takes the samples of items, and what is to be said of them on stderr; from several threads, in the
+/// order of their times.
 class SampleOutput
 {
 public:
@@ -26,25 +29,33 @@ public:
     /// StatusOpen; then nothing is to be taken
     Failure open();
 
-    /// Takes a sample of all items, of this moment.
+    /// Takes a sample of all items, or of those of a link, of this moment.
+    /// @param first index of the item that the first result is of
     /// @return false when the log could not take it; then it is lost
-    bool take(const QVector<ItemResult> &results);
+    bool take(const QVector<ItemResult> &results, int first = 0);
 
-    /// Prints lines on stderr.
-    void say(const QStringList &texts);
+    /// Prints lines on stderr. @param link that they are about; empty for none
+    void say(const QString &link, const QStringList &texts);
+
+    /// Prints whole lines on stderr as they are.
+    void pass(const QByteArray &lines);
 
     /// Ends the rows. Requires: nothing is taken afterwards.
     void finish();
 
     /// Whether nobody takes what would be printed.
-    bool isGone() const;
+    bool isGone();
 
-    /// Whether the log could not take the latest sample.
+    /// Whether the log could not take the latest sample. Requires: no thread takes samples any more.
     bool isLogBehind() const { return m_unlogged > 0; }
 
 private:
+    void draw(const QVector<ItemResult> &results, const QString &time, int first);
     bool keep(const QString &time, bool isWhole);
+    void print(const QString &link, const QStringList &texts);
 
+    std::mutex m_mutex;
+    std::atomic<int> m_waiting; // samples that wait for the mutex
     const MonitorOptions &m_options;
     const QVector<Item> m_items;
     QTextStream &m_out;

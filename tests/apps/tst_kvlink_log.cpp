@@ -128,14 +128,19 @@ private slots:
         QString shown;
         QTextStream out(&shown);
         LiveTable table(out, items);
-        table.draw(results, "2026", 12, 5);
+        table.take(results, "2026", 0);
+        table.draw("2026", 12, 5);
         results[0].values[0] = '8';
         results[1].values[0] = "1234567";
-        table.draw(results, "2027", 12, 5);
-        table.draw(results, "2028", 24, 2);
+        table.take(results, "2027", 0);
+        table.draw("2027", 12, 5);
+        table.take(results, "2028", 0);
+        table.draw("2028", 24, 2);
         results[2].values[0] = QString(4, QChar(0x6E29)); // of two columns each
-        table.draw(results, "2029", 12, 9);
-        table.draw(results, "2030", 26, 9);
+        table.take(results, "2029", 0);
+        table.draw("2029", 12, 9);
+        table.take(results, "2030", 0);
+        table.draw("2030", 26, 9);
         QString lines = shown.replace("\x1b[7m", "<").replace("\x1b[0m", ">").remove("\r\x1b[K");
         lines.replace("\x1b[J", "\f").replace("\x1b[4A", "^").replace("\x1b[H", "H");
         QCOMPARE(lines, QString("2026\nDM0  7\nDM1  123456>\nand 2 more\n\f"
