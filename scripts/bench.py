@@ -6,9 +6,11 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from typing import NamedTuple, Optional
 
@@ -29,6 +31,9 @@ REQUESTS = {
     "writebits": (1, 10, 100, 307),
 }
 REGISTERS = (1, 10, 100, 125)
+
+# How many links monitor reads at once.
+LINKS = (1, 4, 16, 64)
 
 # The words of a screen: close together, and far apart.
 CLOSE_WORDS = (0, 1, 2, 4, 5, 7, 8, 9, 11, 12, 14, 16, 17, 19, 20, 22, 24, 26, 27)
@@ -283,6 +288,51 @@ def start_rows():
             yield Row("start", what, "ms", round(1000 * seconds(*command, runs=20), 2))
 
 
+def monitor_links(links, duration_s):
+    """Reads ten words of each link ten times a second, over wires of 115200 baud. Returns the samples
+    left out, processor time in seconds and memory in KiB."""
+    with contextlib.ExitStack() as stack:
+        folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
+        with open(folder / "links.ini", "w", encoding="ascii") as file:
+            for link in range(links):
+                place = stack.enter_context(peer(KVSIM, "--pty", "--baud", 115200))
+                file.write(f"[line{link}]\nport = {place},115200,8n1\n")
+        with open(folder / "summary", "w+", encoding="utf-8") as summary:
+            child = start(KVLINK, "monitor", *(f"line{link}:DM0[10]" for link in range(links)),
+                          "--links", folder / "links.ini", "--interval", "100ms", "--duration",
+                          duration_s, "--format", "csv", stdout=subprocess.DEVNULL, stderr=summary)
+            time.sleep(0.9 * duration_s)
+            memory = pathlib.Path(f"/proc/{child.pid}/smaps_rollup").read_text(encoding="ascii")
+            _, status, usage = os.wait4(child.pid, 0)
+            child.returncode = os.waitstatus_to_exitcode(status)
+            children.discard(child)
+            summary.seek(0)
+            text = summary.read()
+    errors = [int(count) for count in re.findall(r" (\d+) errors?", text)]
+    if child.returncode != 0 or len(errors) != links:
+        raise Failure(f"monitor of {links} links: exit status {child.returncode}\n{text}")
+    left_out = sum(int(count) for count in re.findall(r"; (\d+) samples? left out", text))
+    return left_out, usage.ru_utime + usage.ru_stime, field(memory, "Pss:", 1)
+
+
+def link_rows(duration_s):
+    before = None
+    for links in LINKS:
+        left_out, cpu_s, pss = monitor_links(links, duration_s)
+        what = f"{links} links"
+        share = 100 * cpu_s / duration_s
+        yield Row("links", what, "samples left out", left_out)
+        yield Row("links", what, "% of a core", round(share, 2),
+                  aim="ours < 50" if links == LINKS[-1] else None)
+        yield Row("links", what, "MiB (PSS)", round(pss / 1024, 1))
+        if before:
+            more = links - before[0]
+            yield Row("each added link", what, "% of a core",
+                      round((share - before[1]) / more, 3))
+            yield Row("each added link", what, "KiB (PSS)", round((pss - before[2]) / more))
+        before = links, share, pss
+
+
 def measure():
     say("instructions of the peers")
     libmodbus, serialbus = count_peers()
@@ -325,12 +375,17 @@ def main():
              "than 10 %% above bench/baseline.tsv, or when a request allocates more than it may")
     action.add_argument("--update", action="store_true",
                         help="replace bench/baseline.tsv by the counts of this build")
+    action.add_argument("--links", metavar="SECONDS", type=int, nargs="?", const=60,
+                        help="measure only kvlink monitor on many links, 60 s for each number of "
+                             "links by default")
     action.add_argument("--json", metavar="FILE", help="write the table into a file as well")
     options = parser.parse_args()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(128 + signal.SIGTERM))
     try:
         if options.check:
             return check()
+        if options.links:
+            return report(list(link_rows(options.links)), None)
         return update() if options.update else report(list(measure()), options.json)
     except Failure as failure:
         print(failure, file=sys.stderr)
