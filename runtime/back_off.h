@@ -1,4 +1,4 @@
-/// The waits between tries to open a lost port.
+/// The waits between tries of what fails, such as the opening of a lost port.
 #ifndef RUNTIME_BACK_OFF_H
 #define RUNTIME_BACK_OFF_H
 
@@ -9,22 +9,25 @@
 class BackOff
 {
 public:
-    BackOff() : m_nextMs(FIRST_MS) {}
+    /// @param firstMs, lastMs the shortest and the longest wait, in milliseconds
+    explicit BackOff(qint64 firstMs = 100, qint64 lastMs = 5000)
+        : m_firstMs(firstMs), m_lastMs(lastMs), m_nextMs(firstMs)
+    {}
 
-    /// The wait before the next try, in milliseconds; twice as long each time, up to 5 s.
+    /// The wait before the next try, in milliseconds; twice as long each time, up to the longest.
     qint64 take()
     {
         const qint64 ms = m_nextMs;
-        m_nextMs = qMin<qint64>(2 * ms, LAST_MS);
+        m_nextMs = qMin(2 * ms, m_lastMs);
         return ms;
     }
 
-    /// The port works: begins anew with the first wait.
-    void reset() { m_nextMs = FIRST_MS; }
+    /// It works: begins anew with the first wait.
+    void reset() { m_nextMs = m_firstMs; }
 
 private:
-    enum { FIRST_MS = 100, LAST_MS = 5000 };
-
+    qint64 m_firstMs;
+    qint64 m_lastMs;
     qint64 m_nextMs;
 };
 

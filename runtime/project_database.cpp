@@ -1,13 +1,11 @@
 #include "runtime/project_database.h"
 
+#include "runtime/sqlite_file.h"
 #include "tools/tools.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QVariant>
-#include <QtSql/QSqlDatabase>
-#include <QtSql/QSqlError>
-#include <QtSql/QSqlQuery>
 
 const char PROJECT_CONNECTION[] = "project";
 
@@ -28,35 +26,11 @@ const char *const EXAMPLE_STATEMENTS[] = {
     "(2, 0, '127.0.0.1', 8501, 1), (2, 3, '127.0.0.1', 8502, 1)",
 };
 
-QSqlDatabase addSqlite(const char *connection, const QString &file)
-{
-    QSqlDatabase database =
-        QSqlDatabase::addDatabase(QLatin1String("QSQLITE"), QLatin1String(connection));
-    // As a URI, in which a file name may have any bytes.
-    database.setDatabaseName(QLatin1String("file:") +
-                             QLatin1String(QFile::encodeName(file).toPercentEncoding("/")));
-    database.setConnectOptions(QLatin1String("QSQLITE_OPEN_URI"));
-    return database;
-}
-
-Failure openFailure(const QSqlDatabase &database)
-{
-    return Failure(StatusOpen, database.lastError().databaseText());
-}
-
-Failure execute(const QSqlDatabase &database, const char *statement)
-{
-    QSqlQuery query(database);
-    return query.exec(QLatin1String(statement))
-               ? Failure()
-               : Failure(StatusOpen, query.lastError().databaseText());
-}
-
 Failure fillExample(const QString &file)
 {
-    QSqlDatabase database = addSqlite(EXAMPLE_CONNECTION, file);
+    QSqlDatabase database = addSqlite(QLatin1String(EXAMPLE_CONNECTION), file);
     if (!database.open())
-        return openFailure(database);
+        return sqliteFailure(database);
     for (const char *statement : EXAMPLE_STATEMENTS) {
         if (Failure failure = execute(database, statement))
             return failure;
@@ -73,11 +47,11 @@ Failure registerProjectDatabase(const QString &file)
         return Failure(StatusOpen, QString::fromLatin1("no project database %1").arg(path));
     if (QSqlDatabase::contains(QLatin1String(PROJECT_CONNECTION)))
         QSqlDatabase::removeDatabase(QLatin1String(PROJECT_CONNECTION));
-    QSqlDatabase database = addSqlite(PROJECT_CONNECTION, path);
+    QSqlDatabase database = addSqlite(QLatin1String(PROJECT_CONNECTION), path);
     database.setConnectOptions(QLatin1String("QSQLITE_OPEN_URI;QSQLITE_OPEN_READONLY"));
     // SQLite looks into the file at the first statement only. All columns that a lookup names.
     Failure failure =
-        database.open() ? execute(database, PROBING_STATEMENT) : openFailure(database);
+        database.open() ? execute(database, PROBING_STATEMENT) : sqliteFailure(database);
     if (failure.isGood())
         return failure;
     return Failure(
