@@ -54,6 +54,7 @@ _kvlink_values() {
         compopt -o nospace 2>/dev/null
         ;;
     *:FILE* | *:\[=FILE\] | *:TRACE | *:PATH) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
+    *:COMMAND) mapfile -t COMPREPLY < <(compgen -c -- "$current") ;;
     *:DEV*) _kvlink_words "$(_kvlink_ports)" "$current" ;;
     *:KIND*) _kvlink_words "$(_kvlink_faults "$4")" "$current" ;;
     *:TYPE*) _kvlink_words "$(_kvlink_types "${@:4}") $(_kvlink_choices "$takes")" "$current" ;;

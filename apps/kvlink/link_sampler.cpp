@@ -63,8 +63,9 @@ QString LinkSampler::summary() const
         text += QLatin1String("; ") + countText(m_missed, "sample", "samples") +
                 QLatin1String(" left out");
     if (m_lost > 0)
-        text += QLatin1String("; ") + countText(m_lost, "sample", "samples") +
-                QLatin1String(" not in the log");
+        text +=
+            QLatin1String("; ") + countText(m_lost, "sample", "samples") +
+            QLatin1String(m_options.spool.file.isEmpty() ? " not in the log" : " not in the spool");
     return text;
 }
 

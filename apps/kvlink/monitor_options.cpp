@@ -1,5 +1,6 @@
 #include "apps/kvlink/monitor_options.h"
 
+#include "apps/argument_text.h"
 #include "apps/duration.h"
 #include "apps/kvlink/run_report.h"
 #include "apps/option_checks.h"
@@ -10,6 +11,8 @@
 
 namespace
 {
+
+const qint64 SPOOL_SMALLEST = 1024 * 1024;
 
 // Bytes of a size such as 10M, of 1024 * 1024 bytes each; 0 for any other text.
 qint64 sizeOf(std::string text)
@@ -51,6 +54,36 @@ CLI::Option *addRotateOption(CLI::App *monitor, LogRotation *rotation)
         ->option_text("daily|SIZE");
 }
 
+// @param output the option that a spool is instead of
+void addSpoolOptions(CLI::App *monitor, SpoolSettings *spool, CLI::Option *output)
+{
+    CLI::Option *file = monitor
+                            ->add_option_function<std::string>(
+                                "--spool", into(&spool->file),
+                                "File that keeps each sample until its reader has taken it")
+                            ->type_name("FILE")
+                            ->check(notEmpty())
+                            ->excludes(output);
+    monitor
+        ->add_option_function<std::string>(
+            "--spool-size",
+            [spool](const std::string &text) {
+                spool->maxBytes = sizeOf(text);
+                if (spool->maxBytes < SPOOL_SMALLEST)
+                    throw CLI::ValidationError(
+                        "--spool-size", text + ": expected a size from 1M, such as 100M or 2G");
+            },
+            "Most that the rows in the spool may take; the oldest make room")
+        ->option_text("SIZE [100M]")
+        ->needs(file);
+    monitor
+        ->add_option_function<std::string>("--deliver", into(&spool->command),
+                                           "Runs for each batch of rows, instead of printing them")
+        ->type_name("COMMAND")
+        ->check(notEmpty())
+        ->needs(file);
+}
+
 } // namespace
 
 void addMonitorOptions(CLI::App *monitor, MonitorOptions *options)
@@ -84,5 +117,6 @@ void addMonitorOptions(CLI::App *monitor, MonitorOptions *options)
             ->type_name("FILE")
             ->check(notEmpty());
     addRotateOption(monitor, &options->rotation)->needs(output);
+    addSpoolOptions(monitor, &options->spool, output);
     addReportOption(monitor, &options->report);
 }

@@ -4,6 +4,7 @@
 
 #include "apps/kvlink/item_options.h"
 #include "runtime/log_file.h"
+#include "runtime/spool_delivery.h"
 
 #include <QtCore/QString>
 
@@ -24,6 +25,7 @@ struct MonitorOptions {
     double deadband = 0; ///< of items without one of their own
     std::string output;  ///< file for the rows; empty for the standard output
     LogRotation rotation;
+    SpoolSettings spool;
     QString report; ///< file for the page; empty for none
 };
 

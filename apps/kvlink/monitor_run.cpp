@@ -138,6 +138,9 @@ void MonitorRun::summarize(const QString &beginning)
     const QStringList names = namesOf(m_given);
     for (size_t i = 0; i < m_links.size(); ++i)
         m_output.say(names.at(static_cast<int>(i)), {beginning + m_links[i]->sampler->summary()});
+    const QString backlog = m_output.backlog();
+    if (!backlog.isEmpty())
+        m_output.say(QString(), {beginning + backlog});
 }
 
 Status MonitorRun::statusOfAll() const

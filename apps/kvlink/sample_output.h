@@ -25,13 +25,13 @@ public:
     SampleOutput(const MonitorOptions &options, const QVector<Item> &items, bool mayRedraw,
                  QTextStream &out, QTextStream &err);
 
-    /// Opens the log, if there is one. @return StatusUsage for a format that it does not take, or
-    /// StatusOpen; then nothing is to be taken
+    /// Opens the log or the spool, if there is one. @return StatusUsage for a format that it does not
+    /// take, or StatusOpen; then nothing is to be taken
     Failure open();
 
     /// Takes a sample of all items, or of those of a link, of this moment.
     /// @param first index of the item that the first result is of
-    /// @return false when the log could not take it; then it is lost
+    /// @return false when the log or the spool could not take it; then it is lost
     bool take(const QVector<ItemResult> &results, int first = 0);
 
     /// Prints lines on stderr. @param link that they are about; empty for none
@@ -40,16 +40,23 @@ public:
     /// Prints whole lines on stderr as they are.
     void pass(const QByteArray &lines);
 
-    /// Ends the rows. Requires: nothing is taken afterwards.
+    /// Ends the rows; a spool tries for some seconds to deliver what is in it. Requires: nothing is
+    /// taken afterwards.
     void finish();
 
     /// Whether nobody takes what would be printed.
     bool isGone();
 
-    /// Whether the log could not take the latest sample. Requires: no thread takes samples any more.
+    /// What lies in the spool and what it has lost, for a summary; empty for nothing.
+    QString backlog() const { return m_spool ? m_spool->summary() : QString(); }
+
+    /// Whether the log or the spool could not take the latest sample. Requires: no thread takes
+    /// samples any more.
     bool isLogBehind() const { return m_unlogged > 0; }
 
 private:
+    Failure openSpool();
+    Failure openLog();
     void draw(const QVector<ItemResult> &results, const QString &time, int first);
     bool keep(const QString &time, bool isWhole);
     void print(const QString &link, const QStringList &texts);
@@ -61,12 +68,13 @@ private:
     QTextStream &m_out;
     QTextStream &m_err;
     std::unique_ptr<LogFile> m_log; // gets the rows; null where they go to the standard output
-    QString m_rows;                 // for the log
+    std::unique_ptr<SpoolDelivery> m_spool; // the same
+    QString m_rows;                         // for either
     QTextStream m_rowStream;
     ItemPrinter m_printer;
     LiveTable m_table;
     const bool m_isLive;
-    qint64 m_unlogged; // samples since the log could be written
+    qint64 m_unlogged; // samples since the log or the spool could be written
 };
 
 #endif

@@ -62,6 +62,11 @@ const KvlinkRun RUNS[] = {
      "ALL",
      "^kvlink: a sample takes ANY ms, longer than the interval of 300 ms: use --interval ANY0 or "
      "fewer items (about ANY)\nkvlink: 16 requests, ANY\n"},
+    {"PLC monitor DM100 --count 2 --interval 50 --spool FOLDER/spool --deliver sh${IFS}FOLDER/once",
+     0, "TIME DM100 4660\nTIME DM100 4660\n",
+     "^kvlink: \"ANY\" ended with status 7: no broker; it is tried again after 1 s, ANY\n"
+     "kvlink: delivers the spool ANY again after ANY\nkvlink: 2 requests, ANY\n"},
+    {"PLC monitor DM1 --spool FOLDER/spool --format csv", 2, "", "use jsonl"},
     {"PLC monitor DM1 --changes-only --deadband 1,5", 2, "", "1,5 is not a number from 0"},
 };
 
@@ -96,6 +101,11 @@ public:
     {}
 
 private slots:
+    void initTestCase()
+    {
+        writeFile("once", "mkdir \"$0.begun\" && echo no broker >&2 && exit 7; cat");
+    }
+
     void runsAsAUserSees_data() { addRows(RUNS); }
 
     void runsAsAUserSees() { check(currentRow(RUNS)); }
