@@ -205,7 +205,7 @@ void TagReader::readRow(const CsvRecord &record)
     item.link = text(Link);
     if (item.link.size() > MAX_NAME || !isPrintable(item.link))
         add(Link, QString::fromLatin1("%1: expected %2 printable characters at most")
-                      .arg(quoted(item.link), QString::number(MAX_NAME)));
+                      .arg(inQuotes(item.link), QString::number(MAX_NAME)));
     m_read.tags += item;
 }
 

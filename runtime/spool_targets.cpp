@@ -94,12 +94,12 @@ int Shell::start(const QByteArray &command, int input)
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&files, errors[1], STDERR_FILENO);
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGPIPE);
+    sigset_t pipeSignal;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
     posix_spawnattr_t settings;
     posix_spawnattr_init(&settings);
-    posix_spawnattr_setsigdefault(&settings, &signals);
+    posix_spawnattr_setsigdefault(&settings, &pipeSignal);
     posix_spawnattr_setflags(&settings, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF);
     QByteArray words[] = {"sh", "-c", command};
     char *const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
