@@ -6,6 +6,8 @@
 
 #include <QtCore/QByteArray>
 
+#include <vector>
+
 class AbstractDeviceInterface;
 class DriverInterface;
 
@@ -13,12 +15,13 @@ class DriverInterface;
 struct RequestKind {
     const char *name;
     CommandKind kind;
-    const char *address;
+    const char *address;   ///< one, or forms of many: the next number is put in place of each %1
     const char *replyItem; ///< item of a read's reply; null for a write
     int bytesPerItem;      ///< of a write's data
 };
 
-/// The kind words, bits, timers, write or writebits; null for any other name.
+/// The kind words, bits, timers, write or writebits, or first or firsttimers, which are words and
+/// timers of another address with each request; null for any other name.
 const RequestKind *findRequestKind(const char *name);
 
 /// The PLC's reply to the data line of such a request.
@@ -31,12 +34,12 @@ public:
     /// @param items items per request
     RepeatedRequest(const RequestKind &kind, int items);
 
-    /// Makes the request once. @return whether it went well
-    bool make(DriverInterface *driver, AbstractDeviceInterface *channel) const;
+    /// Makes the request once, of the address with an index. @return whether it went well
+    bool make(DriverInterface *driver, AbstractDeviceInterface *channel, int i) const;
 
 private:
     bool m_reads;
-    CommunicatorCommand m_command;
+    std::vector<CommunicatorCommand> m_commands;
     QByteArray m_data;
 };
 

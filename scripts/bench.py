@@ -25,6 +25,8 @@ BASELINE = ROOT / "bench/baseline.tsv"
 # Kinds of requests and how many items each carries.
 REQUESTS = {
     "bits": (1, 10, 100, 307),
+    "first": (1, 10),
+    "firsttimers": (1,),
     "timers": (1, 10, 64),
     "words": (1, 10, 100, 125, 307),
     "write": (1, 10, 100, 306),
@@ -191,7 +193,7 @@ def count_peers():
 def driver_rows(libmodbus):
     counts = driver_counts()
     for (kind, items), count in counts.items():
-        theirs = libmodbus.get(items) if kind == "words" else None
+        theirs = libmodbus.get(items) if kind in ("words", "first") else None
         yield Row("driver alone", f"{kind}, {items}", "instructions", count,
                   "libmodbus" if theirs else None, theirs,
                   "ratio < 1" if theirs and items <= 10 else None)
@@ -203,6 +205,8 @@ def driver_rows(libmodbus):
 def serial_rows(libmodbus, serialbus):
     with peer(KVSIM, "--pty") as place:
         for kind, counts in REQUESTS.items():
+            if kind.startswith("first"):
+                continue
             for items in counts:
                 count = int(per_request(instructions, LOADS / "serial_load", place, kind, items))
                 row = Row("serial port", f"{kind}, {items}", "instructions", count)
@@ -237,8 +241,10 @@ def allocation_rows():
             yield Row("allocations", f"{kind}, {items}", "per request", float(count), aim=aim)
         else:
             size, heap = (int(text.split()[0]) for text in fields)
+            made = int(fields[1].split(" in ")[1].split()[0])
             yield Row("memory", "a driver object", "bytes", size)
             yield Row("memory", "its heap, itself included", "bytes", heap)
+            yield Row("memory", "its heap, itself included", "allocations", made)
 
 
 def wire_rows():

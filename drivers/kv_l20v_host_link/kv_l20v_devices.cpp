@@ -98,10 +98,12 @@ constexpr unsigned char FIRST[] = {
     firstOf('Y'), firstOf('Z'), DEVICE_COUNT,
 };
 
+const int LOWER = 0x20; // the bit by which a letter in lower case differs
+
 // Locale-free.
-char upper(char c)
+bool isLetter(char c, char letter)
 {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    return (c | LOWER) == (letter | LOWER);
 }
 
 // Whether a row whose prefix begins with an address's first letter is the row of the address. The
@@ -110,10 +112,11 @@ bool isRowOf(const Device &row, const char *address)
 {
     const char *letter = row.prefix + 1;
     for (++address; *letter != '\0' && *letter != '?'; ++letter, ++address) {
-        if (upper(*address) != *letter)
+        if (!isLetter(*address, *letter))
             return false;
     }
-    return !row.beforeDigit || (*address >= '0' && *address <= '9');
+    return !row.beforeDigit || (*address >= '0' && *address <= '9') ||
+           (*address == '\0' && row.number.digits > 0);
 }
 
 } // namespace
@@ -121,16 +124,16 @@ bool isRowOf(const Device &row, const char *address)
 const KV_L20V_Device &KV_L20V_DeviceOf(const QByteArray &address)
 {
     const char *const text = address.constData();
-    const char first = upper(*text);
-    if (first >= 'A' && first <= 'Z') {
-        const Device *const end = DEVICES + FIRST[first - 'A' + 1];
-        for (const Device *row = DEVICES + FIRST[first - 'A']; row != end; ++row) {
+    const unsigned int letter = static_cast<unsigned char>((*text | LOWER) - 'a');
+    if (letter < 26) {
+        const Device *const end = DEVICES + FIRST[letter + 1];
+        for (const Device *row = DEVICES + FIRST[letter]; row != end; ++row) {
             if (isRowOf(*row, text))
                 return *row;
         }
     }
     const Device *group = GROUPS;
-    while (*group->prefix != '\0' && (*group->prefix != first || !isRowOf(*group, text)))
+    while (*group->prefix != '\0' && !(isLetter(*text, *group->prefix) && isRowOf(*group, text)))
         ++group;
     return *group;
 }
@@ -138,6 +141,11 @@ const KV_L20V_Device &KV_L20V_DeviceOf(const QByteArray &address)
 const KV_L20V_Device *KV_L20V_DeviceAt(int i)
 {
     return i < DEVICE_COUNT ? &DEVICES[i] : 0;
+}
+
+int KV_L20V_IndexOf(const KV_L20V_Device &device)
+{
+    return static_cast<int>(&device - DEVICES);
 }
 
 QByteArray KV_L20V_NumberFormat(const KV_L20V_Device &device)

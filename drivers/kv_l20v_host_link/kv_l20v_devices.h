@@ -41,7 +41,7 @@ struct KV_L20V_Device {
     };
 
     const char *prefix; ///< in upper case; a group's ends in "?", each for any character or none
-    bool beforeDigit;   ///< the row is meant only where a digit follows the prefix
+    bool beforeDigit;   ///< only where a digit follows; a word's also where nothing does
     Number number;
     Forms forms;
     int runLetters; ///< bits go into one line when so many letters are upper case; 0: never
@@ -55,6 +55,9 @@ const KV_L20V_Device &KV_L20V_DeviceOf(const QByteArray &address);
 
 /// The device with index @p i in the table; null behind its end. Groups have no index.
 const KV_L20V_Device *KV_L20V_DeviceAt(int i);
+
+/// The index of a device in the table. Requires: @p device is none of the groups.
+int KV_L20V_IndexOf(const KV_L20V_Device &device);
 
 /// The printf format of a device's number in a line of words, such as "%05u.H".
 /// Requires: the device has such lines.

@@ -15,11 +15,8 @@
 namespace
 {
 
-// Far above what one reply can carry, and small enough for the panel's memory: a short reply to an
-// absurd request must not make the driver allocate what the request claims.
-const int MAX_DATA_LENGTH = 1024 * 1024;
-
-const char EMPTY_ADDRESS[] = "address is empty";
+// Of a reply: a contact and two numbers an item.
+const char TIMER_ITEMS[] = "[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A";
 
 // Made beforehand: memory is short when it is needed.
 const QString OUT_OF_MEMORY = QLatin1String("out of memory");
@@ -35,23 +32,14 @@ bool isOfBits(CommandKind kind)
     return kind == Bit || kind == BitBlock;
 }
 
-bool isPrintable(QChar c)
+int bytesOf(unsigned int valueBits, int values)
 {
-    return c.unicode() >= 0x21 && c.unicode() <= 0x7E;
+    return static_cast<int>((valueBits * static_cast<unsigned int>(values) + 7) / 8);
 }
 
-// An address as it appears in an error text: printable whatever it holds.
-QString quoted(const QString &address)
+void zeroBehind(QByteArray *data, int length)
 {
-    QString text;
-    for (int i = 0; i < address.size(); ++i) {
-        const QChar c = address.at(i);
-        if (isPrintable(c) || c == QLatin1Char(' '))
-            text += c;
-        else
-            text += QString::fromLatin1("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
-    }
-    return QLatin1Char('"') + text + QLatin1Char('"');
+    std::memset(data->data() + length, 0, static_cast<size_t>(data->size() - length));
 }
 
 int decimalDigits(int number)
@@ -79,23 +67,19 @@ void KV_L20V_HostLinkSendContinuousReadDataCmd(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::read(AbstractDeviceInterface *device,
                                         const CommunicatorCommand &command)
 {
-    for (int attempt = 0;; ++attempt) {
-        beginAttempt(device);
-        QByteArray result = readOnce(device, command);
-        if (!tryAgain(device, attempt))
-            return result;
-    }
+    QByteArray result = readOnce(device, command);
+    for (int attempt = 0; isToRepeat(device, attempt); ++attempt)
+        result = readOnce(device, command);
+    return result;
 }
 
 int DriverKV_L20V_HostLink::write(AbstractDeviceInterface *device,
                                   const CommunicatorCommand &command, const QByteArray &data)
 {
-    for (int attempt = 0;; ++attempt) {
-        beginAttempt(device);
-        const int result = writeOnce(device, command, data);
-        if (!tryAgain(device, attempt))
-            return result;
-    }
+    int result = writeOnce(device, command, data);
+    for (int attempt = 0; isToRepeat(device, attempt); ++attempt)
+        result = writeOnce(device, command, data);
+    return result;
 }
 
 // A delay of 0 does not sleep: a sleep of 0 ms still costs a system call and a timer tick.
@@ -108,7 +92,7 @@ void DriverKV_L20V_HostLink::beginAttempt(AbstractDeviceInterface *device)
 }
 
 // Whether the attempt with this number (from 0) is to be followed by another one.
-bool DriverKV_L20V_HostLink::tryAgain(AbstractDeviceInterface *device, int attempt)
+bool DriverKV_L20V_HostLink::isToRepeat(AbstractDeviceInterface *device, int attempt)
 {
     return hasError() && attempt < device->getRetry();
 }
@@ -116,6 +100,7 @@ bool DriverKV_L20V_HostLink::tryAgain(AbstractDeviceInterface *device, int attem
 QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
                                             const CommunicatorCommand &command)
 {
+    beginAttempt(device);
     try {
         if (isOfBytes(command.kind))
             return readBytes(device, command.address, command.byteLength());
@@ -130,6 +115,7 @@ QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::writeOnce(AbstractDeviceInterface *device,
                                       const CommunicatorCommand &command, const QByteArray &data)
 {
+    beginAttempt(device);
     try {
         if (isOfBytes(command.kind))
             return writeBytes(device, command, data);
@@ -141,45 +127,30 @@ int DriverKV_L20V_HostLink::writeOnce(AbstractDeviceInterface *device,
     return 0;
 }
 
-// Words go by the device table; a line of an earlier read is sent again as it was.
 QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
                                              const QString &addressText, int byteLength)
 {
     if (!checkDataLength(byteLength))
         return QByteArray();
+    const QByteArray &address = takeAddress(addressText);
+    if (m_row->forms.read != KV_L20V_HexWords)
+        return readUInt32s(device, addressText, byteLength);
+    if (!checkWordAddress(address) || !startComm(device))
+        return QByteArray();
     const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
-    if (const KV_L20V_RequestLines::Line *line = m_requestLines.find(addressText, words)) {
-        if (!startComm(device))
-            return QByteArray();
-        KV_L20V_SendReadLine(device, line->text, line->length);
-    } else {
-        const QByteArray &address = takeAddress(addressText);
-        const KV_L20V_Device &row = KV_L20V_DeviceOf(address);
-        if (row.forms.read != KV_L20V_HexWords)
-            return readUInt32s(device, row, addressText, byteLength);
-        if (!checkWordAddress(row, address) || !startComm(device))
-            return QByteArray();
-        sendReadHexWordsCmd(device, address, words);
-    }
-    QByteArray data = receiveItems(device, KV_L20V_HexWords, static_cast<int>(words),
-                                   static_cast<int>(2 * words));
-    data.truncate(byteLength);
-    return data;
+    sendReadHexWordsCmd(device, address, words);
+    return receiveItems(device, KV_L20V_HexWords, static_cast<int>(words), byteLength);
 }
 
 // The devices that are read in ten-digit numbers: values alone, or timer items.
 QByteArray DriverKV_L20V_HostLink::readUInt32s(AbstractDeviceInterface *device,
-                                               const KV_L20V_Device &row,
                                                const QString &addressText, int byteLength)
 {
     if (!checkCarriedAddress(addressText))
         return QByteArray();
+    dropPresetLetter();
     const unsigned int count = NumOfBytesToNumOfDWords(static_cast<unsigned int>(byteLength));
-    dropPresetLetter(row);
-    QByteArray data = continuousRead(device, row.forms.read, static_cast<int>(count),
-                                     static_cast<int>(4 * count));
-    data.truncate(byteLength);
-    return data;
+    return continuousRead(device, m_row->forms.read, static_cast<int>(count), byteLength);
 }
 
 QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
@@ -189,53 +160,55 @@ QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
     const unsigned int bytes = NumOfBitsToNumOfBytes(0, command.count);
     if (!checkDataLength(bytes) || !checkCarriedAddress(command.address))
         return QByteArray();
-    return continuousRead(device, KV_L20V_BitForm(KV_L20V_DeviceOf(address), address),
-                          static_cast<int>(command.count), static_cast<int>(bytes));
+    return continuousRead(device, KV_L20V_BitForm(*m_row, address), static_cast<int>(command.count),
+                          static_cast<int>(bytes));
 }
 
 // Reads items of the address at hand, which the line carries as it stands.
 QByteArray DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
-                                                  KV_L20V_Form form, int count, int bytes)
+                                                  KV_L20V_Form form, int count, int byteLength)
 {
     if (m_address.size() + decimalDigits(count) > KV_L20V_CONTINUOUS_READ_FIELDS) {
-        failed(QString::fromLatin1("read of %1 items from address %2 does not fit a line of "
-                                   "%3 characters")
-                   .arg(QString::number(count), quoted(*m_givenAddress),
-                        QString::number(KV_L20V_CONTINUOUS_READ_BUFFER_SIZE - 1)));
+        refuseReadLine(count);
         return QByteArray();
     }
     if (!startComm(device))
         return QByteArray();
     KV_L20V_HostLinkSendContinuousReadDataCmd(device, m_address, count);
-    return receiveItems(device, form, count, bytes);
+    return receiveItems(device, form, count, byteLength);
 }
 
 // Requires: checkWordAddress. Returns what the channel's write returned.
 int DriverKV_L20V_HostLink::sendReadHexWordsCmd(AbstractDeviceInterface *device,
                                                 const QByteArray &address, uint words)
 {
-    unsigned int number = 0;
-    const char *const format = numberFormat(address, number);
-    const int length = KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE,
-                                                       m_prefix.constData(), number, format, words);
-    m_requestLines.keep(*m_givenAddress, words, &m_cmdBuf[0], length);
+    const int length =
+        KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, m_row->prefix,
+                                        numberOf(address).value, numberFormat(), words);
     return KV_L20V_SendReadLine(device, &m_cmdBuf[0], length);
 }
 
-// Receives the reply of a read and closes; the result is empty on failure.
+// Receives the reply of a read and closes. The result is the values of so many items, cut to a
+// length in bytes; items that the reply does not supply are 0. It is empty on failure.
 QByteArray DriverKV_L20V_HostLink::receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form,
-                                                int count, int bytes)
+                                                int count, int byteLength)
 {
     QByteArray data;
-    if (receiveRsp(device)) {
-        data = QByteArray(bytes, '\0');
-        if (form == KV_L20V_HexWords)
-            hexWordsRspToByteArray(data);
-        else
-            decodeRsp(form, count, data.data());
-        if (m_hasError || !endComm(device))
-            data.clear();
+    if (!receiveRsp(device))
+        return data;
+    const unsigned int valueBits = REPLY_FORMS[form].valueBits;
+    const int bytes = bytesOf(valueBits, count);
+    data.resize(bytes);
+    const int stored = form == KV_L20V_HexWords ? hexWordsRspToByteArray(data)
+                                                : decodeRsp(form, count, data.data());
+    if (m_hasError || !endComm(device)) {
+        data.clear();
+        return data;
     }
+    if (stored < count)
+        zeroBehind(&data, bytesOf(valueBits, stored));
+    if (bytes != byteLength)
+        data.truncate(byteLength);
     return data;
 }
 
@@ -246,44 +219,70 @@ int DriverKV_L20V_HostLink::hexWordsRspToByteArray(QByteArray &words)
 }
 
 const DriverKV_L20V_HostLink::ReplyForm DriverKV_L20V_HostLink::REPLY_FORMS[] = {
-    {&DriverKV_L20V_HostLink::m_bitsRsp, KV_L20V_BitsOf, "invalid response2"},
-    {&DriverKV_L20V_HostLink::m_timerCounterRsp, KV_L20V_ContactsOf, "invalid response3"},
-    {&DriverKV_L20V_HostLink::m_hexWordsRsp, KV_L20V_HexWordsOf, "invalid response:"},
-    {&DriverKV_L20V_HostLink::m_dec10Rsp, KV_L20V_NumbersOf, "invalid response"},
-    {&DriverKV_L20V_HostLink::m_timerCounterRsp, KV_L20V_CurrentsOf, "invalid response"},
-    {&DriverKV_L20V_HostLink::m_timerCounterRsp, KV_L20V_PresetsOf, "invalid response"},
+    {{&DriverKV_L20V_HostLink::m_bitsRsp, "[01](?: [01])*\\x0D\\x0A", Qt::CaseSensitive},
+     KV_L20V_BitsOf,
+     1,
+     "invalid response2"},
+    {{&DriverKV_L20V_HostLink::m_timerCounterRsp, TIMER_ITEMS, Qt::CaseSensitive},
+     KV_L20V_ContactsOf,
+     1,
+     "invalid response3"},
+    {{&DriverKV_L20V_HostLink::m_hexWordsRsp, "^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$",
+      Qt::CaseInsensitive},
+     KV_L20V_HexWordsOf,
+     16,
+     "invalid response:"},
+    {{&DriverKV_L20V_HostLink::m_dec10Rsp, "\\d{10}(?: \\d{10})*\\x0D\\x0A", Qt::CaseSensitive},
+     KV_L20V_NumbersOf,
+     32,
+     "invalid response"},
+    {{&DriverKV_L20V_HostLink::m_timerCounterRsp, TIMER_ITEMS, Qt::CaseSensitive},
+     KV_L20V_CurrentsOf,
+     32,
+     "invalid response"},
+    {{&DriverKV_L20V_HostLink::m_timerCounterRsp, TIMER_ITEMS, Qt::CaseSensitive},
+     KV_L20V_PresetsOf,
+     32,
+     "invalid response"},
 };
 
-// Stores up to so many values of the reply, and records a wrong form. The pattern defines the form;
-// it is asked only when the decoder, which costs much less, finds the form wrong.
+// Stores up to so many values of the reply, and records a wrong form. Nearly every reply is a text of
+// the form and nothing else; what the decoder refuses is looked at again.
 // Returns how many were stored.
 int DriverKV_L20V_HostLink::decodeRsp(KV_L20V_Form form, int count, char *out)
 {
-    const ReplyForm &wanted = REPLY_FORMS[form];
-    const int stored = wanted.decode(&m_rspBuf[0], rspLen(), count, out);
-    if (stored < 0 && !(this->*wanted.pattern).exactMatch(KV_L20V_TextOf(&m_rspBuf[0], rspLen())))
-        failed(QLatin1String(wanted.wrongForm));
-    return stored;
+    const int stored = REPLY_FORMS[form].decode(&m_rspBuf[0], rspLen(), count, out);
+    return stored >= 0 ? stored : decodeOddRsp(REPLY_FORMS[form], count, out);
+}
+
+// The text of a reply ends at its first zero byte. The pattern defines the form; it is asked only
+// when the decoder, which costs much less, finds the form wrong.
+int DriverKV_L20V_HostLink::decodeOddRsp(const ReplyForm &wanted, int count, char *out)
+{
+    const int length = static_cast<int>(qstrnlen(&m_rspBuf[0], static_cast<uint>(rspLen())));
+    const int stored = wanted.decode(&m_rspBuf[0], length, count, out);
+    if (stored < 0 && !hasForm(wanted.form, &m_rspBuf[0], length))
+        failed(wanted.wrongForm);
+    return qMax(stored, 0);
 }
 
 int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
                                        const CommunicatorCommand &command, const QByteArray &data)
 {
     const QByteArray &address = takeAddress(command.address);
-    const KV_L20V_Device &row = KV_L20V_DeviceOf(address);
-    if (row.forms.written == KV_L20V_Refused)
-        return failed(QLatin1String("can't write word to ") + command.address);
+    if (m_row->forms.written == KV_L20V_Refused)
+        return refuseWordWrite();
     if (!checkDataLength(data.size()))
         return 0;
     int length = 0;
-    if (row.forms.written == KV_L20V_HexWords) {
-        if (!checkWordAddress(row, address))
+    if (m_row->forms.written == KV_L20V_HexWords) {
+        if (!checkWordAddress(address))
             return 0;
         length = packWriteHexWordsCmd(device, address, To16bitsData(data));
     } else {
         if (!checkCarriedAddress(command.address))
             return 0;
-        dropPresetLetter(row);
+        dropPresetLetter();
         length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
             &m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, address.constData(), To32bitsData(data));
     }
@@ -294,11 +293,10 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::packWriteHexWordsCmd(AbstractDeviceInterface *,
                                                  const QByteArray &address, const QByteArray &words)
 {
-    unsigned int number = 0;
-    const char *const format = numberFormat(address, number);
     return KV_L20V_HostLinkPackWRSWordsCmd(
-        &m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, m_prefix.constData(), number, format,
-        reinterpret_cast<const unsigned char *>(words.constData()), words.size() / 2);
+        &m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, m_row->prefix, numberOf(address).value,
+        numberFormat(), reinterpret_cast<const unsigned char *>(words.constData()),
+        words.size() / 2);
 }
 
 // Relays take a run of bits in one line. Of every other device each bit is a request of its own; a
@@ -308,16 +306,14 @@ int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
                                           const QByteArray &data)
 {
     const QByteArray &address = takeAddress(command.address);
-    if (KV_L20V_IsBitRun(KV_L20V_DeviceOf(address), address))
+    if (KV_L20V_IsBitRun(*m_row, address))
         return checkCarriedAddress(command.address) && writeBits(device, address, data);
     if (address.isEmpty() && !data.isEmpty())
-        return failed(QLatin1String(EMPTY_ADDRESS));
+        return refuseEmptyAddress();
     const QByteArray prefix = ExtractPrefixSymbol(address);
     const int number = ExtractPLCDeviceAddress(address, 10);
     if (data.size() > 1 && number > INT_MAX - (data.size() - 1))
-        return failed(QString::fromLatin1("%1 bits from address %2 on run beyond device number %3")
-                          .arg(QString::number(data.size()), quoted(command.address),
-                               QString::number(INT_MAX)));
+        return refuseBitRun(data.size());
     int result = 1;
     for (int i = 0; i < data.size(); ++i) {
         result = writeBit(device, prefix, number + i, data.at(i) != 0);
@@ -341,8 +337,7 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
 {
     const KV_L20V_Device::Contact &contact = KV_L20V_DeviceOf(prefix).contact;
     if (!contact.name)
-        return failed(QString::fromLatin1("device %1 has no line that sets or resets a bit")
-                          .arg(quoted(QString::fromLatin1(prefix.constData(), prefix.size()))));
+        return refuseContact(prefix);
     const int length = KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE,
                                                        contact.name, contact.digits, number, value);
     return writeLine(device, length, OkReply);
@@ -361,62 +356,22 @@ bool DriverKV_L20V_HostLink::writeLine(AbstractDeviceInterface *device, int leng
 // Whether the data of a request has a length that the driver is ready to hold.
 bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
 {
-    if (bytes >= 0 && bytes <= MAX_DATA_LENGTH)
-        return true;
-    return failed(QString::fromLatin1("data length %1 is not in 0 to %2 bytes")
-                      .arg(QString::number(bytes), QString::number(MAX_DATA_LENGTH)));
+    return (bytes >= 0 && bytes <= KV_L20V_MAX_DATA_LENGTH) || refuseDataLength(bytes);
 }
 
 // Whether a line of words can name an address: of a hexadecimal device (B, W, VB) with a number,
 // and of a device in the table. Other devices without a number count as number 0.
-bool DriverKV_L20V_HostLink::checkWordAddress(const KV_L20V_Device &row, const QByteArray &address)
+bool DriverKV_L20V_HostLink::checkWordAddress(const QByteArray &address)
 {
-    bool isNumber = true;
-    if (row.number.base == 16) {
-        const int letters = static_cast<int>(std::strlen(row.prefix));
-        NumberTextToUInt(address.constData() + letters, address.size() - letters, 16, &isNumber);
-    }
-    if (!isNumber)
-        return failed(
-            QString::fromLatin1("address %1 holds no device number").arg(quoted(*m_givenAddress)));
-    // A Z alone is taken for Z0.
-    if (row.number.digits == 0 && address.size() > 1)
-        return failed(
-            QString::fromLatin1("address %1 names no known device").arg(quoted(*m_givenAddress)));
-    return true;
-}
-
-// An address that goes into a line as it stands must not hold a blank, a line end or anything else
-// that would make it more than one field, nor a character outside ASCII.
-bool DriverKV_L20V_HostLink::checkCarriedAddress(const QString &address)
-{
-    for (int i = 0; i < address.size(); ++i) {
-        if (!isPrintable(address.at(i)))
-            return failed(QString::fromLatin1("address %1 holds the character 0x%2 at position %3")
-                              .arg(quoted(address),
-                                   QString::number(address.at(i).unicode(), 16)
-                                       .rightJustified(2, QLatin1Char('0')),
-                                   QString::number(i)));
-    }
-    return !address.isEmpty() || failed(QLatin1String(EMPTY_ADDRESS));
+    if (m_row->number.base == 16 && !numberOf(address).isGood)
+        return refuseAddress("holds no device number");
+    return m_row->number.digits > 0 || refuseAddress("names no known device");
 }
 
 // Whether a write line has fitted its buffer.
 bool DriverKV_L20V_HostLink::checkWriteLine(int length, int dataBytes)
 {
-    if (length > 0)
-        return true;
-    return failed(QString::fromLatin1("write of %1 bytes to address %2 does not fit a line of %3 "
-                                      "characters")
-                      .arg(QString::number(dataBytes), quoted(*m_givenAddress),
-                           QString::number(KV_L20V_COMMAND_BUFFER_SIZE - 1)));
-}
-
-// Records a failure and gives the result of the step that failed.
-bool DriverKV_L20V_HostLink::failed(const QString &text)
-{
-    setCommError(text);
-    return false;
+    return length > 0 || refuseWriteLine(dataBytes);
 }
 
 // The bytes of the request's address; a character that has none becomes a question mark.
@@ -432,20 +387,35 @@ const QByteArray &DriverKV_L20V_HostLink::takeAddress(const QString &address)
         const ushort c = characters[i].unicode();
         bytes[i] = c < 0x100 ? static_cast<char>(c) : '?';
     }
+    m_row = &KV_L20V_DeviceOf(m_address);
     return m_address;
 }
 
 // Of PCTC, a CTC's preset, the PLC knows the CTC alone.
-void DriverKV_L20V_HostLink::dropPresetLetter(const KV_L20V_Device &row)
+void DriverKV_L20V_HostLink::dropPresetLetter()
 {
-    if (row.forms.read == KV_L20V_Presets)
+    if (m_row->forms.read == KV_L20V_Presets)
         m_address.remove(0, 1);
 }
 
-// Takes a word device's address apart, the prefix into `m_prefix`. Requires: checkWordAddress.
-const char *DriverKV_L20V_HostLink::numberFormat(const QByteArray &address, unsigned int &number)
+// The number of the address at hand; a decimal number always is good. Nearly every number is a few
+// digits; what the others are is the parser's to say.
+KV_L20V_Number DriverKV_L20V_HostLink::numberOf(const QByteArray &address) const
 {
-    m_prefix.resize(0);
-    KV_L20V_ParseAddress(address, m_prefix, number);
-    return m_map.find(m_prefix)->second.constData();
+    const KV_L20V_Number number = KV_L20V_ShortNumber(*m_row, address);
+    return number.isGood ? number : parsedNumberOf(address);
+}
+
+KV_L20V_Number DriverKV_L20V_HostLink::parsedNumberOf(const QByteArray &address)
+{
+    QByteArray prefix;
+    KV_L20V_Number number = {0, false};
+    number.isGood = KV_L20V_ParseAddress(address, prefix, number.value) == 1;
+    return number;
+}
+
+// How a line of words writes the number of the address at hand.
+const char *DriverKV_L20V_HostLink::numberFormat() const
+{
+    return m_formats[static_cast<size_t>(KV_L20V_IndexOf(*m_row))];
 }

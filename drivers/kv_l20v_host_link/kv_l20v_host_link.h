@@ -5,7 +5,7 @@
 
 #include "drivers/driver_interface.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
-#include "drivers/kv_l20v_host_link/kv_l20v_request_lines.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
 #include "tools/qt_compat.h"
 
 #include <QtCore/QByteArray>
@@ -18,7 +18,7 @@
 
 /// Every request is three exchanges, a line and its reply each: the open line, one data line, the
 /// close line. Failures are reported by result and `hasError` / `getLastError`. Nothing is logged,
-/// and nothing is kept between calls but the error state and the lines of the latest reads.
+/// and nothing is kept between calls but the error state.
 class DriverKV_L20V_HostLink : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -68,17 +68,27 @@ private:
 
     enum Acceptance { AnyReply, OkReply };
 
-    // What the reply to a read must look like, what decodes it, and the error text for one that
-    // looks otherwise.
-    struct ReplyForm {
+    // What a reply looks like. The pattern is built when it is first asked: a link without faults
+    // asks none.
+    struct Form {
         QRegExp DriverKV_L20V_HostLink::*pattern;
+        const char *text;
+        Qt::CaseSensitivity caseSensitivity;
+    };
+    static const Form ERROR_FORM;
+
+    // The reply to a read: what decodes it, how many bits an item's value has, and the error text
+    // for another form.
+    struct ReplyForm {
+        Form form;
         int (*decode)(const char *rsp, int length, int count, char *out);
+        unsigned int valueBits;
         const char *wrongForm;
     };
     static const ReplyForm REPLY_FORMS[]; // by KV_L20V_Form
 
     void beginAttempt(AbstractDeviceInterface *device);
-    bool tryAgain(AbstractDeviceInterface *device, int attempt);
+    bool isToRepeat(AbstractDeviceInterface *device, int attempt);
     QByteArray readOnce(AbstractDeviceInterface *device, const CommunicatorCommand &command);
     int writeOnce(AbstractDeviceInterface *device, const CommunicatorCommand &command,
                   const QByteArray &data);
@@ -86,16 +96,17 @@ private:
     // Reads. Each result is the data, or empty with the error recorded.
     QByteArray readBytes(AbstractDeviceInterface *device, const QString &addressText,
                          int byteLength);
-    QByteArray readUInt32s(AbstractDeviceInterface *device, const KV_L20V_Device &row,
-                           const QString &addressText, int byteLength);
+    QByteArray readUInt32s(AbstractDeviceInterface *device, const QString &addressText,
+                           int byteLength);
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
     QByteArray continuousRead(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
-                              int bytes);
+                              int byteLength);
     int sendReadHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address, uint words);
     QByteArray receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
-                            int bytes);
+                            int byteLength);
     int hexWordsRspToByteArray(QByteArray &words);
     int decodeRsp(KV_L20V_Form form, int count, char *out);
+    __attribute__((cold)) int decodeOddRsp(const ReplyForm &wanted, int count, char *out);
 
     // Writes. Each result is 1, or 0 with the error recorded.
     int writeBytes(AbstractDeviceInterface *device, const CommunicatorCommand &command,
@@ -111,23 +122,38 @@ private:
 
     // What is refused before anything is sent. Each result is true, or false with the error
     // recorded.
-    bool checkWordAddress(const KV_L20V_Device &row, const QByteArray &address);
+    bool checkWordAddress(const QByteArray &address);
     bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
     bool checkWriteLine(int length, int dataBytes);
+
+    // They record a failure with its text, and give the result of the step that failed.
     bool failed(const QString &text);
+    bool failed(const char *text);
+    bool refuseStation(int station);
+    bool refuseDataLength(qint64 bytes);
+    bool refuseEmptyAddress();
+    bool refuseAddress(const char *reason);
+    bool refuseReadLine(int count);
+    bool refuseWriteLine(int dataBytes);
+    bool refuseWordWrite();
+    bool refuseBitRun(int bits);
+    bool refuseContact(const QByteArray &prefix);
 
     const QByteArray &takeAddress(const QString &address);
-    void dropPresetLetter(const KV_L20V_Device &row);
-    const char *numberFormat(const QByteArray &address, unsigned int &number);
+    void dropPresetLetter();
+    KV_L20V_Number numberOf(const QByteArray &address) const;
+    __attribute__((cold)) static KV_L20V_Number parsedNumberOf(const QByteArray &address);
+    const char *numberFormat() const;
 
     // Exchanges. Each result is 1 or true, or 0 or false with the error recorded.
     int startComm(AbstractDeviceInterface *device);
     int endComm(AbstractDeviceInterface *device);
-    bool bracket(AbstractDeviceInterface *device, const char *line, int length, char *reply);
     bool receiveRsp(AbstractDeviceInterface *device);
     bool receiveAcceptance(AbstractDeviceInterface *device, Acceptance wanted);
+    __attribute__((cold)) bool failedByReply(const char *reply, int received);
     bool failedByErrorReply(const char *reply, int received);
+    bool hasForm(const Form &form, const char *reply, int length);
 
     // The reply of a data line, in the response buffer.
     void resetRsp();
@@ -146,10 +172,12 @@ private:
     std::vector<char> m_rspBuf;
     std::vector<char> m_cmdBuf;
     DeviceTable m_map;
-    KV_L20V_RequestLines m_requestLines;
-    QByteArray m_address;          // of the request at hand, in bytes; kept for its allocation
-    QByteArray m_prefix;           // likewise
-    const QString *m_givenAddress; // the request's own text, for refusals
+    std::vector<const char *> m_formats; // those of the map, by a device's index: no search by text
+
+    // The address of the request at hand: its text, that in bytes, and the row of its device.
+    const QString *m_givenAddress;
+    QByteArray m_address;
+    const KV_L20V_Device *m_row;
 };
 
 #endif

@@ -10,11 +10,6 @@ const QString VERSION_STRING = QLatin1String("1.0.0");
 
 const int USUAL_ADDRESS_LENGTH = 16;
 
-QRegExp pattern(const char *text, Qt::CaseSensitivity caseSensitivity = Qt::CaseSensitive)
-{
-    return QRegExp(QLatin1String(text), caseSensitivity, QRegExp::RegExp);
-}
-
 } // namespace
 
 bool DriverKV_L20V_HostLink::ci_less::operator()(const QByteArray &a, const QByteArray &b) const
@@ -24,19 +19,18 @@ bool DriverKV_L20V_HostLink::ci_less::operator()(const QByteArray &a, const QByt
 
 DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
     : m_hasError(false), m_debugMode(false), m_rspLen(0),
-      m_bitsRsp(pattern("[01](?: [01])*\\x0D\\x0A")),
-      m_dec10Rsp(pattern("\\d{10}(?: \\d{10})*\\x0D\\x0A")),
-      m_timerCounterRsp(pattern("[01],\\d{10},\\d{10}(?: [01],\\d{10},\\d{10})*\\x0D\\x0A")),
-      m_errorRsp(pattern("E\\d\\x0D\\x0A")),
-      m_hexWordsRsp(pattern("^[\\da-f]{4}(?: [\\da-f]{4})*\\r\\n$", Qt::CaseInsensitive)),
       m_rspBuf(KV_L20V_RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(KV_L20V_COMMAND_BUFFER_SIZE, '\0'),
-      m_givenAddress(0)
+      m_givenAddress(0), m_row(0)
 {
     m_address.reserve(USUAL_ADDRESS_LENGTH);
-    m_prefix.reserve(USUAL_ADDRESS_LENGTH);
     for (int i = 0; const KV_L20V_Device *device = KV_L20V_DeviceAt(i); ++i) {
-        if (device->number.digits > 0)
-            m_map[device->prefix] = KV_L20V_NumberFormat(*device);
+        const char *format = 0;
+        if (device->number.digits > 0) {
+            QByteArray &entry = m_map[device->prefix];
+            entry = KV_L20V_NumberFormat(*device);
+            format = entry.constData();
+        }
+        m_formats.push_back(format);
     }
 }
 

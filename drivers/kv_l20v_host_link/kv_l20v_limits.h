@@ -3,6 +3,14 @@
 #ifndef DRIVERS_KV_L20V_HOST_LINK_KV_L20V_LIMITS_H
 #define DRIVERS_KV_L20V_HOST_LINK_KV_L20V_LIMITS_H
 
+/// The largest station number: the open line has two digits for it.
+constexpr int KV_L20V_MAX_STATION = 99;
+
+/// Most bytes of a request's data: far above what one reply can carry, and small enough for the
+/// panel's memory. A short reply to an absurd request must not make the driver allocate what the
+/// request claims.
+constexpr int KV_L20V_MAX_DATA_LENGTH = 1024 * 1024;
+
 /// Bytes of a reply that are received at most; a reply of as many has no terminating zero.
 constexpr int KV_L20V_RESPONSE_BUFFER_SIZE = 1538;
 

@@ -9,6 +9,12 @@ namespace
 {
 
 const char HEX_DIGITS[] = "0123456789ABCDEF";
+const char DIGIT_PAIRS[] = "00010203040506070809101112131415161718192021222324"
+                           "25262728293031323334353637383940414243444546474849"
+                           "50515253545556575859606162636465666768697071727374"
+                           "75767778798081828384858687888990919293949596979899";
+const unsigned int POWERS_OF_TEN[] = {1,      10,      100,      1000,      10000,
+                                      100000, 1000000, 10000000, 100000000, 1000000000};
 
 // Locale-free; the second byte of a one-character text is its terminating zero.
 char upperAt(const QByteArray &text, int i)
@@ -17,20 +23,38 @@ char upperAt(const QByteArray &text, int i)
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-bool isDigit(char c)
+// The value of a digit; not below Base for another character.
+template <unsigned int Base>
+unsigned int valueOf(char c)
 {
-    return c >= '0' && c <= '9';
+    const unsigned int digit = static_cast<unsigned char>(c - '0');
+    if (digit <= 9 || Base == 10)
+        return digit;
+    const unsigned int letter = static_cast<unsigned char>((c | 0x20) - 'a');
+    return letter + 10;
 }
 
-// Writes one line into a bounded buffer; what does not fit is dropped and remembered.
+// The number of a text of one to eight digits, up to its zero byte.
+template <unsigned int Base>
+KV_L20V_Number parseShort(const char *text)
+{
+    const char *at = text;
+    unsigned int value = 0;
+    for (unsigned int digit = 0; (digit = valueOf<Base>(*at)) < Base; ++at)
+        value = value * Base + digit;
+    const KV_L20V_Number number = {value, *at == '\0' && at != text && at - text <= 8};
+    return number;
+}
+
+// Writes one line into a bounded buffer; from the first part that does not fit on, nothing is
+// written.
 class LineWriter
 {
 public:
     // Requires: size > 0.
-    LineWriter(char *dst, int size) : m_start(dst), m_at(dst), m_last(dst + size - 1), m_fits(true)
-    {}
+    LineWriter(char *dst, int size) : m_start(dst), m_at(dst), m_room(size - 1) {}
 
-    bool fits() const { return m_fits; }
+    bool fits() const { return m_room >= 0; }
 
     void character(char c)
     {
@@ -41,7 +65,7 @@ public:
     template <size_t Size>
     void literal(const char (&text)[Size])
     {
-        if (claim(Size - 1)) {
+        if (claim(static_cast<int>(Size) - 1)) {
             std::memcpy(m_at, text, Size - 1);
             m_at += Size - 1;
         }
@@ -58,13 +82,40 @@ public:
     {
         const int minDigits = format[2] - '0';
         if (format[3] == 'X')
-            digits<16>(number, minDigits);
+            hexadecimal(number, minDigits);
         else
-            digits<10>(number, minDigits);
+            decimal(number, minDigits);
         text(format + 4);
     }
 
-    void decimal(unsigned int number, int minDigits = 1) { digits<10>(number, minDigits); }
+    void decimal(unsigned int number, int minDigits = 1)
+    {
+        int left = minDigits;
+        while (left < 10 && number >= POWERS_OF_TEN[left])
+            ++left;
+        if (!claim(left))
+            return;
+        m_at += left;
+        char *digit = m_at;
+        for (; left >= 2; left -= 2, number /= 100) {
+            digit -= 2;
+            std::memcpy(digit, DIGIT_PAIRS + 2 * (number % 100), 2);
+        }
+        if (left == 1)
+            *--digit = static_cast<char>('0' + number);
+    }
+
+    void hexadecimal(unsigned int number, int minDigits)
+    {
+        int left = minDigits;
+        while (left < 8 && number >> 4 * left != 0)
+            ++left;
+        if (!claim(left))
+            return;
+        m_at += left;
+        for (char *digit = m_at; left > 0; --left, number >>= 4)
+            *--digit = HEX_DIGITS[number & 0xF];
+    }
 
     void hexWordField(const unsigned char *leastFirst)
     {
@@ -80,54 +131,23 @@ public:
     int end()
     {
         literal("\r\n");
-        if (m_fits)
-            *m_at = '\0';
-        return m_fits ? static_cast<int>(m_at - m_start) : 0;
+        if (!fits())
+            return 0;
+        *m_at = '\0';
+        return static_cast<int>(m_at - m_start);
     }
 
 private:
     bool claim(int length)
     {
-        m_fits = m_fits && m_last - m_at >= length;
-        return m_fits;
-    }
-
-    template <unsigned int Base>
-    void digits(unsigned int number, int minDigits)
-    {
-        char reversed[10];
-        int n = 0;
-        do {
-            reversed[n++] = HEX_DIGITS[number % Base];
-            number /= Base;
-        } while (number != 0 || n < minDigits);
-        if (!claim(n))
-            return;
-        while (n > 0)
-            *m_at++ = reversed[--n];
+        m_room -= length;
+        return fits();
     }
 
     char *const m_start;
     char *m_at;
-    char *const m_last; // the place of the terminating zero
-    bool m_fits;
+    int m_room; // left for characters before the terminating zero; below 0 once one did not fit
 };
-
-// One to nine digits, as nearly every number has, without a look at blanks, signs and limits.
-// @return whether the text is that
-bool parseShortDecimal(const char *text, int length, unsigned int *number)
-{
-    if (length < 1 || length > 9)
-        return false;
-    unsigned int value = 0;
-    for (int i = 0; i < length; ++i) {
-        if (!isDigit(text[i]))
-            return false;
-        value = value * 10 + static_cast<unsigned int>(text[i] - '0');
-    }
-    *number = value;
-    return true;
-}
 
 } // namespace
 
@@ -147,12 +167,17 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
     prefix.append(name, letters > 2 ? length : letters);
     const char *const text = address.constData() + length;
     const int textLength = address.size() - length;
-    const bool decimal = device.number.base == 10;
-    if (decimal && parseShortDecimal(text, textLength, &number))
-        return 1;
     bool converted = false;
     number = NumberTextToUInt(text, textLength, device.number.base, &converted);
-    return converted || decimal ? 1 : 0;
+    return converted || device.number.base == 10 ? 1 : 0;
+}
+
+KV_L20V_Number KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArray &address)
+{
+    const char *text = address.constData();
+    for (const char *letter = device.prefix; *letter != '\0'; ++letter)
+        ++text;
+    return device.number.base == 16 ? parseShort<16>(text) : parseShort<10>(text);
 }
 
 bool KV_L20V_HexWordDataFormat(const QByteArray &address)

@@ -9,12 +9,25 @@
 
 #include <QtCore/QByteArray>
 
+struct KV_L20V_Device;
+
 /// Splits an address text into the device prefix (appended to @p prefix) and the device number.
 /// The number is in the base of the device; a decimal one that does not convert counts as 0.
 /// @return 1, or 0 when the text does not begin with a known device letter or a hexadecimal number
 ///         does not convert
 /// Requires: as KV_L20V_DeviceOf()
 int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned int &number);
+
+/// A device number, and whether there is one.
+struct KV_L20V_Number {
+    unsigned int value;
+    bool isGood;
+};
+
+/// The number of an address whose row in the device table is known, as KV_L20V_ParseAddress() finds
+/// it, as long as it is at most 8 digits and nothing else; then the number needs no other look.
+/// Requires: as KV_L20V_DeviceOf()
+KV_L20V_Number KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArray &address);
 
 /// Whether an address names a device that is read and written in hexadecimal words.
 bool KV_L20V_HexWordDataFormat(const QByteArray &address);
