@@ -199,6 +199,8 @@ QByteArray DriverKV_L20V_HostLink::receiveItems(AbstractDeviceInterface *device,
     const unsigned int valueBits = REPLY_FORMS[form].valueBits;
     const int bytes = bytesOf(valueBits, count);
     data.resize(bytes);
+    if (valueBits == 1) // they are added to their bytes
+        zeroBehind(&data, 0);
     const int stored = form == KV_L20V_HexWords ? hexWordsRspToByteArray(data)
                                                 : decodeRsp(form, count, data.data());
     if (m_hasError || !endComm(device)) {

@@ -112,30 +112,31 @@ void storeUInt32(char *out, int index, quint32 value)
     storeWord(out, 2 * index + 1, value >> 16);
 }
 
-// The first bit of a byte clears the others.
 void storeBit(char *out, int index, quint32 value)
 {
     char &byte = out[index / 8];
-    const quint32 bits = index % 8 == 0 ? 0 : static_cast<unsigned char>(byte);
-    byte = static_cast<char>(bits | value << (index % 8));
+    byte = static_cast<char>(static_cast<unsigned char>(byte) | value << (index % 8));
 }
 
 template <class Item, void (*Store)(char *out, int index, quint32 value)>
 int decodeItems(const char *rsp, int length, int count, char *out)
 {
-    int stored = 0;
-    for (int left = length - 2; left >= Item::LENGTH; left -= Item::LENGTH + 1) {
+    const int stride = Item::LENGTH + 1;
+    const int items = (length - 1) / stride;
+    if (items < 1 || length != items * stride + 1 || rsp[length - 2] != '\r' ||
+        rsp[length - 1] != '\n')
+        return -1;
+    for (int i = 0;; rsp += stride) {
         quint32 value = 0;
         if (!Item::parse(rsp, &value))
             return -1;
-        if (stored < count)
-            Store(out, stored++, value);
-        rsp += Item::LENGTH;
-        if (*rsp != ' ')
-            return left == Item::LENGTH && rsp[0] == '\r' && rsp[1] == '\n' ? stored : -1;
-        ++rsp;
+        if (i < count)
+            Store(out, i, value);
+        if (++i == items)
+            return qMin(items, count);
+        if (rsp[Item::LENGTH] != ' ')
+            return -1;
     }
-    return -1;
 }
 
 } // namespace

@@ -23,6 +23,7 @@ int KV_L20V_PresetsOf(const char *rsp, int length, int count, char *out);
 
 /// @name Bits
 /// Eight to a byte from bit 0; the bit of a timer item is its contact.
+/// Requires: the bytes of @p out are 0.
 /// @{
 int KV_L20V_BitsOf(const char *rsp, int length, int count, char *out);
 int KV_L20V_ContactsOf(const char *rsp, int length, int count, char *out);
