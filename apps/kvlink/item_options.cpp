@@ -96,7 +96,8 @@ private:
     static Failure takeTagFile(const QString &link, ItemOptions *options)
     {
         NamedLink named;
-        const bool isOfLink = options->line->origins.count("tags") > 0;
+        const auto origin = options->line->origins.find("tags");
+        const bool isOfLink = origin != options->line->origins.end() && !origin->second.empty();
         Failure failure = findNamedLink(*options->line, link, &named);
         if (options->tagFile.isEmpty() || isOfLink)
             options->tagFile = named.tagFile;
@@ -237,7 +238,7 @@ void addReadOptions(CLI::App *command, ItemOptions *options)
 {
     addItems(command, options, "ADDRESS[:TYPE][[COUNT]]...",
              "Such as DM100, DM102:f32, DM200[8], R1215:bit or T3; or a name of --tags, "
-             "such as oven.temp or oven.*");
+             "such as oven.temp or oven.*; behind LINK: on a link of that name");
     command->add_option("-n", options->defaults.count, "Number of values where an item names none")
         ->default_str("1")
         ->transform(decimalRange(1, MAX_ITEM_COUNT));

@@ -18,12 +18,13 @@ LinkSampler::LinkSampler(const MonitorOptions &options, const SampledLink &link,
 
 void LinkSampler::run()
 {
-    m_failure = m_reader.open();
-    if (m_link.survivesOpening)
-        m_failure = Failure(); // the reader tells it as an outage
+    const Failure failure = m_reader.open();
+    if (m_link.isAlone)
+        m_failure = failure; // else the reader tells it as an outage
     if (!m_failure)
         sample();
-    m_client.closeLink();
+    if (!m_link.isAlone)
+        m_client.closeLink();
 }
 
 void LinkSampler::sample()
@@ -47,7 +48,8 @@ void LinkSampler::sample()
         judgePace(statusOf(results) == StatusGood ? sampleMs : 0);
         m_report.addSample(m_link.first, results);
         if (m_output.isGone()) {
-            requestStop();
+            if (!m_link.isAlone)
+                requestStop(); // of the others
             break;
         }
         qint64 missed = 0;

@@ -18,10 +18,11 @@
 
 /// The place of a link among those of the run.
 struct SampledLink {
-    QString name;         ///< of several links, for people; empty for one alone
-    int first;            ///< index of its first item among those of the output
-    QVector<Item> items;  ///< all of its items
-    bool survivesOpening; ///< whether a port that cannot be opened at the start is an outage
+    QString name;        ///< of several links, for people; empty for one alone
+    int first;           ///< index of its first item among those of the output
+    QVector<Item> items; ///< all of its items
+    bool isAlone; ///< no other link is sampled: a port that cannot be opened ends the run, and the
+                  ///< client closes it, after all has been said
 };
 
 /// Reads the items of a link again and again, and hands the samples over. All of its work is done in
@@ -35,8 +36,8 @@ public:
     LinkSampler(const MonitorOptions &options, const SampledLink &link, Client &client,
                 SampleOutput &output, RunReport &report, const std::function<void()> &interim);
 
-    /// Opens the link, samples until the options or a stop end it, and closes the link. A stop is
-    /// asked for when nobody takes the output.
+    /// Opens the link, samples until the options or a stop end it or nobody takes the output, and
+    /// closes the link unless it is alone.
     void run();
 
     /// Why the link could not be opened, so that nothing was sampled; good in all other cases, as are

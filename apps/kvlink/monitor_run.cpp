@@ -96,7 +96,7 @@ Failure MonitorRun::prepare()
         SampledClient &link = *m_links.back();
         failure = link.client.loadDriver(isAlone ? DriverObject::Root : DriverObject::Own);
         m_report.watch(&link.client, isAlone ? 0 : i, i);
-        const SampledLink sampled = {names.at(i), first, given.items, !isAlone};
+        const SampledLink sampled = {names.at(i), first, given.items, isAlone};
         link.sampler.reset(new LinkSampler(m_options, sampled, link.client, m_output, m_report,
                                            [this] { summarize(QLatin1String("so far ")); }));
         first += given.items.size();

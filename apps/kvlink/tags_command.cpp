@@ -2,6 +2,7 @@
 #include "apps/argument_text.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
+#include "apps/kvlink/item_links.h"
 #include "apps/kvlink/item_options.h"
 #include "items/item_reader.h"
 #include "items/tag_file.h"
@@ -35,14 +36,26 @@ OutputTable tagTable(const QVector<Item> &tags, const QVector<ItemResult> &resul
     return table;
 }
 
-int readTags(const ItemOptions &options, const QVector<Item> &tags, const LinkOptions &link,
-             QTextStream &out, QTextStream &err)
+// Reads each tag over its link, one link after the other.
+int readTags(const ItemOptions &options, const QVector<Item> &tags, QTextStream &out,
+             QTextStream &err)
 {
-    Client client(link, err);
-    if (Failure failure = client.open())
+    QVector<LinkItems> links;
+    if (Failure failure = divideByLink(*options.line, tags, &links))
         return complain(err, failure);
-    const QVector<ItemResult> results =
-        ItemReader(client, tags, options.read, options.order).read();
+    QVector<ItemResult> results(tags.size());
+    for (const LinkItems &link : qAsConst(links)) {
+        Client client(link.link, err);
+        ItemResult unopened;
+        unopened.failure = client.open();
+        if (unopened.failure && links.size() == 1)
+            return complain(err, unopened.failure);
+        const QVector<ItemResult> read =
+            unopened.failure ? QVector<ItemResult>(link.items.size(), unopened)
+                             : ItemReader(client, link.items, options.read, options.order).read();
+        for (int i = 0; i < read.size(); ++i)
+            results[link.places.at(i)] = read.at(i);
+    }
     options.format->printTable(tagTable(tags, results), out);
     out.flush();
     return statusOf(results); // the table has the reasons
@@ -61,7 +74,7 @@ int runTagsCheck(const ItemOptions &options, const LinkOptions &link, QTextStrea
     for (Item &tag : file.tags)
         tag.textForm = options.defaults.textForm;
     if (link.isReachable() && !file.tags.isEmpty())
-        return readTags(options, file.tags, link, out, err);
+        return readTags(options, file.tags, out, err);
     return complain(err,
                     QString::fromLatin1("%1: %2, no errors")
                         .arg(options.tagFile, countText(file.tags.size(), "tag", "tags")),
@@ -86,6 +99,7 @@ void addTagsCommand(CLI::App &app, CommandLine *line)
     addFormatOption(check, &options->format, OutputKind::Table);
     check->callback([line, options] {
         line->needsLink = false;
+        options->line = line;
         line->run = withOptions(options, runTagsCheck);
     });
 }

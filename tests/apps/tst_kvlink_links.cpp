@@ -20,6 +20,8 @@ const KvlinkRun RUNS[] = {
     {"monitor hall:DM0 twin:DM1 --links FOLDER/links", 2, "", "hall and twin share 127.0.0.1:"},
     {"read hall:oven --links FOLDER/links --tags FOLDER/plant", 2, "",
      "\"oven\" is on link \"press\" in the tag file, not on \"hall\""},
+    {"tags check FOLDER/plant --links FOLDER/links --link hall", 0,
+     "NAME ANY\noven ANY 4660 ANY\nlevel ANY 0 ANY\n", ""},
     {"read DM100:f33 --links FOLDER/links", 2, "", "type \"f33\": expected bit, "},
     {"monitor oven --tags FOLDER/plant --links FOLDER/links --count 1 --format csv", 0,
      "time,address,type,index,value,status,error,name,unit,link\n"
