@@ -51,6 +51,9 @@ _kvlink_values() {
     --link:NAME) _kvlink_words "$(_kvlink_links)" "$current" ;;
     *:ADDRESS* | *:DEVICE* | *:RANGE*)
         _kvlink_words "$_kvlink_devices" "${current^^}"
+        # An item may name its link.
+        [[ $takes != ADDRESS\[* ]] ||
+            mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -S : -W "$(_kvlink_links)" -- "$current")
         compopt -o nospace 2>/dev/null
         ;;
     *:FILE* | *:\[=FILE\] | *:TRACE | *:PATH) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
@@ -75,6 +78,10 @@ _kvlink() {
     # Readline takes = and : for words.
     [[ $current != [=:] ]] || { current='' at=$COMP_CWORD; }
     if [[ ${COMP_WORDS[at]} == : ]]; then
+        if grep -qxFe "${COMP_WORDS[at - 1]}" <(_kvlink_links); then
+            _kvlink_words "$_kvlink_devices" "${current^^}"
+            return
+        fi
         takes=$(_kvlink_takes "${COMP_WORDS[at - 2]}" "$program" "${command[@]}")
         [[ $takes == HOST* ]] || _kvlink_words "$(_kvlink_types "$program" "${command[@]}")" "$current"
         return

@@ -81,6 +81,9 @@ compare 'completion of mo' monitor "$(completed kvlink mo)"
 compare 'completion of -k b' 'bit bin bcd bitblock block byte' "$(completed kvlink read DM0 -k b)"
 compare 'completion of init' init "$(completed kvlink project '')"
 compare 'completion of item types' 's16 s32 string' "$(completed kvlink read DM0 : s)"
+links="--links $source/examples/panel.ini"
+compare 'completion of a link' panel: "$(completed kvlink monitor $links pan)"
+compare 'completion behind a link' 'DM' "$(completed kvlink monitor $links panel : d)"
 compare 'completion of a file' "$source/README.md" "$(completed kvlink read DM0 --items "$source/READ")"
 for command in "${commands[@]}"; do
     listed=$({ "$bin/kvlink" --help; "$bin/kvlink" $command --help; } | grep -oE '^ +(-.,)?--[a-z-]+' | options)
