@@ -100,9 +100,9 @@ def run(*command, stderr=None):
 
 
 @contextlib.contextmanager
-def peer(*command):
+def peer(*command, **options):
     """The other end of a wire, in a process of its own. Gives the place where it is reached."""
-    child = start(*command, stdout=subprocess.PIPE)
+    child = start(*command, stdout=subprocess.PIPE, **options)
     try:
         words = child.stdout.readline().split()
         if len(words) != 2:
@@ -295,13 +295,14 @@ def start_rows():
 
 
 def monitor_links(links, duration_s):
-    """Reads ten words of each link ten times a second, over wires of 115200 baud. Returns the samples
-    left out, processor time in seconds and memory in KiB."""
+    """Reads ten words of each link ten times a second over 115200 baud. Returns the samples left out,
+    processor time in seconds and memory of its own in KiB."""
     with contextlib.ExitStack() as stack:
         folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
         with open(folder / "links.ini", "w", encoding="ascii") as file:
             for link in range(links):
-                place = stack.enter_context(peer(KVSIM, "--pty", "--baud", 115200))
+                place = stack.enter_context(peer(KVSIM, "--pty", "--baud", 115200,
+                                                 stderr=subprocess.DEVNULL))
                 file.write(f"[line{link}]\nport = {place},115200,8n1\n")
         with open(folder / "summary", "w+", encoding="utf-8") as summary:
             child = start(KVLINK, "monitor", *(f"line{link}:DM0[10]" for link in range(links)),
@@ -318,25 +319,25 @@ def monitor_links(links, duration_s):
     if child.returncode != 0 or len(errors) != links:
         raise Failure(f"monitor of {links} links: exit status {child.returncode}\n{text}")
     left_out = sum(int(count) for count in re.findall(r"; (\d+) samples? left out", text))
-    return left_out, usage.ru_utime + usage.ru_stime, field(memory, "Pss:", 1)
+    return left_out, usage.ru_utime + usage.ru_stime, field(memory, "Private_Dirty:", 1)
 
 
 def link_rows(duration_s):
     before = None
     for links in LINKS:
-        left_out, cpu_s, pss = monitor_links(links, duration_s)
-        what = f"{links} links"
+        left_out, cpu_s, own = monitor_links(links, duration_s)
+        what = f"{links} link" + "s" * (links > 1)
         share = 100 * cpu_s / duration_s
         yield Row("links", what, "samples left out", left_out)
         yield Row("links", what, "% of a core", round(share, 2),
                   aim="ours < 50" if links == LINKS[-1] else None)
-        yield Row("links", what, "MiB (PSS)", round(pss / 1024, 1))
+        yield Row("links", what, "MiB of its own", round(own / 1024, 1))
         if before:
             more = links - before[0]
             yield Row("each added link", what, "% of a core",
                       round((share - before[1]) / more, 3))
-            yield Row("each added link", what, "KiB (PSS)", round((pss - before[2]) / more))
-        before = links, share, pss
+            yield Row("each added link", what, "KiB of its own", round((own - before[2]) / more))
+        before = links, share, own
 
 
 def measure():
