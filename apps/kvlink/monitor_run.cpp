@@ -9,25 +9,6 @@
 namespace
 {
 
-// What the client of one link among several says on stderr.
-class SharedErr : public QIODevice
-{
-public:
-    explicit SharedErr(SampleOutput &output) : m_output(output) { open(WriteOnly | Unbuffered); }
-
-protected:
-    qint64 readData(char *, qint64) override { return -1; }
-
-    qint64 writeData(const char *bytes, qint64 length) override
-    {
-        m_output.pass(QByteArray(bytes, static_cast<int>(length)));
-        return length;
-    }
-
-private:
-    SampleOutput &m_output;
-};
-
 QVector<Item> itemsOf(const QVector<LinkItems> &links)
 {
     QVector<Item> items;
@@ -57,6 +38,25 @@ bool isTraced(const QVector<LinkItems> &links)
 }
 
 } // namespace
+
+// What the client of one link among several says on stderr.
+class MonitorRun::SharedErr : public QIODevice
+{
+public:
+    explicit SharedErr(SampleOutput &output) : m_output(output) { open(WriteOnly | Unbuffered); }
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+
+    qint64 writeData(const char *bytes, qint64 length) override
+    {
+        m_output.pass(QByteArray(bytes, static_cast<int>(length)));
+        return length;
+    }
+
+private:
+    SampleOutput &m_output;
+};
 
 struct MonitorRun::SampledClient {
     SampledClient(const LinkOptions &options, SampleOutput &output, QTextStream &err, bool isAlone)

@@ -26,6 +26,7 @@ public:
     Status run();
 
 private:
+    class SharedErr;
     struct SampledClient;
 
     void sampleAll();

@@ -31,7 +31,7 @@ const KvlinkRun RUNS[] = {
      "time,link,press:oven,DM0,status,error\nTIME,ALL,ok,\nTIME,ALL,ok,\n",
      "kvlink: press: 1 request, "},
     {"read press:DM100 --links FOLDER/links --format influx", 0,
-     "kvlink,item=DM100,address=DM100,link=press value=4660i,status=\"ok\" ANY\n", ""},
+     "kvlink,item=DM100,address=DM100,link=press value=4660,status=\"ok\" ANY\n", ""},
     {"read press:DM100 --links FOLDER/links --format prometheus", 0,
      "ALL\nkvlink_value{item=\"DM100\",address=\"DM100\",link=\"press\"} 4660\n", ""},
 };
