@@ -79,7 +79,8 @@ int runBench(const BenchOptions &bench, const LinkOptions &options, QTextStream 
         if (failure && !isCutShort && ++failed == 1)
             complain(err, failure);
         if (takeReportRequest())
-            complain(err, interimText(client.statistics(), bench.requests, secondsOf(time)), StatusGood);
+            complain(err, interimText(client.statistics(), bench.requests, secondsOf(time)),
+                     StatusGood);
     }
     const Statistics statistics = client.statistics();
     const bool someSucceeded = statistics.requests() > statistics.errors();
