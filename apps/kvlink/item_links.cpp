@@ -77,7 +77,7 @@ Failure divideByLink(const CommandLine &line, const QVector<Item> &items, QVecto
         (*links)[place].items += item;
         (*links)[place].places += i;
     }
-    return links->size() > 1 ? tellApart(links, names) : Failure();
+    return names.size() > 1 ? tellApart(links, names) : Failure();
 }
 
 Failure findOnlyLink(const CommandLine &line, const QVector<Item> &items, LinkOptions *link)
