@@ -61,7 +61,7 @@ Failure PlcWire::open()
 {
     QStringList warnings;
     std::unique_ptr<Port> port;
-    const Failure failure = openPort(m_options, m_timeoutMs, &port, &m_name, &warnings);
+    Failure failure = openPort(m_options, m_timeoutMs, &port, &m_name, &warnings);
     if (!failure)
         m_port.reset(new EventPort(std::move(port), m_wait));
     for (const QString &text : qAsConst(warnings))
