@@ -202,7 +202,7 @@ Failure CommandTarget::give(const QByteArray &rows, HandedOver *total)
     const int input = memfd_create("rows", MFD_CLOEXEC);
     const bool isFilled = input >= 0 && pwrite(input, rows.constData(),
                                                static_cast<size_t>(rows.size()), 0) == rows.size();
-    const Failure failure =
+    Failure failure =
         isFilled ? run(input) : Failure(StatusOpen, systemText("cannot hold the rows in memory"));
     if (input >= 0)
         close(input);
