@@ -33,8 +33,7 @@ void setStation(char *line, unsigned int station)
 // Goes on after a first chunk of so many bytes, until a chunk ends in LF, the buffer is full or
 // nothing more comes. Waiting is the channel's business. A channel that claims more bytes than asked
 // for counts as having stored those asked for: no reply overruns the buffer.
-__attribute__((cold)) int readRestUntilLF(AbstractDeviceInterface *device, char *buffer, int size,
-                                          int count)
+KV_L20V_RARE int readRestUntilLF(AbstractDeviceInterface *device, char *buffer, int size, int count)
 {
     int received = 0;
     while (count > 0) {

@@ -42,21 +42,12 @@ void zeroBehind(QByteArray *data, int length)
     std::memset(data->data() + length, 0, static_cast<size_t>(data->size() - length));
 }
 
-int decimalDigits(int number)
-{
-    int digits = 1;
-    for (; number >= 10; number /= 10)
-        ++digits;
-    return digits;
-}
-
 // Requires: the address and the count have no more than KV_L20V_CONTINUOUS_READ_FIELDS characters.
 void KV_L20V_HostLinkSendContinuousReadDataCmd(AbstractDeviceInterface *device,
                                                const QByteArray &address, int count)
 {
     char line[KV_L20V_CONTINUOUS_READ_BUFFER_SIZE];
-    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(
-        line, sizeof line, address.constData(), static_cast<unsigned int>(count));
+    const int length = KV_L20V_HostLinkPackContinuousReadDataCmd(line, address, count);
     KV_L20V_SendReadLine(device, line, length);
 }
 
@@ -97,8 +88,9 @@ bool DriverKV_L20V_HostLink::isToRepeat(AbstractDeviceInterface *device, int att
     return hasError() && attempt < device->getRetry();
 }
 
-QByteArray DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
-                                            const CommunicatorCommand &command)
+__attribute__((flatten)) QByteArray
+DriverKV_L20V_HostLink::readOnce(AbstractDeviceInterface *device,
+                                 const CommunicatorCommand &command)
 {
     beginAttempt(device);
     try {
@@ -135,7 +127,7 @@ QByteArray DriverKV_L20V_HostLink::readBytes(AbstractDeviceInterface *device,
     const QByteArray &address = takeAddress(addressText);
     if (m_row->forms.read != KV_L20V_HexWords)
         return readUInt32s(device, addressText, byteLength);
-    if (!checkWordAddress(address) || !startComm(device))
+    if (!takeWordAddress(address) || !startComm(device))
         return QByteArray();
     const unsigned int words = NumOfBytesToNumOfWords(static_cast<unsigned int>(byteLength));
     sendReadHexWordsCmd(device, address, words);
@@ -168,7 +160,7 @@ QByteArray DriverKV_L20V_HostLink::readBits(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *device,
                                                   KV_L20V_Form form, int count, int byteLength)
 {
-    if (m_address.size() + decimalDigits(count) > KV_L20V_CONTINUOUS_READ_FIELDS) {
+    if (m_address.size() + KV_L20V_DecimalDigits(count) > KV_L20V_CONTINUOUS_READ_FIELDS) {
         refuseReadLine(count);
         return QByteArray();
     }
@@ -178,13 +170,12 @@ QByteArray DriverKV_L20V_HostLink::continuousRead(AbstractDeviceInterface *devic
     return receiveItems(device, form, count, byteLength);
 }
 
-// Requires: checkWordAddress. Returns what the channel's write returned.
-int DriverKV_L20V_HostLink::sendReadHexWordsCmd(AbstractDeviceInterface *device,
-                                                const QByteArray &address, uint words)
+// Requires: takeWordAddress. Returns what the channel's write returned.
+int DriverKV_L20V_HostLink::sendReadHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &,
+                                                uint words)
 {
     const int length =
-        KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, m_row->prefix,
-                                        numberOf(address).value, numberFormat(), words);
+        KV_L20V_HostLinkPackRDSWordsCmd(&m_cmdBuf[0], m_words, static_cast<int>(words));
     return KV_L20V_SendReadLine(device, &m_cmdBuf[0], length);
 }
 
@@ -193,12 +184,17 @@ int DriverKV_L20V_HostLink::sendReadHexWordsCmd(AbstractDeviceInterface *device,
 QByteArray DriverKV_L20V_HostLink::receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form,
                                                 int count, int byteLength)
 {
-    QByteArray data;
     if (!receiveRsp(device))
-        return data;
+        return QByteArray();
+    return takeItems(device, form, count, byteLength);
+}
+
+QByteArray DriverKV_L20V_HostLink::takeItems(AbstractDeviceInterface *device, KV_L20V_Form form,
+                                             int count, int byteLength)
+{
     const unsigned int valueBits = REPLY_FORMS[form].valueBits;
     const int bytes = bytesOf(valueBits, count);
-    data.resize(bytes);
+    QByteArray data(bytes, Qt::Uninitialized);
     if (valueBits == 1) // they are added to their bytes
         zeroBehind(&data, 0);
     const int stored = form == KV_L20V_HexWords ? hexWordsRspToByteArray(data)
@@ -278,26 +274,25 @@ int DriverKV_L20V_HostLink::writeBytes(AbstractDeviceInterface *device,
         return 0;
     int length = 0;
     if (m_row->forms.written == KV_L20V_HexWords) {
-        if (!checkWordAddress(address))
+        if (!takeWordAddress(address))
             return 0;
         length = packWriteHexWordsCmd(device, address, To16bitsData(data));
     } else {
         if (!checkCarriedAddress(command.address))
             return 0;
         dropPresetLetter();
-        length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(
-            &m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, address.constData(), To32bitsData(data));
+        length = KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(&m_cmdBuf[0], address,
+                                                               To32bitsData(data));
     }
     return checkWriteLine(length, data.size()) && writeLine(device, length, AnyReply);
 }
 
-// Requires: checkWordAddress. Returns the length of the line, or 0 when it does not fit.
-int DriverKV_L20V_HostLink::packWriteHexWordsCmd(AbstractDeviceInterface *,
-                                                 const QByteArray &address, const QByteArray &words)
+// Requires: takeWordAddress. Returns the length of the line, or 0 when it does not fit.
+int DriverKV_L20V_HostLink::packWriteHexWordsCmd(AbstractDeviceInterface *, const QByteArray &,
+                                                 const QByteArray &words)
 {
     return KV_L20V_HostLinkPackWRSWordsCmd(
-        &m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE, m_row->prefix, numberOf(address).value,
-        numberFormat(), reinterpret_cast<const unsigned char *>(words.constData()),
+        &m_cmdBuf[0], m_words, reinterpret_cast<const unsigned char *>(words.constData()),
         words.size() / 2);
 }
 
@@ -328,8 +323,7 @@ int DriverKV_L20V_HostLink::writeBitKinds(AbstractDeviceInterface *device,
 int DriverKV_L20V_HostLink::writeBits(AbstractDeviceInterface *device, const QByteArray &address,
                                       const QByteArray &data)
 {
-    const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE,
-                                                        address.constData(), data);
+    const int length = KV_L20V_HostLinkPackWriteBitsCmd(&m_cmdBuf[0], address, data);
     return checkWriteLine(length, data.size()) && writeLine(device, length, OkReply);
 }
 
@@ -340,8 +334,8 @@ int DriverKV_L20V_HostLink::writeBit(AbstractDeviceInterface *device, const QByt
     const KV_L20V_Device::Contact &contact = KV_L20V_DeviceOf(prefix).contact;
     if (!contact.name)
         return refuseContact(prefix);
-    const int length = KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], KV_L20V_COMMAND_BUFFER_SIZE,
-                                                       contact.name, contact.digits, number, value);
+    const int length =
+        KV_L20V_HostLinkPackSetResetCmd(&m_cmdBuf[0], contact.name, contact.digits, number, value);
     return writeLine(device, length, OkReply);
 }
 
@@ -359,15 +353,6 @@ bool DriverKV_L20V_HostLink::writeLine(AbstractDeviceInterface *device, int leng
 bool DriverKV_L20V_HostLink::checkDataLength(qint64 bytes)
 {
     return (bytes >= 0 && bytes <= KV_L20V_MAX_DATA_LENGTH) || refuseDataLength(bytes);
-}
-
-// Whether a line of words can name an address: of a hexadecimal device (B, W, VB) with a number,
-// and of a device in the table. Other devices without a number count as number 0.
-bool DriverKV_L20V_HostLink::checkWordAddress(const QByteArray &address)
-{
-    if (m_row->number.base == 16 && !numberOf(address).isGood)
-        return refuseAddress("holds no device number");
-    return m_row->number.digits > 0 || refuseAddress("names no known device");
 }
 
 // Whether a write line has fitted its buffer.
@@ -400,24 +385,27 @@ void DriverKV_L20V_HostLink::dropPresetLetter()
         m_address.remove(0, 1);
 }
 
-// The number of the address at hand; a decimal number always is good. Nearly every number is a few
-// digits; what the others are is the parser's to say.
-KV_L20V_Number DriverKV_L20V_HostLink::numberOf(const QByteArray &address) const
+// Takes what names the address at hand in a line of words. Refused are a hexadecimal device (B, W,
+// VB) without a number, and what is not in the table. Other devices without a number count as number
+// 0. Nearly every number is a few digits; what the others are is the parser's to say.
+bool DriverKV_L20V_HostLink::takeWordAddress(const QByteArray &address)
 {
-    const KV_L20V_Number number = KV_L20V_ShortNumber(*m_row, address);
-    return number.isGood ? number : parsedNumberOf(address);
+    if (m_row->number.digits == 0)
+        return refuseAddress("names no known device");
+    m_words.prefix = m_row->prefix;
+    m_words.format = m_formats[static_cast<size_t>(KV_L20V_IndexOf(*m_row))];
+    m_words.number = KV_L20V_ShortNumber(*m_row, address);
+    return m_words.number.first || takeParsedNumber(address);
 }
 
-KV_L20V_Number DriverKV_L20V_HostLink::parsedNumberOf(const QByteArray &address)
+bool DriverKV_L20V_HostLink::takeParsedNumber(const QByteArray &address)
 {
     QByteArray prefix;
-    KV_L20V_Number number = {0, false};
-    number.isGood = KV_L20V_ParseAddress(address, prefix, number.value) == 1;
-    return number;
-}
-
-// How a line of words writes the number of the address at hand.
-const char *DriverKV_L20V_HostLink::numberFormat() const
-{
-    return m_formats[static_cast<size_t>(KV_L20V_IndexOf(*m_row))];
+    unsigned int number = 0;
+    if (!KV_L20V_ParseAddress(address, prefix, number))
+        return refuseAddress("holds no device number");
+    m_digits = QByteArray::number(number, m_row->number.base);
+    m_words.number.first = m_digits.constData();
+    m_words.number.count = m_digits.size();
+    return true;
 }

@@ -16,6 +16,9 @@
 #include <map>
 #include <vector>
 
+/// What few requests need stays outside the others' way.
+#define KV_L20V_RARE __attribute__((cold, noinline))
+
 /// Every request is three exchanges, a line and its reply each: the open line, one data line, the
 /// close line. Failures are reported by result and `hasError` / `getLastError`. Nothing is logged,
 /// and nothing is kept between calls but the error state.
@@ -104,9 +107,11 @@ private:
     int sendReadHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address, uint words);
     QByteArray receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
                             int byteLength);
+    QByteArray takeItems(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
+                         int byteLength);
     int hexWordsRspToByteArray(QByteArray &words);
     int decodeRsp(KV_L20V_Form form, int count, char *out);
-    __attribute__((cold)) int decodeOddRsp(const ReplyForm &wanted, int count, char *out);
+    KV_L20V_RARE int decodeOddRsp(const ReplyForm &wanted, int count, char *out);
 
     // Writes. Each result is 1, or 0 with the error recorded.
     int writeBytes(AbstractDeviceInterface *device, const CommunicatorCommand &command,
@@ -122,7 +127,6 @@ private:
 
     // What is refused before anything is sent. Each result is true, or false with the error
     // recorded.
-    bool checkWordAddress(const QByteArray &address);
     bool checkCarriedAddress(const QString &address);
     bool checkDataLength(qint64 bytes);
     bool checkWriteLine(int length, int dataBytes);
@@ -142,18 +146,17 @@ private:
 
     const QByteArray &takeAddress(const QString &address);
     void dropPresetLetter();
-    KV_L20V_Number numberOf(const QByteArray &address) const;
-    __attribute__((cold)) static KV_L20V_Number parsedNumberOf(const QByteArray &address);
-    const char *numberFormat() const;
+    bool takeWordAddress(const QByteArray &address);
+    KV_L20V_RARE bool takeParsedNumber(const QByteArray &address);
 
     // Exchanges. Each result is 1 or true, or 0 or false with the error recorded.
     int startComm(AbstractDeviceInterface *device);
     int endComm(AbstractDeviceInterface *device);
     bool receiveRsp(AbstractDeviceInterface *device);
     bool receiveAcceptance(AbstractDeviceInterface *device, Acceptance wanted);
-    __attribute__((cold)) bool failedByReply(const char *reply, int received);
-    bool failedByErrorReply(const char *reply, int received);
-    bool hasForm(const Form &form, const char *reply, int length);
+    KV_L20V_RARE bool failedByReply(const char *reply, int received);
+    KV_L20V_RARE bool failedByErrorReply(const char *reply, int received);
+    KV_L20V_RARE bool hasForm(const Form &form, const char *reply, int length);
 
     // The reply of a data line, in the response buffer.
     void resetRsp();
@@ -174,10 +177,13 @@ private:
     DeviceTable m_map;
     std::vector<const char *> m_formats; // those of the map, by a device's index: no search by text
 
-    // The address of the request at hand: its text, that in bytes, and the row of its device.
+    // The address of the request at hand: its text, that in bytes, the row of its device, and what
+    // names it in a line of words, with its number when the address has no such digits.
     const QString *m_givenAddress;
     QByteArray m_address;
     const KV_L20V_Device *m_row;
+    KV_L20V_WordAddress m_words;
+    QByteArray m_digits;
 };
 
 #endif

@@ -20,7 +20,7 @@ bool DriverKV_L20V_HostLink::ci_less::operator()(const QByteArray &a, const QByt
 DriverKV_L20V_HostLink::DriverKV_L20V_HostLink()
     : m_hasError(false), m_debugMode(false), m_rspLen(0),
       m_rspBuf(KV_L20V_RESPONSE_BUFFER_SIZE, '\0'), m_cmdBuf(KV_L20V_COMMAND_BUFFER_SIZE, '\0'),
-      m_givenAddress(0), m_row(0)
+      m_givenAddress(0), m_row(0), m_words()
 {
     m_address.reserve(USUAL_ADDRESS_LENGTH);
     for (int i = 0; const KV_L20V_Device *device = KV_L20V_DeviceAt(i); ++i) {

@@ -1,6 +1,7 @@
 #include "drivers/kv_l20v_host_link/kv_l20v_lines.h"
 
 #include "drivers/kv_l20v_host_link/kv_l20v_devices.h"
+#include "drivers/kv_l20v_host_link/kv_l20v_limits.h"
 #include "tools/tools.h"
 
 #include <cstring>
@@ -16,138 +17,135 @@ const char DIGIT_PAIRS[] = "00010203040506070809101112131415161718192021222324"
 const unsigned int POWERS_OF_TEN[] = {1,      10,      100,      1000,      10000,
                                       100000, 1000000, 10000000, 100000000, 1000000000};
 
-// Locale-free; the second byte of a one-character text is its terminating zero.
-char upperAt(const QByteArray &text, int i)
+// Locale-free.
+char upper(char c)
 {
-    const char c = i < text.size() ? text.at(i) : '\0';
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-// The value of a digit; not below Base for another character.
-template <unsigned int Base>
-unsigned int valueOf(char c)
+// The second byte of a one-character text is its terminating zero.
+char upperAt(const QByteArray &text, int i)
 {
-    const unsigned int digit = static_cast<unsigned char>(c - '0');
-    if (digit <= 9 || Base == 10)
-        return digit;
-    const unsigned int letter = static_cast<unsigned char>((c | 0x20) - 'a');
-    return letter + 10;
+    return i < text.size() ? upper(text.at(i)) : '\0';
 }
 
-// The number of a text of one to eight digits, up to its zero byte.
-template <unsigned int Base>
-KV_L20V_Number parseShort(const char *text)
+bool isDecimal(char c)
 {
-    const char *at = text;
-    unsigned int value = 0;
-    for (unsigned int digit = 0; (digit = valueOf<Base>(*at)) < Base; ++at)
-        value = value * Base + digit;
-    const KV_L20V_Number number = {value, *at == '\0' && at != text && at - text <= 8};
-    return number;
+    return c >= '0' && c <= '9';
 }
 
-// Writes one line into a bounded buffer; from the first part that does not fit on, nothing is
-// written.
-class LineWriter
+bool isHexadecimal(char c)
 {
-public:
-    // Requires: size > 0.
-    LineWriter(char *dst, int size) : m_start(dst), m_at(dst), m_room(size - 1) {}
+    return isDecimal(c) || (upper(c) >= 'A' && upper(c) <= 'F');
+}
 
-    bool fits() const { return m_room >= 0; }
+// The digits of a text of one to eight, up to its zero byte.
+template <bool (*IsDigit)(char)>
+KV_L20V_Digits shortDigits(const char *text)
+{
+    const char *first = text;
+    while (*first == '0')
+        ++first;
+    const char *end = first;
+    while (IsDigit(*end))
+        ++end;
+    const bool isShort = *end == '\0' && end != text && end - text <= 8;
+    const KV_L20V_Digits digits = {isShort ? first : 0, static_cast<int>(end - first)};
+    return digits;
+}
 
-    void character(char c)
-    {
-        if (claim(1))
-            *m_at++ = c;
+// The pieces of a line. Each is put where there is room for it; the result is the place behind it.
+
+template <size_t Size>
+char *putLiteral(char *at, const char (&text)[Size])
+{
+    std::memcpy(at, text, Size - 1);
+    return at + Size - 1;
+}
+
+char *putText(char *at, const char *text)
+{
+    while (*text != '\0')
+        *at++ = *text++;
+    return at;
+}
+
+char *putDecimal(char *at, unsigned int number, int minDigits = 1)
+{
+    int left = minDigits;
+    while (left < 10 && number >= POWERS_OF_TEN[left])
+        ++left;
+    char *const end = at + left;
+    char *digit = end;
+    for (; left >= 2; left -= 2, number /= 100) {
+        digit -= 2;
+        std::memcpy(digit, DIGIT_PAIRS + 2 * (number % 100), 2);
     }
+    if (left == 1)
+        *--digit = static_cast<char>('0' + number);
+    return end;
+}
 
-    template <size_t Size>
-    void literal(const char (&text)[Size])
-    {
-        if (claim(static_cast<int>(Size) - 1)) {
-            std::memcpy(m_at, text, Size - 1);
-            m_at += Size - 1;
-        }
-    }
+// Puts digits as "%0<digit>u" or "%0<digit>X" writes their number, with which the format begins,
+// and the rest of the format.
+char *putFormatted(char *at, const char *format, KV_L20V_Digits digits)
+{
+    std::memcpy(at, "000000000", 9);
+    at += qMax(format[2] - '0' - digits.count, 0);
+    for (const char *digit = digits.first; digits.count > 0; --digits.count)
+        *at++ = upper(*digit++);
+    return putText(at, format + 4);
+}
 
-    void text(const char *s)
-    {
-        for (; *s != '\0'; ++s)
-            character(*s);
-    }
+char *putHexWordField(char *at, const unsigned char *leastFirst)
+{
+    at[0] = ' ';
+    at[1] = HEX_DIGITS[leastFirst[1] >> 4];
+    at[2] = HEX_DIGITS[leastFirst[1] & 0xF];
+    at[3] = HEX_DIGITS[leastFirst[0] >> 4];
+    at[4] = HEX_DIGITS[leastFirst[0] & 0xF];
+    return at + 5;
+}
 
-    // Requires: the format begins with its only conversion, "%0<digit>u" or "%0<digit>X".
-    void formatted(const char *format, unsigned int number)
-    {
-        const int minDigits = format[2] - '0';
-        if (format[3] == 'X')
-            hexadecimal(number, minDigits);
-        else
-            decimal(number, minDigits);
-        text(format + 4);
-    }
+// Puts "RDS " or "WRS ", the address as it stands, a blank and the count.
+template <size_t Size>
+char *putContinuous(char *at, const char (&command)[Size], const char *address, int count)
+{
+    at = putText(putLiteral(at, command), address);
+    *at++ = ' ';
+    return putDecimal(at, static_cast<unsigned int>(count));
+}
 
-    void decimal(unsigned int number, int minDigits = 1)
-    {
-        int left = minDigits;
-        while (left < 10 && number >= POWERS_OF_TEN[left])
-            ++left;
-        if (!claim(left))
-            return;
-        m_at += left;
-        char *digit = m_at;
-        for (; left >= 2; left -= 2, number /= 100) {
-            digit -= 2;
-            std::memcpy(digit, DIGIT_PAIRS + 2 * (number % 100), 2);
-        }
-        if (left == 1)
-            *--digit = static_cast<char>('0' + number);
-    }
+// The same with a device and its number in place of the address.
+template <size_t Size>
+char *putWords(char *at, const char (&command)[Size], const KV_L20V_WordAddress &address, int count)
+{
+    at = putText(putLiteral(at, command), address.prefix);
+    at = putFormatted(at, address.format, address.number);
+    *at++ = ' ';
+    return putDecimal(at, static_cast<unsigned int>(count));
+}
 
-    void hexadecimal(unsigned int number, int minDigits)
-    {
-        int left = minDigits;
-        while (left < 8 && number >> 4 * left != 0)
-            ++left;
-        if (!claim(left))
-            return;
-        m_at += left;
-        for (char *digit = m_at; left > 0; --left, number >>= 4)
-            *--digit = HEX_DIGITS[number & 0xF];
-    }
+// Ends the line that begins at a place. Returns its length.
+int endLine(char *at, const char *start)
+{
+    std::memcpy(at, "\r\n", 3);
+    return static_cast<int>(at - start) + 2;
+}
 
-    void hexWordField(const unsigned char *leastFirst)
-    {
-        if (!claim(5))
-            return;
-        *m_at++ = ' ';
-        *m_at++ = HEX_DIGITS[leastFirst[1] >> 4];
-        *m_at++ = HEX_DIGITS[leastFirst[1] & 0xF];
-        *m_at++ = HEX_DIGITS[leastFirst[0] >> 4];
-        *m_at++ = HEX_DIGITS[leastFirst[0] & 0xF];
-    }
+// Whether a line has room for so many items of a length, each behind a blank, and for its end.
+bool fits(qint64 characters, int itemLength, int count)
+{
+    const qint64 itemCharacters = itemLength + 1;
+    return characters + itemCharacters * count + 2 < KV_L20V_COMMAND_BUFFER_SIZE;
+}
 
-    int end()
-    {
-        literal("\r\n");
-        if (!fits())
-            return 0;
-        *m_at = '\0';
-        return static_cast<int>(m_at - m_start);
-    }
-
-private:
-    bool claim(int length)
-    {
-        m_room -= length;
-        return fits();
-    }
-
-    char *const m_start;
-    char *m_at;
-    int m_room; // left for characters before the terminating zero; below 0 once one did not fit
-};
+// The same behind "WRS ", an address as it stands, a blank and the count.
+bool fits(const QByteArray &address, int itemLength, int count)
+{
+    const qint64 size = address.size();
+    return fits(4 + size + 1 + KV_L20V_DecimalDigits(count), itemLength, count);
+}
 
 } // namespace
 
@@ -172,12 +170,13 @@ int KV_L20V_ParseAddress(const QByteArray &address, QByteArray &prefix, unsigned
     return converted || device.number.base == 10 ? 1 : 0;
 }
 
-KV_L20V_Number KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArray &address)
+KV_L20V_Digits KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArray &address)
 {
     const char *text = address.constData();
     for (const char *letter = device.prefix; *letter != '\0'; ++letter)
         ++text;
-    return device.number.base == 16 ? parseShort<16>(text) : parseShort<10>(text);
+    return device.number.base == 16 ? shortDigits<isHexadecimal>(text)
+                                    : shortDigits<isDecimal>(text);
 }
 
 bool KV_L20V_HexWordDataFormat(const QByteArray &address)
@@ -185,84 +184,68 @@ bool KV_L20V_HexWordDataFormat(const QByteArray &address)
     return KV_L20V_DeviceOf(address).forms.read == KV_L20V_HexWords;
 }
 
-int KV_L20V_HostLinkPackRDSWordsCmd(char *dst, int size, const char *prefix, unsigned int number,
-                                    const char *format, unsigned int words)
+int KV_L20V_DecimalDigits(int number)
 {
-    LineWriter line(dst, size);
-    line.literal("RDS ");
-    line.text(prefix);
-    line.formatted(format, number);
-    line.character(' ');
-    line.decimal(words);
-    return line.end();
+    int digits = 1;
+    for (; number >= 10; number /= 10)
+        ++digits;
+    return digits;
 }
 
-int KV_L20V_HostLinkPackContinuousReadDataCmd(char *dst, int size, const char *address,
-                                              unsigned int count)
+int KV_L20V_HostLinkPackRDSWordsCmd(char *line, const KV_L20V_WordAddress &address, int count)
 {
-    LineWriter line(dst, size);
-    line.literal("RDS ");
-    line.text(address);
-    line.character(' ');
-    line.decimal(count);
-    return line.end();
+    return endLine(putWords(line, "RDS ", address, count), line);
 }
 
-int KV_L20V_HostLinkPackWRSWordsCmd(char *dst, int size, const char *prefix, unsigned int number,
-                                    const char *format, const unsigned char *words, int count)
+int KV_L20V_HostLinkPackContinuousReadDataCmd(char *line, const QByteArray &address, int count)
 {
-    LineWriter line(dst, size);
-    line.literal("WRS ");
-    line.text(prefix);
-    line.formatted(format, number);
-    line.character(' ');
-    line.decimal(static_cast<unsigned int>(count));
-    for (int i = 0; i < count && line.fits(); ++i)
-        line.hexWordField(words + 2 * i);
-    return line.end();
+    return endLine(putContinuous(line, "RDS ", address.constData(), count), line);
 }
 
-int KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(char *dst, int size, const char *address,
+int KV_L20V_HostLinkPackWRSWordsCmd(char *line, const KV_L20V_WordAddress &address,
+                                    const unsigned char *words, int count)
+{
+    char *at = putWords(line, "WRS ", address, count);
+    if (!fits(at - line, KV_L20V_WORD_LENGTH, count))
+        return 0;
+    for (int i = 0; i < count; ++i)
+        at = putHexWordField(at, words + 2 * i);
+    return endLine(at, line);
+}
+
+int KV_L20V_HostLinkPackWriteContinuousUInt32sCmd(char *line, const QByteArray &address,
                                                   const QByteArray &values)
 {
+    const int count = values.size() / 4;
+    if (!fits(address, KV_L20V_NUMBER_LENGTH, count))
+        return 0;
     const unsigned char *bytes = reinterpret_cast<const unsigned char *>(values.constData());
-    LineWriter line(dst, size);
-    line.literal("WRS ");
-    line.text(address);
-    line.character(' ');
-    line.decimal(static_cast<unsigned int>(values.size() / 4));
-    for (int i = 0; i + 4 <= values.size() && line.fits(); i += 4) {
+    char *at = putContinuous(line, "WRS ", address.constData(), count);
+    for (int i = 0; i < count; ++i) {
         unsigned int value = 0;
-        DataUnpack(bytes + i, "V", &value);
-        line.character(' ');
-        line.decimal(value, 10);
+        DataUnpack(bytes + 4 * i, "V", &value);
+        *at++ = ' ';
+        at = putDecimal(at, value, KV_L20V_NUMBER_LENGTH);
     }
-    return line.end();
+    return endLine(at, line);
 }
 
-int KV_L20V_HostLinkPackWriteBitsCmd(char *dst, int size, const char *address,
-                                     const QByteArray &bits)
+int KV_L20V_HostLinkPackWriteBitsCmd(char *line, const QByteArray &address, const QByteArray &bits)
 {
-    LineWriter line(dst, size);
-    line.literal("WRS ");
-    line.text(address);
-    line.character(' ');
-    line.decimal(static_cast<unsigned int>(bits.size()));
-    for (int i = 0; i < bits.size() && line.fits(); ++i) {
-        if (bits.at(i) != 0)
-            line.literal(" 1");
-        else
-            line.literal(" 0");
+    if (!fits(address, KV_L20V_BIT_LENGTH, bits.size()))
+        return 0;
+    char *at = putContinuous(line, "WRS ", address.constData(), bits.size());
+    for (int i = 0; i < bits.size(); ++i) {
+        at[0] = ' ';
+        at[1] = bits.at(i) != 0 ? '1' : '0';
+        at += 2;
     }
-    return line.end();
+    return endLine(at, line);
 }
 
-int KV_L20V_HostLinkPackSetResetCmd(char *dst, int size, const char *name, int digits, int number,
+int KV_L20V_HostLinkPackSetResetCmd(char *line, const char *name, int digits, int number,
                                     bool value)
 {
-    LineWriter line(dst, size);
-    line.text(value ? "ST " : "RS ");
-    line.text(name);
-    line.decimal(static_cast<unsigned int>(number), digits);
-    return line.end();
+    char *const at = putText(value ? putLiteral(line, "ST ") : putLiteral(line, "RS "), name);
+    return endLine(putDecimal(at, static_cast<unsigned int>(number), digits), line);
 }

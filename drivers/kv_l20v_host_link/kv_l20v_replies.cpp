@@ -100,25 +100,25 @@ struct TimerItem {
 
 // Where the value of an item with an index goes.
 
-void storeWord(char *out, int index, quint32 value)
+void storeWord(char *out, size_t index, quint32 value)
 {
     out[2 * index] = static_cast<char>(value & 0xFF);
     out[2 * index + 1] = static_cast<char>(value >> 8 & 0xFF);
 }
 
-void storeUInt32(char *out, int index, quint32 value)
+void storeUInt32(char *out, size_t index, quint32 value)
 {
     storeWord(out, 2 * index, value);
     storeWord(out, 2 * index + 1, value >> 16);
 }
 
-void storeBit(char *out, int index, quint32 value)
+void storeBit(char *out, size_t index, quint32 value)
 {
     char &byte = out[index / 8];
     byte = static_cast<char>(static_cast<unsigned char>(byte) | value << (index % 8));
 }
 
-template <class Item, void (*Store)(char *out, int index, quint32 value)>
+template <class Item, void (*Store)(char *out, size_t index, quint32 value)>
 int decodeItems(const char *rsp, int length, int count, char *out)
 {
     const int stride = Item::LENGTH + 1;
@@ -126,14 +126,16 @@ int decodeItems(const char *rsp, int length, int count, char *out)
     if (items < 1 || length != items * stride + 1 || rsp[length - 2] != '\r' ||
         rsp[length - 1] != '\n')
         return -1;
-    for (int i = 0;; rsp += stride) {
+    const int stored = qMin(items, count);
+    const size_t last = static_cast<size_t>(items - 1);
+    for (size_t i = 0;; ++i, rsp += stride) {
         quint32 value = 0;
         if (!Item::parse(rsp, &value))
             return -1;
-        if (i < count)
+        if (i < static_cast<size_t>(stored))
             Store(out, i, value);
-        if (++i == items)
-            return qMin(items, count);
+        if (i == last)
+            return stored;
         if (rsp[Item::LENGTH] != ' ')
             return -1;
     }
