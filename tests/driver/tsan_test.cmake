@@ -11,7 +11,7 @@ endfunction()
 string(REPLACE "|" ";" options "${OPTIONS}")
 string(REPLACE "|" ";" programs "${PROGRAMS}")
 run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK} ${options} -DKV_SANITIZE=thread
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+  -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-g1 -DCMAKE_UNITY_BUILD=ON)
 foreach(program ${programs})
   separate_arguments(program)
   list(GET program 0 target)
