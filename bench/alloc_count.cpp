@@ -40,10 +40,10 @@ struct Row {
 };
 
 const Row ROWS[] = {
-    {"first", 1, 1},   {"firsttimers", 1, 1}, {"words", 1, 1},      {"words", 10, 1},
-    {"words", 100, 1}, {"words", 307, 1},     {"bits", 1, 1},       {"bits", 307, 1},
-    {"timers", 1, 1},  {"timers", 64, 1},     {"write", 1, 0},      {"write", 10, 0},
-    {"write", 100, 0}, {"write", 306, 0},     {"writebits", 1, -1}, {"writebits", 307, -1},
+    {"spread", 1, 1},  {"spreadtimers", 1, 1}, {"words", 1, 1},      {"words", 10, 1},
+    {"words", 100, 1}, {"words", 307, 1},      {"bits", 1, 1},       {"bits", 307, 1},
+    {"timers", 1, 1},  {"timers", 64, 1},      {"write", 1, 0},      {"write", 10, 0},
+    {"write", 100, 0}, {"write", 306, 0},      {"writebits", 1, -1}, {"writebits", 307, -1},
 };
 
 bool countRequests(DriverInterface *driver, const Row &row)

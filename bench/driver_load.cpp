@@ -1,5 +1,5 @@
 // Makes requests through the driver alone, over a channel in memory, for counting instructions.
-// Arguments: words|first|bits|timers|firsttimers|write|writebits, items per request, requests.
+// Arguments: words|spread|bits|timers|spreadtimers|write|writebits, items per request, requests.
 #include "bench/ready_channel.h"
 #include "bench/requests.h"
 #include "drivers/kv_l20v_host_link/kv_l20v_host_link.h"
@@ -12,7 +12,7 @@ int main(int argc, char **argv)
     const RequestKind *kind = argc == 4 ? findRequestKind(argv[1]) : nullptr;
     if (!kind) {
         std::cerr << "usage: " << argv[0]
-                  << " words|first|bits|timers|firsttimers|write|writebits ITEMS REQUESTS\n";
+                  << " words|spread|bits|timers|spreadtimers|write|writebits ITEMS REQUESTS\n";
         return 2;
     }
     const int items = std::stoi(argv[2]);

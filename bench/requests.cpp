@@ -12,10 +12,10 @@ namespace
 
 const RequestKind KINDS[] = {
     {"words", Word, "DM100", "12aB", 0},
-    {"first", Word, "DM%1 MR%1 W%1", "12aB", 0},
+    {"spread", Word, "DM%1 MR%1 W%1", "12aB", 0},
     {"bits", BitBlock, "R01200", "1", 0},
     {"timers", DoubleWord, "T12", "1,0000012345,0000100000", 0},
-    {"firsttimers", DoubleWord, "T%1", "1,0000012345,0000100000", 0},
+    {"spreadtimers", DoubleWord, "T%1", "1,0000012345,0000100000", 0},
     {"write", Word, "DM100", nullptr, 2},
     {"writebits", BitBlock, "R01200", nullptr, 1},
 };

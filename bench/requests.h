@@ -20,7 +20,7 @@ struct RequestKind {
     int bytesPerItem;      ///< of a write's data
 };
 
-/// The kind words, bits, timers, write or writebits, or first or firsttimers, which are words and
+/// The kind words, bits, timers, write or writebits, or spread or spreadtimers, which are words and
 /// timers of another address with each request; null for any other name.
 const RequestKind *findRequestKind(const char *name);
 

@@ -25,8 +25,8 @@ BASELINE = ROOT / "bench/baseline.tsv"
 # Kinds of requests and how many items each carries.
 REQUESTS = {
     "bits": (1, 10, 100, 307),
-    "first": (1, 10),
-    "firsttimers": (1,),
+    "spread": (1, 10),
+    "spreadtimers": (1,),
     "timers": (1, 10, 64),
     "words": (1, 10, 100, 125, 307),
     "write": (1, 10, 100, 306),
@@ -193,7 +193,7 @@ def count_peers():
 def driver_rows(libmodbus):
     counts = driver_counts()
     for (kind, items), count in counts.items():
-        theirs = libmodbus.get(items) if kind in ("words", "first") else None
+        theirs = libmodbus.get(items) if kind in ("words", "spread") else None
         yield Row("driver alone", f"{kind}, {items}", "instructions", count,
                   "libmodbus" if theirs else None, theirs,
                   "ratio < 1" if theirs and items <= 10 else None)
@@ -205,7 +205,7 @@ def driver_rows(libmodbus):
 def serial_rows(libmodbus, serialbus):
     with peer(KVSIM, "--pty") as place:
         for kind, counts in REQUESTS.items():
-            if kind.startswith("first"):
+            if kind.startswith("spread"):
                 continue
             for items in counts:
                 count = int(per_request(instructions, LOADS / "serial_load", place, kind, items))

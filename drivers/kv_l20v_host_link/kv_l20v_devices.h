@@ -53,6 +53,12 @@ struct KV_L20V_Device {
 /// Requires: a zero behind the address, as in every QByteArray that is not made by fromRawData().
 const KV_L20V_Device &KV_L20V_DeviceOf(const QByteArray &address);
 
+/// Whether the addresses of a row are read and written in hexadecimal words.
+inline bool KV_L20V_HexWordDataFormat(const KV_L20V_Device &device)
+{
+    return device.forms.read == KV_L20V_HexWords;
+}
+
 /// The device with index @p i in the table; null behind its end. Groups have no index.
 const KV_L20V_Device *KV_L20V_DeviceAt(int i);
 

@@ -20,8 +20,8 @@
 #define KV_L20V_RARE __attribute__((cold, noinline))
 
 /// Every request is three exchanges, a line and its reply each: the open line, one data line, the
-/// close line. Failures are reported by result and `hasError` / `getLastError`. Nothing is logged,
-/// and nothing is kept between calls but the error state.
+/// close line. Failures are reported by result and `hasError` / `getLastError`. Nothing is logged.
+/// Between calls nothing counts but the error state.
 class DriverKV_L20V_HostLink : public QObject, public DriverInterface
 {
     Q_OBJECT
@@ -104,6 +104,7 @@ private:
     QByteArray readBits(AbstractDeviceInterface *device, const CommunicatorCommand &command);
     QByteArray continuousRead(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
                               int byteLength);
+    // The address is the one that takeWordAddress() has taken.
     int sendReadHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address, uint words);
     QByteArray receiveItems(AbstractDeviceInterface *device, KV_L20V_Form form, int count,
                             int byteLength);
@@ -121,6 +122,7 @@ private:
     int writeBits(AbstractDeviceInterface *device, const QByteArray &address,
                   const QByteArray &data);
     int writeBit(AbstractDeviceInterface *device, const QByteArray &prefix, int number, bool value);
+    // The address is the one that takeWordAddress() has taken.
     int packWriteHexWordsCmd(AbstractDeviceInterface *device, const QByteArray &address,
                              const QByteArray &words);
     bool writeLine(AbstractDeviceInterface *device, int length, Acceptance wanted);

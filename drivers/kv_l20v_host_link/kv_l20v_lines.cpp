@@ -179,11 +179,6 @@ KV_L20V_Digits KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArra
                                     : shortDigits<isDecimal>(text);
 }
 
-bool KV_L20V_HexWordDataFormat(const QByteArray &address)
-{
-    return KV_L20V_DeviceOf(address).forms.read == KV_L20V_HexWords;
-}
-
 int KV_L20V_DecimalDigits(int number)
 {
     int digits = 1;

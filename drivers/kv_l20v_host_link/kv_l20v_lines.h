@@ -30,9 +30,6 @@ struct KV_L20V_Digits {
 /// Requires: as KV_L20V_DeviceOf()
 KV_L20V_Digits KV_L20V_ShortNumber(const KV_L20V_Device &device, const QByteArray &address);
 
-/// Whether an address names a device that is read and written in hexadecimal words.
-bool KV_L20V_HexWordDataFormat(const QByteArray &address);
-
 /// What names a device in a line of words.
 struct KV_L20V_WordAddress {
     const char *prefix; ///< as in the device table

@@ -1,8 +1,7 @@
 /// Values out of Host Link replies. Everything here knows bytes only.
 ///
 /// Each function looks at a text of @p length bytes, and stores the values of its first @p count
-/// items in the same pass. Items that the reply does not
-/// supply leave @p out as it is.
+/// items in the same pass. Items that the reply does not supply leave @p out as it is.
 /// Requires: @p out has room for @p count values.
 /// @return how many values were stored; -1 when the text is not of the form: one or more items,
 ///         single blanks between them, CR LF at the end
