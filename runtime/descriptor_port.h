@@ -4,8 +4,6 @@
 
 #include "runtime/port.h"
 
-#include <QtCore/QElapsedTimer>
-
 class QObject;
 
 /// Reads and writes a descriptor that does not block. Opening and closing are its owner's.
@@ -17,8 +15,8 @@ public:
     int read(char *buffer, int maxLength) override;
     int write(const char *bytes, int length, int timeoutMs) override;
     bool waitForInput(qint64 ms) override;
-    qint64 nowMs() const override { return m_clock.elapsed(); }
-    bool isBroken() const override { return !m_brokenText.isEmpty(); }
+    qint64 nowMs() const override;
+    bool isBroken() const override { return hasBroken(); }
     QString brokenText() const override { return m_brokenText; }
     int descriptor() const override { return m_descriptor; }
 
@@ -46,10 +44,12 @@ protected:
 private:
     Q_DISABLE_COPY(DescriptorPort)
 
+    bool hasBroken() const { return !m_brokenText.isEmpty(); }
+    void noteLoss(int error);
+    bool waitForRoom(qint64 *endMs, int timeoutMs);
     bool wait(short events, qint64 ms);
 
     int m_descriptor;
-    QElapsedTimer m_clock;
     QString m_brokenText;
 };
 

@@ -2,10 +2,9 @@
 
 #include "runtime/port.h"
 
-#include <QtCore/QByteArray>
 #include <QtCore/QVariant>
 
-#include <algorithm>
+#include <cstring>
 
 namespace
 {
@@ -19,6 +18,21 @@ const int MIN_REST_MS = 10;
 // How long a wait for late replies goes on before it asks whether it may.
 const int WAIT_SLICE_MS = 50;
 
+// Nearly always one, at the end.
+int countLineEnds(const char *bytes, int length)
+{
+    int count = 0;
+    const char *const end = bytes + length;
+    while (bytes != end) {
+        const void *const found = std::memchr(bytes, '\n', static_cast<size_t>(end - bytes));
+        if (!found)
+            break;
+        bytes = static_cast<const char *>(found) + 1;
+        ++count;
+    }
+    return count;
+}
+
 } // namespace
 
 DeviceChannel::DeviceChannel(Port &port, const DriverSetting &setting)
@@ -30,9 +44,16 @@ DeviceChannel::DeviceChannel(Port &port, const DriverSetting &setting)
 
 int DeviceChannel::read(char *buffer, int maxLength)
 {
-    if (maxLength <= 0 || !m_port.waitForInput(m_timeoutMs + restOfLineMs()))
+    if (maxLength <= 0 || !(m_port.waitForInput(m_timeoutMs) || waitForRestOfLine()))
         return 0;
     return take(buffer, maxLength);
+}
+
+// Goes on with a wait of a time-out that may have begun before the line had left the port.
+bool DeviceChannel::waitForRestOfLine()
+{
+    const qint64 leftMs = m_lineSentAtMs + m_timeoutMs - m_port.nowMs();
+    return leftMs > 0 && m_port.waitForInput(leftMs);
 }
 
 // What has arrived. Each line end in it answers the oldest line that has no answer; where frames
@@ -45,14 +66,16 @@ int DeviceChannel::take(char *buffer, int maxLength)
     m_isHeard = true;
     if (m_isAnswerDue) {
         // Forgets by an eighth, or one slow answer would make every later rest as long.
-        const qint64 sinceMs = m_openLines.isEmpty() ? m_lineSentAtMs : m_openLines.first();
+        const qint64 sinceMs = m_openLines.empty() ? m_lineSentAtMs : m_openLines.front();
         m_slowestAnswerMs =
             qMax(m_slowestAnswerMs - (m_slowestAnswerMs + 7) / 8, m_port.nowMs() - sinceMs);
         m_isAnswerDue = false;
     }
-    const int answers =
-        m_hasLineEnds ? static_cast<int>(std::count(buffer, buffer + received, '\n')) : 1;
-    m_openLines.remove(0, qMin(answers, m_openLines.size()));
+    const int answers = m_hasLineEnds ? countLineEnds(buffer, received) : 1;
+    if (answers < static_cast<int>(m_openLines.size()))
+        m_openLines.erase(m_openLines.begin(), m_openLines.begin() + answers);
+    else
+        m_openLines.clear();
     return received;
 }
 
@@ -63,9 +86,9 @@ int DeviceChannel::write(const char *buffer, int length)
         return -1;
     m_lineSentAtMs = m_port.nowMs() + m_port.transmissionMs(sent);
     m_isAnswerDue = true;
-    m_hasLineEnds = QByteArray::fromRawData(buffer, length).endsWith("\r\n");
+    m_hasLineEnds = length >= 2 && std::memcmp(buffer + length - 2, "\r\n", 2) == 0;
     if (sent == length)
-        m_openLines.append(m_lineSentAtMs);
+        m_openLines.push_back(m_lineSentAtMs);
     return sent;
 }
 
@@ -80,24 +103,27 @@ int DeviceChannel::control(int code, const QVariant &)
     if (code != AbstractDeviceInterface::DiscardInput)
         return 0;
     forgetOldLines();
-    if (m_isHeard && !m_openLines.isEmpty()) {
+    if (m_isHeard && !m_openLines.empty()) {
         m_isHeard = false;
         awaitReplies();
     }
     if (m_attemptFailed)
         letTheWireRest();
     m_attemptFailed = false;
-    discardInput();
+    if (m_port.waitForInput(0))
+        discardInput();
     return 1;
 }
 
-void DeviceChannel::discardInput()
+// Throws away the input that there is, which is rare.
+__attribute__((cold)) void DeviceChannel::discardInput()
 {
     char bytes[256];
-    for (int round = 0; round < MAX_DISCARD_ROUNDS && m_port.waitForInput(0); ++round) {
-        const bool isLate = !m_openLines.isEmpty();
+    int rounds = 0;
+    do {
+        const bool isLate = !m_openLines.empty();
         noteStray(bytes, take(bytes, sizeof bytes), isLate);
-    }
+    } while (++rounds < MAX_DISCARD_ROUNDS && m_port.waitForInput(0));
 }
 
 qint64 DeviceChannel::latestReplyMs() const
@@ -107,17 +133,17 @@ qint64 DeviceChannel::latestReplyMs() const
 
 void DeviceChannel::forgetOldLines()
 {
-    while (!m_openLines.isEmpty() && m_port.nowMs() - m_openLines.first() >= latestReplyMs())
-        m_openLines.remove(0);
+    while (!m_openLines.empty() && m_port.nowMs() - m_openLines.front() >= latestReplyMs())
+        m_openLines.erase(m_openLines.begin());
 }
 
 // A line that goes out before the reply to the one before has come gets that reply, the next line
 // gets its, and so on: the values of one address are taken for those of another.
 void DeviceChannel::awaitReplies()
 {
-    for (forgetOldLines(); !m_openLines.isEmpty() && !m_port.isBroken() && mayWait();
+    for (forgetOldLines(); !m_openLines.empty() && !m_port.isBroken() && mayWait();
          forgetOldLines()) {
-        const qint64 leftMs = m_openLines.last() + latestReplyMs() - m_port.nowMs();
+        const qint64 leftMs = m_openLines.back() + latestReplyMs() - m_port.nowMs();
         if (m_port.waitForInput(qMin<qint64>(leftMs, WAIT_SLICE_MS)))
             discardInput();
     }

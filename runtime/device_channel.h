@@ -5,7 +5,7 @@
 #include "drivers/abstract_device_interface.h"
 #include "tools/drv_dev_setting.h"
 
-#include <QtCore/QVector>
+#include <vector>
 
 class Port;
 
@@ -71,6 +71,7 @@ protected:
 private:
     Q_DISABLE_COPY(DeviceChannel)
 
+    bool waitForRestOfLine();
     int take(char *buffer, int maxLength);
     qint64 restOfLineMs() const;
     void discardInput();
@@ -81,12 +82,12 @@ private:
     Port &m_port;
     DriverSetting m_setting;
     int m_timeoutMs;
-    qint64 m_lineSentAtMs;       // when the last line will have left the port
-    QVector<qint64> m_openLines; // the same of each line without a reply line, oldest first
-    bool m_hasLineEnds;          // the last line ended in CR LF, so that its reply does
-    bool m_isAnswerDue;          // nothing has come since the last line
-    bool m_isHeard;              // something came, and since then no wait ended with nothing
-    qint64 m_slowestAnswerMs;    // among the last answers
+    qint64 m_lineSentAtMs;           // when the last line will have left the port
+    std::vector<qint64> m_openLines; // the same of each line without a reply line, oldest first
+    bool m_hasLineEnds;              // the last line ended in CR LF, so that its reply does
+    bool m_isAnswerDue;              // nothing has come since the last line
+    bool m_isHeard;                  // something came, and since then no wait ended with nothing
+    qint64 m_slowestAnswerMs;        // among the last answers
     bool m_attemptFailed;
 };
 

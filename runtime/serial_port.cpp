@@ -74,7 +74,9 @@ QString openingError(const QSerialPort &port, const QString &path)
 class SerialPort : public DescriptorPort
 {
 public:
-    explicit SerialPort(const QString &path) : m_path(path), m_port(path), m_lock(-1) {}
+    explicit SerialPort(const QString &path)
+        : m_path(path), m_port(path), m_lock(-1), m_baudRate(MIN_BAUD_RATE)
+    {}
 
     ~SerialPort() override
     {
@@ -102,6 +104,7 @@ public:
 
     bool open(const SerialPortSetting &setting, QString *error, QStringList *warnings)
     {
+        m_baudRate = setting.baudRate;
         m_port.setBaudRate(setting.baudRate);
         m_port.setStopBits(setting.stopBits);
         // A pseudo-terminal carries neither parity nor other data bits than 8: opening it with them
@@ -137,7 +140,7 @@ public:
     qint64 transmissionMs(int bytes) const override
     {
         const qint64 bits = qint64(MAX_BITS_PER_CHARACTER) * bytes;
-        return qMin(bits * 1000 / m_port.baudRate() + 1, MAX_TRANSMISSION_MS);
+        return qMin(bits * 1000 / m_baudRate + 1, MAX_TRANSMISSION_MS);
     }
 
     QString latencyText() const override { return m_latency->text(); }
@@ -192,6 +195,7 @@ private:
     QSerialPort m_port;
     std::unique_ptr<PortLatency> m_latency;
     int m_lock;
+    qint32 m_baudRate;
 };
 
 } // namespace
