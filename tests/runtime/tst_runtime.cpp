@@ -17,9 +17,11 @@
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -301,6 +303,23 @@ private slots:
                 QVERIFY(port->isBroken());
             QVERIFY(come + later.size() <= taken + (line.isTcp ? 0 : 7));
         }
+    }
+
+    void waitsOnAfterSignals()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) {};
+        QVERIFY(sigaction(SIGALRM, &action, nullptr) == 0);
+        Line terminal(LinePeer::Pty);
+        const std::unique_ptr<Port> port = terminal.open();
+        QVERIFY2(port, qPrintable(terminal.error));
+        const itimerval everyMillisecond = {{0, 1000}, {0, 1000}};
+        const itimerval never = {{0, 0}, {0, 0}};
+        setitimer(ITIMER_REAL, &everyMillisecond, nullptr);
+        terminal.clock.start();
+        const bool isInput = port->waitForInput(50);
+        setitimer(ITIMER_REAL, &never, nullptr);
+        QVERIFY(!isInput && terminal.clock.elapsed() >= 49 && terminal.clock.elapsed() < LONG_MS);
     }
 
     void noticesThatThePeerIsGone()
