@@ -56,6 +56,11 @@ for page in "$source"/man/*; do
     [ -z "$warnings" ] || fail "$page: $warnings"
 done
 
+for picture in "$source"/docs/*.svg; do
+    grep -qF "(${picture##*/})" "$source"/docs/*.md || fail "no page shows $picture"
+    [ "$(wc -c <"$picture")" -le 30000 ] || fail "$picture has more than 30000 bytes"
+done
+
 version=$(sed -nE '/^## /{s/^## ([0-9.]+) - [0-9]{4}-[0-9]{2}-[0-9]{2}$/\1/p;q}' "$source/CHANGELOG.md")
 compare "the version in both change logs" "$version-0upstream1" "$(sed -E 's/.*\((.*)\).*/\1/;q' "$source/debian/changelog")"
 for program in kvbridge kvlink kvsim; do
