@@ -126,7 +126,8 @@ WireLine parseLine(const QByteArray &line)
     case LineKind::Read:
     case LineKind::Write:
         parsed.count = words.value(2).toInt();
-        isWhole = isDevice(words.value(1)) && isNumber(words.value(2), 1, 9);
+        isWhole = isDevice(words.value(1)) && isNumber(words.value(2), 1, 9) &&
+                  (words.size() == 3 || parsed.kind == LineKind::Write);
         break;
     case LineKind::Set:
     case LineKind::Reset:

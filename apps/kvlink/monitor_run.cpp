@@ -2,6 +2,7 @@
 
 #include "runtime/trace_log.h"
 
+#include <QtCore/QEventLoop>
 #include <QtCore/QIODevice>
 
 #include <thread>
@@ -126,8 +127,13 @@ Status MonitorRun::run()
 void MonitorRun::sampleAll()
 {
     std::vector<std::thread> threads;
-    for (size_t i = 1; i < m_links.size(); ++i)
-        threads.emplace_back(&LinkSampler::run, m_links[i]->sampler.get());
+    for (size_t i = 1; i < m_links.size(); ++i) {
+        LinkSampler *const sampler = m_links[i]->sampler.get();
+        threads.emplace_back([sampler] {
+            const QEventLoop dispatcher; // which Qt's serial ports ask for, though nothing runs it
+            sampler->run();
+        });
+    }
     m_links.front()->sampler->run();
     for (std::thread &thread : threads)
         thread.join();

@@ -57,8 +57,9 @@ const struct {
     {"a stop ends a turn", "1:CR 00|2:CR 00|=CC 00|1:ST T1|stop|=OK|=CF|3:CQ",
      ">CR 00|1<CC 00|>ST T1|1<OK|>CQ"},
     {"read-only: refuses in order",
-     "3:ST T1|1:CR 00|1:WRS DM0.H 1 0001|=CC 00|1:RDS DM0.H 1|1:?K|=0000|1:CQ|=CF",
-     "3<E4|>CR 00|1<CC 00|1<E4|>RDS DM0.H 1|1<0000|1<E4|>CQ|1<CF"},
+     "3:ST T1|1:CR 00|1:WRS DM0.H 1 0001|=CC 00|1:RDS DM0.H 1|1:?K|=0000|"
+     "1:RDS DM0 1 \rWRS DM0 1 5|1:CQ|=CF",
+     "3<E4|>CR 00|1<CC 00|1<E4|>RDS DM0.H 1|1<0000|1<E4|1<E4|>CQ|1<CF"},
 };
 
 // kvlink behind kvbridge in front of a kvsim: what kvlink prints, and a part of what kvbridge does.
