@@ -16,6 +16,7 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
+#include <cerrno>
 #include <memory>
 
 #include <unistd.h>
@@ -41,7 +42,7 @@ class InputLines
 public:
     /// @param line   gets the line without its end
     /// @param isCut  gets whether it was too long
-    /// @return false at the end of the input, and at a stop
+    /// @return false at the end of the input, at a stop, and when it cannot be read
     bool next(QByteArray *line, bool *isCut)
     {
         int end = -1;
@@ -54,6 +55,9 @@ public:
             char chunk[4096];
             const ssize_t count =
                 waitForInput(STDIN_FILENO) ? ::read(STDIN_FILENO, chunk, sizeof chunk) : -1;
+            if (count < 0 && !stopRequested())
+                m_failure = Failure(StatusOpen, QLatin1String("cannot read the lines: ") +
+                                                    qt_error_string(errno));
             if (count <= 0) {
                 *line = m_bytes;
                 m_bytes.clear();
@@ -67,8 +71,12 @@ public:
         return true;
     }
 
+    /// Why the input cannot be read.
+    const Failure &failure() const { return m_failure; }
+
 private:
     QByteArray m_bytes;
+    Failure m_failure;
 };
 
 // A line taken apart.
@@ -85,7 +93,7 @@ public:
     {}
 
     /// @return 0 when every line was carried out, else 6
-    Status run();
+    Status run(InputLines *lines);
 
 private:
     Failure parse(const QByteArray &line, BatchLine *parsed) const;
@@ -154,8 +162,12 @@ QVector<ItemResult> Batch::carryOut(const BatchLine &line, Failure *failure)
     QByteArray lines;
     const QVector<ItemResult> rehearsed = rehearseItems(
         m_client.driver(), m_client.station(), line.items, m_options.items.order, false, &lines);
-    if (statusOf(rehearsed) != StatusGood)
-        return rehearsed;
+    const QStringList refusals = failureTexts(line.items, rehearsed);
+    if (!refusals.isEmpty()) {
+        *failure = Failure(StatusUnusable, refusals.join(QLatin1String("; ")) +
+                                               QLatin1String("; nothing of the line was written"));
+        return {};
+    }
     return writeItems(m_client, line.items, m_options.items.order, m_options.verify);
 }
 
@@ -181,13 +193,12 @@ bool Batch::answer(int number, const BatchLine &line, const QVector<ItemResult> 
     return status == StatusGood;
 }
 
-Status Batch::run()
+Status Batch::run(InputLines *lines)
 {
-    InputLines lines;
     QByteArray text;
     bool isCut = false;
     bool areAllGood = true;
-    for (int number = 1; lines.next(&text, &isCut); ++number) {
+    for (int number = 1; lines->next(&text, &isCut); ++number) {
         text = text.trimmed();
         if (!isCut && (text.isEmpty() || text.startsWith('#')))
             continue;
@@ -217,7 +228,9 @@ int runBatch(const BatchOptions &given, const LinkOptions &link, QTextStream &ou
     Client client(link, err);
     if (Failure failure = client.open())
         return complain(err, failure);
-    return Batch(options, tags, client, out).run();
+    InputLines lines;
+    const Status status = Batch(options, tags, client, out).run(&lines);
+    return lines.failure() ? complain(err, lines.failure()) : status;
 }
 
 } // namespace

@@ -33,10 +33,13 @@ const KvlinkRun RUNS[] = {
      "{\"error\":null,\"items\":[{ANY\"operation\":\"write\",ANY},{ANY}],\"line\":1,\"status\":\"ok\"}\n"
      "{\"error\":\"value ANY\",\"items\":[],\"line\":2,\"status\":\"usage\"}\n"
      "{ANY\"line\":3,\"status\":\"plc-error\"}\n"
-     "{ANY\"values\":[7]},{ANY\"values\":[\"a b\"]}],\"line\":4,\"status\":\"ok\"}\n",
+     "{\"error\":\"CTC0: ANY; nothing of the line was written\",\"items\":[],\"line\":4,"
+     "\"status\":\"unusable\"}\n"
+     "{ANY\"values\":[7]},{ANY\"values\":[\"a b\"]}],\"line\":5,\"status\":\"ok\"}\n",
      ""},
     {"--fault close-connection:once+1 --tcp 0 > PLC batch < FOLDER/twice", 6,
      "{ANY\"line\":1,\"status\":\"no-reply\"}\n{ANY\"line\":2,\"status\":\"ok\"}\n", ""},
+    {"PLC batch < FOLDER", 3, "", "cannot read the lines: Is a directory"},
     {"--tcp 127.0.0.1:1 batch < FOLDER/twice", 3, "", "cannot connect"},
 };
 
@@ -59,7 +62,7 @@ private slots:
         writeFile("reads", "read DM100 DM101\n# none\n\nwrite DM1=1\nerase\x07\n" +
                                QString(70000, 'x') + "\nread speed\nread DM1=5\n");
         writeFile("writes", "write DM5=7 \"DM6:string[3]=a b\"\nwrite DM5=x\nwrite DM70000=1\n"
-                            "read DM5 DM6:string[3]");
+                            "write DM5=8 CTC0=5\nread DM5 DM6:string[3]");
         writeFile("twice", "read DM5\nread DM5\n");
     }
 
