@@ -1,5 +1,7 @@
 #include "items/item_reader.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -12,15 +14,15 @@ ItemReader::ItemReader(Client &client, const QVector<Item> &items, const ReadOpt
                        WordOrder order)
     : m_client(client), m_items(items), m_order(order), m_isTwice(options.twice),
       m_asksAll(options.askAll), m_requests(planRequests(items, options.merge))
-{}
+{
+    for (const Item &item : items)
+        m_data += QByteArray(itemBytes(item), '\0');
+}
 
 QVector<ItemResult> ItemReader::read()
 {
     m_results = QVector<ItemResult>(m_items.size());
-    m_data.clear();
     m_silence = Failure();
-    for (const Item &item : m_items)
-        m_data += QByteArray(itemBytes(item), '\0');
     const QVector<ItemRequest> planned = m_requests;
     m_requests.clear();
     for (const ItemRequest &request : planned)
@@ -66,7 +68,8 @@ void ItemReader::readOrSplit(const ItemRequest &request)
     for (const ItemPart &part : request.parts) {
         Failure &kept = m_results[part.item].failure;
         if (!failure)
-            m_data[part.item].replace(part.to, part.length, data.mid(part.from, part.length));
+            std::copy_n(data.constData() + part.from, part.length,
+                        m_data[part.item].data() + part.to);
         else if (!kept)
             kept = failure;
     }

@@ -47,7 +47,7 @@ private:
     const bool m_asksAll;
     Failure m_silence; // what the latest `read` got no reply to; good when there is none
     QVector<ItemRequest> m_requests; // without the blocks that were refused
-    QVector<QByteArray> m_data;
+    QVector<QByteArray> m_data;      // of each item, valid when none of its requests has failed
     QVector<ItemResult> m_results;
 };
 

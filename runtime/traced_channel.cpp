@@ -2,6 +2,8 @@
 
 #include "runtime/trace_log.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -89,10 +91,15 @@ void TracedChannel::gather(char direction, const char *bytes, int length)
         m_isAttemptNew = false;
         ++m_record.attempts;
     }
-    for (int i = 0; i < length; ++i) {
-        m_line += bytes[i];
-        if (bytes[i] == '\n' || m_line.size() == MAX_LINE_LENGTH)
+    const char *const end = bytes + length;
+    while (bytes != end) {
+        const char *const room = bytes + qMin<qint64>(end - bytes, MAX_LINE_LENGTH - m_line.size());
+        const char *const lineEnd = std::find(bytes, room, '\n');
+        const char *const next = lineEnd == room ? room : lineEnd + 1;
+        m_line.append(bytes, static_cast<int>(next - bytes));
+        if (lineEnd != room || m_line.size() == MAX_LINE_LENGTH)
             endLine();
+        bytes = next;
     }
 }
 

@@ -5,6 +5,7 @@
 #include <QtCore/QList>
 
 #include <algorithm>
+#include <cstddef>
 
 namespace
 {
@@ -19,7 +20,15 @@ const struct {
     {"WRS", LineKind::Write}, {"ST", LineKind::Set},   {"RS", LineKind::Reset},
 };
 
-// Of an item's characters: h is a hexadecimal digit, d a decimal one, b is 0 or 1.
+// Of the characters of a reply and of an item: h is a hexadecimal digit, d a decimal one, b is 0 or 1.
+const struct {
+    ReplyKind kind;
+    const char *characters;
+} REPLIES[] = {
+    {ReplyKind::Opened, "CC dd"}, {ReplyKind::Opened, "CC ddd"}, {ReplyKind::Closed, "CF"},
+    {ReplyKind::Accepted, "OK"},  {ReplyKind::Refused, "Ed"},
+};
+
 const struct {
     ItemForm form;
     const char *characters;
@@ -54,16 +63,30 @@ bool isDevice(const QByteArray &word)
            std::all_of(word.begin(), word.end(), [](char c) { return c > ' ' && c <= '~'; });
 }
 
-bool hasForm(const QByteArray &item, const char *characters)
+bool fits(char c, char form)
 {
-    const auto fits = [](char c, char form) {
-        return form == 'h'   ? isHexDigit(c)
-               : form == 'd' ? isDigit(c)
-               : form == 'b' ? c == '0' || c == '1'
-                             : c == form;
-    };
-    return item.size() == static_cast<int>(qstrlen(characters)) &&
-           std::equal(item.begin(), item.end(), characters, fits);
+    return form == 'h'   ? isHexDigit(c)
+           : form == 'd' ? isDigit(c)
+           : form == 'b' ? c == '0' || c == '1'
+                         : c == form;
+}
+
+bool hasForm(const char *begin, const char *end, const char *characters)
+{
+    return end - begin == static_cast<std::ptrdiff_t>(qstrlen(characters)) &&
+           std::equal(begin, end, characters, fits);
+}
+
+// Whether items with blanks between them all have a form.
+bool allHaveForm(const char *begin, const char *end, const char *characters)
+{
+    const char *itemEnd = std::find(begin, end, ' ');
+    for (; itemEnd != end; itemEnd = std::find(begin, end, ' ')) {
+        if (!hasForm(begin, itemEnd, characters))
+            return false;
+        begin = itemEnd + 1;
+    }
+    return hasForm(begin, end, characters);
 }
 
 ItemForm formOf(const QByteArray &device)
@@ -146,21 +169,20 @@ WireLine parseLine(const QByteArray &line)
 
 WireReply parseReply(const QByteArray &reply)
 {
-    const QList<QByteArray> words = wordsOf(reply);
-    const QByteArray first = words.value(0);
     WireReply parsed;
     parsed.items = reply.count(' ') + 1;
-    if (words.size() == 2 && first == "CC" && isNumber(words.at(1), 2, 3)) {
-        parsed.kind = ReplyKind::Opened;
-    } else if (words.size() == 1 && (first == "CF" || first == "OK")) {
-        parsed.kind = first == "CF" ? ReplyKind::Closed : ReplyKind::Accepted;
-    } else if (words.size() == 1 && hasForm(first, "Ed")) {
-        parsed.kind = ReplyKind::Refused;
-        parsed.errorDigit = first.at(1);
+    if (!reply.endsWith(END))
+        return parsed;
+    const char *begin = reply.constBegin();
+    const char *end = reply.constEnd() - qstrlen(END);
+    for (const auto &row : REPLIES) {
+        if (hasForm(begin, end, row.characters))
+            parsed.kind = row.kind;
     }
+    if (parsed.kind == ReplyKind::Refused)
+        parsed.errorDigit = begin[1];
     for (const auto &row : ITEMS) {
-        const auto fits = [&row](const QByteArray &item) { return hasForm(item, row.characters); };
-        if (words.isEmpty() || !std::all_of(words.begin(), words.end(), fits))
+        if (!allHaveForm(begin, end, row.characters))
             continue;
         parsed.kind = ReplyKind::Items;
         parsed.form = row.form;
