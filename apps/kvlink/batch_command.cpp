@@ -3,6 +3,7 @@
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_options.h"
+#include "apps/kvlink/json_output.h"
 #include "apps/standard_streams.h"
 #include "items/item_writer.h"
 #include "items/named_items.h"
@@ -12,8 +13,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonObject>
 #include <QtCore/QTextStream>
 
 #include <cerrno>
@@ -176,19 +175,15 @@ bool Batch::answer(int number, const BatchLine &line, const QVector<ItemResult> 
                    const Failure &failure)
 {
     const QString time = wallTime();
-    QJsonArray items;
+    QStringList items;
     for (int i = 0; i < results.size(); ++i)
-        items.append(
-            itemObject({line.items.at(i), results.at(i), time, false, true, false, false}));
+        items += itemJson(line.items.at(i), results.at(i), time);
     const QString error =
         failure ? failure.text() : failureTexts(line.items, results).join(QLatin1String("; "));
     const Status status = failure ? failure.status() : statusOf(results);
-    QJsonObject object;
-    object.insert(QLatin1String("line"), number);
-    object.insert(QLatin1String("status"), QLatin1String(statusName(status)));
-    object.insert(QLatin1String("error"), error.isEmpty() ? QJsonValue() : QJsonValue(error));
-    object.insert(QLatin1String("items"), items);
-    m_out << asciiJson(object) << '\n';
+    m_out << "{\"error\":" << (error.isEmpty() ? QString::fromLatin1("null") : jsonText(error))
+          << ",\"items\":[" << items.join(QLatin1Char(',')) << "],\"line\":" << number
+          << ",\"status\":\"" << statusName(status) << "\"}\n";
     m_out.flush();
     return status == StatusGood;
 }

@@ -1,53 +1,37 @@
 #include "apps/kvlink/item_output.h"
 
+#include "apps/kvlink/json_output.h"
 #include "apps/kvlink/metric_output.h"
 #include "items/csv_records.h"
 #include "runtime/escaped_text.h"
 
 #include <CLI/CLI.hpp>
 
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonObject>
+#include <QtCore/QStringBuilder>
 #include <QtCore/QTextStream>
 
 #include <algorithm>
-#include <cmath>
 
 namespace
 {
 
-QJsonValue jsonValue(const Item &item, const QString &text)
-{
-    switch (item.type) {
-    case ItemType::Hex:
-    case ItemType::Bin:
-        return text;
-    case ItemType::String:
-        return plainText(text);
-    default:
-        if (item.type != ItemType::F32 && !item.tag.isScaled())
-            return text.toLongLong();
-        return std::isfinite(text.toDouble()) ? QJsonValue(text.toDouble()) : QJsonValue(text);
-    }
-}
-
-QJsonValue textOrNull(const QString &text)
-{
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
-}
-
 QString csvValue(const Item &item, const QString &value)
 {
-    const QString text = shownValue(item, value);
-    return item.type == ItemType::String ? csvText(text) : csvField(text);
+    return item.type == ItemType::String ? csvText(shownValue(item, value)) : value;
 }
 
-void printNamed(const ItemRecord &record, QTextStream &out)
+// A name and its values have a blank between them, as a time and a name have.
+QVector<QStringList> textRowParts(const QVector<Item> &items)
 {
-    if (!record.time.isEmpty())
-        out << record.time << ' ';
-    out << nameWithLink(record.item) << ' ' << shownWithUnit(record.item, record.result.values)
-        << '\n';
+    QVector<QStringList> parts;
+    for (const Item &item : items)
+        parts += QStringList(nameWithLink(item) + QLatin1Char(' '));
+    return parts;
+}
+
+QString spacedTime(const QString &time)
+{
+    return time.isEmpty() ? time : time + QLatin1Char(' ');
 }
 
 // The user knows the values given on the command line.
@@ -56,35 +40,22 @@ bool isNews(const ItemRecord &record)
     return record.item.values.isEmpty() && record.result.failure.isGood();
 }
 
-void printValues(const ItemRecord &record, QTextStream &out)
+void printValues(const ItemRecord &record, QString *rows)
 {
     for (int i = 0; isNews(record) && i < record.result.values.size(); ++i)
-        out << shownValue(record.item, record.result.values.at(i)) << '\n';
+        *rows += shownValue(record.item, record.result.values.at(i)) % QLatin1Char('\n');
 }
 
-void printText(const ItemRecord &record, QTextStream &out)
+void printText(const ItemRecord &record, QString *rows)
 {
     if (!isNews(record))
         return;
+    const QStringList &values = record.result.values;
     if (record.isNamed)
-        printNamed(record, out);
-    for (int i = 0; !record.isNamed && i < record.result.values.size(); ++i)
-        out << shownWithUnit(record.item, record.result.values.mid(i, 1)) << '\n';
-}
-
-void printJson(const ItemRecord &record, QTextStream &out)
-{
-    out << (record.isFirst ? "[\n" : ",\n") << asciiJson(itemObject(record));
-}
-
-void finishJson(QTextStream &out)
-{
-    out << "\n]\n";
-}
-
-void printJsonLine(const ItemRecord &record, QTextStream &out)
-{
-    out << asciiJson(itemObject(record)) << '\n';
+        *rows += record.time % record.parts.first() % shownWithUnit(record.item, values) %
+                 QLatin1Char('\n');
+    for (int i = 0; !record.isNamed && i < values.size(); ++i)
+        *rows += shownWithUnit(record.item, values.mid(i, 1)) % QLatin1Char('\n');
 }
 
 bool hasTags(const QVector<Item> &items)
@@ -106,24 +77,43 @@ QString csvHeader(const QVector<Item> &items)
              QLatin1String(hasLinks(items) ? ",link" : ""));
 }
 
-void printCsv(const ItemRecord &record, QTextStream &out)
+// What stands behind the error, in front of a value that is missing, and in front of each value.
+enum CsvPart { CsvEnd, BeforeNoValue, BeforeValues };
+
+QVector<QStringList> csvRowParts(const QVector<Item> &items)
 {
-    const Item &item = record.item;
-    QString more;
-    if (record.hasTags)
-        more = QString::fromLatin1(",%1,%2").arg(item.tag.name, csvText(item.tag.unit));
-    if (record.hasLinks)
-        more += QLatin1Char(',') + csvText(item.link);
-    const ItemResult &result = record.result;
-    const QString start =
-        QString::fromLatin1("%1,%2,%3,").arg(record.time, item.address, itemTypeName(item.type));
-    const QString end = QString::fromLatin1(",%1,%2%3\n")
-                            .arg(QLatin1String(statusName(result.failure.status())),
-                                 csvField(result.failure.text()), more);
-    for (int i = 0; i < result.values.size(); ++i)
-        out << start << i << ',' << csvValue(item, result.values.at(i)) << end;
-    if (result.values.isEmpty())
-        out << start << ',' << end;
+    const bool areTagged = hasTags(items);
+    const bool areLinked = hasLinks(items);
+    QVector<QStringList> parts;
+    for (const Item &item : items) {
+        QString end;
+        if (areTagged)
+            end += QLatin1Char(',') % item.tag.name % QLatin1Char(',') % csvText(item.tag.unit);
+        if (areLinked)
+            end += QLatin1Char(',') % csvText(item.link);
+        const QString start =
+            QString::fromLatin1(",%1,%2,").arg(item.address, itemTypeName(item.type));
+        parts += QStringList{end + QLatin1Char('\n'), start + QLatin1Char(',')};
+        for (int i = 0; i < valueCount(item); ++i)
+            parts.last() += start + QString::number(i) + QLatin1Char(',');
+    }
+    return parts;
+}
+
+void printCsv(const ItemRecord &record, QString *rows)
+{
+    const QStringList &values = record.result.values;
+    const Failure &failure = record.result.failure;
+    const QLatin1String status(statusName(failure.status()));
+    const QString error = failure ? csvField(failure.text()) : QString();
+    const auto append = [&](const QString &start, const QString &value) {
+        *rows += record.time % start % value % QLatin1Char(',') % status % QLatin1Char(',') %
+                 error % record.parts.at(CsvEnd);
+    };
+    for (int i = 0; i < values.size(); ++i)
+        append(record.parts.at(BeforeValues + i), csvValue(record.item, values.at(i)));
+    if (values.isEmpty())
+        append(record.parts.at(BeforeNoValue), QString());
 }
 
 // DM100:hex[2] has the columns DM100:hex and DM101:hex. Where several values share an address, or
@@ -155,63 +145,54 @@ QString wideCsvHeader(const QVector<Item> &items)
     return header + QLatin1String(",status,error\n");
 }
 
+// What stands between the time and the cells of a sample that begins with the item.
+QVector<QStringList> wideCsvRowParts(const QVector<Item> &items)
+{
+    const bool areLinked = hasLinks(items);
+    QVector<QStringList> parts;
+    for (const Item &item : items)
+        parts += QStringList(areLinked ? QLatin1Char(',') + csvText(item.link) : QString());
+    return parts;
+}
+
 // The cells of other links are empty.
-void printWideCsv(const ItemSample &sample, QTextStream &out)
+void printWideCsv(const ItemSample &sample, QString *rows)
 {
     const QVector<Item> &items = sample.items;
-    out << sample.time;
-    if (hasLinks(items))
-        out << ',' << csvText(items.at(sample.first).link);
+    const QVector<ItemResult> &results = sample.results;
+    *rows += sample.time % sample.parts.at(sample.first).first();
     for (int i = 0; i < items.size(); ++i) {
-        const QStringList values = sample.results.value(i - sample.first).values;
+        const QStringList values = results.value(i - sample.first).values;
         for (int j = 0; j < valueCount(items.at(i)); ++j)
-            out << ',' << csvValue(items.at(i), values.value(j));
+            *rows += QLatin1Char(',') % csvValue(items.at(i), values.value(j));
     }
-    const QStringList failures =
-        failureTexts(items.mid(sample.first, sample.results.size()), sample.results);
-    out << ',' << statusName(statusOf(sample.results)) << ','
-        << csvField(failures.join(QLatin1String("; "))) << '\n';
+    const QStringList failures = failureTexts(items.mid(sample.first, results.size()), results);
+    *rows += QLatin1Char(',') % QLatin1String(statusName(statusOf(results))) % QLatin1Char(',') %
+             csvField(failures.join(QLatin1String("; "))) % QLatin1Char('\n');
 }
 
 // The first is the default.
 const OutputFormat FORMATS[] = {
-    // name, is for people, is a live table, no rows, header, print, print sample, finish, print
-    // table
-    {"text", true, true, "", nullptr, printText, nullptr, nullptr, printTextTable},
-    {"json", false, false, "[]\n", nullptr, printJson, nullptr, finishJson, printJsonTable},
-    {"jsonl", false, false, "", nullptr, printJsonLine, nullptr, nullptr, nullptr},
-    {"csv", false, false, "", csvHeader, printCsv, nullptr, nullptr, printCsvTable},
-    {"csv-wide", false, false, "", wideCsvHeader, nullptr, printWideCsv, nullptr, nullptr},
-    {"influx", false, false, "", nullptr, printInfluxLine, nullptr, nullptr, nullptr},
-    {"prometheus", false, false, "", nullptr, nullptr, printPrometheusSample, nullptr, nullptr},
-    {"value", true, false, "", nullptr, printValues, nullptr, nullptr, nullptr},
+    // name, is for people, is a live table, no rows, header, row parts, time, print, print sample,
+    // end, print table
+    {"text", true, true, "", nullptr, textRowParts, spacedTime, printText, nullptr, nullptr,
+     printTextTable},
+    {"json", false, false, "[]\n", nullptr, jsonRowParts, jsonTime, printJson, nullptr, "\n]\n",
+     printJsonTable},
+    {"jsonl", false, false, "", nullptr, jsonRowParts, jsonTime, printJsonLine, nullptr, nullptr,
+     nullptr},
+    {"csv", false, false, "", csvHeader, csvRowParts, nullptr, printCsv, nullptr, nullptr,
+     printCsvTable},
+    {"csv-wide", false, false, "", wideCsvHeader, wideCsvRowParts, nullptr, nullptr, printWideCsv,
+     nullptr, nullptr},
+    {"influx", false, false, "", nullptr, influxRowParts, influxTime, printInfluxLine, nullptr,
+     nullptr, nullptr},
+    {"prometheus", false, false, "", nullptr, prometheusRowParts, nullptr, nullptr,
+     printPrometheusSample, nullptr, nullptr},
+    {"value", true, false, "", nullptr, nullptr, nullptr, printValues, nullptr, nullptr, nullptr},
 };
 
 } // namespace
-
-QJsonObject itemObject(const ItemRecord &record)
-{
-    const Item &item = record.item;
-    QJsonArray values;
-    for (const QString &value : record.result.values)
-        values.append(jsonValue(item, value));
-    QJsonObject object;
-    object.insert(QLatin1String("time"), textOrNull(record.time));
-    object.insert(QLatin1String("item"), item.text);
-    object.insert(QLatin1String("address"), item.address);
-    if (!item.link.isEmpty())
-        object.insert(QLatin1String("link"), item.link);
-    object.insert(QLatin1String("type"), itemTypeName(item.type));
-    object.insert(QLatin1String("values"), values);
-    if (!item.tag.name.isEmpty())
-        object.insert(QLatin1String("unit"), textOrNull(item.tag.unit));
-    object.insert(QLatin1String("operation"),
-                  QLatin1String(item.values.isEmpty() ? "read" : "write"));
-    object.insert(QLatin1String("status"),
-                  QLatin1String(statusName(record.result.failure.status())));
-    object.insert(QLatin1String("error"), textOrNull(record.result.failure.text()));
-    return object;
-}
 
 const char *statusName(Status status)
 {
@@ -316,19 +297,21 @@ CLI::Option *addFormatOption(CLI::App *command, const OutputFormat **format, Out
 
 ItemPrinter::ItemPrinter(QTextStream &out, const OutputFormat &format, const QVector<Item> &items,
                          bool hasHeader)
-    : m_out(out), m_format(format), m_items(items), m_hasTags(hasTags(items)),
-      m_hasLinks(hasLinks(items)), m_hasHeader(hasHeader), m_begun(false)
+    : m_out(out), m_format(format), m_items(items),
+      m_parts(format.rowParts ? format.rowParts(items) : QVector<QStringList>(items.size())),
+      m_hasHeader(hasHeader), m_begun(false)
 {}
 
 void ItemPrinter::print(const QVector<ItemResult> &results, const QString &time, int first)
 {
+    const QString shownTime = timeText(time);
     if (m_format.printSample) {
         begin();
-        m_format.printSample({m_items, first, results, time}, m_out);
-        return;
+        m_format.printSample({m_items, first, results, m_parts, shownTime}, &m_rows);
     }
-    for (int i = 0; i < results.size(); ++i)
-        printItem(first + i, results.at(i), time);
+    for (int i = 0; !m_format.printSample && i < results.size(); ++i)
+        appendItem(first + i, results.at(i), shownTime);
+    writeRows();
 }
 
 bool ItemPrinter::hasChanged(int item, const ItemResult &result) const
@@ -354,35 +337,48 @@ bool ItemPrinter::printChanges(const QVector<ItemResult> &results, const QString
             m_printed[first + i] = results.at(i);
         return true;
     }
+    const QString shownTime = timeText(time);
     for (const int i : qAsConst(changed)) {
-        printItem(first + i, results.at(i), time);
+        appendItem(first + i, results.at(i), shownTime);
         m_printed[first + i] = results.at(i);
     }
+    writeRows();
     return changed.size() == results.size();
+}
+
+QString ItemPrinter::timeText(const QString &time) const
+{
+    return m_format.timeText ? m_format.timeText(time) : time;
 }
 
 void ItemPrinter::begin()
 {
     if (!m_begun && m_hasHeader && m_format.header)
-        m_out << m_format.header(m_items);
+        m_rows += m_format.header(m_items);
     m_begun = true;
 }
 
-void ItemPrinter::printItem(int item, const ItemResult &result, const QString &time)
+void ItemPrinter::appendItem(int item, const ItemResult &result, const QString &time)
 {
-    const ItemRecord record = {
-        m_items.at(item), result,    time, !m_begun, m_items.size() > 1 || !time.isEmpty(),
-        m_hasTags,        m_hasLinks};
+    const ItemRecord record = {m_items.at(item), result,
+                               m_parts.at(item), time,
+                               !m_begun,         m_items.size() > 1 || !time.isEmpty()};
     begin();
-    m_format.print(record, m_out);
+    m_format.print(record, &m_rows);
+}
+
+void ItemPrinter::writeRows()
+{
+    m_out << m_rows;
+    m_rows.truncate(0); // and its room stays
 }
 
 void ItemPrinter::finish()
 {
     if (!m_begun)
         m_out << m_format.noRows;
-    else if (m_format.finish)
-        m_format.finish(m_out);
+    else if (m_format.end)
+        m_out << m_format.end;
     m_out.flush(); // a serial link may wait when it closes
 }
 

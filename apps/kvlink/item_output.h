@@ -16,18 +16,16 @@ class App;
 class Option;
 } // namespace CLI
 
-class QJsonObject;
 class QTextStream;
 
 /// One item of one sample, as it is printed.
 struct ItemRecord {
     const Item &item;
     const ItemResult &result;
-    QString time;  ///< when it was read or written (ISO 8601); empty for none
-    bool isFirst;  ///< of the output
-    bool isNamed;  ///< people need the item's name and its time: there are several, or samples
-    bool hasTags;  ///< whether an item of the output has a tag
-    bool hasLinks; ///< whether an item of the output names its link
+    const QStringList &parts; ///< of the item's rows, as the format has made them
+    const QString &time;      ///< when it was read or written, as the format writes it
+    bool isFirst;             ///< of the output
+    bool isNamed; ///< people need the item's name and its time: there are several, or samples
 };
 
 /// The items of one sample, as they are printed together.
@@ -35,7 +33,8 @@ struct ItemSample {
     const QVector<Item> &items; ///< of the output
     int first;                  ///< index of the item that the first result is of
     const QVector<ItemResult> &results;
-    QString time; ///< as of an item
+    const QVector<QStringList> &parts; ///< as of an item, of all items of the output
+    const QString &time;               ///< as of an item
 };
 
 /// A format of the output.
@@ -48,16 +47,22 @@ struct OutputFormat {
     /// The line in front of the first item; null where there is none.
     QString (*header)(const QVector<Item> &items);
 
-    void (*print)(const ItemRecord &record, QTextStream &out); ///< null: prints whole samples
+    /// The texts in the rows of each item that are the same in all samples, so that they are made
+    /// once; what each of them is, the format knows. Null where it has none.
+    QVector<QStringList> (*rowParts)(const QVector<Item> &items);
 
-    /// Prints all items of a sample as one row; null where items are printed one by one.
-    void (*printSample)(const ItemSample &sample, QTextStream &out);
-    void (*finish)(QTextStream &out); ///< called behind the last item; null where nothing follows
+    /// How the rows of a sample write its time (ISO 8601; empty for none); null: as it is.
+    QString (*timeText)(const QString &time);
+
+    /// Appends the rows of an item; null: prints whole samples.
+    void (*print)(const ItemRecord &record, QString *rows);
+
+    /// Appends all items of a sample as one row; null where items are printed one by one.
+    void (*printSample)(const ItemSample &sample, QString *rows);
+
+    const char *end; ///< stands behind the last item; null where nothing does
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
 };
-
-/// An item as JSON, with the members that kvlink(1), FORMATS, lists.
-QJsonObject itemObject(const ItemRecord &record);
 
 /// What programs call a status, such as no-reply.
 const char *statusName(Status status);
@@ -109,17 +114,19 @@ public:
     void finish();
 
 private:
-    void printItem(int item, const ItemResult &result, const QString &time);
+    void appendItem(int item, const ItemResult &result, const QString &timeText);
+    QString timeText(const QString &time) const;
     void begin();
+    void writeRows();
     bool hasChanged(int item, const ItemResult &result) const;
 
     QTextStream &m_out;
     const OutputFormat &m_format;
     const QVector<Item> m_items;
-    const bool m_hasTags;
-    const bool m_hasLinks;
+    const QVector<QStringList> m_parts; // of the rows, by item
     const bool m_hasHeader;
     bool m_begun;
+    QString m_rows;                  // of one sample, to be written at once
     QMap<int, ItemResult> m_printed; // by printChanges, by item
 };
 

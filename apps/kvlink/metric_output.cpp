@@ -5,7 +5,7 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QSet>
-#include <QtCore/QTextStream>
+#include <QtCore/QStringBuilder>
 
 #include <cmath>
 
@@ -60,10 +60,10 @@ double numberOf(const Item &item, const QString &value)
 QString influxField(const Item &item, const QString &index, const QString &value)
 {
     if (isText(item))
-        return QString::fromLatin1("text%1=%2").arg(index, influxText(plainText(value)));
-    const bool isAsPrinted = item.type == ItemType::F32 || item.tag.isScaled();
-    return QString::fromLatin1("value%1=%2")
-        .arg(index, isAsPrinted ? value : QString::number(numberOf(item, value), 'f', 0));
+        return QLatin1String("text") % index % QLatin1Char('=') % influxText(plainText(value));
+    const bool isOfDigits = item.type == ItemType::Hex || item.type == ItemType::Bin;
+    return QLatin1String("value") % index % QLatin1Char('=') %
+           (isOfDigits ? QString::number(numberOf(item, value), 'f', 0) : value);
 }
 
 QString prometheusLabel(const char *name, const QString &value)
@@ -86,22 +86,9 @@ QString prometheusLabels(const Item &item)
     return labels;
 }
 
-// A collector refuses a file that has the same series twice.
-QVector<int> differentItems(const QVector<Item> &items)
+QString prometheusNumber(const Item &item, const QString &value)
 {
-    QVector<int> different;
-    QSet<QString> seen;
-    for (int i = 0; i < items.size(); ++i) {
-        const QString labels = prometheusLabels(items.at(i));
-        if (!seen.contains(labels))
-            different += i;
-        seen.insert(labels);
-    }
-    return different;
-}
-
-QString prometheusNumber(double number)
-{
+    const double number = numberOf(item, value);
     if (std::isnan(number))
         return QLatin1String("NaN");
     if (std::isinf(number))
@@ -109,52 +96,82 @@ QString prometheusNumber(double number)
     return QString::number(number, 'g', 17);
 }
 
+void appendPrometheusValues(const Item &item, const QString &labels, const QStringList &values,
+                            QString *rows)
+{
+    for (int i = 0; i < values.size() && !isText(item); ++i) {
+        *rows += QLatin1String("kvlink_value{") % labels;
+        if (valueCount(item) > 1)
+            *rows += QLatin1Char(',') % prometheusLabel("index", QString::number(i));
+        *rows += QLatin1String("} ") % prometheusNumber(item, values.at(i)) % QLatin1Char('\n');
+    }
+}
+
 } // namespace
 
-void printInfluxLine(const ItemRecord &record, QTextStream &out)
+QVector<QStringList> influxRowParts(const QVector<Item> &items)
+{
+    QVector<QStringList> parts;
+    for (const Item &item : items)
+        parts += QStringList(QLatin1String("kvlink") % influxTag("item", item.text) %
+                             influxTag("address", item.address) % influxTag("link", item.link) %
+                             influxTag("unit", item.tag.unit) % QLatin1Char(' '));
+    return parts;
+}
+
+QString influxTime(const QString &time)
+{
+    const QDateTime parsed = QDateTime::fromString(time, Qt::ISODateWithMs);
+    return parsed.isValid()
+               ? QLatin1Char(' ') + QString::number(parsed.toMSecsSinceEpoch() * NS_PER_MS)
+               : QString();
+}
+
+void printInfluxLine(const ItemRecord &record, QString *rows)
 {
     const Item &item = record.item;
     const QStringList &values = record.result.values;
-    QStringList fields;
+    *rows += record.parts.first();
     for (int i = 0; i < values.size(); ++i) {
         // The protocol has no number for what is none.
         if (!isText(item) && !std::isfinite(numberOf(item, values.at(i))))
             continue;
         const QString index = valueCount(item) > 1 ? QString::number(i) : QString();
-        fields += influxField(item, index, values.at(i));
+        *rows += influxField(item, index, values.at(i)) % QLatin1Char(',');
     }
-    fields += QLatin1String("status=") +
-              influxText(QLatin1String(statusName(record.result.failure.status())));
-    if (record.result.failure)
-        fields += QLatin1String("error=") + influxText(record.result.failure.text());
-    out << "kvlink" << influxTag("item", item.text) << influxTag("address", item.address)
-        << influxTag("link", item.link) << influxTag("unit", item.tag.unit) << ' '
-        << fields.join(QLatin1Char(','));
-    const QDateTime time = QDateTime::fromString(record.time, Qt::ISODateWithMs);
-    if (time.isValid())
-        out << ' ' << time.toMSecsSinceEpoch() * NS_PER_MS;
-    out << '\n';
+    const Failure &failure = record.result.failure;
+    *rows +=
+        QLatin1String("status=\"") % QLatin1String(statusName(failure.status())) % QLatin1Char('"');
+    if (failure)
+        *rows += QLatin1String(",error=") % influxText(failure.text());
+    *rows += record.time % QLatin1Char('\n');
 }
 
-void printPrometheusSample(const ItemSample &sample, QTextStream &out)
+QVector<QStringList> prometheusRowParts(const QVector<Item> &items)
 {
-    const QVector<ItemResult> &results = sample.results;
-    const QVector<Item> items = sample.items.mid(sample.first, results.size());
-    out << "# HELP kvlink_up Whether the item could be read or written.\n"
-           "# TYPE kvlink_up gauge\n";
-    const QVector<int> series = differentItems(items);
-    for (const int i : series)
-        out << "kvlink_up{" << prometheusLabels(items.at(i)) << "} "
-            << (results.at(i).failure ? 0 : 1) << '\n';
-    out << "# HELP kvlink_value Value of the item.\n# TYPE kvlink_value gauge\n";
-    for (const int i : series) {
-        const Item &item = items.at(i);
-        const QStringList &values = results.at(i).values;
-        for (int j = 0; j < values.size() && !isText(item); ++j) {
-            out << "kvlink_value{" << prometheusLabels(item);
-            if (valueCount(item) > 1)
-                out << ',' << prometheusLabel("index", QString::number(j));
-            out << "} " << prometheusNumber(numberOf(item, values.at(j))) << '\n';
-        }
+    QVector<QStringList> parts;
+    QSet<QString> seen;
+    for (const Item &item : items) {
+        const QString labels = prometheusLabels(item);
+        parts += seen.contains(labels) ? QStringList() : QStringList(labels);
+        seen.insert(labels);
+    }
+    return parts;
+}
+
+void printPrometheusSample(const ItemSample &sample, QString *rows)
+{
+    *rows += QLatin1String("# HELP kvlink_up Whether the item could be read or written.\n"
+                           "# TYPE kvlink_up gauge\n");
+    for (int i = 0; i < sample.results.size(); ++i) {
+        for (const QString &labels : sample.parts.at(sample.first + i))
+            *rows += QLatin1String("kvlink_up{") % labels %
+                     QLatin1String(sample.results.at(i).failure ? "} 0\n" : "} 1\n");
+    }
+    *rows += QLatin1String("# HELP kvlink_value Value of the item.\n# TYPE kvlink_value gauge\n");
+    for (int i = 0; i < sample.results.size(); ++i) {
+        for (const QString &labels : sample.parts.at(sample.first + i))
+            appendPrometheusValues(sample.items.at(sample.first + i), labels,
+                                   sample.results.at(i).values, rows);
     }
 }

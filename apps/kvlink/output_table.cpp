@@ -9,6 +9,8 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTextStream>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -18,6 +20,19 @@ QString cell(const QJsonValue &value)
         return QLatin1String(value.toBool() ? "yes" : "no");
     const QString text = printableText(value.toVariant().toString());
     return text.isEmpty() ? QString(QLatin1Char('-')) : text;
+}
+
+// Outside strings JSON is ASCII, and inside them it can be.
+QString asciiJson(const QJsonDocument &document)
+{
+    QString ascii;
+    for (const QChar c : QString::fromUtf8(document.toJson(QJsonDocument::Compact))) {
+        if (c.unicode() < 0x7F)
+            ascii += c;
+        else
+            ascii += QString::fromLatin1("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+    }
+    return ascii;
 }
 
 } // namespace
@@ -69,15 +84,19 @@ void printCsvTable(const OutputTable &table, QTextStream &out)
     }
 }
 
-// Outside strings JSON is ASCII, and inside them it can be.
 QString asciiJson(const QJsonObject &object)
 {
-    QString ascii;
-    for (const QChar c : QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact))) {
-        if (c.unicode() < 0x7F)
-            ascii += c;
-        else
-            ascii += QString::fromLatin1("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-    }
-    return ascii;
+    return asciiJson(QJsonDocument(object));
+}
+
+QString jsonText(const QString &text)
+{
+    const bool isPlain = std::all_of(text.begin(), text.end(), [](QChar c) {
+        return c.unicode() >= 0x20 && c.unicode() < 0x7F && c != QLatin1Char('"') &&
+               c != QLatin1Char('\\');
+    });
+    if (isPlain)
+        return QLatin1Char('"') + text + QLatin1Char('"');
+    const QString array = asciiJson(QJsonDocument(QJsonArray{text}));
+    return array.mid(1, array.size() - 2);
 }

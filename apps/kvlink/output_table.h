@@ -33,4 +33,7 @@ void printCsvTable(const OutputTable &table, QTextStream &out);
 /// An object as JSON on one line, in ASCII: the output may have any encoding.
 QString asciiJson(const QJsonObject &object);
 
+/// The same of a text, in its quotes.
+QString jsonText(const QString &text);
+
 #endif

@@ -57,7 +57,7 @@ Failure SampleOutput::open()
 Failure SampleOutput::openSpool()
 {
     const OutputFormat &format = *m_options.items.format;
-    if (format.header || format.finish || !format.print)
+    if (format.header || format.end || !format.print)
         return wrongFormat("--spool", format, "of which no row stands alone");
     m_spool.reset(new SpoolDelivery(m_options.spool, reportOfSpool));
     return m_spool->open();
@@ -66,7 +66,7 @@ Failure SampleOutput::openSpool()
 Failure SampleOutput::openLog()
 {
     const OutputFormat &format = *m_options.items.format;
-    if (format.finish)
+    if (format.end)
         return wrongFormat("--output", format, "which ends only with its last sample");
     const QByteArray header = format.header ? format.header(m_items).toUtf8() : QByteArray();
     m_log.reset(

@@ -91,6 +91,8 @@ const KvlinkRun RUNS[] = {
      "{ANY\"values\":[4660,255]},\n{ANY\"values\":[\"\\u00e4\"]},\n{\"address\":\"DM70000\","
      "\"error\":\"error reply \\\"E0\\\"ANY\"status\":\"plc-error\",ANY\"values\":[]}\n]\n",
      "DM70000: error reply"},
+    {"PLC write DM310:f32=-1e19,2e19 DM314:f32=1e-5 --format jsonl", 0,
+     "ANY\"values\":[-10000000000000000000,2e+19]}\nANY\"values\":[1e-05]}\n", ""},
     {"list-ports --format json", 0, "[ALL]\n", ""},
     // Requests.
     {"PLC --trace read DM100 DM105", 0, "DM100 4660\nDM105 4779\n", "> RDS DM00100.H 6\\r\\n"},
@@ -302,6 +304,20 @@ private slots:
         const QByteArray line(row.name + 1);
         QCOMPARE(lineMeaning(*row.name, line + "\r\n"), row.meaning);
         QCOMPARE(lineMeaning(*row.name, line + '\r'), QString("no line end"));
+    }
+
+    void tellsTheOffsetOfTheZone()
+    {
+        const QByteArray before = qgetenv("TZ");
+        for (const char *zone : {"IST-5:30=+05:30", "NST3:30=-03:30", "UTC0=+00:00"}) {
+            const QList<QByteArray> parts = QByteArray(zone).split('=');
+            qputenv("TZ", parts.first());
+            const QString time = wallTime();
+            QVERIFY2(time.endsWith(parts.last()), qPrintable(time));
+            const qint64 ms = QDateTime::fromString(time, Qt::ISODateWithMs).toMSecsSinceEpoch();
+            QVERIFY(qAbs(QDateTime::currentMSecsSinceEpoch() - ms) < 1000);
+        }
+        before.isNull() ? qunsetenv("TZ") : qputenv("TZ", before);
     }
 
     // After the tick at 500 ms, every 100 ms.
