@@ -115,16 +115,18 @@ bool takeReportRequest()
 
 bool waitForStop(qint64 ms, const std::function<void()> &report)
 {
+    if (ms <= 0 && !report)
+        return stopRequested();
     QElapsedTimer waiting;
     waiting.start();
-    for (qint64 left = ms; left > 0 && !stopRequested(); left = ms - waiting.elapsed()) {
+    qint64 left = ms;
+    do {
         pollfd ends[] = {{wakeUp[0], POLLIN, 0}, {reports[0], POLLIN, 0}};
-        poll(ends, report ? 2 : 1, static_cast<int>(qMin<qint64>(left, 60000)));
-        if (report && takeReportRequest())
+        poll(ends, report ? 2 : 1, static_cast<int>(qBound<qint64>(0, left, 60000)));
+        if (report && ends[1].revents != 0 && takeReportRequest())
             report();
-    }
-    if (report && takeReportRequest())
-        report();
+        left = ms - waiting.elapsed();
+    } while (left > 0 && !stopRequested());
     return stopRequested();
 }
 

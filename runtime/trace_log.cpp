@@ -5,8 +5,11 @@
 #include "runtime/whole_file.h"
 #include "runtime/wire_line.h"
 
-#include <QtCore/QDateTime>
 #include <QtCore/QRegularExpression>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
 
 namespace
 {
@@ -106,10 +109,19 @@ QString replyMeaning(const WireReply &reply)
 
 QString wallTime()
 {
-    const QDateTime now = QDateTime::currentDateTime();
-    QString text = now.toOffsetFromUtc(now.offsetFromUtc()).toString(Qt::ISODateWithMs);
+    timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    tzset(); // the zone may have changed since
+    tm local;
+    localtime_r(&now.tv_sec, &local);
+    const long offset = std::labs(local.tm_gmtoff) / 60;
+    char text[48];
     // All times of a log have the same width.
-    return text.replace(QLatin1Char('Z'), QLatin1String("+00:00"));
+    const int length = std::snprintf(
+        text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03ld%c%02ld:%02ld", local.tm_year + 1900,
+        local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+        now.tv_nsec / 1000000, local.tm_gmtoff < 0 ? '-' : '+', offset / 60, offset % 60);
+    return QString::fromLatin1(text, qMin<int>(length, sizeof text - 1));
 }
 
 QString lineMeaning(char direction, const QByteArray &line)

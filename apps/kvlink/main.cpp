@@ -9,11 +9,20 @@
 
 #include <cstdio>
 
+namespace
+{
+
+// Room for the rows of a sample, which are then one system call.
+char outBuffer[65536];
+
+} // namespace
+
 int main(int argc, char **argv)
 {
     keepStandardStreams();
     QCoreApplication application(argc, argv);
     keepUndecodedBytes();
+    std::setvbuf(stdout, outBuffer, _IOFBF, sizeof outBuffer);
     QTextStream out(stdout);
     QTextStream err(stderr);
     for (QTextStream *stream : {&out, &err})
