@@ -138,10 +138,9 @@ void BridgeServer::accept(QTcpSocket *socket)
         Qt::QueuedConnection);
 }
 
-void BridgeServer::serve()
+void BridgeServer::wait()
 {
     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    m_wire.work();
 }
 
 // The wire is waited for here, and not in the event loop, as each exchange does it: the loop's own

@@ -57,11 +57,19 @@ public:
     /// Where it listens, HOST:PORT with the port in use. Requires: `start` succeeded.
     QString place() const;
 
-    /// Waits for events of the thread, and does what they ask for; to be called again and again.
-    void serve();
+    /// Waits for events of the thread, and does what they ask for; to be called again and again, each
+    /// time with `work` behind it.
+    void wait();
 
-    /// Time has passed; to be called some times a second, also during `serve`.
+    /// Does what the events have brought for the wire, and meanwhile what other events ask for.
+    void work() { m_wire.work(); }
+
+    /// Time has passed; to be called some times a second, also during `work`, or when `restMs` is
+    /// over.
     void tick();
+
+    /// How long no `tick` changes anything, in milliseconds, if no event comes; 0 for not at all.
+    qint64 restMs() const { return m_turns.restMs(m_clock.elapsed()); }
 
     /// Accepts nobody any more, and ends the running turn after its exchange.
     void stop();

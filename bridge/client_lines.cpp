@@ -22,9 +22,8 @@ const char *ClientLines::add(const QByteArray &bytes, qint64 nowMs)
 
 const char *ClientLines::check(qint64 nowMs) const
 {
-    return !m_begun.isEmpty() && nowMs - m_begunMs > MAX_LINE_MS
-               ? "it did not end its line within 20 s"
-               : nullptr;
+    return hasBegun() && nowMs - m_begunMs > MAX_LINE_MS ? "it did not end its line within 20 s"
+                                                         : nullptr;
 }
 
 void ClientLines::append(const QByteArray &line)

@@ -31,6 +31,9 @@ public:
     /// @return why the client is to be dropped at that time; null for no reason
     const char *check(qint64 nowMs) const;
 
+    /// Whether a line has begun that has no end yet, so that its time runs.
+    bool hasBegun() const { return !m_begun.isEmpty(); }
+
     bool isEmpty() const { return m_lines.isEmpty(); }
 
     /// The oldest line with its end. Requires: one waits, as for `take`.

@@ -1,5 +1,7 @@
 #include "bridge/turn_keeper.h"
 
+#include <limits>
+
 namespace
 {
 
@@ -241,6 +243,17 @@ void TurnKeeper::tick(qint64 nowMs)
         cut();
     }
     advance(nowMs);
+}
+
+qint64 TurnKeeper::restMs(qint64 nowMs) const
+{
+    qint64 endMs = std::numeric_limits<qint64>::max();
+    for (const Client &client : m_clients) {
+        if (client.lines.hasBegun())
+            return 0;
+        endMs = qMin(endMs, client.latestMs + m_settings.clientIdleMs + 1);
+    }
+    return m_isTurn || !m_queue.isEmpty() ? 0 : qMax<qint64>(0, endMs - nowMs);
 }
 
 QString TurnKeeper::whyDrop(int client, qint64 nowMs) const

@@ -87,8 +87,13 @@ public:
     /// @param isReached false when the port was down, so that nothing is known of the station
     void done(ExchangeEnd end, bool isReached, qint64 nowMs);
 
-    /// Time has passed; to be called some times a second.
+    /// Time has passed; to be called some times a second, or when `restMs` is over.
     void tick(qint64 nowMs);
+
+    /// How long no `tick` changes anything, in milliseconds, if nothing else is called meanwhile; 0
+    /// while a turn runs, or a client waits or is in the middle of a line. The longest one without
+    /// clients.
+    qint64 restMs(qint64 nowMs) const;
 
     /// Begins no further turn, and ends a running one after its exchange.
     void stop(qint64 nowMs);

@@ -26,6 +26,8 @@ public:
     /// Takes a client out, if it waits.
     void leave(int client);
 
+    bool isEmpty() const { return m_places.isEmpty(); }
+
     /// Takes out the client whose turn it is. @param nowMs of a monotonic clock
     /// @return 0 when none waits whose station may be asked
     int take(qint64 nowMs);

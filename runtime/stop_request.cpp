@@ -113,6 +113,16 @@ bool takeReportRequest()
     return isRequested;
 }
 
+int stopDescriptor()
+{
+    return wakeUp[0];
+}
+
+int reportDescriptor()
+{
+    return reports[0];
+}
+
 bool waitForStop(qint64 ms, const std::function<void()> &report)
 {
     if (ms <= 0 && !report)

@@ -28,6 +28,13 @@ qint64 msSinceStop();
 /// for an interim line. Of several threads one gets it.
 bool takeReportRequest();
 
+/// A descriptor that can be read from then on when a stop was asked for; nothing is to be read.
+/// Requires: `watchStopSignals` succeeded, as for the next one.
+int stopDescriptor();
+
+/// A descriptor that can be read until `takeReportRequest` takes a request.
+int reportDescriptor();
+
 /// Waits for a stop signal.
 /// @param ms     at most so long, in milliseconds; 0 or less does not wait
 /// @param report prints the interim line: is called for a report request, also for one that came

@@ -7,6 +7,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QSocketNotifier>
 #include <QtCore/QTextStream>
 #include <QtCore/QTimer>
 
@@ -15,8 +16,11 @@
 namespace
 {
 
-// A stop signal waits for so long, and the times of the turns are kept so exactly.
+// The times of the turns are kept so exactly.
 const int TICK_MS = 100;
+
+// Without anything to do, the timer rests for so long at most: it takes no longer times.
+const qint64 LONGEST_REST_MS = 24 * 60 * 60 * 1000;
 
 void say(QTextStream &err, const QString &text)
 {
@@ -71,37 +75,84 @@ public:
         m_clock.start();
     }
 
+    // Until the next `tick` that does something.
+    qint64 restMs() const
+    {
+        return m_intervalMs == 0 ? LONGEST_REST_MS : m_intervalMs - m_clock.elapsed();
+    }
+
 private:
     qint64 m_intervalMs; // 0 for no watchdog
     QElapsedTimer m_clock;
 };
 
+// Lets time pass for the bridge: some times a second while there is anything to do, and else only
+// when its time has come.
+class Ticks
+{
+public:
+    Ticks(BridgeServer &server, MetricsServer &metrics) : m_server(server), m_metrics(metrics)
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { tick(); });
+        m_timer.start(TICK_MS);
+    }
+
+    // Waits for events; to be called before the work that they ask for.
+    void wait()
+    {
+        m_hasTicked = false;
+        m_server.wait();
+        const qint64 restMs = m_hasTicked ? qMin(m_server.restMs(), m_watchdog.restMs()) : 0;
+        const int intervalMs = static_cast<int>(qBound<qint64>(TICK_MS, restMs, LONGEST_REST_MS));
+        if (intervalMs == m_timer.interval())
+            return;
+        m_timer.start(intervalMs);
+        m_metrics.update(m_server.statistics()); // which stay so in the rest
+    }
+
+private:
+    void tick()
+    {
+        m_hasTicked = true;
+        m_server.tick();
+        m_watchdog.tick();
+        m_metrics.update(m_server.statistics());
+    }
+
+    BridgeServer &m_server;
+    MetricsServer &m_metrics;
+    Watchdog m_watchdog;
+    QTimer m_timer;
+    bool m_hasTicked = false; // in the latest wait
+};
+
 // Serves with a started bridge, until a signal ends it.
 void serve(BridgeServer &server, MetricsServer &metrics, QTextStream &err)
 {
-    QTimer timer;
-    Watchdog watchdog;
+    Ticks ticks(server, metrics);
+    QSocketNotifier stops(stopDescriptor(), QSocketNotifier::Read);
+    QSocketNotifier reports(reportDescriptor(), QSocketNotifier::Read);
     bool isStopping = false;
     const auto report = [&] {
         for (const QString &line : statisticsText(server.statistics()))
             say(err, line);
     };
-    QObject::connect(&timer, &QTimer::timeout, [&] {
-        server.tick();
-        watchdog.tick();
-        metrics.update(server.statistics());
+    QObject::connect(&reports, &QSocketNotifier::activated, [&] {
         if (takeReportRequest())
             report();
-        if (stopRequested() && !isStopping) {
-            isStopping = true;
-            sd_notify(0, "STOPPING=1");
-            server.stop();
-        }
     });
-    timer.start(TICK_MS);
+    QObject::connect(&stops, &QSocketNotifier::activated, [&] {
+        stops.setEnabled(false); // it can be read for good
+        isStopping = true;
+        sd_notify(0, "STOPPING=1");
+        server.stop();
+    });
     sd_notify(0, "READY=1");
-    while (!isStopping || !server.isAtRest())
-        server.serve();
+    while (!isStopping || !server.isAtRest()) {
+        ticks.wait();
+        server.work();
+    }
     report();
 }
 

@@ -9,8 +9,8 @@ namespace
 {
 
 // Steps: "1:TEXT" client 1 sends a line, "1*N" sends N bytes without an end, "1-" it has gone,
-// "=TEXT" the wire got that reply, "=" none, "=!" the port is down, "+N" N ms pass, "stop". What is
-// done: ">TEXT" a line for the wire, ">" only a rest, "1<TEXT" an answer, "1x" a client is dropped,
+// "=TEXT" the wire got that reply, "=" none, "=!" the port is down, "+N" N ms pass, "?" how long
+// nothing happens by itself, "stop". What is done: ">TEXT" a line for the wire, ">" only a rest, "1<TEXT" an answer, "1x" a client is dropped,
 // "1!" a remark on it. Clients 1 to 3 are there from the start.
 const struct {
     const char *name;
@@ -54,6 +54,8 @@ const struct {
     {"lines without waiting",
      "1:CQ|2*16000|2:|2*16000|2:|2*16000|2:|2*16000|2:|2*2000|2:", ">CQ|2x"},
     {"clients that send nothing", "+600000|1:CQ|+1", ">CQ|2x|3x"},
+    {"rests unless time runs", "?|1*1|?|1-|?|2:CQ|?|=CF|+1000|?|3:CQ|?",
+     "?600001|?0|?600001|>CQ|?0|2<CF|?599001|>CQ|?0"},
     {"a stop ends a turn", "1:CR 00|2:CR 00|=CC 00|1:ST T1|stop|=OK|=CF|3:CQ",
      ">CR 00|1<CC 00|>ST T1|1<OK|>CQ"},
     {"read-only: refuses in order",
@@ -171,11 +173,21 @@ private:
         else if (kind == '-')
             m_keeper.gone(client, m_nowMs);
         else if (kind == '+')
-            m_keeper.tick(m_nowMs += step.toInt());
+            pass(step.toInt());
+        else if (kind == '?')
+            m_done += QString("?%1").arg(m_keeper.restMs(m_nowMs));
         else if (kind == 's')
             m_keeper.stop(m_nowMs);
         else
             reply(line == "\r\n" || line == "!\r\n" ? QByteArray() : line, line != "!\r\n");
+    }
+
+    void pass(int ms)
+    {
+        const bool isRest = ms < m_keeper.restMs(m_nowMs);
+        const int before = m_done.size();
+        m_keeper.tick(m_nowMs += ms);
+        QVERIFY(!isRest || m_done.size() == before);
     }
 
     void reply(const QByteArray &reply, bool isReached)
