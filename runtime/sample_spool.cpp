@@ -41,7 +41,8 @@ QString connectionOf(const void *end)
 } // namespace
 
 SampleSpool::SampleSpool(const QString &file, qint64 maxBytes)
-    : m_file(file), m_maxBytes(maxBytes), m_lock(-1), m_counts(), m_last(0), m_given(0)
+    : m_file(file), m_maxBytes(maxBytes), m_lock(-1), m_isWoken(false), m_counts(), m_last(0),
+      m_given(0)
 {}
 
 SampleSpool::~SampleSpool()
@@ -222,6 +223,13 @@ Failure SampleSpool::makeRoom(QSqlDatabase &database, qint64 bytes, SpoolCounts 
                              {m_given, last});
 }
 
+void SampleSpool::wake()
+{
+    const QMutexLocker locker(&m_mutex);
+    m_isWoken = true;
+    m_hasMore.wakeAll();
+}
+
 SpoolCounts SampleSpool::counts() const
 {
     const QMutexLocker locker(&m_mutex);
@@ -252,8 +260,9 @@ Failure SpoolReader::next(qint64 maxBytes, int waitMs, QVector<SpooledSample> *s
 {
     const QMutexLocker locker(&m_spool.m_mutex);
     samples->clear();
-    if (m_spool.m_given == m_spool.m_last)
+    if (m_spool.m_given == m_spool.m_last && !m_spool.m_isWoken)
         m_spool.m_hasMore.wait(&m_spool.m_mutex, static_cast<unsigned long>(waitMs));
+    m_spool.m_isWoken = false;
     if (m_spool.m_given == m_spool.m_last)
         return Failure();
     Failure failure = m_database.isOpen() ? Failure() : open();

@@ -43,6 +43,9 @@ public:
     /// @return StatusOpen when it cannot be written; then the spool is as it was
     Failure append(const QByteArray &rows);
 
+    /// Ends a wait of the reader, the present one or the next, without samples. Any thread may call.
+    void wake();
+
     /// From any thread.
     SpoolCounts counts() const;
 
@@ -67,6 +70,7 @@ private:
     mutable QMutex m_mutex; // of all below, and of writing
     QStringList m_connections;
     QWaitCondition m_hasMore;
+    bool m_isWoken; // and has not noticed it yet
     SpoolCounts m_counts;
     qint64 m_last;  // number of the newest sample
     qint64 m_given; // of the newest one that the reader has got
@@ -83,7 +87,7 @@ public:
     /// Waits for samples behind those that it gave before, and gives them. They stay in the spool.
     /// @param maxBytes of their rows; one sample may have more
     /// @param waitMs   at most so long, in milliseconds
-    /// @param samples  gets them in order; none after that time
+    /// @param samples  gets them in order; none after that time or `wake`
     /// @return StatusOpen when the file cannot be read
     Failure next(qint64 maxBytes, int waitMs, QVector<SpooledSample> *samples);
 

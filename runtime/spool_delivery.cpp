@@ -18,6 +18,9 @@ const int COMMAND_TIMEOUT_MS = 60000;
 const int FIRST_LOOK_MS = 1;
 const int LAST_LOOK_MS = 100;
 
+// How soon a reader that has gone is noticed while there is nothing to give.
+const int REST_LOOK_MS = 1000;
+
 // The waits between the tries of a command.
 const int FIRST_TRY_MS = 1000;
 const int LAST_TRY_MS = 60000;
@@ -80,6 +83,7 @@ void SpoolDelivery::demand(std::atomic<bool> *flag)
     const QMutexLocker locker(&m_pausing);
     *flag = true;
     m_wakeUp.wakeAll();
+    m_spool.wake();
 }
 
 QString SpoolDelivery::summary() const
@@ -122,7 +126,7 @@ void SpoolDelivery::run()
 Failure SpoolDelivery::fetch(SpoolReader *reader)
 {
     QVector<SpooledSample> samples;
-    const qint64 waitMs = m_onTheirWay.isEmpty() ? LAST_LOOK_MS : m_idle.take();
+    const qint64 waitMs = m_onTheirWay.isEmpty() ? REST_LOOK_MS : m_idle.take();
     Failure failure = reader->next(BATCH_BYTES, static_cast<int>(waitMs), &samples);
     for (const SpooledSample &sample : qAsConst(samples)) {
         m_fetched += sample.rows.size();
