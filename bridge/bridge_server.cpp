@@ -1,6 +1,7 @@
 #include "bridge/bridge_server.h"
 
 #include "runtime/device_channel.h"
+#include "runtime/stop_request.h"
 #include "runtime/trace_log.h"
 
 #include <QtCore/QCoreApplication>
@@ -13,6 +14,9 @@ namespace
 
 // How long the wire is waited for before the event loop has its turn.
 const int WAIT_SLICE_MS = 20;
+
+// After a stop, the end of a wait for a PLC that does not answer; one that does is done long before.
+const int LAST_EXCHANGE_MS = 1000;
 
 // An IPv4 address as such, also where it reached a socket of IPv6.
 QHostAddress plainAddress(const QHostAddress &address)
@@ -151,6 +155,8 @@ bool BridgeServer::waitForWire(int wire, qint64 ms)
     QElapsedTimer waiting;
     waiting.start();
     for (qint64 leftMs = ms; leftMs > 0; leftMs = ms - waiting.elapsed()) {
+        if (stopRequested() && msSinceStop() >= LAST_EXCHANGE_MS)
+            break;
         m_polled.clear();
         m_polled.append({wire, POLLIN, 0});
         for (const Peer &peer : qAsConst(m_peers))

@@ -11,6 +11,9 @@ namespace
 // How long a pause goes on before it asks whether it may.
 const int PAUSE_SLICE_MS = 50;
 
+// The longest wait for a connection: nothing else is done meanwhile.
+const int MAX_CONNECT_MS = 2000;
+
 // A stop does not wait for late replies.
 class StationChannel : public DeviceChannel
 {
@@ -61,7 +64,8 @@ Failure PlcWire::open()
 {
     QStringList warnings;
     std::unique_ptr<Port> port;
-    Failure failure = openPort(m_options, m_timeoutMs, &port, &m_name, &warnings);
+    Failure failure =
+        openPort(m_options, qMin(m_timeoutMs, MAX_CONNECT_MS), &port, &m_name, &warnings);
     if (!failure)
         m_port.reset(new EventPort(std::move(port), m_wait));
     for (const QString &text : qAsConst(warnings))

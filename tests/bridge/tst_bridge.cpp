@@ -82,6 +82,7 @@ const struct {
      " +0.1ANY 127.0.0.1:ANY #1 > CR 07"},
     {"--timeout 20", "ping --count 4 --interval 0 --station 5 --retry 0 --timeout 200", 4, "ALL",
      "3 turns, 0 cut, 3 exchanges, 3 without replyALL1 silent station"},
+    {"--timeout 10min", "read DM0 --station 5 --retry 0 --timeout 100", 4, "", "1 without reply"},
 };
 
 const struct {
