@@ -16,7 +16,7 @@ ItemReader::ItemReader(Client &client, const QVector<Item> &items, const ReadOpt
       m_asksAll(options.askAll), m_requests(planRequests(items, options.merge))
 {
     for (const Item &item : items)
-        m_data += QByteArray(itemBytes(item), '\0');
+        m_unpacked += Unpacked{QByteArray(itemBytes(item), '\0'), true, ItemResult()};
 }
 
 QVector<ItemResult> ItemReader::read()
@@ -28,9 +28,16 @@ QVector<ItemResult> ItemReader::read()
     for (const ItemRequest &request : planned)
         readOrSplit(request);
     for (int i = 0; i < m_items.size(); ++i) {
-        ItemResult &result = m_results[i];
-        if (!result.failure)
-            result.failure = unpackValues(m_items.at(i), m_order, m_data.at(i), &result.values);
+        Unpacked &item = m_unpacked[i];
+        if (m_results.at(i).failure)
+            continue;
+        if (item.isNew) {
+            item.result = ItemResult();
+            item.result.failure =
+                unpackValues(m_items.at(i), m_order, item.data, &item.result.values);
+        }
+        item.isNew = false;
+        m_results[i] = item.result;
     }
     return m_results;
 }
@@ -67,10 +74,14 @@ void ItemReader::readOrSplit(const ItemRequest &request)
     m_requests += request;
     for (const ItemPart &part : request.parts) {
         Failure &kept = m_results[part.item].failure;
-        if (!failure)
-            std::copy_n(data.constData() + part.from, part.length,
-                        m_data[part.item].data() + part.to);
-        else if (!kept)
+        Unpacked &item = m_unpacked[part.item];
+        const char *const from = data.constData() + part.from;
+        char *const to = item.data.data() + part.to;
+        if (!failure && !std::equal(from, from + part.length, to)) {
+            std::copy_n(from, part.length, to);
+            item.isNew = true;
+        } else if (failure && !kept) {
             kept = failure;
+        }
     }
 }

@@ -37,6 +37,13 @@ public:
     QVector<ItemResult> read();
 
 private:
+    // Values that stand still are not unpacked again.
+    struct Unpacked {
+        QByteArray data;   // valid when none of the item's requests has failed
+        bool isNew;        // not unpacked yet
+        ItemResult result; // of the data before
+    };
+
     Failure readRequest(const CommunicatorCommand &command, QByteArray *data);
     void readOrSplit(const ItemRequest &request);
 
@@ -47,7 +54,7 @@ private:
     const bool m_asksAll;
     Failure m_silence; // what the latest `read` got no reply to; good when there is none
     QVector<ItemRequest> m_requests; // without the blocks that were refused
-    QVector<QByteArray> m_data;      // of each item, valid when none of its requests has failed
+    QVector<Unpacked> m_unpacked;    // of each item
     QVector<ItemResult> m_results;
 };
 

@@ -80,13 +80,15 @@ bool hasForm(const char *begin, const char *end, const char *characters)
 // Whether items with blanks between them all have a form.
 bool allHaveForm(const char *begin, const char *end, const char *characters)
 {
-    const char *itemEnd = std::find(begin, end, ' ');
-    for (; itemEnd != end; itemEnd = std::find(begin, end, ' ')) {
-        if (!hasForm(begin, itemEnd, characters))
+    const std::ptrdiff_t length = static_cast<std::ptrdiff_t>(qstrlen(characters));
+    if ((end - begin + 1) % (length + 1) != 0)
+        return false;
+    const char *item = begin;
+    for (; item < end; item += length + 1) {
+        if ((item > begin && item[-1] != ' ') || !std::equal(item, item + length, characters, fits))
             return false;
-        begin = itemEnd + 1;
     }
-    return hasForm(begin, end, characters);
+    return item > begin;
 }
 
 ItemForm formOf(const QByteArray &device)
