@@ -8,6 +8,7 @@ import os
 import pathlib
 import re
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
@@ -21,6 +22,7 @@ BUILD = ROOT / "build/bench"
 LOADS = BUILD / "bench"
 KVLINK = BUILD / "bin/kvlink"
 KVSIM = BUILD / "bin/kvsim"
+KVBRIDGE = BUILD / "bin/kvbridge"
 PLUGIN = BUILD / "lib/kv-hostlink/drivers/libkv_l20v_host_link.so"
 BASELINE = ROOT / "bench/baseline.tsv"
 DOCS = ROOT / "docs"
@@ -45,6 +47,10 @@ AIMS = {("serial port", "Qt SerialBus"): "ratio < 0.25",
 
 # How often times are measured; the smallest counts, as other work only adds to them.
 TIME_RUNS = 5
+
+# How long monitor prints, and programs rest, in seconds.
+OUTPUT_S = 20
+REST_S = 20
 
 # How many links monitor reads at once.
 LINKS = (1, 4, 16, 64)
@@ -126,17 +132,32 @@ def run(*command, stderr=None):
 
 
 @contextlib.contextmanager
-def peer(*command):
-    """The other end of a wire, in a process of its own. Gives the place where it is reached."""
+def server(*command):
+    """A program that serves. Gives its process, and the place where it is reached."""
     child = start(*command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     try:
         words = child.stdout.readline().split()
         if len(words) != 2:
             child.terminate()
             raise Failure(f"{command[0]}: not ready\n{child.stderr.read()}")
-        yield words[1]
+        yield child, words[1]
     finally:
         end(child)
+
+
+@contextlib.contextmanager
+def peer(*command):
+    """The other end of a wire, in a process of its own. Gives the place where it is reached."""
+    with server(*command) as (_, place):
+        yield place
+
+
+def processor_s(child):
+    """Waits for the end of a process. Returns the processor time that it has taken."""
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    children.discard(child)
+    return usage.ru_utime + usage.ru_stime
 
 
 def field(text, key, index):
@@ -346,16 +367,14 @@ def monitor_links(links, duration_s):
                           duration_s, "--format", "csv", stdout=subprocess.DEVNULL, stderr=summary)
             time.sleep(0.9 * duration_s)
             memory = pathlib.Path(f"/proc/{child.pid}/smaps_rollup").read_text(encoding="ascii")
-            _, status, usage = os.wait4(child.pid, 0)
-            child.returncode = os.waitstatus_to_exitcode(status)
-            children.discard(child)
+            cpu_s = processor_s(child)
             summary.seek(0)
             text = summary.read()
     errors = [int(count) for count in re.findall(r" (\d+) errors?", text)]
     if child.returncode != 0 or len(errors) != links:
         raise Failure(f"monitor of {links} links: exit status {child.returncode}\n{text}")
     left_out = sum(int(count) for count in re.findall(r"; (\d+) samples? left out", text))
-    return left_out, usage.ru_utime + usage.ru_stime, field(memory, "Private_Dirty:", 1)
+    return left_out, cpu_s, field(memory, "Private_Dirty:", 1)
 
 
 def link_rows(duration_s):
@@ -376,18 +395,67 @@ def link_rows(duration_s):
         before = links, share, own
 
 
+def output_rows():
+    with peer(KVSIM, "--tcp", 0) as place:
+        for name, percent in (("jsonl", 4), ("csv", 2)):
+            child = start(KVLINK, "--tcp", place, "monitor", *(f"DM{word}" for word in range(100)),
+                          "--interval", "10ms", "--duration", OUTPUT_S, "--format", name,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            share = 100 * processor_s(child) / OUTPUT_S
+            if child.returncode != 0:
+                raise Failure(f"monitor --format {name}: exit status {child.returncode}")
+            yield Row("output", f"{name}, 100 items at 10 ms", "% of a core", round(share, 2),
+                      aim=f"ours <= {percent}")
+
+
+def sleeps(child):
+    """How often the threads of a process have gone to sleep so far: each time something wakes them
+    up again."""
+    texts = (status.read_text(encoding="ascii")
+             for status in pathlib.Path(f"/proc/{child.pid}/task").glob("*/status"))
+    return sum(field(text, "voluntary_ctxt_switches:", 1) for text in texts)
+
+
+def rest_rows():
+    with contextlib.ExitStack() as stack:
+        kvsim, place = stack.enter_context(server(KVSIM, "--tcp", 0))
+        terminal = stack.enter_context(peer(KVSIM, "--pty"))
+        kvbridge, bridged = stack.enter_context(
+            server(KVBRIDGE, "--port", f"{terminal},9600,8n1", "--listen", 0))
+        for client in (place, bridged):
+            host, port = client.rsplit(":", 1)
+            stack.enter_context(socket.create_connection((host, int(port))))
+        asked = stack.enter_context(peer(KVSIM, "--tcp", 0))
+        monitor = start(KVLINK, "--tcp", asked, "monitor", "DM0", "--interval", "1s",
+                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        stack.callback(end, monitor)
+        time.sleep(1.5)
+        # A monitor wakes up for the interval, and for each of the three replies.
+        programs = (("kvsim, a client connected", kvsim, 0),
+                    ("kvbridge, a client connected", kvbridge, 0),
+                    ("kvlink monitor, interval 1 s", monitor, 4))
+        before = [sleeps(child) for _, child, _ in programs]
+        time.sleep(REST_S)
+        for (what, child, most), count in zip(programs, before):
+            yield Row("restful", what, "wake-ups a second",
+                      round((sleeps(child) - count) / REST_S, 2), aim=f"ours <= {most}")
+
+
 def measure():
-    say("1 of 5: instructions of the peers")
+    say("1 of 6: instructions of the peers")
     peers = count_peers()
-    say("2 of 5: instructions of the driver")
+    say("2 of 6: instructions of the driver")
     yield from driver_rows(peers)
-    say("3 of 5: instructions through the serial port")
+    say("3 of 6: instructions through the serial port")
     yield from serial_rows(peers)
-    say("4 of 5: system calls and memory")
+    say("4 of 6: system calls and memory")
     yield from call_rows()
     yield from allocation_rows()
     yield from memory_rows()
-    say("5 of 5: times, the longest part")
+    say("5 of 6: processor time of monitor, wake-ups of programs at rest")
+    yield from output_rows()
+    yield from rest_rows()
+    say("6 of 6: times, the longest part")
     yield from time_rows()
 
 
@@ -420,10 +488,11 @@ def report(rows, json_file):
 def main():
     parser = argparse.ArgumentParser(
         prog="./dev bench", allow_abbrev=False,
-        description="Without an option, and with --json and --plots: measures everything in four "
+        description="Without an option, and with --json and --plots: measures everything in five "
                     "minutes and prints a table: the instructions of the driver alone and through "
                     "a serial port, those of reads of 1, 10, 100 and 125 words beside libmodbus "
-                    "and Qt SerialBus; system calls; allocations and memory; the share of the "
+                    "and Qt SerialBus; system calls; allocations and memory; the processor time "
+                    "of kvlink monitor; how often programs at rest wake up; the share of the "
                     "wire; kvlink's merging and start. Other work of the machine changes the "
                     "times alone.")
     action = parser.add_mutually_exclusive_group()
