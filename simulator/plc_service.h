@@ -18,7 +18,9 @@ struct WireTiming {
     int bitsPerCharacter; ///< 11 for 8E1: start, 8 data, parity and stop bit
     int replyDelayMs;     ///< from the request's end to the reply's beginning, 0 or more
     int jitterMs;         ///< up to so much more, by chance
-    int latencyMs;        ///< a USB adapter's: it hands a reply's bytes over so much later; 0: none
+    /// A USB adapter's: it hands bytes over when 62 have gathered, or so long after the first of
+    /// them came; 0 for no adapter.
+    int latencyMs;
 };
 
 /// Sees each line as it has passed.

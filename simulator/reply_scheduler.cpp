@@ -161,16 +161,17 @@ bool ReplyScheduler::advance(Departure *departure, qint64 nowNs)
 // Through the adapter, which keeps less than a packet until its time has run.
 void ReplyScheduler::handOver(const QByteArray &bytes, qint64 nowNs)
 {
-    if (m_held.isEmpty())
-        m_heldUntilNs = nowNs + m_service.timing.latencyMs * NS_PER_MS;
+    const bool heldNone = m_held.isEmpty();
     m_held += bytes;
-    const int due =
-        nowNs >= m_heldUntilNs ? m_held.size() : m_held.size() - m_held.size() % ADAPTER_PACKET;
+    const int packets = m_held.size() - m_held.size() % ADAPTER_PACKET;
+    // What is kept then begins with one of these bytes.
+    if (heldNone || packets > 0)
+        m_heldUntilNs = nowNs + m_service.timing.latencyMs * NS_PER_MS;
+    const int due = nowNs >= m_heldUntilNs ? m_held.size() : packets;
     if (due == 0)
         return;
     m_sink.send(m_held.left(due));
     m_held.remove(0, due);
-    m_heldUntilNs = nowNs + m_service.timing.latencyMs * NS_PER_MS;
 }
 
 void ReplyScheduler::finish(const Departure &departure)

@@ -63,6 +63,17 @@ public:
     const int fd;
 };
 
+// Keeps what has come out of a wire.
+class KeptBytes : public ReplySink
+{
+public:
+    void send(const QByteArray &sent) override { bytes += sent; }
+    int pendingBytes() const override { return 0; }
+    bool closeConnection() override { return false; }
+
+    QByteArray bytes;
+};
+
 } // namespace
 
 class TestSimulatorFronts : public QObject
@@ -195,6 +206,24 @@ private slots:
             QTest::qWait(5);
             QCOMPARE(client.exchange(requests.mid(requests.size() / 2), replies.size()), replies);
         }
+    }
+
+    void adapterKeepsLessThanAPacketUntilItsTimeHasRun()
+    {
+        PlcMemory memory;
+        PlcService service(memory, 0);
+        service.timing.latencyMs = 255;
+        KeptBytes kept;
+        ReplyScheduler wire(service, kept);
+        const QByteArray sixtyOne = QByteArray("CC 00\r\n").repeated(7) + "E1\r\nE1\r\nE1\r\n";
+        QElapsedTimer waiting;
+        waiting.start();
+        wire.receive(QByteArray("CR 00\r\n").repeated(7) + "?\r\n?\r\n?\r\n");
+        QCOMPARE(kept.bytes, QByteArray());
+        wire.receive("?\r\n");
+        QCOMPARE(kept.bytes, sixtyOne + 'E');
+        QTRY_COMPARE(kept.bytes, sixtyOne + "E1\r\n");
+        QVERIFY(waiting.elapsed() >= 255);
     }
 };
 
