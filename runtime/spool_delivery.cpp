@@ -77,7 +77,7 @@ void SpoolDelivery::finish(int ms)
     }
 }
 
-// Not between the thread's look at the flag and its wait.
+// Under the lock: the thread must not miss the wake-up between its test and its wait.
 void SpoolDelivery::demand(std::atomic<bool> *flag)
 {
     const QMutexLocker locker(&m_pausing);
