@@ -105,9 +105,9 @@ QString BridgeServer::whyRefused(const QHostAddress &address) const
     const auto &allowed = m_settings.allowed;
     if (std::none_of(allowed.begin(), allowed.end(),
                      [&address](const AddressRange &range) { return address.isInSubnet(range); }))
-        return QLatin1String("refused: its address is not allowed; see --allow");
+        return QLatin1String("refused: its address is not allowed");
     if (m_peers.size() >= m_settings.maxClients)
-        return QString::fromLatin1("refused: %1 clients are connected already; see --max-clients")
+        return QString::fromLatin1("refused: %1 clients are connected, the most that may be")
             .arg(m_peers.size());
     return QString();
 }

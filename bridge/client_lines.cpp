@@ -2,7 +2,7 @@
 
 #include "runtime/wire_line.h"
 
-const char *ClientLines::add(const QByteArray &bytes, qint64 nowMs)
+QString ClientLines::add(const QByteArray &bytes, qint64 nowMs)
 {
     if (m_begun.isEmpty())
         m_begunMs = nowMs;
@@ -12,18 +12,23 @@ const char *ClientLines::add(const QByteArray &bytes, qint64 nowMs)
         m_begun.clear();
         m_begunMs = nowMs;
         if (m_lines.last().size() > MAX_LINE)
-            return "its line is longer than 16384 bytes";
+            return QString::fromLatin1("its line is longer than %1 bytes").arg(MAX_LINE);
         if (m_waiting > MAX_WAITING)
-            return "it sends lines without waiting for replies: more than 65536 bytes wait";
+            return QString::fromLatin1("it sends lines without waiting for replies: more than %1 "
+                                       "bytes wait")
+                .arg(MAX_WAITING);
     }
     m_begun += bytes.mid(start);
-    return m_begun.size() >= MAX_LINE ? "it sent 16384 bytes without a line end" : nullptr;
+    return m_begun.size() >= MAX_LINE
+               ? QString::fromLatin1("it sent %1 bytes without a line end").arg(MAX_LINE)
+               : QString();
 }
 
-const char *ClientLines::check(qint64 nowMs) const
+QString ClientLines::check(qint64 nowMs) const
 {
-    return hasBegun() && nowMs - m_begunMs > MAX_LINE_MS ? "it did not end its line within 20 s"
-                                                         : nullptr;
+    return hasBegun() && nowMs - m_begunMs > MAX_LINE_MS
+               ? QString::fromLatin1("it did not end its line within %1 s").arg(MAX_LINE_MS / 1000)
+               : QString();
 }
 
 void ClientLines::append(const QByteArray &line)

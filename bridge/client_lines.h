@@ -4,6 +4,7 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
+#include <QtCore/QString>
 
 /// Cuts a client's bytes behind every LF, and keeps the lines until they are taken. An open line
 /// makes void what waited before it: the client has given the earlier exchange up.
@@ -25,11 +26,11 @@ public:
     ClientLines() : m_waiting(0), m_begunMs(0) {}
 
     /// Adds bytes, in chunks of any size. @param nowMs of a monotonic clock
-    /// @return why the client is to be dropped; null for no reason
-    const char *add(const QByteArray &bytes, qint64 nowMs);
+    /// @return why the client is to be dropped; empty for no reason
+    QString add(const QByteArray &bytes, qint64 nowMs);
 
-    /// @return why the client is to be dropped at that time; null for no reason
-    const char *check(qint64 nowMs) const;
+    /// @return why the client is to be dropped at that time; empty for no reason
+    QString check(qint64 nowMs) const;
 
     /// Whether a line has begun that has no end yet, so that its time runs.
     bool hasBegun() const { return !m_begun.isEmpty(); }

@@ -44,8 +44,9 @@ void TurnKeeper::received(int client, const QByteArray &bytes, qint64 nowMs)
     const auto found = m_clients.find(client);
     if (found == m_clients.end())
         return;
-    if (const char *reason = found->lines.add(bytes, nowMs)) {
-        drop(client, QLatin1String(reason), nowMs);
+    const QString reason = found->lines.add(bytes, nowMs);
+    if (!reason.isEmpty()) {
+        drop(client, reason, nowMs);
         return;
     }
     if (found->lines.isEmpty())
@@ -260,8 +261,9 @@ QString TurnKeeper::whyDrop(int client, qint64 nowMs) const
 {
     const Client &row = m_clients[client];
     const bool isIdle = client != m_holder && row.lines.isEmpty();
-    if (const char *reason = row.lines.check(nowMs))
-        return QLatin1String(reason);
+    QString reason = row.lines.check(nowMs);
+    if (!reason.isEmpty())
+        return reason;
     if (isIdle && nowMs - row.latestMs > m_settings.clientIdleMs)
         return QLatin1String("it sent no line for ") + secondsText(m_settings.clientIdleMs);
     const bool isClosing = m_job.client == 0;

@@ -66,11 +66,20 @@ Failure SampleSpool::open()
     if (failure)
         return failure;
     QSqlDatabase database;
+    bool isSpool = true;
     failure = connect(&database);
     if (!failure)
-        failure = prepare(database);
-    if (failure.isGood() || failure.text() == QLatin1String(NO_SPOOL))
-        return failure ? this->failure("open", failure.text()) : failure;
+        failure = claim(database, &isSpool);
+    if (!isSpool)
+        return this->failure("open", QLatin1String(NO_SPOOL));
+    if (!failure)
+        failure = check(database);
+    if (!failure)
+        failure = useWal(database);
+    if (!failure)
+        failure = loadCounts(database);
+    if (!failure)
+        return failure;
     return this->failure("open", failure.text() +
                                      QString::fromLatin1("; if it is damaged, move it away, and "
                                                          "with it %1-wal and %1-shm")
@@ -107,7 +116,7 @@ Failure SampleSpool::lock()
         QThread::msleep(10);
     if (flock(m_lock, LOCK_EX | LOCK_NB) != 0)
         return failure("open", errno == EWOULDBLOCK
-                                   ? QLatin1String("another kvlink uses it; name another file")
+                                   ? QLatin1String("another process uses it; name another file")
                                    : qt_error_string(errno));
     char beginning[sizeof SQLITE_BEGINNING] = "";
     if (file.st_size > 0 && (pread(m_lock, beginning, sizeof beginning, 0) != sizeof beginning ||
@@ -116,23 +125,19 @@ Failure SampleSpool::lock()
     return Failure();
 }
 
-Failure SampleSpool::prepare(QSqlDatabase &database)
+// An empty file becomes a spool; another one of SQLite's stays as it is.
+Failure SampleSpool::claim(QSqlDatabase &database, bool *isSpool)
 {
     QVariant application;
     QVariant objects;
     Failure failure = ask(database, "PRAGMA application_id", &application);
     if (!failure)
         failure = ask(database, "SELECT COUNT(*) FROM sqlite_master", &objects);
-    if (!failure && application.toInt() == 0 && objects.toInt() == 0)
-        failure = makeSchema(database);
-    else if (!failure && application.toInt() != APPLICATION_ID)
-        return Failure(StatusOpen, QLatin1String(NO_SPOOL));
-    QVariant check;
-    if (!failure)
-        failure = ask(database, "PRAGMA quick_check(1)", &check);
-    if (!failure && check.toString() != QLatin1String("ok"))
-        failure = Failure(StatusOpen, check.toString());
-    return failure ? failure : loadCounts(database);
+    if (failure)
+        return failure;
+    const bool isEmpty = application.toInt() == 0 && objects.toInt() == 0;
+    *isSpool = isEmpty || application.toInt() == APPLICATION_ID;
+    return isEmpty ? makeSchema(database) : failure;
 }
 
 // In one transaction of a journal that goes back: a half-made file is empty again.
@@ -150,15 +155,30 @@ Failure SampleSpool::makeSchema(QSqlDatabase &database)
     return failure;
 }
 
-Failure SampleSpool::loadCounts(QSqlDatabase &database)
+Failure SampleSpool::check(QSqlDatabase &database)
+{
+    QVariant result;
+    Failure failure = ask(database, "PRAGMA quick_check(1)", &result);
+    if (!failure && result.toString() != QLatin1String("ok"))
+        failure = Failure(StatusOpen, result.toString());
+    return failure;
+}
+
+// Its reader and its writer then do not wait for each other.
+Failure SampleSpool::useWal(QSqlDatabase &database)
 {
     QVariant mode;
     Failure failure = ask(database, "PRAGMA journal_mode = WAL", &mode);
     if (!failure && mode.toString() != QLatin1String("wal"))
         failure = Failure(StatusOpen, QLatin1String("its file system has no shared memory"));
+    return failure;
+}
+
+Failure SampleSpool::loadCounts(QSqlDatabase &database)
+{
     QSqlQuery query(database);
-    if (!failure)
-        failure = execute(&query, "SELECT COUNT(*), TOTAL(LENGTH(rows)), MAX(number) FROM samples");
+    Failure failure =
+        execute(&query, "SELECT COUNT(*), TOTAL(LENGTH(rows)), MAX(number) FROM samples");
     if (!failure && query.next()) {
         m_counts.waiting = query.value(0).toLongLong();
         m_counts.bytes = query.value(1).toLongLong();

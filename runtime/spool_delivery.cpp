@@ -56,7 +56,7 @@ Failure SpoolDelivery::append(const QByteArray &rows)
     if (!m_isDropping && counts.dropped > dropped)
         reportLine(
             QString::fromLatin1("the spool %1 is full: its oldest samples are lost from here "
-                                "on; see to its reader, or use a larger --spool-size")
+                                "on; see to its reader, or allow a larger spool")
                 .arg(m_settings.file));
     else if (m_isDropping && counts.bytes <= m_settings.maxBytes / 2)
         reportLine(
@@ -107,14 +107,16 @@ void SpoolDelivery::run()
         target.reset(new DescriptorTarget(STDOUT_FILENO));
     else
         target.reset(new CommandTarget(m_settings.command, COMMAND_TIMEOUT_MS, m_isOver));
+    const QString next =
+        QString::fromLatin1("it is tried again after %1 s, then less and less often")
+            .arg(FIRST_TRY_MS / 1000);
     while (!m_isOver && !m_isOutputGone && !(m_isFinishing && m_spool.counts().waiting == 0)) {
         Failure failure = m_rest.isEmpty() ? fetch(&reader) : Failure();
         if (!failure)
             failure = give(&reader, target.get());
         if (m_isOver || m_isOutputGone)
             break;
-        note(&m_delivering, failure, "it is tried again after 1 s, then less and less often",
-             "delivers");
+        note(&m_delivering, failure, next, "delivers");
         if (failure)
             pause();
         else
@@ -161,19 +163,20 @@ void SpoolDelivery::take(SpoolReader *reader)
     if (count == 0)
         return;
     const Failure failure = reader->take(last);
-    note(&m_removing, failure, "samples that were taken come again at the next start", "clears");
+    note(&m_removing, failure,
+         QLatin1String("samples that were taken come again at the next start"), "clears");
     if (!failure)
         m_onTheirWay.erase(m_onTheirWay.begin(), m_onTheirWay.begin() + count);
 }
 
-void SpoolDelivery::note(Trouble *trouble, const Failure &failure, const char *next,
+void SpoolDelivery::note(Trouble *trouble, const Failure &failure, const QString &next,
                          const char *again)
 {
     const bool wasThere = trouble->isThere;
     trouble->isThere = static_cast<bool>(failure);
     if (failure && !wasThere) {
         trouble->since.start();
-        reportLine(failure.text() + QLatin1String("; ") + QLatin1String(next));
+        reportLine(failure.text() + QLatin1String("; ") + next);
     } else if (!failure && wasThere) {
         reportLine(
             QString::fromLatin1("%1 the spool %2 again after %3 s; %4")

@@ -50,7 +50,7 @@ public:
 private:
     Q_DISABLE_COPY(SpoolDelivery)
 
-    // Reports when something begins to fail, and when it works again.
+    // Whether something fails, and since when.
     struct Trouble {
         bool isThere = false;
         QElapsedTimer since;
@@ -66,7 +66,10 @@ private:
     Failure give(SpoolReader *reader, SpoolTarget *target);
     Failure fetch(SpoolReader *reader);
     void take(SpoolReader *reader);
-    void note(Trouble *trouble, const Failure &failure, const char *next, const char *again);
+
+    // Reports when something begins to fail, and when it works again.
+    // @param next what happens then @param again what works then
+    void note(Trouble *trouble, const Failure &failure, const QString &next, const char *again);
     void pause();
     void demand(std::atomic<bool> *flag);
     void reportLine(const QString &text);

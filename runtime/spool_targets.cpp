@@ -227,7 +227,7 @@ Failure CommandTarget::run(int input) const
         } else {
             shell.kill();
             end = m_isOver
-                      ? QLatin1String("is ended with kvlink")
+                      ? QLatin1String("is ended with this program")
                       : QString::fromLatin1("has not ended after %1 s").arg(m_timeoutMs / 1000);
         }
     }

@@ -77,7 +77,7 @@ const struct {
      "ANY #1 < OK\\r\\n ; acceptedALL: 0 connected, 2 turns, 0 cut, 6 exchanges, 0 without reply"},
     {"--read-only", "write DM100=7 --station 7 --retry 0", 1, "", "1 line refused"},
     {"--allow 192.0.2.0/24", "read DM0 --station 7 --retry 0", 4, "",
-     "client #1 127.0.0.1:ANY: refused: its address is not allowed; see --allow"},
+     "client #1 127.0.0.1:ANY: refused: its address is not allowed"},
     {"--trace --pause 100", "ping --interval 0 --station 7", 0, "ALL",
      " +0.1ANY 127.0.0.1:ANY #1 > CR 07"},
     {"--timeout 20", "ping --count 4 --interval 0 --station 5 --retry 0 --timeout 200", 4, "ALL",

@@ -52,7 +52,7 @@ private slots:
         for (const SpooledSample &sample : qAsConst(samples))
             rows += sample.rows;
         QCOMPARE(rows, QByteArrayList({"aaa", "longer than all", "last"}));
-        QVERIFY(SampleSpool(path("copy"), 9).open().text().contains("another kvlink uses it"));
+        QVERIFY(SampleSpool(path("copy"), 9).open().text().contains("another process uses it"));
     }
 
     void goesOnAfterAFullDisk()
