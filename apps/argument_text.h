@@ -15,13 +15,6 @@ inline QString argumentText(const std::string &argument)
     return QString::fromLocal8Bit(argument.data(), static_cast<int>(argument.size()));
 }
 
-/// A check of an option: an empty value, as an unset variable of a script leaves it, must not count
-/// as an option not given.
-inline std::string refuseEmpty(const std::string &value)
-{
-    return value.empty() ? "the value is empty" : std::string();
-}
-
 /// What stores an argument in @p text, for options with a function.
 inline std::function<void(const std::string &)> into(QString *text)
 {

@@ -3,6 +3,7 @@
 #define APPS_COMMAND_HELP_H
 
 #include "apps/nearest_word.h"
+#include "apps/version.h"
 #include "runtime/escaped_text.h"
 #include "runtime/failure.h"
 
@@ -10,6 +11,7 @@
 
 #include <QtCore/QTextStream>
 
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -95,6 +97,19 @@ inline std::string usageError(const CLI::App *app, const CLI::Error &error)
     }
     return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\nRun " +
            app->get_name() + " --help for its usage.\n";
+}
+
+/// Gives a program's parser its help, its version and its error texts. Requires: the parser has the
+/// program's name, and no command yet.
+inline void setUpParser(CLI::App *app)
+{
+    const int helpColumn = 34; // behind the longest option of kvsim and kvbridge
+    app->formatter(std::make_shared<HelpFormatter>());
+    app->get_formatter()->column_width(helpColumn);
+    app->set_version_flag("--version", app->get_name() + ' ' + versionText(),
+                          "Print the version and exit");
+    app->set_help_flag("-h,--help", "Print this help and exit");
+    app->failure_message(usageError);
 }
 
 /// Prints why a parse has ended: help or the version to the first stream, an error to the other one.

@@ -12,13 +12,16 @@
 /// Milliseconds of a second, for options whose bare numbers are seconds.
 const std::int64_t SECOND_MS = 1000;
 
+/// Milliseconds of a day.
+const std::int64_t DAY_MS = 86400000;
+
 /// A unit of time and its milliseconds.
 using TimeUnit = std::pair<const char *, std::int64_t>;
 
 /// The units that a time may have, the longest first.
 inline std::array<TimeUnit, 5> timeUnits()
 {
-    return {{{"d", 86400000}, {"h", 3600000}, {"min", 60000}, {"s", SECOND_MS}, {"ms", 1}}};
+    return {{{"d", DAY_MS}, {"h", 3600000}, {"min", 60000}, {"s", SECOND_MS}, {"ms", 1}}};
 }
 
 /// A time in the longest unit that divides it, such as 1d for 86400000 ms.

@@ -1,6 +1,8 @@
-/// Checks that the programs' options share.
+/// Options, and checks of them, that the programs share.
 #ifndef APPS_OPTION_CHECKS_H
 #define APPS_OPTION_CHECKS_H
+
+#include "apps/argument_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -29,8 +31,19 @@ inline CLI::Validator decimalRange(int min, int max)
 inline CLI::Validator notEmpty()
 {
     return CLI::Validator(
-        [](const std::string &text) { return std::string(text.empty() ? "it names nothing" : ""); },
+        [](const std::string &text) {
+            return std::string(text.empty() ? "the value is empty" : "");
+        },
         "");
+}
+
+/// Adds an option with a text, which must not be empty. @param type how the help names the text
+inline CLI::Option *addText(CLI::App &app, const char *name, QString *text, const char *type,
+                            const char *help)
+{
+    return app.add_option_function<std::string>(name, into(text), help)
+        ->option_text(type)
+        ->check(notEmpty());
 }
 
 #endif

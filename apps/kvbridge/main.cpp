@@ -5,7 +5,6 @@
 #include "apps/kvbridge/kvbridge.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
-#include "apps/version.h"
 #include "runtime/undecoded_bytes.h"
 
 #include <CLI/CLI.hpp>
@@ -31,18 +30,6 @@ const char NOTES[] =
     "When ready it prints one line: \"tcp HOST:PORT\". SIGUSR1 prints statistics; SIGINT,\n"
     "SIGTERM and SIGHUP end it. Exit status: 0 ended by a signal, 2 usage, 3 a port or a\n"
     "file cannot be opened or written.";
-
-const int HELP_COLUMN = 34;
-
-const std::int64_t DAY_MS = 86400000;
-
-CLI::Option *addText(CLI::App &app, const char *name, QString *text, const char *type,
-                     const char *help)
-{
-    return app.add_option_function<std::string>(name, into(text), help)
-        ->option_text(type)
-        ->check(notEmpty());
-}
 
 template <typename Milliseconds>
 void addTime(CLI::App &app, const char *name, Milliseconds *ms, std::int64_t minMs,
@@ -111,13 +98,8 @@ int main(int argc, char **argv)
     keepUndecodedBytes();
     CLI::App parser("Lets several TCP clients share one PLC, one exchange after the other.",
                     "kvbridge");
-    parser.formatter(std::make_shared<HelpFormatter>());
+    setUpParser(&parser);
     parser.footer(NOTES);
-    parser.set_version_flag("--version", std::string("kvbridge ") + versionText(),
-                            "Print the version and exit");
-    parser.set_help_flag("-h,--help", "Print this help and exit");
-    parser.get_formatter()->column_width(HELP_COLUMN);
-    parser.failure_message(usageError);
     QTextStream out(stdout);
     QTextStream err(stderr);
     KvbridgeOptions options;

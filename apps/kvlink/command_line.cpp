@@ -7,7 +7,6 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/link_names.h"
 #include "apps/trace_target.h"
-#include "apps/version.h"
 #include "runtime/driver_plugin.h"
 
 #include <CLI/CLI.hpp>
@@ -33,8 +32,6 @@ const char EXAMPLES[] =
 
 const char COMMAND_FOOTER[] =
     "kvlink --help lists the options of the link, examples and the exit status.";
-
-const int HELP_COLUMN = 34;
 
 void addPacingOptions(CLI::App &app, LinkOptions *link)
 {
@@ -83,12 +80,9 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
                                ->default_str("0")
                                ->option_text("N")
                                ->transform(decimalRange(0, 99));
-    CLI::Option *projectPort =
-        app.add_option_function<std::string>("--project-port", into(&link->projectPort),
-                                             "Station of this panel port, such as COM2")
-            ->option_text("NAME")
-            ->check(notEmpty())
-            ->excludes(station);
+    CLI::Option *projectPort = addText(app, "--project-port", &link->projectPort, "NAME",
+                                       "Station of this panel port, such as COM2")
+                                   ->excludes(station);
     app.add_option_function<std::string>("--project", into(&link->projectFile),
                                          "Project database to look in")
         ->default_str("beside the program")
@@ -99,11 +93,8 @@ void addLinkOptions(CLI::App &app, LinkOptions *link)
         ->option_text("[=FILE]")
         ->transform(traceTarget())
         ->each(into(&link->trace));
-    app.add_option_function<std::string>("--driver", into(&link->driverPath),
-                                         "Driver plug-in to load")
-        ->default_str("the installed one")
-        ->option_text("FILE")
-        ->check(refuseEmpty);
+    addText(app, "--driver", &link->driverPath, "FILE", "Driver plug-in to load")
+        ->default_str("the installed one");
 }
 
 bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out, QTextStream &err,
@@ -111,15 +102,10 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
 {
     CLI::App app("Reads and writes the devices of a KEYENCE KV series PLC over Host Link.",
                  "kvlink");
-    app.formatter(std::make_shared<HelpFormatter>());
+    setUpParser(&app);
     app.footer(COMMAND_FOOTER); // of the commands
-    app.set_version_flag("--version", std::string("kvlink ") + versionText(),
-                         "Print the version and exit");
-    app.set_help_flag("-h,--help", "Print this help and exit");
-    app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);
     app.fallthrough();
-    app.failure_message(usageError);
     addLinkOptions(app, &line->link);
     addLinkNames(app, line);
     addInfoCommand(app, line);

@@ -89,11 +89,8 @@ void addDumpCommand(CLI::App &app, CommandLine *line)
         ->required()
         ->expected(1, MAX_RANGES)
         ->type_name("ADDRESS[-ADDRESS]...");
-    CLI::Option *file =
-        dump->add_option_function<std::string>("-o,--output", into(&options->file), "File to write")
-            ->default_str("standard output")
-            ->type_name("FILE")
-            ->check(notEmpty());
+    CLI::Option *file = addText(*dump, "-o,--output", &options->file, "FILE", "File to write")
+                            ->default_str("standard output");
     dump->add_flag("--resume", options->resume, "Go on where an interrupted dump has ended")
         ->needs(file);
     dump->callback([line, options] { line->run = withOptions(options, runDump); });

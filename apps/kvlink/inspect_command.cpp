@@ -1,5 +1,6 @@
 // inspect: what the file of a plug-in says of itself, and who can load it. None of its code runs.
 #include "apps/argument_text.h"
+#include "apps/option_checks.h"
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_output.h"
@@ -133,12 +134,8 @@ void addInspectCommand(CLI::App &app, CommandLine *line)
     command->add_option_function<std::string>("file", into(&options->file), "Plug-in to read")
         ->required()
         ->type_name("FILE");
-    command
-        ->add_option_function<std::string>(
-            "--panel", into(&options->panelFile),
-            "Description of a panel; status 7 when it refuses the plug-in")
-        ->check(refuseEmpty)
-        ->option_text("FILE");
+    addText(*command, "--panel", &options->panelFile, "FILE",
+            "Description of a panel; status 7 when it refuses the plug-in");
     addFormatOption(command, &options->format, OutputKind::Table);
     command->callback([line, options] {
         line->needsLink = false;

@@ -12,7 +12,7 @@
 namespace
 {
 
-const qint64 SPOOL_SMALLEST = 1024 * 1024;
+const qint64 MEBIBYTE = 1024 * 1024;
 
 // Bytes of a size such as 10M, of 1024 * 1024 bytes each; 0 for any other text.
 qint64 sizeOf(std::string text)
@@ -57,30 +57,24 @@ CLI::Option *addRotateOption(CLI::App *monitor, LogRotation *rotation)
 // @param output the option that a spool is instead of
 void addSpoolOptions(CLI::App *monitor, SpoolSettings *spool, CLI::Option *output)
 {
-    CLI::Option *file = monitor
-                            ->add_option_function<std::string>(
-                                "--spool", into(&spool->file),
+    CLI::Option *file = addText(*monitor, "--spool", &spool->file, "FILE",
                                 "File that keeps each sample until its reader has taken it")
-                            ->type_name("FILE")
-                            ->check(notEmpty())
                             ->excludes(output);
     monitor
         ->add_option_function<std::string>(
             "--spool-size",
             [spool](const std::string &text) {
                 spool->maxBytes = sizeOf(text);
-                if (spool->maxBytes < SPOOL_SMALLEST)
+                if (spool->maxBytes < MEBIBYTE)
                     throw CLI::ValidationError(
                         "--spool-size", text + ": expected a size from 1M, such as 100M or 2G");
             },
             "Most that the rows in the spool may take; the oldest make room")
-        ->option_text("SIZE [100M]")
+        ->option_text("SIZE")
+        ->default_str(std::to_string(spool->maxBytes / MEBIBYTE) + 'M')
         ->needs(file);
-    monitor
-        ->add_option_function<std::string>("--deliver", into(&spool->command),
-                                           "Runs for each batch of rows, instead of printing them")
-        ->type_name("COMMAND")
-        ->check(notEmpty())
+    addText(*monitor, "--deliver", &spool->command, "COMMAND",
+            "Runs for each batch of rows, instead of printing them")
         ->needs(file);
 }
 
@@ -93,8 +87,8 @@ void addMonitorOptions(CLI::App *monitor, MonitorOptions *options)
         ->add_option("--interval", options->intervalMs,
                      "Time from one sample to the next; a bare number is in ms")
         ->type_name("TIME")
-        ->transform(duration(1, 86400000))
-        ->default_str("1s");
+        ->transform(duration(1, DAY_MS))
+        ->default_str(timeWithUnit(options->intervalMs));
     monitor->add_option("--count", options->count, "Number of samples")
         ->default_str("no end")
         ->transform(decimalRange(1, 999999999));

@@ -1,6 +1,5 @@
 #include "apps/kvlink/run_report.h"
 
-#include "apps/argument_text.h"
 #include "apps/option_checks.h"
 #include "apps/kvlink/report_page.h"
 #include "runtime/trace_log.h"
@@ -42,11 +41,7 @@ QJsonArray pointsJson(const ThinnedSeries &series)
 
 void addReportOption(CLI::App *command, QString *path)
 {
-    command
-        ->add_option_function<std::string>("--report", into(path),
-                                           "Write a page with plots of the run")
-        ->type_name("FILE")
-        ->check(notEmpty());
+    addText(*command, "--report", path, "FILE", "Write a page with plots of the run");
 }
 
 RunReport::RunReport(const QString &path, const QString &title, const QStringList &kinds,

@@ -5,7 +5,6 @@
 #include "apps/kvsim/kvsim.h"
 #include "apps/standard_streams.h"
 #include "apps/trace_target.h"
-#include "apps/version.h"
 #include "runtime/serial_port.h"
 #include "runtime/undecoded_bytes.h"
 
@@ -37,9 +36,6 @@ const char NOTES[] =
 
 const std::string::size_type HELP_WIDTH = 80;
 
-// Wide enough for the longest option, so that each takes one line.
-const int HELP_COLUMN = 34;
-
 std::string faultNames()
 {
     std::string text = "KIND is";
@@ -53,14 +49,6 @@ std::string faultNames()
         text += name.toStdString();
     }
     return text + ".\n";
-}
-
-CLI::Option *addText(CLI::App &parser, const char *name, QString *text, const char *type,
-                     const char *help)
-{
-    return parser.add_option_function<std::string>(name, into(text), help)
-        ->option_text(type)
-        ->check(refuseEmpty);
 }
 
 void addList(CLI::App &parser, const char *name, QStringList *texts, const char *type,
@@ -151,13 +139,8 @@ int main(int argc, char **argv)
     keepUndecodedBytes();
     CLI::App parser("Simulates a PLC that answers Host Link lines, until it is interrupted.",
                     "kvsim");
-    parser.formatter(std::make_shared<HelpFormatter>());
+    setUpParser(&parser);
     parser.footer(EXAMPLES + faultNames() + NOTES);
-    parser.set_version_flag("--version", std::string("kvsim ") + versionText(),
-                            "Print the version and exit");
-    parser.set_help_flag("-h,--help", "Print this help and exit");
-    parser.get_formatter()->column_width(HELP_COLUMN);
-    parser.failure_message(usageError);
     QTextStream out(stdout);
     QTextStream err(stderr);
     KvsimOptions options;

@@ -163,7 +163,7 @@ const KvlinkRun RUNS[] = {
     {"read DM1 --project-port ETHERNET --tcp 127.0.0.1:8503 --project FOLDER/project", 3, "",
      "no default station at ETHERNET"},
     {"read DM1 --project-port COM2 --sim \x1b[3A", 2, "", "\\x1b[3A"},
-    {"read DM1 --project-port '' --sim", 2, "", "--project-port: it names nothing"},
+    {"read DM1 --project-port '' --sim", 2, "", "--project-port: the value is empty"},
     {"read DM1 --project-port COM2 --sim --project FOLDER/incomplete", 3, "",
      "no such column: NODE.IP"},
     {"project init FOLDER/project", 3, "", "exists already"},

@@ -74,7 +74,7 @@ const KvlinkRun RUNS[] = {
      ""},
     {"--tcp 0 --fault close-connection > PLC diagnose --duration 50ms", 4,
      "ANY s, 3 requests, 3 failed, ALL", ""},
-    {"--sim bench --report ''", 2, "", "--report: it names nothing"},
+    {"--sim bench --report ''", 2, "", "--report: the value is empty"},
     {"PLC diagnose T0", 2, "", "T0: expected a word"},
     {"PLC --trace bench --report FOLDER/none/page.html", 3, "",
      "^kvlink: cannot write ANY/none/page.html: ANY\n"},
