@@ -51,9 +51,9 @@ BridgeServer::BridgeServer(const BridgeSettings &settings,
             m_reply += bytes;
         m_turns.replied(bytes);
     });
-    connect(&m_wire, &PlcWire::done, this, [this](int end, bool isReached) {
+    connect(&m_wire, &PlcWire::done, this, [this](ExchangeEnd end, bool isReached) {
         traceReply();
-        m_turns.done(static_cast<ExchangeEnd>(end), isReached, m_clock.elapsed());
+        m_turns.done(end, isReached, m_clock.elapsed());
     });
     connect(&m_wire, &PlcWire::noted, this, [this](const QString &text, bool isLoss) {
         m_lostPorts += isLoss;

@@ -143,7 +143,7 @@ void PlcWire::perform(const WireJob &job)
     }
     checkLoss();
     m_latestMs = m_clock.elapsed();
-    emit done(static_cast<int>(end), m_port != nullptr);
+    emit done(end, m_port != nullptr);
 }
 
 // Gives the parts of a reply away as they come: a long one takes longer than a client waits for its

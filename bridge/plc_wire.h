@@ -56,8 +56,8 @@ signals:
     /// A part of the reply to the latest task's line.
     void replied(const QByteArray &bytes);
 
-    /// The latest task is done. @param end an ExchangeEnd
-    void done(int end, bool isReached);
+    /// The latest task is done.
+    void done(ExchangeEnd end, bool isReached);
 
     /// Something for the log. @param isLoss whether the port is lost
     void noted(const QString &text, bool isLoss);

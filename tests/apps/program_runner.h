@@ -3,6 +3,7 @@
 #define TESTS_APPS_PROGRAM_RUNNER_H
 
 #include <QtCore/QDir>
+#include <QtCore/QMap>
 #include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -108,5 +109,17 @@ public:
 private:
     Q_DISABLE_COPY(Simulator)
 };
+
+/// What a kvsim said at its end of the faults that it was given: how often each has happened.
+inline QMap<QByteArray, qint64> injectedFaults(const Outcome &kvsim)
+{
+    QMap<QByteArray, qint64> counts;
+    for (const QString &line : kvsim.err.split('\n')) {
+        const QStringList parts = line.split(' ');
+        if (parts.size() == 4 && parts.at(1) == "fault")
+            counts[parts.at(2).section(':', 0, 0).toLatin1()] = parts.at(3).toLongLong();
+    }
+    return counts;
+}
 
 #endif

@@ -5,12 +5,12 @@
 #include "runtime/failure_text.h"
 #include "runtime/serial_port.h"
 #include "runtime/traced_channel.h"
+#include "tests/apps/program_runner.h"
 #include "tests/explorer/wire_faults.h"
 #include "tools/tools.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QMap>
-#include <QtCore/QProcess>
 #include <QtCore/QRegExp>
 #include <QtCore/QStringList>
 
@@ -173,6 +173,7 @@ public:
     bool report(const char *name, const QMap<QByteArray, qint64> &faults)
     {
         const int requests = m_counts["requests"];
+        m_counts["faults that never came"] += faults.isEmpty();
         std::printf("%s: %d requests\n", name, requests);
         for (auto it = faults.begin(); it != faults.end(); ++it) {
             print("injected: " + it.key(), it.value());
@@ -325,29 +326,17 @@ bool soakInMemory(int requests, quint32 seed)
 }
 
 // At the speed of a wire an old reply may come just after it was looked for.
-bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
+bool soakOverPty(int requests, quint32 seed)
 {
     const int timeoutMs = 100 * KV_TEST_PATIENCE;
-    QStringList arguments;
-    arguments << QLatin1String("--seed") << QString::number(seed) << QLatin1String("--baud")
-              << QString::number(PTY_BAUD);
-    QMap<QByteArray, qint64> faults;
-    for (const char *fault : FAULTS) {
-        arguments << QLatin1String("--fault")
-                  << QString::fromLatin1(fault)
-                         .arg(FAULT_RATE / FAULT_COUNT)
-                         .replace(QLatin1String("LATE"), QString::number(timeoutMs * 3 / 2));
-        faults[QByteArray(fault).split(':').at(0)] = 0;
-    }
-    QProcess simulator;
-    simulator.start(kvsim, arguments);
-    while (!simulator.canReadLine()) {
-        if (!simulator.waitForReadyRead(10000))
-            return false;
-    }
+    QString options = QString("--seed %1 --baud %2").arg(seed).arg(PTY_BAUD);
+    for (const char *fault : FAULTS)
+        options += " --fault " + QString(fault)
+                                     .arg(FAULT_RATE / FAULT_COUNT)
+                                     .replace("LATE", QString::number(timeoutMs * 3 / 2));
+    Simulator simulator(words(options));
     SerialPortSetting setting;
-    setting.device =
-        QString::fromLatin1(simulator.readLine()).trimmed().section(QLatin1Char(' '), 1);
+    setting.device = simulator.place;
     setting.baudRate = PTY_BAUD;
     setting.parity = QSerialPort::NoParity;
     QStringList warnings;
@@ -359,15 +348,7 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
     DeviceChannel channel(*port, DriverSetting(timeoutMs, RETRIES, 0, 0));
     Soak soak(channel, seed, nullptr);
     soak.run(requests);
-    simulator.terminate();
-    simulator.waitForFinished();
-    // What kvsim says at its end of the faults that happened.
-    for (const QByteArray &line : simulator.readAllStandardError().split('\n')) {
-        const QList<QByteArray> words = line.split(' ');
-        if (words.size() == 4 && words.at(1) == "fault")
-            faults[words.at(2).left(words.at(2).size() - 1)] = words.at(3).toLongLong();
-    }
-    return soak.report("over a pseudo-terminal at 115200 baud", faults);
+    return soak.report("over a pseudo-terminal at 115200 baud", injectedFaults(simulator.stop()));
 }
 
 } // namespace
@@ -375,13 +356,12 @@ bool soakOverPty(int requests, quint32 seed, const QString &kvsim)
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: soak REQUESTS_IN_MEMORY REQUESTS_OVER_PTY SEED KVSIM\n");
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: soak REQUESTS_IN_MEMORY REQUESTS_OVER_PTY SEED\n");
         return 2;
     }
     const quint32 seed = QByteArray(argv[3]).toUInt();
     const bool inMemory = soakInMemory(QByteArray(argv[1]).toInt(), seed);
-    const bool overPty =
-        soakOverPty(QByteArray(argv[2]).toInt(), seed, QString::fromLocal8Bit(argv[4]));
+    const bool overPty = soakOverPty(QByteArray(argv[2]).toInt(), seed);
     return inMemory && overPty ? 0 : 1;
 }
