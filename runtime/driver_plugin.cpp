@@ -26,6 +26,22 @@ bool hasDefaults(DriverInterface *driver)
     return device && link;
 }
 
+// Why a file is no driver by its meta-data; empty for no reason. They are read from the file: a
+// library of another kind is never executed.
+QString whyNoDriver(const QPluginLoader &loader)
+{
+    const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
+    const QString found = loader.metaData().value(QLatin1String("IID")).toString();
+    if (found.isEmpty())
+        return QString::fromLatin1("not a plug-in for this machine (%1); "
+                                   "kvlink inspect describes the file")
+            .arg(loader.errorString());
+    return found == expected ? QString()
+                             : QString::fromLatin1("a plug-in of another kind (its interface is "
+                                                   "%1, expected is %2)")
+                                   .arg(found, expected);
+}
+
 } // namespace
 
 DriverPlugin::DriverPlugin() : m_driver(nullptr) {}
@@ -65,23 +81,15 @@ Failure DriverPlugin::load(const QString &path, DriverObject object)
     const auto failure = [&path](const QString &reason) {
         return Failure(StatusOpen, QString::fromLatin1("driver plug-in %1: %2").arg(path, reason));
     };
-    const QString expected = QLatin1String(qobject_interface_iid<DriverInterface *>());
     m_driver = nullptr;
     m_own.reset();
     const QFileInfo file(path);
     if (!file.isFile())
         return failure(QLatin1String(file.exists() ? "not a file" : "no such file"));
-    // The meta-data is read from the file: a library of another kind is never executed.
     m_loader.setFileName(file.absoluteFilePath());
-    const QString found = m_loader.metaData().value(QLatin1String("IID")).toString();
-    if (found.isEmpty())
-        return failure(QString::fromLatin1("not a plug-in for this machine (%1); "
-                                           "kvlink inspect describes the file")
-                           .arg(m_loader.errorString()));
-    if (found != expected)
-        return failure(QString::fromLatin1("a plug-in of another kind (its interface is %1, "
-                                           "expected is %2)")
-                           .arg(found, expected));
+    const QString reason = whyNoDriver(m_loader);
+    if (!reason.isEmpty())
+        return failure(reason);
     // A missing function would otherwise end the whole program when it is first called.
     m_loader.setLoadHints(m_loader.loadHints() | QLibrary::ResolveAllSymbolsHint);
     m_driver = qobject_cast<DriverInterface *>(m_loader.instance());

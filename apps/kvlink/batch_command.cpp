@@ -96,6 +96,7 @@ public:
 
 private:
     Failure parse(const QByteArray &line, BatchLine *parsed) const;
+    Failure check(const Item &item, bool isWrite) const;
     QVector<ItemResult> carryOut(const BatchLine &line, Failure *failure);
     bool answer(int number, const BatchLine &line, const QVector<ItemResult> &results,
                 const Failure &failure);
@@ -135,17 +136,23 @@ Failure Batch::parse(const QByteArray &line, BatchLine *parsed) const
                                               m_options.items.defaults, &parsed->items))
             return failure;
     }
-    for (const Item &item : qAsConst(parsed->items)) {
-        if (item.values.isEmpty() == parsed->isWrite)
-            return Failure(StatusUsage,
-                           item.text + QLatin1String(parsed->isWrite ? " has no value to write"
-                                                                     : " has values: write takes "
-                                                                       "them"));
-        if (!item.link.isEmpty() && item.link.toStdString() != m_options.items.line->linkName)
-            return Failure(StatusUsage, nameWithLink(item) +
-                                            QLatin1String(" is on a link that is not open: start "
+    Failure failure;
+    for (int i = 0; i < parsed->items.size() && !failure; ++i)
+        failure = check(parsed->items.at(i), parsed->isWrite);
+    return failure;
+}
+
+// Whether an item goes with the line's command and is on this link.
+Failure Batch::check(const Item &item, bool isWrite) const
+{
+    if (item.values.isEmpty() == isWrite)
+        return Failure(StatusUsage,
+                       item.text + QLatin1String(isWrite ? " has no value to write"
+                                                         : " has values: write takes them"));
+    if (!item.link.isEmpty() && item.link.toStdString() != m_options.items.line->linkName)
+        return Failure(StatusUsage,
+                       nameWithLink(item) + QLatin1String(" is on a link that is not open: start "
                                                           "batch with --link for it"));
-    }
     return Failure();
 }
 

@@ -49,6 +49,28 @@ void addPacingOptions(CLI::App &app, LinkOptions *link)
         ->transform(duration(1, 600000));
 }
 
+void addCommands(CLI::App &app, CommandLine *line)
+{
+    addInfoCommand(app, line);
+    addInspectCommand(app, line);
+    addListPortsCommand(app, line);
+    addScanCommand(app, line);
+    addReadCommand(app, line);
+    addWriteCommand(app, line);
+    addMonitorCommand(app, line);
+    addBatchCommand(app, line);
+    addTagsCommand(app, line);
+    addDumpCommand(app, line);
+    addRestoreCommand(app, line);
+    addDiffCommand(app, line);
+    addPingCommand(app, line);
+    addBenchCommand(app, line);
+    addDiagnoseCommand(app, line);
+    addDecodeCommand(app, line);
+    addReplayCommand(app, line);
+    addProjectCommand(app, line);
+}
+
 // Of the commands, those that send lines of the protocol themselves, or know all devices.
 void checkDriver(const CLI::App &app, const CommandLine &line)
 {
@@ -108,24 +130,7 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
     app.fallthrough();
     addLinkOptions(app, &line->link);
     addLinkNames(app, line);
-    addInfoCommand(app, line);
-    addInspectCommand(app, line);
-    addListPortsCommand(app, line);
-    addScanCommand(app, line);
-    addReadCommand(app, line);
-    addWriteCommand(app, line);
-    addMonitorCommand(app, line);
-    addBatchCommand(app, line);
-    addTagsCommand(app, line);
-    addDumpCommand(app, line);
-    addRestoreCommand(app, line);
-    addDiffCommand(app, line);
-    addPingCommand(app, line);
-    addBenchCommand(app, line);
-    addDiagnoseCommand(app, line);
-    addDecodeCommand(app, line);
-    addReplayCommand(app, line);
-    addProjectCommand(app, line);
+    addCommands(app, line);
     app.footer(EXAMPLES);
     try {
         app.parse(argc, argv);
