@@ -155,7 +155,7 @@ Failure SampleSpool::makeSchema(QSqlDatabase &database)
     return failure;
 }
 
-Failure SampleSpool::check(QSqlDatabase &database)
+Failure SampleSpool::check(const QSqlDatabase &database)
 {
     QVariant result;
     Failure failure = ask(database, "PRAGMA quick_check(1)", &result);
@@ -165,7 +165,7 @@ Failure SampleSpool::check(QSqlDatabase &database)
 }
 
 // Its reader and its writer then do not wait for each other.
-Failure SampleSpool::useWal(QSqlDatabase &database)
+Failure SampleSpool::useWal(const QSqlDatabase &database)
 {
     QVariant mode;
     Failure failure = ask(database, "PRAGMA journal_mode = WAL", &mode);

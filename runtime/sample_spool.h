@@ -59,8 +59,8 @@ private:
     Failure connect(QSqlDatabase *database);
     Failure claim(QSqlDatabase &database, bool *isSpool);
     Failure makeSchema(QSqlDatabase &database);
-    Failure check(QSqlDatabase &database);
-    Failure useWal(QSqlDatabase &database);
+    Failure check(const QSqlDatabase &database);
+    Failure useWal(const QSqlDatabase &database);
     Failure loadCounts(QSqlDatabase &database);
     Failure store(QSqlDatabase &database, const QByteArray &rows, SpoolCounts *counts);
     Failure makeRoom(QSqlDatabase &database, qint64 bytes, SpoolCounts *counts);
