@@ -103,6 +103,13 @@ public:
     {
         m_hasTicked = false;
         m_server.wait();
+        setTimer();
+    }
+
+private:
+    // Any event but a tick is followed by a tick soon, for what the event has begun.
+    void setTimer()
+    {
         const qint64 restMs = m_hasTicked ? qMin(m_server.restMs(), m_watchdog.restMs()) : 0;
         const int intervalMs = static_cast<int>(qBound<qint64>(TICK_MS, restMs, LONGEST_REST_MS));
         if (intervalMs == m_timer.interval())
@@ -111,7 +118,6 @@ public:
         m_metrics.update(m_server.statistics()); // which stay so in the rest
     }
 
-private:
     void tick()
     {
         m_hasTicked = true;
