@@ -112,6 +112,13 @@ inline void setUpParser(CLI::App *app)
     app->failure_message(usageError);
 }
 
+/// The exit status for an error of a command line. A file that cannot be read is none of usage.
+inline Status statusOf(const CLI::ParseError &error)
+{
+    const bool isOfFile = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::FileError);
+    return isOfFile ? StatusOpen : StatusUsage;
+}
+
 /// Prints why a parse has ended: help or the version to the first stream, an error to the other one.
 inline Status reportParse(const CLI::App &app, const CLI::ParseError &end, QTextStream &out,
                           QTextStream &err)
@@ -122,7 +129,7 @@ inline Status reportParse(const CLI::App &app, const CLI::ParseError &end, QText
     out << help.str().c_str();
     err << wrong.str().c_str();
     err.flush();
-    return code == 0 ? StatusGood : StatusUsage;
+    return code == 0 ? StatusGood : statusOf(end);
 }
 
 #endif

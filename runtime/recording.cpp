@@ -9,7 +9,7 @@ Failure readTrace(const QString &name, QVector<RecordedExchange> *recording)
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly))
         return Failure(
-            StatusUsage,
+            StatusOpen,
             QString::fromLatin1("cannot read the trace %1: %2").arg(name, file.errorString()));
     for (int number = 1; !file.atEnd(); ++number) {
         const QString text = QString::fromLatin1(file.readLine()).trimmed();

@@ -18,8 +18,8 @@ struct RecordedExchange {
 /// Reads a trace of kvlink or kvsim. What the programs print on stderr beside it is left out.
 /// @param name      the trace's file
 /// @param recording gets the exchanges
-/// @return StatusUsage when the file cannot be read, has a line of another form, or holds no line
-///         towards the PLC
+/// @return StatusOpen when the file cannot be read; StatusUsage when it has a line of another form, or
+///         holds no line towards the PLC
 Failure readTrace(const QString &name, QVector<RecordedExchange> *recording);
 
 #endif

@@ -42,7 +42,7 @@ int runDecode(const QString &name, QTextStream &out, QTextStream &err)
     if (!openInput(name, &file))
         return complain(err,
                         QString::fromLatin1("cannot read %1: %2").arg(name, file.errorString()),
-                        StatusUsage);
+                        StatusOpen);
     CaptureSummary summary;
     double first = -1;
     double previous = -1;

@@ -118,9 +118,10 @@ int runWrite(const WriteOptions &options, const LinkOptions &given, QTextStream 
         return complain(err, failure);
     if (!isShort)
         warnOfDecimalCommas(items, err);
+    // Lines are shown without any link, too.
     LinkOptions link = given;
     const Failure unlinked = findOnlyLink(*options.items.line, items, &link);
-    if (unlinked && !options.dryRun)
+    if (unlinked && (!options.dryRun || given.isReachable()))
         return complain(err, unlinked);
     Client client(link, err);
     if (Failure failure = client.loadDriver())

@@ -6,6 +6,8 @@
 
 #include <QtCore/QMap>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -27,10 +29,34 @@ Failure findLink(const CommandLine &line, const QString &name, const Item &item,
                        .arg(item.text));
 }
 
-// What only one program at a time can open; empty for a simulated PLC.
+// A connection that is given must be used, and a simulated PLC alone: who gives one does not expect
+// that another PLC is read or written.
+Failure checkGivenLink(const CommandLine &line, const QVector<Item> &items)
+{
+    const QString own = QString::fromStdString(line.linkName);
+    const auto isElsewhere = [own](const Item &item) {
+        return !item.link.isEmpty() && item.link != own;
+    };
+    const auto linked = std::find_if(items.begin(), items.end(), isElsewhere);
+    const bool isUsed = !std::all_of(items.begin(), items.end(), isElsewhere);
+    if (linked == items.end() || (isUsed && !line.given.simulated))
+        return Failure();
+    for (const char *option : {"sim", "port", "tcp", "link"}) {
+        if (isTyped(line, option))
+            return Failure(StatusUsage,
+                           QString::fromLatin1("%1 is on the link %2, and %4 --%3: leave --%3 out, "
+                                               "or give an item that names no link")
+                               .arg(linked->text, linked->link, QLatin1String(option),
+                                    QLatin1String(line.given.simulated ? "no link is reached with"
+                                                                       : "no item uses")));
+    }
+    return Failure();
+}
+
+// What only one link at a time can open. A TCP address may have several: it may be that of kvbridge.
 QString portOf(const LinkOptions &link)
 {
-    return link.tcp + link.port.section(QLatin1Char(','), 0, 0);
+    return link.port.section(QLatin1Char(','), 0, 0);
 }
 
 // Names what is said and traced of each link.
@@ -61,6 +87,8 @@ Failure divideByLink(const CommandLine &line, const QVector<Item> &items, QVecto
 {
     QVector<QString> names;
     links->clear();
+    if (Failure failure = checkGivenLink(line, items))
+        return failure;
     for (int i = 0; i < items.size(); ++i) {
         const Item &item = items.at(i);
         const QString name =

@@ -117,7 +117,7 @@ Failure readItems(const ItemOptions &options, ItemParser *parser, QVector<Item> 
     QFile file;
     if (!openInput(path, &file))
         return Failure(
-            StatusUsage,
+            StatusOpen,
             QString::fromLatin1("cannot read the items %1: %2").arg(name, file.errorString()));
     QTextStream lines(&file);
     for (int number = 1; !lines.atEnd(); ++number) {

@@ -52,13 +52,13 @@ void addReadOptions(CLI::App *command, ItemOptions *options);
 bool isOtherDriver(const LinkOptions &link);
 
 /// Reads the tag file, if there is one. @param tags is filled on success
-/// @return StatusUsage with what is wrong
+/// @return StatusUsage with what is wrong; StatusOpen when it cannot be read
 Failure loadTags(const ItemOptions &options, QVector<Item> *tags);
 
 /// Reads the tag file, the expressions, then those of the file of items.
 /// @param items is filled on success
-/// @return StatusUsage with what is wrong with one of them and in which line of the file it is, or
-///         with why the file cannot be read; also when there are no items
+/// @return StatusUsage with what is wrong with one of them and in which line of the file it is, also
+///         when there are no items; StatusOpen when a file cannot be read
 Failure parseItems(const ItemOptions &options, const LinkOptions &link, QVector<Item> *items);
 
 /// Reads the tag file, and one item whose values stand apart. Unsigned types take negative values.

@@ -75,8 +75,10 @@ LinkFile readLinks(const std::string &path, bool isOptional, std::vector<std::st
 {
     LinkFile file = {path, {}};
     std::ifstream input(path);
-    if (!input && !(isOptional && errno == ENOENT))
-        fail("cannot read the links " + path + ": " + std::strerror(errno));
+    const bool isMissing = !input && isOptional && errno == ENOENT;
+    input.peek(); // a folder can be opened, but not read
+    if (!isMissing && !input)
+        throw CLI::FileError("cannot read the links " + path + ": " + std::strerror(errno));
     // Editors mark UTF-8 by these bytes.
     for (const int byte : {0xEF, 0xBB, 0xBF}) {
         if (input.peek() == byte)
@@ -201,8 +203,7 @@ void takeNamedLink(CLI::App &app, CommandLine *line)
             fail("no link is named; give --link NAME");
         return;
     }
-    const bool isTyped = line->origins["link"] == COMMAND_LINE;
-    const LinkFile file = findLink(*line, name, isTyped ? "" : "KVLINK_LINK: ");
+    const LinkFile file = findLink(*line, name, isTyped(*line, "link") ? "" : "KVLINK_LINK: ");
     line->linkName = name;
     line->linksFile = file.path;
     takeSettings(file, name, line, [&app](const std::string &key) {
@@ -210,6 +211,12 @@ void takeNamedLink(CLI::App &app, CommandLine *line)
         CLI::Option *option = owner.get_option_no_throw("--" + key);
         return option && option->count() > 0 ? nullptr : option;
     });
+}
+
+bool isTyped(const CommandLine &line, const std::string &option)
+{
+    const auto origin = line.origins.find(option);
+    return origin != line.origins.end() && origin->second == COMMAND_LINE;
 }
 
 Failure findNamedLink(const CommandLine &line, const QString &name, NamedLink *link)
@@ -225,14 +232,12 @@ Failure findNamedLink(const CommandLine &line, const QString &name, NamedLink *l
     try {
         takeSettings(findLink(line, name.toStdString(), ""), name.toStdString(), &own,
                      [&](const std::string &key) {
-                         const auto origin = line.origins.find(key);
-                         const bool isGiven =
-                             origin != line.origins.end() && origin->second == COMMAND_LINE;
                          const bool isReach = key == "port" || key == "tcp";
-                         return isGiven && !isReach ? nullptr : app.get_option("--" + key);
+                         return isTyped(line, key) && !isReach ? nullptr
+                                                               : app.get_option("--" + key);
                      });
-    } catch (const CLI::ConfigError &error) {
-        return Failure(StatusUsage, QString::fromStdString(error.what()));
+    } catch (const CLI::ParseError &error) {
+        return Failure(statusOf(error), QString::fromStdString(error.what()));
     }
     link->options = own.link;
     return Failure();

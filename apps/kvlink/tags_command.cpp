@@ -4,6 +4,7 @@
 #include "apps/kvlink/commands.h"
 #include "apps/kvlink/item_links.h"
 #include "apps/kvlink/item_options.h"
+#include "apps/kvlink/link_names.h"
 #include "items/item_reader.h"
 #include "items/tag_file.h"
 #include "runtime/client.h"
@@ -13,6 +14,7 @@
 
 #include <QtCore/QTextStream>
 
+#include <algorithm>
 #include <memory>
 
 namespace
@@ -37,14 +39,11 @@ OutputTable tagTable(const QVector<Item> &tags, const QVector<ItemResult> &resul
 }
 
 // Reads each tag over its link, one link after the other.
-int readTags(const ItemOptions &options, const QVector<Item> &tags, QTextStream &out,
-             QTextStream &err)
+int readTags(const ItemOptions &options, const QVector<Item> &tags, const QVector<LinkItems> &links,
+             QTextStream &out, QTextStream &err)
 {
-    QVector<LinkItems> links;
-    if (Failure failure = divideByLink(*options.line, tags, &links))
-        return complain(err, failure);
     QVector<ItemResult> results(tags.size());
-    for (const LinkItems &link : qAsConst(links)) {
+    for (const LinkItems &link : links) {
         Client client(link.link, err);
         ItemResult unopened;
         unopened.failure = client.open();
@@ -73,12 +72,22 @@ int runTagsCheck(const ItemOptions &options, const LinkOptions &link, QTextStrea
         return StatusUsage;
     for (Item &tag : file.tags)
         tag.textForm = options.defaults.textForm;
-    if (link.isReachable() && !file.tags.isEmpty())
-        return readTags(options, file.tags, out, err);
-    return complain(err,
-                    QString::fromLatin1("%1: %2, no errors")
-                        .arg(options.tagFile, countText(file.tags.size(), "tag", "tags")),
-                    StatusGood);
+    // Who names a link wants the tags read; else they are where each one's link is known.
+    QVector<LinkItems> links;
+    const Failure unlinked = divideByLink(*options.line, file.tags, &links);
+    const bool isAsked = link.isReachable() || isTyped(*options.line, "links");
+    if (unlinked && isAsked)
+        return complain(err, unlinked);
+    if (!unlinked && !links.isEmpty())
+        return readTags(options, file.tags, links, out, err);
+    const bool hasLinks = std::any_of(file.tags.begin(), file.tags.end(),
+                                      [](const Item &tag) { return !tag.link.isEmpty(); });
+    return complain(
+        err,
+        QString::fromLatin1("%1: %2, no errors%3")
+            .arg(options.tagFile, countText(file.tags.size(), "tag", "tags"),
+                 hasLinks ? QLatin1String("; not read: ") + unlinked.text() : QString()),
+        StatusGood);
 }
 
 } // namespace
@@ -99,6 +108,7 @@ void addTagsCommand(CLI::App &app, CommandLine *line)
     addFormatOption(check, &options->format, OutputKind::Table);
     check->callback([line, options] {
         line->needsLink = false;
+        line->itemsNameLinks = true;
         options->line = line;
         line->run = withOptions(options, runTagsCheck);
     });

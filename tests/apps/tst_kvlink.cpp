@@ -191,7 +191,7 @@ const KvlinkRun RUNS[] = {
      "1 different reply"},
     {"PLC replay FOLDER/broken", 2, "", "broken:5: not a line of a trace"},
     {"PLC replay FOLDER/empty", 2, "", "holds no request"},
-    {"PLC replay FOLDER/none", 2, "", "cannot read the trace"},
+    {"PLC replay FOLDER/none", 3, "", "cannot read the trace"},
     {"PLC --trace=FOLDER/own read DM100 T3 R1215:bit ; PLC replay FOLDER/own", 0,
      "DM100 4660\nT3 77\nR1215:bit 1\n", " 0 different replies"},
     {"PLC monitor DM100:hex DM101 --count 2 --interval 5", 0,

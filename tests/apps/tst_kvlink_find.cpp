@@ -51,7 +51,7 @@ const KvlinkRun RUNS[] = {
      "^kvlink: ANY/%2:7: expected time, direction and a line, as text or hexadecimal "
      "bytes\nkvlink: 3 lines to the PLC: 1 close, 1 open, 1 read\nkvlink: 3 replies: 1 closed, 1 "
      "opened, 1 with values\nkvlink: reply times: min 6.00, median 6.00, p99 6.00, max 6.00 ms\n"},
-    {"decode FOLDER/none", 2, "", "cannot read ANY/none: No such file"},
+    {"decode FOLDER/none", 3, "", "cannot read ANY/none: No such file"},
     {"decode /dev/null", 2, "", "holds no line of the wire"},
     {"--port FOLDER/none scan", 3, "", "cannot search ANY/none: No such file"},
 };

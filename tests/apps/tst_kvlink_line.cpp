@@ -24,7 +24,7 @@ const KvlinkRun RUNS[] = {
      ""},
     {"PLC write --items FOLDER/wrong", 2, "", "^kvlink: ANY/wrong:2: value \"x\" of DM5: ANY\n"},
     {"--sim read --items FOLDER/endless", 2, "", "/endless:65537: more than 65536 items: "},
-    {"PLC monitor --items FOLDER/none", 2, "", "cannot read the items ANY/none: "},
+    {"PLC monitor --items FOLDER/none", 3, "", "cannot read the items ANY/none: "},
     {"PLC read", 2, "", "give ITEM or --items FILE\n"},
     {"write DM0 --dry-run -- 1 -5", 0, "CR 00\nWRS DM00000.H 2 0001 FFFB\nCQ\n", ""},
     {"write DM0 -k f32 --dry-run -- -inf", 0, "CR 00\nWRS DM00000.H 2 0000 FF80\nCQ\n", ""},
@@ -50,7 +50,7 @@ const KvlinkRun RUNS[] = {
      "/unknown: [oven] statoin is not a key; did you mean station? (known: port, "},
     {"info --links FOLDER/default --link default", 2, "",
      "port stands in no section; expected ANY, other"},
-    {"info --links FOLDER/none --link press", 2, "", "cannot read the links ANY/none: "},
+    {"info --links FOLDER/none --link press", 3, "", "cannot read the links ANY/none: "},
     {"info --links FOLDER/links", 2, "", "no link is named; give --link NAME\n"},
     {"info --link press --sim", 2, "", "excludes"},
 };

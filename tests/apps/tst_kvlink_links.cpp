@@ -17,11 +17,26 @@ const KvlinkRun RUNS[] = {
      "press:DM0 and hall:DM1:s16[2] are on two links: "},
     {"read pres:DM0 --links FOLDER/links", 2, "", "pres is not a link of ANY; did you mean press?"},
     {"monitor press:DM0 DM1 --links FOLDER/links", 2, "", "DM1 has no link: give --port, "},
-    {"monitor hall:DM0 twin:DM1 --links FOLDER/links", 2, "", "hall and twin share 127.0.0.1:"},
+    {"monitor usb:DM0 twin:DM1 --links FOLDER/links", 2, "", "usb and twin share /dev/nosuch, "},
+    {"monitor press:DM100 bridge:DM0 --links FOLDER/links --count 1 --format value", 0, "ALL\n",
+     "bridge: 1 request, "},
+    {"write oven=77 --tags FOLDER/plant --links FOLDER/links --sim", 2, "",
+     "oven is on the link press, and no link is reached with --sim: leave --sim out, "},
+    {"write press:DM0=78 DM1=1 --links FOLDER/links --sim --dry-run", 2, "", "reached with --sim"},
+    {"write press:DM0=79 --links FOLDER/links --port /dev/nosuch", 2, "",
+     "DM0 is on the link press, and no item uses --port: leave --port out, "},
+    {"monitor press:DM0 lost:DM0 --links FOLDER/links --link hall", 2, "", "no item uses --link"},
+    {"tags check FOLDER/plant --links FOLDER/links --sim", 2, "",
+     "oven is on the link press, and no link is reached with --sim"},
     {"read hall:oven --links FOLDER/links --tags FOLDER/plant", 2, "",
      "\"oven\" is on link \"press\" in the tag file, not on \"hall\""},
     {"tags check FOLDER/plant --links FOLDER/links --link hall", 0,
      "NAME ANY\noven ANY 4660 ANY\nlevel ANY 0 ANY\n", ""},
+    {"tags check FOLDER/linked --links FOLDER/links", 0, "NAME ANY\noven ANY 4660 ANY\n", ""},
+    {"tags check FOLDER/linked", 0, "", "1 tag, no errors; not read: press is not a link of "},
+    {"tags check FOLDER/plant --links FOLDER/links", 2, "", "level has no link: give --port, "},
+    {"read press:DM0 --links FOLDER/none", 3, "", "cannot read the links ANY/none: "},
+    {"read press:DM0 --links FOLDER", 3, "", "cannot read the links "},
     {"read DM100:f33 --links FOLDER/links", 2, "", "type \"f33\": expected bit, "},
     {"monitor oven --tags FOLDER/plant --links FOLDER/links --count 1 --format csv", 0,
      "time,address,type,index,value,status,error,name,unit,link\n"
@@ -60,10 +75,14 @@ public:
 private slots:
     void initTestCase()
     {
-        writeFile("links", QString("[press]\ntcp = %1\nstation = 7\n[hall]\ntcp = %2\n"
-                                   "[twin]\ntcp = %2\n[silent]\ntcp = %3\ntimeout = 200\n"
-                                   "[lost]\ntcp = 127.0.0.1:1\n")
-                               .arg(m_press.place, m_hall.place, m_silent.place));
+        writeFile("links",
+                  QString("[press]\ntcp = %1\nstation = 7\n[hall]\ntcp = %2\n"
+                          "[bridge]\ntcp = %1\nstation = 7\n"
+                          "[usb]\nport = /dev/nosuch\n"
+                          "[twin]\nport = /dev/nosuch,19200\n[silent]\ntcp = %3\ntimeout = 200\n"
+                          "[lost]\ntcp = 127.0.0.1:1\n")
+                      .arg(m_press.place, m_hall.place, m_silent.place));
+        writeFile("linked", "name,address,link\noven,DM100,press\n");
         writeFile("plant",
                   "name,address,scale,unit,link\noven,DM100,,,press\nlevel,DM100,0.01,mm,\n");
     }
