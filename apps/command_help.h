@@ -81,8 +81,11 @@ inline std::string usageError(const CLI::App *app, const CLI::Error &error)
 {
     std::string text = error.what();
     const CLI::App *command = app;
-    while (!command->get_subcommands().empty())
+    std::string words = app->get_name();
+    while (!command->get_subcommands().empty()) {
         command = command->get_subcommands().front();
+        words += " " + command->get_name();
+    }
     std::vector<std::string> commands;
     for (const CLI::App *known : command->get_subcommands({}))
         commands.push_back(known->get_name());
@@ -95,8 +98,8 @@ inline std::string usageError(const CLI::App *app, const CLI::Error &error)
             text = unknownText(word, "a command", commands);
         break;
     }
-    return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\nRun " +
-           app->get_name() + " --help for its usage.\n";
+    return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\nRun " + words +
+           " --help for its usage.\n";
 }
 
 /// Gives a program's parser its help, its version and its error texts. Requires: the parser has the

@@ -34,6 +34,17 @@ inline std::string timeWithUnit(std::int64_t ms)
     return std::to_string(ms) + "ms";
 }
 
+/// Examples of times in a range, for people; empty where there is none.
+inline std::string timeExamples(std::int64_t minMs, std::int64_t maxMs)
+{
+    std::string examples;
+    for (const std::int64_t ms : {500, 1000, 300000, 3600000}) {
+        if (ms >= minMs && ms <= maxMs)
+            examples += (examples.empty() ? ", such as " : ", ") + timeWithUnit(ms);
+    }
+    return examples;
+}
+
 /// Accepts a whole number and a unit, such as 500ms, 1s, 5min or 1h, and turns it into milliseconds.
 /// @param minMs, maxMs what is allowed, in milliseconds
 /// @param bareMs       the milliseconds of a number without a unit
@@ -51,7 +62,7 @@ inline CLI::Validator duration(std::int64_t minMs, std::int64_t maxMs, std::int6
             const std::int64_t ms = isDuration ? std::stoll(text.substr(0, digits)) * unitMs : -1;
             if (ms < minMs || ms > maxMs)
                 return text + " is not a time from " + timeWithUnit(minMs) + " to " +
-                       timeWithUnit(maxMs) + ", such as 500ms, 1s, 5min or 1h";
+                       timeWithUnit(maxMs) + timeExamples(minMs, maxMs);
             text = std::to_string(ms);
             return std::string();
         },

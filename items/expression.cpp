@@ -86,8 +86,7 @@ Failure parseHead(const QString &text, const ItemDefaults &defaults, Item *item)
     if (defaults.otherDriver ? item->address.isEmpty()
                              : !parseDeviceAddress(item->address, &item->device))
         return usage(
-            QString::fromLatin1("%1 is not ADDRESS[:TYPE][[COUNT]][=VALUE[,VALUE...]] with "
-                                "an address such as DM100")
+            QString::fromLatin1("%1 is not ADDRESS[:TYPE][[COUNT]] with an address such as DM100")
                 .arg(quoted(text)));
     const QString count = match.captured(3);
     item->count = count.isEmpty() ? defaults.count : count.toInt();

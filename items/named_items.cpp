@@ -58,7 +58,7 @@ QVector<Item> tagsNamed(const QString &name, const QString &link, const QVector<
     return named;
 }
 
-// Why a text is no item, where there are names.
+// Why a text is no item, where it may be a name.
 Failure notNamed(const ItemHead &head, const QVector<Item> &tags, const Failure &failure)
 {
     const QString &name = head.name;
@@ -79,8 +79,11 @@ Failure notNamed(const ItemHead &head, const QVector<Item> &tags, const Failure 
     DeviceAddress address;
     const bool isAddress = name.contains(QLatin1Char(':')) || name.contains(QLatin1Char('[')) ||
                            parseDeviceAddress(name, &address);
-    if (tags.isEmpty() || (isAddress && !isWildcard(name)))
+    if (isAddress && !isWildcard(name))
         return failure;
+    if (tags.isEmpty())
+        return Failure(failure.status(),
+                       failure.text() + QLatin1String("; for a name give --tags FILE"));
     return Failure(failure.status(),
                    QString::fromLatin1("\"%1\" is neither a name in the tag file nor an address "
                                        "such as DM100")

@@ -5,6 +5,8 @@
 namespace
 {
 
+const char NOT_SENT[] = "nothing was sent, as the link is to be opened anew after: ";
+
 bool isOutage(const ItemResult &result)
 {
     return result.failure.status() == StatusNoReply || result.failure.status() == StatusOpen;
@@ -24,7 +26,7 @@ const Failure *outageIn(const QVector<ItemResult> &results)
 OutageReader::OutageReader(Client &client, const QVector<Item> &items, const ReadOptions &options,
                            WordOrder order)
     : m_client(client), m_itemCount(items.size()), m_reader(client, items, options, order),
-      m_reopenAtMs(0)
+      m_reopenAtMs(0), m_unsent(0)
 {
     m_clock.start();
 }
@@ -42,8 +44,11 @@ QVector<ItemResult> OutageReader::read()
     if (m_down && m_clock.elapsed() >= m_reopenAtMs)
         open();
     if (m_down) {
+        ++m_unsent;
         ItemResult failed;
         failed.failure = m_down;
+        if (m_down.status() == StatusNoReply)
+            failed.failure = Failure(StatusNoReply, QLatin1String(NOT_SENT) + m_down.text());
         return QVector<ItemResult>(m_itemCount, failed);
     }
     const QVector<ItemResult> results = m_reader.read();

@@ -7,6 +7,8 @@
 
 #include <QtCore/QElapsedTimer>
 
+#include <atomic>
+
 /// @return the failure of the first item that got no reply; null when all got one
 const Failure *outageIn(const QVector<ItemResult> &results);
 
@@ -25,6 +27,9 @@ public:
     /// Reads all items. @return one result for each item; while the link is not open, the reason
     QVector<ItemResult> read();
 
+    /// How many readings found no open link, so that nothing was sent; any thread may ask.
+    qint64 unsent() const { return m_unsent; }
+
 private:
     void noteOutage(const Failure &failure);
 
@@ -35,6 +40,7 @@ private:
     Failure m_down;      // why the link is not open; good while it is
     qint64 m_reopenAtMs; // not before
     BackOff m_backOff;
+    std::atomic<qint64> m_unsent;
 };
 
 #endif

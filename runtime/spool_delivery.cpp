@@ -86,11 +86,11 @@ void SpoolDelivery::demand(std::atomic<bool> *flag)
     m_spool.wake();
 }
 
-QString SpoolDelivery::summary() const
+QString SpoolDelivery::summary(bool isInterim) const
 {
     const SpoolCounts counts = m_spool.counts();
     QStringList parts;
-    if (counts.waiting > 0)
+    if (counts.waiting > 0 || isInterim)
         parts += countText(counts.waiting, "sample waits", "samples wait") +
                  QLatin1String(" in the spool ") + m_settings.file;
     if (counts.dropped > 0)

@@ -44,8 +44,9 @@ public:
     /// @param ms at most so long, in milliseconds
     void finish(int ms);
 
-    /// What waits and what was dropped, for the user; empty for nothing.
-    QString summary() const;
+    /// What waits and what was dropped, for the user.
+    /// @param isInterim whether it tells that nothing waits, too; else it is empty for nothing
+    QString summary(bool isInterim) const;
 
 private:
     Q_DISABLE_COPY(SpoolDelivery)

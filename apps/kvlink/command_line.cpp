@@ -137,7 +137,9 @@ bool parseCommandLine(int argc, char **argv, CommandLine *line, QTextStream &out
         takeNamedLink(app, line);
         checkDriver(app, *line);
         if (line->needsLink && !line->itemsNameLinks && !line->link.isReachable())
-            throw CLI::RequiredError("One of --port, --tcp, --sim and --link");
+            throw CLI::RequiredError(app.got_subcommand("scan")
+                                         ? "One of --port, --tcp and --link"
+                                         : "One of --port, --tcp, --sim and --link");
     } catch (const CLI::ParseError &error) {
         *status = reportParse(app, error, out, err);
         return false;

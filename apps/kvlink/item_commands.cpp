@@ -50,8 +50,13 @@ int runRead(const ItemOptions &options, const LinkOptions &given, QTextStream &o
     if (Failure failure = findOnlyLink(*options.line, items, &link))
         return complain(err, failure);
     Client client(link, err);
-    if (Failure failure = client.open())
+    if (Failure failure = client.open()) {
+        ItemResult down;
+        down.failure = failure;
+        if (options.format->hasState)
+            ItemPrinter(out, *options.format, items).print(QVector<ItemResult>(items.size(), down));
         return complain(err, failure);
+    }
     ItemReader reader(client, items, options.read, options.order);
     return printResults(items, reader.read(), *options.format, out, err);
 }

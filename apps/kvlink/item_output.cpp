@@ -174,22 +174,23 @@ void printWideCsv(const ItemSample &sample, QString *rows)
 // The first is the default.
 const OutputFormat FORMATS[] = {
     // name, is for people, is a live table, no rows, header, row parts, time, print, print sample,
-    // end, print table
+    // end, print table, has state
     {"text", true, true, "", nullptr, textRowParts, spacedTime, printText, nullptr, nullptr,
-     printTextTable},
+     printTextTable, false},
     {"json", false, false, "[]\n", nullptr, jsonRowParts, jsonTime, printJson, nullptr, "\n]\n",
-     printJsonTable},
+     printJsonTable, false},
     {"jsonl", false, false, "", nullptr, jsonRowParts, jsonTime, printJsonLine, nullptr, nullptr,
-     nullptr},
+     nullptr, false},
     {"csv", false, false, "", csvHeader, csvRowParts, nullptr, printCsv, nullptr, nullptr,
-     printCsvTable},
+     printCsvTable, false},
     {"csv-wide", false, false, "", wideCsvHeader, wideCsvRowParts, nullptr, nullptr, printWideCsv,
-     nullptr, nullptr},
+     nullptr, nullptr, false},
     {"influx", false, false, "", nullptr, influxRowParts, influxTime, printInfluxLine, nullptr,
-     nullptr, nullptr},
+     nullptr, nullptr, false},
     {"prometheus", false, false, "", nullptr, prometheusRowParts, nullptr, nullptr,
-     printPrometheusSample, nullptr, nullptr},
-    {"value", true, false, "", nullptr, nullptr, nullptr, printValues, nullptr, nullptr, nullptr},
+     printPrometheusSample, nullptr, nullptr, true},
+    {"value", true, false, "", nullptr, nullptr, nullptr, printValues, nullptr, nullptr, nullptr,
+     false},
 };
 
 } // namespace

@@ -62,6 +62,7 @@ struct OutputFormat {
 
     const char *end; ///< stands behind the last item; null where nothing does
     void (*printTable)(const OutputTable &table, QTextStream &out); ///< null: has no tables
+    bool hasState; ///< tells that an item is down, also where its link cannot be opened at all
 };
 
 /// What programs call a status, such as no-reply.

@@ -61,6 +61,9 @@ void LinkSampler::sample()
 QString LinkSampler::summary() const
 {
     QString text = m_client.statistics().text();
+    if (m_reader.unsent() > 0)
+        text += QLatin1String("; ") + countText(m_reader.unsent(), "sample", "samples") +
+                QLatin1String(" without an open link");
     if (m_missed > 0)
         text += QLatin1String("; ") + countText(m_missed, "sample", "samples") +
                 QLatin1String(" left out");

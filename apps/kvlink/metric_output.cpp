@@ -55,15 +55,20 @@ double numberOf(const Item &item, const QString &value)
     return value.toDouble();
 }
 
+// The digits of a finite number, as the other formats have them.
+QString digitsOf(const Item &item, const QString &value)
+{
+    const bool isOfDigits = item.type == ItemType::Hex || item.type == ItemType::Bin;
+    return isOfDigits ? QString::number(numberOf(item, value), 'f', 0) : value;
+}
+
 // A field has one type in the whole measurement, and a database drops what has another: numbers of
 // all kinds are floating-point, and texts have a field of their own.
 QString influxField(const Item &item, const QString &index, const QString &value)
 {
     if (isText(item))
         return QLatin1String("text") % index % QLatin1Char('=') % influxText(plainText(value));
-    const bool isOfDigits = item.type == ItemType::Hex || item.type == ItemType::Bin;
-    return QLatin1String("value") % index % QLatin1Char('=') %
-           (isOfDigits ? QString::number(numberOf(item, value), 'f', 0) : value);
+    return QLatin1String("value") % index % QLatin1Char('=') % digitsOf(item, value);
 }
 
 QString prometheusLabel(const char *name, const QString &value)
@@ -93,7 +98,7 @@ QString prometheusNumber(const Item &item, const QString &value)
         return QLatin1String("NaN");
     if (std::isinf(number))
         return QLatin1String(number > 0 ? "+Inf" : "-Inf");
-    return QString::number(number, 'g', 17);
+    return digitsOf(item, value);
 }
 
 void appendPrometheusValues(const Item &item, const QString &labels, const QStringList &values,

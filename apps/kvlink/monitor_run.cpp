@@ -109,6 +109,8 @@ Status MonitorRun::run()
 {
     sampleAll();
     const Failure &unopened = m_links.front()->sampler->failure();
+    if (unopened && m_options.items.format->hasState)
+        m_output.take(m_links.front()->sampler->latest(), 0);
     if (unopened)
         return complain(m_err, unopened);
     m_output.finish();
@@ -144,7 +146,7 @@ void MonitorRun::summarize(const QString &beginning)
     const QStringList names = namesOf(m_given);
     for (size_t i = 0; i < m_links.size(); ++i)
         m_output.say(names.at(static_cast<int>(i)), {beginning + m_links[i]->sampler->summary()});
-    const QString backlog = m_output.backlog();
+    const QString backlog = m_output.backlog(!beginning.isEmpty());
     if (!backlog.isEmpty())
         m_output.say(QString(), {beginning + backlog});
 }

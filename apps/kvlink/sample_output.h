@@ -47,8 +47,12 @@ public:
     /// Whether nobody takes what would be printed.
     bool isGone();
 
-    /// What lies in the spool and what it has lost, for a summary; empty for nothing.
-    QString backlog() const { return m_spool ? m_spool->summary() : QString(); }
+    /// What lies in the spool and what it has lost, for a summary, as `SpoolDelivery::summary`; empty
+    /// without a spool.
+    QString backlog(bool isInterim) const
+    {
+        return m_spool ? m_spool->summary(isInterim) : QString();
+    }
 
     /// Whether the log or the spool could not take the latest sample. Requires: no thread takes
     /// samples any more.

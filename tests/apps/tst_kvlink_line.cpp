@@ -15,6 +15,11 @@ const KvlinkRun RUNS[] = {
     {"project inti x", 2, "", "kvlink: inti is not a command; did you mean init?\n"},
     {"--tmeout=5 read DM0", 2, "", "kvlink: --tmeout is not an option; did you mean --timeout?\n"},
     {"monitor DM0 --changes", 2, "", "did you mean --changes-only?\n"},
+    {"info --format json", 2, "", "is not an option\nRun kvlink info --help for its usage.\n"},
+    {"scan", 2, "", "kvlink: One of --port, --tcp and --link is required\n"},
+    {"read oven.temperature --sim", 2, "",
+     "is not ADDRESS[:TYPE][[COUNT]] with an address such as DM100; for a name give --tags FILE\n"},
+    {"ping --timeout 11min --sim", 2, "", "to 10min, such as 500ms, 1s, 5min\n"},
     {"read DM0 --verify", 2, "", "kvlink: --verify is not an option\n"},
     {"PLC read DM100 --count 2", 2, "", "--count 2: ANY -n\n"},
     // A pseudo-terminal has no speed.

@@ -47,8 +47,14 @@ const KvlinkRun RUNS[] = {
      "kvlink: press: 1 request, "},
     {"read press:DM100 --links FOLDER/links --format influx", 0,
      "kvlink,item=DM100,address=DM100,link=press value=4660,status=\"ok\" ANY\n", ""},
-    {"read press:DM100 --links FOLDER/links --format prometheus", 0,
-     "ALL\nkvlink_value{item=\"DM100\",address=\"DM100\",link=\"press\"} 4660\n", ""},
+    {"read press:level --links FOLDER/links --tags FOLDER/plant --format prometheus", 0,
+     "ALL\nkvlink_value{item=\"level\",address=\"DM100\",link=\"press\",unit=\"mm\"} 46.6\n", ""},
+    {"read lost:DM0 --links FOLDER/links --format prometheus", 3,
+     "ANY\nANY\nkvlink_up{item=\"DM0\",address=\"DM0\",link=\"lost\"} 0\nANY\nANY\n",
+     "cannot connect"},
+    {"monitor lost:DM0 --links FOLDER/links --format prometheus", 3,
+     "ANY\nANY\nkvlink_up{item=\"DM0\",address=\"DM0\",link=\"lost\"} 0\nANY\nANY\n",
+     "cannot connect"},
 };
 
 // The text behind the last comma of each line: its link.
@@ -95,7 +101,9 @@ private slots:
     {
         check({"monitor press:DM100 hall:DM0 lost:DM0 --links FOLDER/links --count 3 --interval 20 "
                "--changes-only --format jsonl --output FOLDER/log --report FOLDER/page.html",
-               6, "", "kvlink: lost: outage: cannot connect to ALLkvlink: press: 3 requests, "});
+               6, "",
+               "kvlink: lost: outage: cannot connect to ALLkvlink: press: 3 requests, ALL"
+               "kvlink: lost: 0 requests, ANY; 3 samples without an open link\n"});
         QFile log(m_folder.filePath("log"));
         QVERIFY(log.open(QIODevice::ReadOnly));
         const QString text = log.readAll();
@@ -115,6 +123,8 @@ private slots:
         QCOMPARE(linksOf(rows).count("press"), 8);
         QCOMPARE(linksOf(rows).count("hall"), 8);
         QVERIFY(linksOf(rows).count("silent") > 0);
+        QVERIFY(
+            outcome.out.contains("nothing was sent, as the link is to be opened anew after: no "));
         for (int i = 1; i < rows.size(); ++i)
             QVERIFY2(QDateTime::fromString(rows.at(i - 1).section(',', 0, 0), Qt::ISODateWithMs) <=
                          QDateTime::fromString(rows.at(i).section(',', 0, 0), Qt::ISODateWithMs),
