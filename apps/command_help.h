@@ -75,6 +75,13 @@ inline std::string unknownText(const std::string &typed, const std::string &what
     return typed + " is not " + what + (nearest.empty() ? "" : "; did you mean " + nearest + "?");
 }
 
+/// The exit status for an error of a command line. A file that cannot be read is none of usage.
+inline Status statusOf(const CLI::Error &error)
+{
+    const bool isOfFile = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::FileError);
+    return isOfFile ? StatusOpen : StatusUsage;
+}
+
 /// What is wrong with a command line, for people. The library does not say which word it did not
 /// take for a command.
 inline std::string usageError(const CLI::App *app, const CLI::Error &error)
@@ -98,8 +105,9 @@ inline std::string usageError(const CLI::App *app, const CLI::Error &error)
             text = unknownText(word, "a command", commands);
         break;
     }
-    return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\nRun " + words +
-           " --help for its usage.\n";
+    const std::string next =
+        statusOf(error) == StatusUsage ? "Run " + words + " --help for its usage.\n" : "";
+    return app->get_name() + ": " + escapedText(text.c_str()).toStdString() + "\n" + next;
 }
 
 /// Gives a program's parser its help, its version and its error texts. Requires: the parser has the
@@ -113,13 +121,6 @@ inline void setUpParser(CLI::App *app)
                           "Print the version and exit");
     app->set_help_flag("-h,--help", "Print this help and exit");
     app->failure_message(usageError);
-}
-
-/// The exit status for an error of a command line. A file that cannot be read is none of usage.
-inline Status statusOf(const CLI::ParseError &error)
-{
-    const bool isOfFile = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::FileError);
-    return isOfFile ? StatusOpen : StatusUsage;
 }
 
 /// Prints why a parse has ended: help or the version to the first stream, an error to the other one.

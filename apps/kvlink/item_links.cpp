@@ -45,7 +45,7 @@ Failure checkGivenLink(const CommandLine &line, const QVector<Item> &items)
         if (isTyped(line, option))
             return Failure(StatusUsage,
                            QString::fromLatin1("%1 is on the link %2, and %4 --%3: leave --%3 out, "
-                                               "or give an item that names no link")
+                                               "or give items without a link")
                                .arg(linked->text, linked->link, QLatin1String(option),
                                     QLatin1String(line.given.simulated ? "no link is reached with"
                                                                        : "no item uses")));

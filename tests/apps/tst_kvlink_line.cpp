@@ -55,7 +55,8 @@ const KvlinkRun RUNS[] = {
      "/unknown: [oven] statoin is not a key; did you mean station? (known: port, "},
     {"info --links FOLDER/default --link default", 2, "",
      "port stands in no section; expected ANY, other"},
-    {"info --links FOLDER/none --link press", 3, "", "cannot read the links ANY/none: "},
+    {"info --links FOLDER/none --link press", 3, "",
+     "cannot read the links ANY/none: No such file or directory\n"},
     {"info --links FOLDER/links", 2, "", "no link is named; give --link NAME\n"},
     {"info --link press --sim", 2, "", "excludes"},
 };
