@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace
@@ -24,6 +25,16 @@ const char SQLITE_BEGINNING[] = "SQLite format 3"; // up to its zero byte
 const char NO_SPOOL[] = "it is no spool; name another file, or move it away";
 
 const int APPLICATION_ID = 0x4B565370; // "KVSp"
+
+// So many pages in FILE-wal are written to the file, and what FILE-wal has room for from the
+// beginning: those pages, and a removal of samples.
+const int CHECKPOINT_PAGES = 128;
+const qint64 WAL_BYTES = 1024 * 1024;
+
+// A sample takes pages of 4096 bytes for its rows, which each hold a bit less, and some that lead
+// to them.
+const qint64 PAYLOAD_BYTES = 4000;
+const qint64 MORE_PAGES = 8;
 
 // A program that was killed while it started a command leaves the lock to it for a moment.
 const int LOCK_MS = 1000;
@@ -36,6 +47,27 @@ QString connectionOf(const void *end)
     thread_local const int thread = ++threads;
     return QString::fromLatin1("spool-%1-%2")
         .arg(QString::number(reinterpret_cast<quintptr>(end), 16), QString::number(thread));
+}
+
+// Makes a connection write within the reserved space.
+// @param synchronous the statement that says when it waits for the disk
+Failure setUp(const QSqlDatabase &database, const char *synchronous)
+{
+    const QByteArray checkpoint =
+        "PRAGMA wal_autocheckpoint = " + QByteArray::number(CHECKPOINT_PAGES);
+    Failure failure = execute(database, synchronous);
+    if (!failure)
+        failure = execute(database, checkpoint.constData());
+    return failure ? failure : execute(database, "PRAGMA secure_delete = OFF");
+}
+
+// Has the file system give a file its space now, rather than refuse it later.
+Failure allocate(int file, qint64 offset, qint64 bytes)
+{
+    int error = EINTR;
+    while (error == EINTR)
+        error = posix_fallocate(file, offset, bytes);
+    return error == 0 ? Failure() : Failure(StatusOpen, qt_error_string(error));
 }
 
 } // namespace
@@ -78,8 +110,14 @@ Failure SampleSpool::open()
         failure = useWal(database);
     if (!failure)
         failure = loadCounts(database);
-    if (!failure)
+    if (!failure) { // a full disk refuses samples, but gives those that wait
+        static_cast<void>(reserveWal(WAL_BYTES));
         return failure;
+    }
+    struct statvfs disk;
+    if (fstatvfs(m_lock, &disk) == 0 && disk.f_bavail * disk.f_frsize < quint64(WAL_BYTES))
+        return this->failure("open", failure.text() +
+                                         QLatin1String("; its disk needs 2 MiB of free space"));
     return this->failure("open", failure.text() +
                                      QString::fromLatin1("; if it is damaged, move it away, and "
                                                          "with it %1-wal and %1-shm")
@@ -96,7 +134,7 @@ Failure SampleSpool::connect(QSqlDatabase *database)
         m_connections += name;
     if (database->isOpen())
         return Failure();
-    return database->open() ? execute(*database, "PRAGMA synchronous = FULL")
+    return database->open() ? setUp(*database, "PRAGMA synchronous = FULL")
                             : sqliteFailure(*database);
 }
 
@@ -211,12 +249,51 @@ Failure SampleSpool::append(const QByteArray &rows)
 
 Failure SampleSpool::store(QSqlDatabase &database, const QByteArray &rows, SpoolCounts *counts)
 {
-    if (Failure failure = makeRoom(database, rows.size(), counts))
+    Failure failure = makeRoom(database, rows.size(), counts);
+    if (!failure)
+        failure = reserve(database, rows.size());
+    if (failure)
         return failure;
     ++counts->waiting;
     counts->bytes += rows.size();
     QSqlQuery query(database);
     return execute(&query, "INSERT INTO samples VALUES (?, ?)", {m_last + 1, rows});
+}
+
+// Gets the space for a sample, its way from FILE-wal into the file, and its removal before anything
+// is written. A removal writes to FILE-wal: a spool that had filled the disk could never shrink.
+Failure SampleSpool::reserve(QSqlDatabase &database, qint64 bytes)
+{
+    Failure failure = reserveWal(WAL_BYTES + 3 * bytes);
+    QSqlQuery query(database);
+    if (!failure)
+        failure = execute(&query, "SELECT page_count, freelist_count, page_size FROM "
+                                  "pragma_page_count, pragma_freelist_count, pragma_page_size");
+    if (!failure && !query.next())
+        failure = sqliteFailure(database);
+    if (failure)
+        return failure;
+    const qint64 missing = bytes / PAYLOAD_BYTES + MORE_PAGES - query.value(1).toLongLong();
+    const qint64 pageSize = query.value(2).toLongLong();
+    return missing > 0
+               ? allocate(m_lock, query.value(0).toLongLong() * pageSize, missing * pageSize)
+               : failure;
+}
+
+// SQLite writes FILE-wal from its beginning again after a checkpoint, and leaves it its size.
+Failure SampleSpool::reserveWal(qint64 bytes)
+{
+    if (bytes <= m_walBytes)
+        return Failure();
+    const QByteArray name = QFile::encodeName(m_file) + "-wal";
+    const int wal = ::open(name.constData(), O_RDWR | O_CLOEXEC);
+    if (wal < 0)
+        return Failure(StatusOpen, qt_error_string(errno));
+    const Failure failure = allocate(wal, 0, bytes);
+    close(wal);
+    if (!failure)
+        m_walBytes = bytes;
+    return failure;
 }
 
 // What the reader has got may be taken already.
@@ -272,7 +349,7 @@ SpoolReader::~SpoolReader()
 // What a power failure brings back is only read twice: a removal does not wait for the disk.
 Failure SpoolReader::open()
 {
-    return m_database.open() ? execute(m_database, "PRAGMA synchronous = NORMAL")
+    return m_database.open() ? setUp(m_database, "PRAGMA synchronous = NORMAL")
                              : sqliteFailure(m_database);
 }
 

@@ -63,6 +63,8 @@ private:
     Failure useWal(const QSqlDatabase &database);
     Failure loadCounts(QSqlDatabase &database);
     Failure store(QSqlDatabase &database, const QByteArray &rows, SpoolCounts *counts);
+    Failure reserve(QSqlDatabase &database, qint64 bytes);
+    Failure reserveWal(qint64 bytes);
     Failure makeRoom(QSqlDatabase &database, qint64 bytes, SpoolCounts *counts);
     Failure failure(const char *what, const QString &why) const;
 
@@ -74,8 +76,9 @@ private:
     QWaitCondition m_hasMore;
     bool m_isWoken; // and has not noticed it yet
     SpoolCounts m_counts;
-    qint64 m_last;  // number of the newest sample
-    qint64 m_given; // of the newest one that the reader has got
+    qint64 m_last;     // number of the newest sample
+    qint64 m_given;    // of the newest one that the reader has got
+    qint64 m_walBytes; // reserved in FILE-wal
 };
 
 /// The reading end of an open spool, for one thread, which makes and destroys it.
