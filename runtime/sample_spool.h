@@ -96,7 +96,7 @@ public:
     /// @return StatusOpen when the file cannot be read
     Failure next(qint64 maxBytes, int waitMs, QVector<SpooledSample> *samples);
 
-    /// Removes the samples up to one that `next` gave.
+    /// Removes the samples up to one that `next` gave. A few at a time have room on a full disk.
     /// @return StatusOpen when the file cannot be written; a later call removes them, too
     Failure take(qint64 number);
 

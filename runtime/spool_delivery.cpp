@@ -12,6 +12,10 @@ namespace
 {
 
 const int BATCH_BYTES = 64 * 1024;
+
+// Removed at once: a small removal has room on a full disk.
+const int REMOVAL_SAMPLES = 16;
+
 const int COMMAND_TIMEOUT_MS = 60000;
 
 // How soon rows that a pipe still holds are looked for again.
@@ -156,17 +160,20 @@ Failure SpoolDelivery::give(SpoolReader *reader, SpoolTarget *target)
 
 void SpoolDelivery::take(SpoolReader *reader)
 {
-    qint64 last = 0;
-    int count = 0;
-    for (; count < m_onTheirWay.size() && m_onTheirWay.at(count).end <= m_total.taken; ++count)
-        last = m_onTheirWay.at(count).number;
-    if (count == 0)
-        return;
-    const Failure failure = reader->take(last);
-    note(&m_removing, failure,
-         QLatin1String("samples that were taken come again at the next start"), "clears");
-    if (!failure)
-        m_onTheirWay.erase(m_onTheirWay.begin(), m_onTheirWay.begin() + count);
+    const auto isTaken = [this](int index) {
+        return index < m_onTheirWay.size() && m_onTheirWay.at(index).end <= m_total.taken;
+    };
+    Failure failure;
+    while (!failure && isTaken(0)) {
+        int count = 1;
+        while (count < REMOVAL_SAMPLES && isTaken(count))
+            ++count;
+        failure = reader->take(m_onTheirWay.at(count - 1).number);
+        note(&m_removing, failure,
+             QLatin1String("samples that were taken come again at the next start"), "clears");
+        if (!failure)
+            m_onTheirWay.erase(m_onTheirWay.begin(), m_onTheirWay.begin() + count);
+    }
 }
 
 void SpoolDelivery::note(Trouble *trouble, const Failure &failure, const QString &next,
