@@ -16,6 +16,10 @@
 namespace
 {
 
+// A visitor that sends nothing holds a thread for the time.
+const char SERVER_THREADS[] = "4";
+const char REQUEST_TIMEOUT_MS[] = "2000";
+
 // How long a connection of this machine to itself may take.
 const int VISIT_MS = 100;
 
@@ -154,7 +158,9 @@ Failure MetricsServer::start(const TcpAddress &address)
     m_host = address.host;
     const QString place = tcpAddressText(address.host, address.port);
     try {
-        m_exposer.reset(new prometheus::Exposer(place.toStdString()));
+        m_exposer.reset(
+            new prometheus::Exposer({"listening_ports", place.toStdString(), "num_threads",
+                                     SERVER_THREADS, "request_timeout_ms", REQUEST_TIMEOUT_MS}));
     } catch (const std::exception &) {
         return Failure(StatusOpen, QString::fromLatin1("cannot serve metrics at %1: is the port "
                                                        "in use, or the address another machine's?")

@@ -290,10 +290,16 @@ private slots:
             QVERIFY2(outcome.status == 0, qPrintable(outcome.err));
         }
         const QByteArray turns = "\nkvbridge_turns_total{client=\"127.0.0.1\"} 151\n";
+        QTcpSocket idle[4]; // hold up no reader for long
+        for (QTcpSocket &socket : idle) {
+            socket.connectToHost("127.0.0.1", bridge.metrics.section(':', 1).toUShort());
+            QVERIFY(socket.waitForConnected(PATIENCE_MS));
+        }
         const auto page = [&bridge, &turns] {
             QTcpSocket reader;
             return answerOf(&reader, bridge.metrics, "GET /metrics HTTP/1.0\r\n\r\n", turns);
         };
+        QVERIFY(!page().isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(page().contains(turns), PATIENCE_MS);
         const QString err = bridge.stop().err;
         QVERIFY2(err.contains("all clients: 0 connected, 151 turns, 1 cut, 451 exchanges, 0 with"),
