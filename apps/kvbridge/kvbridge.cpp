@@ -28,14 +28,23 @@ void say(QTextStream &err, const QString &text)
     err.flush();
 }
 
+// Qt and the system also take a short address, and a number with 0 in front as octal.
+bool isFullAddress(const QString &text)
+{
+    const QHostAddress address(text);
+    return address.protocol() == QAbstractSocket::IPv6Protocol ||
+           (!address.isNull() && address.toString() == text);
+}
+
 Failure parseRange(const QString &text, AddressRange *range)
 {
     *range = QHostAddress::parseSubnet(text);
-    return range->second >= 0
+    return range->second >= 0 && isFullAddress(text.section(QLatin1Char('/'), 0, 0))
                ? Failure()
-               : Failure(StatusUsage, QString::fromLatin1("\"%1\": expected an address or a range "
-                                                          "to allow, such as 192.168.0.0/24")
-                                          .arg(text));
+               : Failure(StatusUsage,
+                         QString::fromLatin1("\"%1\": expected a whole address or a range "
+                                             "to allow, such as 192.168.0.7 or 192.168.0.0/24")
+                             .arg(text));
 }
 
 Failure readSettings(const KvbridgeOptions &options, BridgeSettings *settings)
