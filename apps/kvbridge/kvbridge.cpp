@@ -64,6 +64,17 @@ Failure readSettings(const KvbridgeOptions &options, BridgeSettings *settings)
     return failure;
 }
 
+Failure parseMetricsAddress(const QString &text, TcpAddress *address)
+{
+    Failure failure = parseListenAddress(text, address);
+    if (!failure && address->host.contains(QLatin1Char(':')))
+        failure = Failure(StatusUsage,
+                          QString::fromLatin1("--metrics \"%1\": expected an IPv4 address, as the "
+                                              "HTTP server has no IPv6; give 127.0.0.1:PORT")
+                              .arg(text));
+    return failure;
+}
+
 // Tells the service manager that the bridge works, as long as it does.
 class Watchdog
 {
@@ -178,7 +189,7 @@ Failure bridge(const KvbridgeOptions &options, QTextStream &out, QTextStream &er
     std::unique_ptr<TraceLog> trace;
     Failure failure = readSettings(options, &settings);
     if (!failure && !options.metrics.isEmpty())
-        failure = parseListenAddress(options.metrics, &metricsAddress);
+        failure = parseMetricsAddress(options.metrics, &metricsAddress);
     if (!failure)
         failure = watchStopSignals();
     if (!failure && !options.trace.isEmpty())

@@ -101,6 +101,7 @@ const struct {
     {"--listen 0 --port x --allow /8", 2, "\"/8\": expected a whole address or a range"},
     {"--listen 0 --port x --allow 010.0.0.1", 2, "\"010.0.0.1\": expected a whole address"},
     {"--listen nowhere:0 --port x", 2, "\"nowhere\": expected an address of this machine"},
+    {"--listen [::1]:0 --port x --metrics [::1]:0", 2, "\"[::1]:0\": expected an IPv4 address"},
     {"--listen 0 --port no/such/device", 3, "cannot open no/such/device: "},
     {"--listen 0 --tcp 127.0.0.1:1", 3, "cannot connect to 127.0.0.1:1: "},
 };
