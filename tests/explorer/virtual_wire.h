@@ -19,7 +19,7 @@ const int TIMEOUT_MS = 20;
 class VirtualWire : public Port
 {
 public:
-    enum { STATION = 7, REPLY_MS = 1 };
+    enum { STATION = 7, ANSWER_MS = 1 };
 
     explicit VirtualWire(PlcMemory &memory)
         : lineIsLost(false), m_plc(memory, STATION), m_nowMs(0), m_lastMs(0)
@@ -82,7 +82,7 @@ private:
     // A wire keeps the order of its bytes.
     void deliver(const WirePieces &pieces)
     {
-        qint64 atMs = qMax(m_nowMs, m_lastMs) + REPLY_MS;
+        qint64 atMs = qMax(m_nowMs, m_lastMs) + ANSWER_MS;
         for (const WirePiece &piece : pieces) {
             atMs += qRound64(piece.delay * TIMEOUT_MS);
             const Arriving arriving = {piece.bytes, atMs};
