@@ -74,7 +74,7 @@ Failure allocate(int file, qint64 offset, qint64 bytes)
 
 SampleSpool::SampleSpool(const QString &file, qint64 maxBytes)
     : m_file(file), m_maxBytes(maxBytes), m_lock(-1), m_isWoken(false), m_counts(), m_last(0),
-      m_given(0)
+      m_given(0), m_walBytes(0)
 {}
 
 SampleSpool::~SampleSpool()

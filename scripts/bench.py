@@ -485,11 +485,17 @@ def report(rows, json_file):
         pathlib.Path(json_file).write_text(json.dumps(cells, indent=2) + "\n")
 
 
+def whole_seconds(text):
+    if not text.isdecimal() or int(text) == 0:
+        raise argparse.ArgumentTypeError(f"{text} is not a number of seconds above 0")
+    return int(text)
+
+
 def main():
     parser = argparse.ArgumentParser(
         prog="./dev bench", allow_abbrev=False,
-        description="Without an option, and with --json and --plots: measures everything in five "
-                    "minutes and prints a table: the instructions of the driver alone and through "
+        description="Without an option, and with --json and --plots: measures everything but --links "
+                    "in five minutes and prints a table: the instructions of the driver alone and through "
                     "a serial port, those of reads of 1, 10, 100 and 125 words beside libmodbus "
                     "and Qt SerialBus; system calls; allocations and memory; the processor time "
                     "of kvlink monitor; how often programs at rest wake up; the share of the "
@@ -502,7 +508,7 @@ def main():
              "than 10 %% above bench/baseline.tsv, or when a request allocates more than it may")
     action.add_argument("--update", action="store_true",
                         help="replace bench/baseline.tsv by the counts of this build")
-    action.add_argument("--links", metavar="SECONDS", type=int, nargs="?", const=60,
+    action.add_argument("--links", metavar="SECONDS", type=whole_seconds, nargs="?", const=60,
                         help="measure only kvlink monitor on many links, 60 s for each number of "
                              "links by default")
     parser.add_argument("--json", metavar="FILE", help="write the table into a file as well")
