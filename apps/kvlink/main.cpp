@@ -22,7 +22,7 @@ int main(int argc, char **argv)
     keepStandardStreams();
     QCoreApplication application(argc, argv);
     keepUndecodedBytes();
-    std::setvbuf(stdout, outBuffer, _IOFBF, sizeof outBuffer);
+    static_cast<void>(std::setvbuf(stdout, outBuffer, _IOFBF, sizeof outBuffer));
     QTextStream out(stdout);
     QTextStream err(stderr);
     for (QTextStream *stream : {&out, &err})
