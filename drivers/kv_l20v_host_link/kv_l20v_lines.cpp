@@ -14,6 +14,7 @@ const char DIGIT_PAIRS[] = "00010203040506070809101112131415161718192021222324"
                            "25262728293031323334353637383940414243444546474849"
                            "50515253545556575859606162636465666768697071727374"
                            "75767778798081828384858687888990919293949596979899";
+const char ZEROS[] = {'0', '0', '0', '0', '0', '0', '0', '0', '0'}; // as many as a format adds
 const unsigned int POWERS_OF_TEN[] = {1,      10,      100,      1000,      10000,
                                       100000, 1000000, 10000000, 100000000, 1000000000};
 
@@ -90,7 +91,7 @@ char *putDecimal(char *at, unsigned int number, int minDigits = 1)
 // and the rest of the format.
 char *putFormatted(char *at, const char *format, KV_L20V_Digits digits)
 {
-    std::memcpy(at, "000000000", 9);
+    std::memcpy(at, ZEROS, sizeof ZEROS);
     at += qMax(format[2] - '0' - digits.count, 0);
     for (const char *digit = digits.first; digits.count > 0; --digits.count)
         *at++ = upper(*digit++);
