@@ -289,7 +289,7 @@ Failure SampleSpool::reserveWal(qint64 bytes)
     const int wal = ::open(name.constData(), O_RDWR | O_CLOEXEC);
     if (wal < 0)
         return Failure(StatusOpen, qt_error_string(errno));
-    const Failure failure = allocate(wal, 0, bytes);
+    Failure failure = allocate(wal, 0, bytes);
     close(wal);
     if (!failure)
         m_walBytes = bytes;
