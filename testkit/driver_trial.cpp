@@ -5,7 +5,7 @@
 #include "testkit/faulty_channel.h"
 #include "testkit/simulated_device.h"
 
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <exception>
 

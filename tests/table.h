@@ -2,7 +2,7 @@
 #ifndef TESTS_TABLE_H
 #define TESTS_TABLE_H
 
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 /// For the slot NAME_data().
 template <typename Row, size_t ROWS>

@@ -5,7 +5,7 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <csignal>
 

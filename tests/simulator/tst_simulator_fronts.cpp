@@ -5,7 +5,7 @@
 #include "tests/message_capture.h"
 
 #include <QtCore/QFile>
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <memory>
 

@@ -3,7 +3,7 @@
 #include "tools/lib_crc.h"
 #include "tools/txpackage.h"
 
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <climits>
 #include <random>

@@ -7,7 +7,7 @@
 #include "tools/data_pack.h"
 #include "tools/plc_address.h"
 
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <climits>
 #include <cstdlib>

@@ -6,7 +6,7 @@
 #include <QtCore/QThread>
 #include <QtSql/QSqlDatabase>
 #include <QtSql/QSqlQuery>
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 namespace
 {

@@ -8,7 +8,7 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QTextCodec>
-#include <QtTest/QtTest>
+#include <QtTest/QTest>
 
 #include <climits>
 #include <csignal>
