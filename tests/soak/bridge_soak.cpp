@@ -177,8 +177,8 @@ bool report(Soak *soak, const QMap<QByteArray, qint64> &faults)
 int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
-    if (argc != 4 && argc != 5) {
-        std::fprintf(stderr, "usage: bridge_soak CLIENTS EXCHANGES SEED [ANOTHER_KVBRIDGE]\n");
+    if (argc != 4) {
+        std::fprintf(stderr, "usage: bridge_soak CLIENTS EXCHANGES SEED\n");
         return 2;
     }
     const int clients = QByteArray(argv[1]).toInt();
@@ -186,7 +186,7 @@ int main(int argc, char **argv)
     Simulator plc(words("--tcp 0 --seed " + QString(argv[3]) + " --fault " +
                         words(faults).join(" --fault ")));
     QProcess bridge;
-    bridge.start(argc == 5 ? argv[4] : KVBRIDGE_PROGRAM, words(BRIDGE + plc.place));
+    bridge.start(KVBRIDGE_PROGRAM, words(BRIDGE + plc.place));
     Soak soak = {nextLine(&bridge).trimmed().section(' ', 1),
                  QByteArray(argv[2]).toLongLong(),
                  clients,
