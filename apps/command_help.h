@@ -82,6 +82,17 @@ inline Status statusOf(const CLI::Error &error)
     return isOfFile ? StatusOpen : StatusUsage;
 }
 
+/// What is wrong with an option that was not taken. One that the command has stood in front of it.
+/// @param words the program and the command, as typed
+inline std::string unknownOptionText(const std::string &option, const CLI::App *command,
+                                     const std::string &words)
+{
+    const std::vector<std::string> names = optionNames(command);
+    if (std::find(names.begin(), names.end(), option) == names.end())
+        return unknownText(option, "an option", names);
+    return option + " stands before its command; expected " + words + " " + option;
+}
+
 /// What is wrong with a command line, for people. The library does not say which word it did not
 /// take for a command.
 inline std::string usageError(const CLI::App *app, const CLI::Error &error)
@@ -100,7 +111,7 @@ inline std::string usageError(const CLI::App *app, const CLI::Error &error)
         if (word == "--")
             continue;
         if (word.compare(0, 1, "-") == 0)
-            text = unknownText(word.substr(0, word.find('=')), "an option", optionNames(command));
+            text = unknownOptionText(word.substr(0, word.find('=')), command, words);
         else if (!commands.empty())
             text = unknownText(word, "a command", commands);
         break;

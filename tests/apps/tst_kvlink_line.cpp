@@ -14,6 +14,7 @@ const KvlinkRun RUNS[] = {
     {"raed DM0 --sim", 2, "", "kvlink: raed is not a command; did you mean read?\n"},
     {"project inti x", 2, "", "kvlink: inti is not a command; did you mean init?\n"},
     {"--tmeout=5 read DM0", 2, "", "kvlink: --tmeout is not an option; did you mean --timeout?\n"},
+    {"--tags=x read DM0", 2, "", "--tags stands before its command; expected kvlink read --tags\n"},
     {"monitor DM0 --changes", 2, "", "did you mean --changes-only?\n"},
     {"info --format json", 2, "", "is not an option\nRun kvlink info --help for its usage.\n"},
     {"scan", 2, "", "kvlink: One of --port, --tcp and --link is required\n"},
@@ -131,7 +132,7 @@ private slots:
             "n=$(printf \"$1/\\344\"); ln -sf \"$2\" \"$n\"; echo DM0 >\"$n.items\";"
             "\"$3\" --port \"$n,9600,8n1\" --trace=\"$n.trace\" read --items \"$n.items\""
             " && [ -s \"$n.trace\" ] && \"$3\" project init \"$n.db\" && "
-            "\"$3\" --project-port COM2 --project \"$n.db\" info; rm \"$n.db\"";
+            "\"$3\" --project-port COM2 --project \"$n.db\" info; rm \"$n\"*";
         for (const char *locale : {"C", "C.UTF-8"}) {
             QProcess shell;
             shell.start("env", {QString("LC_ALL=") + locale, "sh", "-c", script, "sh",
