@@ -9,8 +9,13 @@
 
 #include <algorithm>
 
+#include <sys/resource.h>
+
 namespace
 {
+
+// For all but the clients: the standard streams, the wire, the event loop, the trace, the metrics.
+const rlim_t OTHER_DESCRIPTORS = 64;
 
 // How long the wire is waited for before the event loop has its turn.
 const int WAIT_SLICE_MS = 20;
@@ -24,6 +29,25 @@ QHostAddress plainAddress(const QHostAddress &address)
     bool isIPv4 = false;
     const quint32 number = address.toIPv4Address(&isIPv4);
     return isIPv4 ? QHostAddress(number) : address;
+}
+
+// Without a free descriptor Qt would try to accept a connection again and again, without a pause.
+Failure reserveDescriptors(int clients)
+{
+    const rlim_t needed = OTHER_DESCRIPTORS + static_cast<rlim_t>(clients);
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur >= needed)
+        return Failure();
+    limit.rlim_cur = needed;
+    if (setrlimit(RLIMIT_NOFILE, &limit) == 0)
+        return Failure();
+    return Failure(StatusUsage,
+                   QString::fromLatin1("%1 clients need %2 file descriptors, of which the process "
+                                       "may have %3; give fewer by --max-clients")
+                       .arg(clients)
+                       .arg(needed)
+                       .arg(limit.rlim_max));
 }
 
 QString clientText(int client, const QString &place)
@@ -79,6 +103,8 @@ Failure BridgeServer::start()
                        QString::fromLatin1("\"%1\": expected an address of this machine or "
                                            "localhost to listen at")
                            .arg(m_settings.listen.host));
+    if (Failure failure = reserveDescriptors(m_settings.maxClients))
+        return failure;
     if (Failure failure = m_wire.start())
         return failure;
     if (m_server.listen(host, m_settings.listen.port))

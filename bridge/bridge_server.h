@@ -30,7 +30,7 @@ struct BridgeSettings {
     TcpAddress listen;    ///< where clients connect
     int timeoutMs = 500;  ///< wait for the PLC, in milliseconds; the driver's default
     int pauseMs = 0;      ///< least time between two turns, in milliseconds
-    int maxClients = 128; ///< connections at a time; each costs a descriptor of the process' 1024
+    int maxClients = 128; ///< connections at a time; each takes a descriptor of the process
     QVector<AddressRange> allowed; ///< of clients
     TurnSettings turns;
 };

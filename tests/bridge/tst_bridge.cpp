@@ -277,6 +277,18 @@ private slots:
         QCOMPARE(outcome.status, row.status);
     }
 
+    void refusesMoreClientsThanItHasDescriptorsFor()
+    {
+        QProcess process;
+        process.start("prlimit", words(QString("--nofile=150 ") + KVBRIDGE_PROGRAM +
+                                       " --listen 0 --port x --max-clients 87"));
+        const Outcome outcome = ended(&process);
+        QVERIFY2(outcome.err.contains("87 clients need 151 file descriptors, of which the process "
+                                      "may have 150; give fewer"),
+                 qPrintable(outcome.err));
+        QCOMPARE(outcome.status, 2);
+    }
+
     // Exchanges of several clients that mix show as refusals: the PLC answers no line twice.
     void keepsClientsApart()
     {
