@@ -2,6 +2,7 @@
 
 #include "apps/kvlink/command_line.h"
 #include "apps/kvlink/link_names.h"
+#include "runtime/serial_port.h"
 #include "runtime/trace_log.h"
 
 #include <QtCore/QMap>
@@ -53,10 +54,17 @@ Failure checkGivenLink(const CommandLine &line, const QVector<Item> &items)
     return Failure();
 }
 
-// What only one link at a time can open. A TCP address may have several: it may be that of kvbridge.
+// What only one link at a time can open; empty for a TCP address, which may be that of kvbridge.
 QString portOf(const LinkOptions &link)
 {
-    return link.port.section(QLatin1Char(','), 0, 0);
+    return link.port.isEmpty() ? QString()
+                               : serialDevicePath(link.port.section(QLatin1Char(','), 0, 0));
+}
+
+// A part of a file's name, another one for each link.
+QString fileNamePart(QString name)
+{
+    return name.replace('%', "%25").replace('/', "%2F");
 }
 
 // Names what is said and traced of each link.
@@ -74,7 +82,7 @@ Failure tellApart(QVector<LinkItems> *links, const QVector<QString> &names)
                                             .arg(byPort.value(port), link.name, port));
         byPort.insert(port, link.name);
         if (!link.trace.isEmpty() && link.trace != QLatin1String(TRACE_TO_STDERR))
-            link.trace += QLatin1Char('.') + QString(link.name).replace('/', '_');
+            link.trace += QLatin1Char('.') + fileNamePart(link.name);
         for (Item &item : (*links)[i].items)
             item.link = names.at(i);
     }

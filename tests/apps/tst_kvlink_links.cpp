@@ -85,7 +85,7 @@ private slots:
                   QString("[press]\ntcp = %1\nstation = 7\n[hall]\ntcp = %2\n"
                           "[bridge]\ntcp = %1\nstation = 7\n"
                           "[usb]\nport = /dev/nosuch\n"
-                          "[twin]\nport = /dev/nosuch,19200\n[silent]\ntcp = %3\ntimeout = 200\n"
+                          "[twin]\nport = nosuch,19200\n[silent]\ntcp = %3\ntimeout = 200\n"
                           "[lost]\ntcp = 127.0.0.1:1\n")
                       .arg(m_press.place, m_hall.place, m_silent.place));
         writeFile("linked", "name,address,link\noven,DM100,press\n");
