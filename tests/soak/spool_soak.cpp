@@ -23,6 +23,12 @@ const char COMMAND[] =
     "trap 'rm FOLDER/command' EXIT && echo $$ >FOLDER/command && cat >FOLDER/$$ && "
     "mv FOLDER/$$ FOLDER/got.$(date +%s%N) && kill -0 $(cat FOLDER/broker)";
 
+// Time for the programs; more where they start and run slowly.
+void letPass(unsigned long ms)
+{
+    QThread::msleep(ms * KV_TEST_PATIENCE);
+}
+
 // Puts what it reads into a file at the moment of the reading, also when it is killed then.
 int receive(const char *file)
 {
@@ -58,8 +64,9 @@ struct SpoolSoak {
         if (isPiped) {
             reader.waitForFinished(PATIENCE_MS);
             kvlink.setStandardOutputProcess(&reader);
-            reader.start(QCoreApplication::applicationFilePath(),
-                         {folder.filePath(QString::asprintf("got.%06d", ++readers))});
+            const QString file = folder.filePath(QString::asprintf("got.%06d", ++readers));
+            reader.start("env", words(KV_TEST_EMULATOR) +
+                                    QStringList{QCoreApplication::applicationFilePath(), file});
         } else {
             arguments << "--deliver" << placed(COMMAND);
         }
@@ -69,7 +76,7 @@ struct SpoolSoak {
 
     void kill()
     {
-        QThread::msleep(50 + chance() % 150);
+        letPass(50 + chance() % 150);
         const unsigned long victim = chance() % (isPiped ? 2 : 3);
         const pid_t command = contents("command").toInt();
         if (victim == 2) {
@@ -79,7 +86,7 @@ struct SpoolSoak {
         ++killed[victim];
         (victim == 0 ? kvlink : reader).kill();
         (victim == 0 ? kvlink : reader).waitForFinished();
-        QThread::msleep(20);
+        letPass(20);
         if (victim == 0)
             cut += samples().value(samples().size() - 1);
         start();
@@ -106,7 +113,7 @@ struct SpoolSoak {
     /// @return whether all samples that kvlink has kept have arrived, in order
     bool finish(int kills)
     {
-        QThread::sleep(1); // signals are watched then
+        letPass(1000); // signals are watched then
         interrupt(kvlink);
         const Outcome end = ended(&kvlink);
         if (!isPiped)
